@@ -1,0 +1,22 @@
+# How every target of the project is compiled: the language, the warnings (all of them errors) and the
+# instrumentation that was asked for.
+add_library(quillmark_options INTERFACE)
+target_compile_features(quillmark_options INTERFACE cxx_std_20)
+target_compile_options(quillmark_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+
+if(QUILLMARK_SANITIZE)
+  target_compile_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE} -fno-omit-frame-pointer
+                                                    -fno-sanitize-recover=all)
+  target_link_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE})
+endif()
+
+if(QUILLMARK_COVERAGE)
+  target_compile_options(quillmark_options INTERFACE --coverage)
+  target_link_options(quillmark_options INTERFACE --coverage)
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)

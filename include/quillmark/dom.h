@@ -1,0 +1,139 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "quillmark/export.h"
+
+namespace quillmark {
+
+class DOMDocument;
+class IXMLDOMNode;
+
+/// The numeric node types of the W3C document object model.
+enum class NodeType : std::uint8_t {
+  kElement = 1,
+  kAttribute = 2,
+  kText = 3,
+  kCDataSection = 4,
+  kProcessingInstruction = 7,
+  kComment = 8,
+  kDocument = 9,
+  kDocumentType = 10,
+  kDocumentFragment = 11,
+};
+
+/// The nodes that a path selects, in document order; a snapshot.
+class QUILLMARK_API IXMLDOMNodeList {
+ public:
+  virtual ~IXMLDOMNodeList() = default;
+
+  [[nodiscard]] virtual std::size_t length() const = 0;
+  /// The node at an index counted from 0, in constant time; null where there is none.
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> item(std::size_t index) const = 0;
+};
+
+/// A node of a document. A node object keeps its document alive; several node objects may stand for
+/// the same node.
+///
+/// Paths are XSL Patterns, the default selection language of the document model: like XPath
+/// location paths, but an index predicate counts from 0, so "/can/x/r[0]" is the first `r`.
+///
+/// Threads: a document and its nodes belong to one thread at a time, except as
+/// `FreeThreadedDOMDocument` says.
+/// Errors: what the XML library reports; a failed allocation is 7 "Out of memory".
+class QUILLMARK_API IXMLDOMNode {
+ public:
+  IXMLDOMNode() = default;
+  IXMLDOMNode(const IXMLDOMNode&) = delete;
+  IXMLDOMNode& operator=(const IXMLDOMNode&) = delete;
+  IXMLDOMNode(IXMLDOMNode&&) = delete;
+  IXMLDOMNode& operator=(IXMLDOMNode&&) = delete;
+  virtual ~IXMLDOMNode() = default;
+
+  [[nodiscard]] virtual NodeType nodeType() const = 0;
+  /// Tag name of an element, target of a processing instruction, else "#text", "#document", …
+  [[nodiscard]] virtual std::string nodeName() const = 0;
+
+  /// The characters of a text, CDATA, comment or processing instruction node; empty for others.
+  [[nodiscard]] virtual std::string nodeValue() const = 0;
+  virtual void setNodeValue(std::string_view value) = 0;
+
+  /// The value of a leaf; of an element, fragment or document all its text and CDATA content,
+  /// joined in document order and not trimmed. Setting replaces all children by one text node.
+  [[nodiscard]] virtual std::string text() const = 0;
+  virtual void setText(std::string_view value) = 0;
+
+  /// The serialised node, with nothing added: no indentation, line ends as they are.
+  [[nodiscard]] virtual std::string xml() const = 0;
+
+  /// Null where there is none.
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> parentNode() const = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> firstChild() const = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> nextSibling() const = 0;
+  /// The document of the node; null for a document.
+  [[nodiscard]] virtual std::shared_ptr<DOMDocument> ownerDocument() const = 0;
+
+  /// Appends `child`, a node of the same document, as last child; of a fragment its children, which
+  /// leave it. Returns `child`.
+  virtual std::shared_ptr<IXMLDOMNode> appendChild(const std::shared_ptr<IXMLDOMNode>& child) = 0;
+
+  /// A copy without parent, in the same document; of a document, a new document of the same kind.
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const = 0;
+
+  /// Appends a deep copy of the children of `fragment` (which may be of another document and stays
+  /// as it is); in the copy, the first text node in document order holds `text`.
+  virtual void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) = 0;
+
+  /// The first node that `path` selects, seen from this node; null where it selects nothing.
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> selectSingleNode(
+      std::string_view path) const = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNodeList> selectNodes(
+      std::string_view path) const = 0;
+};
+
+/// An element.
+class QUILLMARK_API IXMLDOMElement : public IXMLDOMNode {
+ public:
+  /// The attribute's value; nothing where the element has no such attribute.
+  [[nodiscard]] virtual std::optional<std::string> getAttribute(std::string_view name) const = 0;
+  virtual void setAttribute(std::string_view name, std::string_view value) = 0;
+};
+
+/// A document. A node that it creates has no parent until it is appended.
+class QUILLMARK_API DOMDocument : public IXMLDOMNode {
+ public:
+  /// The root element; null in an empty document.
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMElement> documentElement() const = 0;
+
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> createNode(NodeType type,
+                                                                std::string_view name,
+                                                                std::string_view namespaceURI) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMElement> createElement(std::string_view name) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> createTextNode(std::string_view text) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> createProcessingInstruction(
+      std::string_view target, std::string_view data) = 0;
+  [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> createDocumentFragment() = 0;
+
+  /// Replaces the content of `target` by an exact copy of this document, every text node included.
+  virtual void save(DOMDocument& target) const = 0;
+
+  /// Replaces the content by the parsed `text` (UTF-8). White space, comments and CDATA are kept;
+  /// line ends become a single line feed, as every XML processor must do. Raises 13 with the reason
+  /// and the offset where the text is not a well-formed document, which leaves the document empty.
+  virtual void loadXML(std::string_view text) = 0;
+
+  /// Whether loading may return before it is done. Kept for hosts that set it; loading never is.
+  [[nodiscard]] virtual bool async() const = 0;
+  virtual void setAsync(bool value) = 0;
+};
+
+/// A document that may be read from several threads at once and handed from one to another; while
+/// one thread changes it, no other may use it.
+class QUILLMARK_API FreeThreadedDOMDocument : public DOMDocument {};
+
+}  // namespace quillmark

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "quillmark/export.h"
+
+namespace quillmark {
+
+/// A range of ECU memory, one of the host library's types.
+class QUILLMARK_API MemoryRange {
+ public:
+  virtual ~MemoryRange() = default;
+
+  /// First address.
+  [[nodiscard]] virtual std::int32_t Start() const = 0;
+  /// Number of bytes.
+  [[nodiscard]] virtual std::int32_t Count() const = 0;
+};
+
+/// The address ranges to be read back from an ECU, one of the host library's types.
+///
+/// Threads: used by one thread at a time.
+class QUILLMARK_API MemoryMap {
+ public:
+  virtual ~MemoryMap() = default;
+
+  virtual void AddRange(std::int32_t start, std::int32_t count) = 0;
+
+  /// The ranges in the order in which they were added.
+  [[nodiscard]] virtual std::vector<std::shared_ptr<MemoryRange>> Ranges() const = 0;
+};
+
+}  // namespace quillmark

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "quillmark/export.h"
+
+namespace quillmark {
+
+/// The common base of everything that a platform creates by ProgID or hands to a thread.
+class QUILLMARK_API Object {
+ public:
+  Object() = default;
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  Object(Object&&) = delete;
+  Object& operator=(Object&&) = delete;
+  virtual ~Object() = default;
+};
+
+}  // namespace quillmark

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "quillmark/dom.h"
+#include "quillmark/export.h"
+#include "quillmark/object.h"
+
+namespace quillmark {
+
+/// The callback through which a worker delivers its documents. `DiagOnCANReprog` implements it; a
+/// host sees the event `XMLReady` instead.
+class QUILLMARK_API XMLDocClient : public virtual Object {
+ public:
+  static constexpr std::string_view kProgID = "Quillmark.XMLDocClient";
+
+  /// Called on the worker's thread with a transfer document, or with null at the end of a sequence.
+  /// True means: continue. This base does nothing and returns false.
+  virtual bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml);
+
+ protected:
+  XMLDocClient() = default;
+};
+
+/// The class is an interface: creating it by itself always raises error 9 "pure virtual class".
+[[noreturn]] QUILLMARK_API std::shared_ptr<XMLDocClient> CreateXMLDocClient();
+
+}  // namespace quillmark

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillmark {
+
+/// A message or a part of one, inside the component.
+using Bytes = std::vector<std::uint8_t>;
+using ByteView = std::span<const std::uint8_t>;
+
+/// Upper-case text, two digits a byte, no separators.
+[[nodiscard]] std::string HexOf(ByteView bytes);
+void AppendHex(std::string& text, ByteView bytes);
+
+/// The bytes of such text, lower case accepted. Raises 13 for an odd number of digits and for any
+/// character that is no digit, blanks included.
+[[nodiscard]] Bytes BytesOfHex(std::string_view text);
+
+/// Upper case without leading zeros: 0x05 gives "5".
+[[nodiscard]] std::string ShortHexOf(std::uint8_t value);
+
+}  // namespace quillmark
