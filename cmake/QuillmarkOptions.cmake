@@ -8,6 +8,11 @@ if(QUILLMARK_SANITIZE)
   target_compile_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE} -fno-omit-frame-pointer
                                                     -fno-sanitize-recover=all)
   target_link_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE})
+  target_compile_definitions(quillmark_options INTERFACE _GLIBCXX_ASSERTIONS)
+else()
+  # A sanitizer's run-time library is linked into the program alone, so a shared library leaves its
+  # symbols open there.
+  target_link_options(quillmark_options INTERFACE LINKER:--no-undefined)
 endif()
 
 if(QUILLMARK_COVERAGE)

@@ -1,0 +1,38 @@
+# Sourced by ./check and ./quickstart: how a step is announced, timed and counted.
+# shellcheck shell=bash
+
+# Builds go through ccache where it is there; nothing needs it.
+if command -v ccache >/dev/null; then
+  export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
+
+cores() { nproc; }
+
+headline() { printf '\n=== %s\n' "$*"; }
+
+steps_passed=0
+steps_failed=0
+
+# run_step NAME COMMAND…: announces and times COMMAND, and goes on after a failure, which it counts.
+# COMMAND runs in a shell of its own with errexit on; no condition may surround the call, since that
+# would switch errexit off.
+run_step() {
+  local name=$1 status
+  shift
+  headline "$name"
+  SECONDS=0
+  set +e
+  (
+    set -e
+    "$@"
+  )
+  status=$?
+  set -e
+  if ((status == 0)); then
+    steps_passed=$((steps_passed + 1))
+    printf -- '--- %s: passed in %d s\n' "$name" "$SECONDS"
+  else
+    steps_failed=$((steps_failed + 1))
+    printf -- '--- %s: FAILED with status %d after %d s\n' "$name" "$status" "$SECONDS"
+  fi
+}
