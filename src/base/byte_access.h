@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/hex.h"
+#include "quillmark/error.h"
+
+/// Reading received bytes by position, counted from 1 as in the protocol's tables. A position
+/// outside raises 9 "Subscript out of range".
+namespace quillmark {
+
+[[nodiscard]] inline std::uint8_t ByteAt(ByteView bytes, std::size_t position) {
+  if (position < 1 || position > bytes.size()) {
+    throw Error(error_number::kSubscriptOutOfRange);
+  }
+  return bytes[position - 1];
+}
+
+/// A copy of exactly `count` bytes from `position` on; a count of 0 gives none.
+[[nodiscard]] inline Bytes BytesAt(ByteView bytes, std::size_t position, std::size_t count) {
+  if (position < 1 || position > bytes.size() + 1 || count > bytes.size() + 1 - position) {
+    throw Error(error_number::kSubscriptOutOfRange);
+  }
+  const auto part = bytes.subspan(position - 1, count);
+  return {part.begin(), part.end()};
+}
+
+/// A copy of the bytes from `position` to the end, which may be none.
+[[nodiscard]] inline Bytes BytesFrom(ByteView bytes, std::size_t position) {
+  if (position < 1 || position > bytes.size() + 1) {
+    throw Error(error_number::kSubscriptOutOfRange);
+  }
+  const auto part = bytes.subspan(position - 1);
+  return {part.begin(), part.end()};
+}
+
+inline void Append(Bytes& bytes, ByteView more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+}  // namespace quillmark

@@ -1,0 +1,108 @@
+#include "context/context.h"
+
+#include <utility>
+
+#include "base/checked.h"
+#include "base/hex.h"
+#include "context/message_table.h"
+
+namespace quillmark {
+namespace {
+
+constexpr std::uint8_t kTesterAddress = 0xF1;
+constexpr std::int32_t kGatewayChannel = 3;
+
+/// The gateway line of an ECU address; nothing for an address on a K line.
+std::optional<std::int32_t> GatewayLine(std::uint8_t ecu_address) {
+  switch (ecu_address) {
+    case 0x6E:
+      return 13;
+    case 0x7A:
+      return 14;
+    default:
+      return std::nullopt;
+  }
+}
+
+Addressing ByIdentifiers(Addressing addressing, std::int32_t RCANId, std::int32_t XCANId) {
+  // The K form flag is left as it is: an object once in K form stays there. This is deliberate.
+  addressing.addressed_can_form = false;
+  addressing.channel = RCANId;
+  addressing.line = XCANId;
+  return addressing;
+}
+
+Addressing ByEcuAddress(Addressing addressing, std::uint8_t ecu_address) {
+  addressing.ecu_address = ecu_address;
+  addressing.tester_address = kTesterAddress;
+  addressing.channel = kGatewayChannel;
+  const auto line = GatewayLine(ecu_address);
+  addressing.addressed_can_form = line.has_value();
+  if (line) {
+    addressing.line = *line;
+  } else {
+    addressing.k_form = true;
+  }
+  return addressing;
+}
+
+std::string FlowControlText(std::uint8_t block_size, std::uint8_t separation_time) {
+  std::string text = "30" + HexOf(Bytes{block_size});
+  // With block size 1 the separation time is not compared. This is deliberate.
+  if (block_size != 1) {
+    AppendHex(text, Bytes{separation_time});
+  }
+  return text;
+}
+
+}  // namespace
+
+Context::Context(std::shared_ptr<Platform> platform) : platform_(std::move(platform)) {
+  if (!platform_) {
+    throw Error(error_number::kObjectNotSet);
+  }
+}
+
+void Context::CANIDs(std::int32_t RCANId, std::int32_t XCANId) {
+  const bool by_address = RCANId == 0;
+  const Addressing addressing = by_address ? ByEcuAddress(addressing_, checked::ToByte(XCANId))
+                                           : ByIdentifiers(addressing_, RCANId, XCANId);
+  Templates templates = BuildTemplates(*platform_, addressing, free_threaded_);
+
+  addressing_ = addressing;
+  identifiers_ = Identifiers{RCANId, XCANId};
+  templates_ = std::move(templates);
+  buffers_ = FrameBuffers{};
+}
+
+void Context::FlowControl(std::int32_t BS, std::int32_t STMin) {
+  if (STMin < 0) {
+    RaiseMessage(Message::kSeparationTimeNegative);
+  }
+  if (STMin > 255) {
+    RaiseMessage(Message::kSeparationTimeTooLarge);
+  }
+  if (BS < 0) {
+    RaiseMessage(Message::kBlockSizeNegative);
+  }
+  if (BS > 255) {
+    RaiseMessage(Message::kBlockSizeTooLarge);
+  }
+  flow_control_ = {BS, STMin, FlowControlText(checked::ToByte(BS), checked::ToByte(STMin))};
+}
+
+const Templates& Context::GetTemplates() const {
+  if (!templates_) {
+    throw Error(error_number::kObjectNotSet);
+  }
+  return *templates_;
+}
+
+Context::Identifiers Context::ConfiguredIdentifiers() const {
+  if (!identifiers_) {
+    throw Error(error_number::kObjectNotSet);
+  }
+  return *identifiers_;
+}
+
+}  // namespace quillmark

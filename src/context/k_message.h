@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/hex.h"
+#include "context/addressing.h"
+
+/// The message of ISO 14230-2 that K form and addressed CAN form share:
+///
+///     format | target | source | [length] | data … | checksum
+///
+/// The format byte is 0x80 plus the number of data bytes; from 63 on it is 0x80 alone and a length
+/// byte follows the source. The checksum is the 8-bit sum of everything before it.
+namespace quillmark::k_message {
+
+struct Addresses {
+  std::uint8_t target;
+  std::uint8_t source;
+};
+
+[[nodiscard]] inline Addresses ToEcu(const Addressing& addressing) {
+  return {addressing.ecu_address, addressing.tester_address};
+}
+
+[[nodiscard]] inline Addresses ToTester(const Addressing& addressing) {
+  return {addressing.tester_address, addressing.ecu_address};
+}
+
+/// Raises 1000 "Invalid request length (…)" outside 1..255.
+void RequireRequestLength(std::size_t length);
+
+/// The length as a size. Raises 1000 "Invalid reply length (…)" outside 1..255.
+[[nodiscard]] std::size_t RequireReplyLength(std::int32_t length);
+
+/// Number of bytes of a whole message with `length` data bytes.
+[[nodiscard]] std::size_t SizeOf(std::size_t length);
+
+/// The beginning of a message with `length` data bytes, as far as `data` reaches: whole, with its
+/// checksum, where `data` has all of them.
+[[nodiscard]] Bytes Build(Addresses addresses, ByteView data, std::size_t length);
+
+/// The data bytes of a received message. Bytes after its checksum are ignored, its addresses not
+/// compared. Raises 2003 "Checksum error …" where it is shorter than it says or its checksum is
+/// wrong.
+[[nodiscard]] Bytes Read(ByteView message);
+
+}  // namespace quillmark::k_message

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace quillmark {
+
+/// The messages of the component; the error number is 4000 plus the index. Index 2 is empty and
+/// never raised.
+enum class Message : std::uint8_t {
+  kNotReprogrammable = 0,
+  kSeed = 1,
+  kStartErase = 3,
+  kErase = 4,
+  kDownload = 5,
+  kStartRoutine = 6,
+  kUpload = 7,
+  kWriteLogZone = 8,
+  kSeparationTimeNegative = 9,
+  kSeparationTimeTooLarge = 10,
+  kBlockSizeNegative = 11,
+  kBlockSizeTooLarge = 12,
+};
+
+/// Raises the message's number with its text, directly followed by `detail`: texts that take one
+/// end in a blank.
+[[noreturn]] void RaiseMessage(Message message, std::string_view detail = {});
+
+/// Raises `Message::kStartRoutine` for a routine: its "{0}" is the routine's number in hex.
+[[noreturn]] void RaiseRoutineMessage(std::uint8_t routine, std::string_view detail);
+
+/// Numbers outside the message table.
+namespace error_number {
+inline constexpr std::int32_t kInvalidRequest = 1000;
+inline constexpr std::int32_t kNoReply = 2000;
+inline constexpr std::int32_t kIllegalReply = 2003;
+inline constexpr std::int32_t kIllegalNegativeReply = 2041;
+inline constexpr std::int32_t kFirstMessage = 4000;
+}  // namespace error_number
+
+}  // namespace quillmark

@@ -1,0 +1,143 @@
+#include "context/plain_can.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <string>
+
+#include "base/byte_access.h"
+#include "base/checked.h"
+#include "context/message_table.h"
+#include "quillmark/error.h"
+
+namespace quillmark::plain_can {
+namespace {
+
+constexpr std::size_t kMaxSingleFrameLength = 7;
+constexpr std::size_t kMaxLength = 4095;
+constexpr std::size_t kFirstFrameData = 6;
+constexpr std::size_t kConsecutiveFrameData = 7;
+
+constexpr std::uint8_t kFirstFrame = 0x10;
+constexpr std::uint8_t kConsecutiveFrame = 0x20;
+constexpr std::uint8_t kFrameTypeMask = 0xF0;
+constexpr std::uint8_t kLengthMask = 0x0F;
+
+/// Continue to send, block size 1, separation time 0: the tester asks for every frame by itself.
+constexpr std::string_view kTesterFlowControl = "3001000000000000";
+
+/// The two header bytes of a first frame: frame type and 12-bit length.
+std::array<std::uint8_t, 2> FirstFrameHeader(std::size_t length) {
+  return {checked::Convert<std::uint8_t>(kFirstFrame + length / 256),
+          checked::Convert<std::uint8_t>(length % 256)};
+}
+
+std::uint8_t SequenceNumber(std::size_t index) { return static_cast<std::uint8_t>(index % 16); }
+
+void AddSingleFrame(StepWriter& steps, CANFrame& frame, ByteView request) {
+  frame[0] = checked::Convert<std::uint8_t>(request.size());
+  std::copy(request.begin(), request.end(), frame.begin() + 1);
+  steps.Send(frame);
+}
+
+void AddFirstFrame(StepWriter& steps, CANFrame& frame, const FlowControlSettings& flow_control,
+                   ByteView request) {
+  const auto header = FirstFrameHeader(request.size());
+  const auto data = std::copy(header.begin(), header.end(), frame.begin());
+  std::copy_n(request.begin(), kFirstFrameData, data);
+  steps.Send(frame);
+  steps.Receive(flow_control.text);
+}
+
+void AddConsecutiveFrame(StepWriter& steps, CANFrame& frame, std::size_t index, ByteView data) {
+  frame[0] = static_cast<std::uint8_t>(kConsecutiveFrame + SequenceNumber(index));
+  std::copy(data.begin(), data.end(), frame.begin() + 1);
+  steps.Send(frame);
+}
+
+void AddConsecutiveFrames(StepWriter& steps, CANFrame& frame,
+                          const FlowControlSettings& flow_control, ByteView data) {
+  // Block size 0 counts down from 0 and never meets it again: no further flow control, as ISO
+  // 15765-2 has it.
+  std::int32_t frames_to_flow_control = flow_control.block_size;
+  std::size_t index = 1;
+  for (; data.size() > kConsecutiveFrameData; ++index) {
+    AddConsecutiveFrame(steps, frame, index, data.first(kConsecutiveFrameData));
+    data = data.subspan(kConsecutiveFrameData);
+    if (--frames_to_flow_control == 0) {
+      steps.Receive(flow_control.text);
+      frames_to_flow_control = flow_control.block_size;
+    } else {
+      steps.WaitSeparationTime();
+    }
+  }
+  AddConsecutiveFrame(steps, frame, index, data);
+}
+
+void AddSegmentedReply(StepWriter& steps, ByteView expected, std::size_t length) {
+  if (expected.size() > kFirstFrameData) {
+    throw Error(error_number::kInvalidRequest, "can't check more than 6 bytes in segmented reply");
+  }
+  const auto header = FirstFrameHeader(length);
+  steps.Receive(HexOf(header) + HexOf(expected));
+  for (std::size_t index = 1; index <= length / kConsecutiveFrameData; ++index) {
+    steps.Send(kTesterFlowControl);
+    steps.Receive("2" + ShortHexOf(SequenceNumber(index)));
+  }
+}
+
+Bytes ReadSegments(const Bytes& first, ReplyFrames& frames) {
+  const std::size_t length = std::size_t{256} * (ByteAt(first, 1) & kLengthMask) + ByteAt(first, 2);
+  Bytes message = BytesAt(first, 3, kFirstFrameData);
+  std::size_t received = kFirstFrameData;
+  // Sequence numbers are deliberately not compared: the host has compared them with the `c`
+  // elements.
+  for (; received < length; received += kConsecutiveFrameData) {
+    Append(message, BytesFrom(frames.NextData(), 2));
+  }
+  return received > length ? BytesAt(message, 1, length) : message;
+}
+
+}  // namespace
+
+void AddRequestFrames(StepWriter& steps, FrameBuffers& buffers,
+                      const FlowControlSettings& flow_control, ByteView request) {
+  if (request.size() > kMaxLength) {
+    throw Error(error_number::kInvalidRequest,
+                "Invalid request length (" + std::to_string(request.size()) + ")");
+  }
+  if (request.size() <= kMaxSingleFrameLength) {
+    AddSingleFrame(steps, buffers.frame, request);
+    return;
+  }
+  AddFirstFrame(steps, buffers.frame, flow_control, request);
+  AddConsecutiveFrames(steps, buffers.consecutive, flow_control, request.subspan(kFirstFrameData));
+}
+
+void AddExpectedReply(StepWriter& steps, ByteView expected, std::int32_t reply_length) {
+  if (reply_length < 0 || reply_length > static_cast<std::int32_t>(kMaxLength)) {
+    throw Error(error_number::kInvalidRequest,
+                "Invalid reply length (" + std::to_string(reply_length) + ")");
+  }
+  const auto length = static_cast<std::size_t>(reply_length);
+  if (length > kMaxSingleFrameLength) {
+    AddSegmentedReply(steps, expected, length);
+  } else {
+    steps.Receive(HexOf(Bytes{static_cast<std::uint8_t>(length)}) + HexOf(expected));
+  }
+  steps.WaitSeparationTime();
+}
+
+std::optional<Bytes> ReadReply(const Bytes& first, ReplyFrames& frames) {
+  const std::uint8_t header = ByteAt(first, 1);
+  switch (header & kFrameTypeMask) {
+    case 0x00:
+      return BytesAt(first, 2, header);
+    case kFirstFrame:
+      return ReadSegments(first, frames);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace quillmark::plain_can

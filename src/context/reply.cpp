@@ -1,0 +1,53 @@
+#include "context/reply.h"
+
+#include <utility>
+
+#include "context/addressed_can.h"
+#include "context/k_line.h"
+#include "context/plain_can.h"
+#include "context/reply_frames.h"
+
+namespace quillmark {
+
+std::optional<Bytes> ReadReply(TransportForm form, const std::shared_ptr<IXMLDOMNode>& node) {
+  if (!node) {
+    return Bytes{};
+  }
+  ReplyFrames frames(node);
+  const auto first = frames.Next();
+  if (!first) {
+    return Bytes{};
+  }
+  switch (form) {
+    case TransportForm::kKLine:
+      return k_line::ReadReply(*first);
+    case TransportForm::kAddressedCAN:
+      return addressed_can::ReadReply(*first, frames);
+    case TransportForm::kPlainCAN:
+      break;
+  }
+  return plain_can::ReadReply(*first, frames);
+}
+
+Bytes ReadReplyAt(TransportForm form, const std::shared_ptr<DOMDocument>& root, std::size_t index) {
+  return ReadReplyAtPath(form, root, Indexed(ReplyPath(form), index));
+}
+
+Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& root,
+                      const std::string& path) {
+  auto reply = ReadReply(form, Require(root).selectSingleNode(path));
+  if (!reply) {
+    throw Error(error_number::kObjectNotSet);
+  }
+  return *std::move(reply);
+}
+
+std::string ReplyPath(TransportForm form) {
+  return form == TransportForm::kKLine ? "/k/r" : "/can/x/r";
+}
+
+std::string Indexed(const std::string& path, std::size_t index) {
+  return path + "[" + std::to_string(index) + "]";
+}
+
+}  // namespace quillmark

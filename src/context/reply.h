@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/hex.h"
+#include "context/addressing.h"
+#include "quillmark/dom.h"
+#include "quillmark/error.h"
+
+namespace quillmark {
+
+/// The reply message whose first frame is `node` or follows it: service bytes, transport framing
+/// removed. Empty where there is no node or the frame has no data. Nothing in plain CAN form where
+/// the frame does not begin a message.
+///
+/// Raises 91 where a frame is missing, 2000 where a further frame has no data, 2003 where a K-style
+/// message is cut short or has a wrong checksum, 9 where a plain CAN frame ends too early, 13 where
+/// the data is not hex.
+[[nodiscard]] std::optional<Bytes> ReadReply(TransportForm form,
+                                             const std::shared_ptr<IXMLDOMNode>& node);
+
+/// The message that starts in the `r` element with `index`, counted from 0, of the form's exchange;
+/// used at once, and so 91 where that frame does not begin a message.
+[[nodiscard]] Bytes ReadReplyAt(TransportForm form, const std::shared_ptr<DOMDocument>& root,
+                                std::size_t index);
+
+/// The same for any path.
+[[nodiscard]] Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& root,
+                                    const std::string& path);
+
+/// "/k/r" in K form, otherwise "/can/x/r".
+[[nodiscard]] std::string ReplyPath(TransportForm form);
+
+/// `path` with an index predicate.
+[[nodiscard]] std::string Indexed(const std::string& path, std::size_t index);
+
+/// The `object` behind a reference that is about to be used. Raises 91 where there is none.
+template <typename T>
+T& Require(const std::shared_ptr<T>& object) {
+  if (!object) {
+    throw Error(error_number::kObjectNotSet);
+  }
+  return *object;
+}
+
+}  // namespace quillmark

@@ -1,0 +1,83 @@
+#include "context/request.h"
+
+#include <string>
+#include <utility>
+
+#include "context/addressed_can.h"
+#include "context/k_line.h"
+#include "context/message_table.h"
+#include "context/plain_can.h"
+#include "context/reply.h"
+
+namespace quillmark {
+namespace {
+
+/// The element that takes the steps, in a fresh copy of the template document.
+std::shared_ptr<IXMLDOMElement> NewRequestElement(const Templates& templates) {
+  const auto document = templates.document->cloneNode(true);
+  auto element = std::dynamic_pointer_cast<IXMLDOMElement>(
+      Require(document).selectSingleNode(templates.request_path));
+  Require(element);
+  return element;
+}
+
+}  // namespace
+
+Request::Request(Context& context)
+    : context_(context),
+      element_(NewRequestElement(context.GetTemplates())),
+      document_(element_->ownerDocument()),
+      steps_(*element_, context.GetTemplates(), context.GetFlowControl().separation_time),
+      buffers_(context.Buffers()) {}
+
+void Request::AddStep(ByteView request, ByteView expected, std::int32_t reply_length) {
+  AddRequestFrames(request);
+  AddExpectedReply(expected, reply_length);
+}
+
+void Request::AddRequestFrames(ByteView request) {
+  switch (context_.Form()) {
+    case TransportForm::kKLine:
+      return k_line::AddKFrames(steps_, context_.GetAddressing(), request);
+    case TransportForm::kAddressedCAN:
+      return addressed_can::AddAddressedCANFrames(steps_, context_.GetAddressing(), request);
+    case TransportForm::kPlainCAN:
+      return plain_can::AddRequestFrames(steps_, buffers_, context_.GetFlowControl(), request);
+  }
+}
+
+void Request::AddExpectedReply(ByteView expected, std::int32_t reply_length) {
+  if (std::cmp_greater(expected.size(), reply_length)) {
+    throw Error(error_number::kInvalidRequest, "can't check more bytes than received");
+  }
+  switch (context_.Form()) {
+    case TransportForm::kKLine:
+      return k_line::AddKReply(steps_, context_.GetAddressing(), expected, reply_length);
+    case TransportForm::kAddressedCAN:
+      return addressed_can::AddAddressedCANReply(steps_, context_.GetAddressing(), expected,
+                                                 reply_length);
+    case TransportForm::kPlainCAN:
+      return plain_can::AddExpectedReply(steps_, expected, reply_length);
+  }
+}
+
+void Request::AddWakeUp(std::int32_t milliseconds) {
+  const std::string text = std::to_string(milliseconds);
+  AppendElement(*document_, *element_, "bk", text);
+  AppendElement(*document_, *element_, "w", text);
+}
+
+std::shared_ptr<DOMDocument> Request::Finish() {
+  AppendLineEnd(*document_, Require(document_->documentElement()));
+  context_.KeepBuffers(buffers_);
+  return document_;
+}
+
+std::shared_ptr<DOMDocument> SingleStepRequest(Context& context, ByteView request,
+                                               ByteView expected, std::int32_t reply_length) {
+  Request document(context);
+  document.AddStep(request, expected, reply_length);
+  return document.Finish();
+}
+
+}  // namespace quillmark
