@@ -1,0 +1,87 @@
+#include "services/history.h"
+
+#include <cstddef>
+#include <string>
+
+#include "base/byte_access.h"
+#include "context/message_table.h"
+#include "context/reply.h"
+
+namespace quillmark::services {
+namespace {
+
+constexpr std::size_t kEntryCount = 8;
+constexpr std::size_t kRequiredEntries = 2;
+constexpr std::size_t kRecordPosition = 3;
+
+struct EntryPaths {
+  std::string history;
+  std::string reprogramming;
+};
+
+/// On a K line only the first two history records are looked for where they stand, everything else
+/// where a CAN document has it. So `gethisto` fails at entry 0 of every K form document:
+/// deliberate.
+EntryPaths KLinePaths(std::size_t entry) {
+  const std::string k_path = ReplyPath(TransportForm::kKLine);
+  const std::string can_path = ReplyPath(TransportForm::kPlainCAN);
+  const std::size_t index = 2 * entry + 2;
+  return {Indexed(entry < kRequiredEntries ? k_path : can_path, index),
+          Indexed(can_path, index + 1)};
+}
+
+/// Each 26-byte reply takes four `r` elements, so an entry takes eight. In plain CAN form the reply
+/// to the second session request stands between the identification and the entries.
+EntryPaths CANPaths(std::size_t entry, bool addressed_can_form) {
+  const std::string path = ReplyPath(TransportForm::kPlainCAN);
+  const std::size_t history = (addressed_can_form ? 5 : 6) + 8 * entry;
+  return {Indexed(path, history), Indexed(path, history + 4)};
+}
+
+EntryPaths PathsOf(std::size_t entry, const Addressing& addressing) {
+  if (addressing.Form() == TransportForm::kKLine) {
+    return KLinePaths(entry);
+  }
+  return CANPaths(entry, addressing.addressed_can_form);
+}
+
+/// Stores the record that starts at `path`; false, and nothing stored, where the reply there has
+/// not the length of a record.
+bool ReadRecord(const Context& context, const std::shared_ptr<DOMDocument>& root,
+                const std::string& path, std::shared_ptr<ByteString>& record) {
+  const Bytes reply = ReadReplyAtPath(context.Form(), root, path);
+  if (reply.size() != kRecordReplyLength) {
+    return false;
+  }
+  auto copy = context.GetPlatform().CreateByteString();
+  copy->SetHex(HexOf(BytesFrom(reply, kRecordPosition)));
+  record = std::move(copy);
+  return true;
+}
+
+}  // namespace
+
+void gethisto(const Context& context, const std::shared_ptr<DOMDocument>& root,
+              ByteStringArray& RepHisto, ByteStringArray& RepReprog,
+              std::shared_ptr<ByteString>& RepIdent) {
+  RepHisto.assign(kEntryCount, nullptr);
+  RepReprog.assign(kEntryCount, nullptr);
+  RepIdent.reset();
+
+  if (!ReadRecord(context, root, Indexed(ReplyPath(context.Form()), 1), RepIdent)) {
+    RaiseMessage(Message::kNotReprogrammable);
+  }
+  for (std::size_t entry = 0; entry < kEntryCount; ++entry) {
+    const EntryPaths paths = PathsOf(entry, context.GetAddressing());
+    if (ReadRecord(context, root, paths.history, RepHisto[entry]) &&
+        ReadRecord(context, root, paths.reprogramming, RepReprog[entry])) {
+      continue;
+    }
+    if (entry < kRequiredEntries) {
+      RaiseMessage(Message::kNotReprogrammable);
+    }
+    return;
+  }
+}
+
+}  // namespace quillmark::services

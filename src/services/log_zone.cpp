@@ -1,0 +1,41 @@
+#include "services/log_zone.h"
+
+#include <cstdint>
+
+#include "context/message_table.h"
+#include "context/reply.h"
+#include "context/request.h"
+#include "services/error_mark.h"
+
+namespace quillmark::services {
+namespace {
+
+/// 34 83, address 00 00 00, length 0x30, 48 bytes of history, 2-byte checksum.
+constexpr std::string_view kHeaderHex = "348300000030";
+constexpr std::int32_t kHeaderLength = 6;
+constexpr std::int32_t kHistoryLength = 48;
+constexpr std::int32_t kChecksumLength = 2;
+
+}  // namespace
+
+std::shared_ptr<DOMDocument> writelogzone(Context& context,
+                                          const std::shared_ptr<ByteString>& Histo) {
+  Platform& platform = context.GetPlatform();
+  const auto block = platform.CreateByteString();
+  block->SetHex(kHeaderHex);
+  block->SetLength(kHeaderLength + kHistoryLength + kChecksumLength);
+  block->Mid(kHeaderLength + 1, kHistoryLength)->Assign(Require(Histo));
+
+  const auto checksum = platform.CreateChecksumCalculator();
+  checksum->Add(*block->Mid(1, kHeaderLength + kHistoryLength));
+  checksum->StoreInto(*block);
+  return SingleStepRequest(context, BytesOfHex(block->Hex()), Bytes{0x74, 0x02}, 2);
+}
+
+void checkwritelogzone(const std::shared_ptr<DOMDocument>& root) {
+  if (const auto failure = DescribeErrorMark(root)) {
+    RaiseMessage(Message::kWriteLogZone, *failure);
+  }
+}
+
+}  // namespace quillmark::services

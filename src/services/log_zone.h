@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+
+#include "context/context.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/dom.h"
+
+/// Writing the history record of a reprogramming into the ECU's log zone.
+namespace quillmark::services {
+
+[[nodiscard]] std::shared_ptr<DOMDocument> writelogzone(Context& context,
+                                                        const std::shared_ptr<ByteString>& Histo);
+
+/// The reply bytes are not looked at: the host has compared them and marks a failure.
+void checkwritelogzone(const std::shared_ptr<DOMDocument>& root);
+
+}  // namespace quillmark::services

@@ -1,0 +1,93 @@
+#include "services/security_access.h"
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/byte_access.h"
+#include "context/message_table.h"
+#include "context/negative_response.h"
+#include "context/reply.h"
+#include "context/request.h"
+
+namespace quillmark::services {
+namespace {
+
+constexpr std::size_t kStartReplyLength = 3;
+constexpr std::size_t kSeedReplyLength = 6;
+constexpr std::size_t kUnlockReplyLength = 2;
+constexpr std::size_t kSeedPosition = 3;
+
+bool HasSeedHeader(const Bytes& reply) { return reply[0] == 0x67 && reply[1] == 0x81; }
+
+/// On a K line neither the header nor a negative response is looked at. This is deliberate.
+Bytes ReadSeedReplyOnKLine(const std::shared_ptr<DOMDocument>& root) {
+  Bytes reply = ReadReplyAt(TransportForm::kKLine, root, 0);
+  if (reply.size() != kSeedReplyLength) {
+    RaiseMessage(Message::kSeed, HexOf(reply));
+  }
+  return reply;
+}
+
+void CheckStartReply(TransportForm form, const std::shared_ptr<DOMDocument>& root) {
+  const Bytes reply = ReadReplyAt(form, root, 0);
+  if (reply.size() != kStartReplyLength) {
+    throw Error(error_number::kNoReply, "Reprog on CAN : init failed " + HexOf(reply));
+  }
+}
+
+Bytes ReadSeedReplyOnCAN(TransportForm form, const std::shared_ptr<DOMDocument>& root) {
+  std::size_t index = 0;
+  if (form == TransportForm::kAddressedCAN) {
+    CheckStartReply(form, root);
+    index = 1;
+  }
+  Bytes reply = ReadReplyAt(form, root, index);
+  CheckNegativeReply(reply);
+  if (reply.size() != kSeedReplyLength || !HasSeedHeader(reply)) {
+    throw Error(error_number::kIllegalReply, "SA#1 Illegal Reply : " + HexOf(reply));
+  }
+  return reply;
+}
+
+}  // namespace
+
+std::shared_ptr<DOMDocument> readseed(Context& context) {
+  Request document(context);
+  // The flag, not the form: a K form object that was given a gateway address starts twice.
+  // Deliberate.
+  if (context.GetAddressing().addressed_can_form) {
+    document.AddStep(Bytes{0x81}, Bytes{0xC1}, kStartReplyLength);
+  }
+  document.AddStep(Bytes{0x27, 0x81}, Bytes{0x67, 0x81}, kSeedReplyLength);
+  return document.Finish();
+}
+
+std::shared_ptr<ByteString> getseed(const Context& context,
+                                    const std::shared_ptr<DOMDocument>& root) {
+  const TransportForm form = context.Form();
+  const Bytes reply =
+      form == TransportForm::kKLine ? ReadSeedReplyOnKLine(root) : ReadSeedReplyOnCAN(form, root);
+  auto seed = context.GetPlatform().CreateByteString();
+  seed->SetHex(HexOf(BytesFrom(reply, kSeedPosition)));
+  return seed;
+}
+
+std::shared_ptr<DOMDocument> dounlock(Context& context, const std::shared_ptr<ByteString>& key) {
+  Bytes request = {0x27, 0x82};
+  Append(request, BytesOfHex(Require(key).Hex()));
+  return SingleStepRequest(context, request, Bytes{0x67, 0x82}, kUnlockReplyLength);
+}
+
+void checkunlock(const Context& context, const std::shared_ptr<DOMDocument>& root) {
+  const TransportForm form = context.Form();
+  // In addressed CAN form the first `r` is the acknowledgement of the request's first frame.
+  const std::size_t index = form == TransportForm::kAddressedCAN ? 1 : 0;
+  const Bytes reply = ReadReplyAt(form, root, index);
+  CheckNegativeReply(reply);
+  // The content is not compared: any reply of two bytes that is not negative passes. Deliberate.
+  if (reply.size() != kUnlockReplyLength) {
+    throw Error(error_number::kIllegalReply, "SA#2 Illegal Reply " + HexOf(reply));
+  }
+}
+
+}  // namespace quillmark::services
