@@ -1,0 +1,158 @@
+#include "host/image/image_file.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "host/image/intel_hex.h"
+#include "host/image/s_record.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::array<std::string_view, 3> kIntelHexExtensions = {".hex", ".ihex", ".ihx"};
+constexpr std::array<std::string_view, 7> kSRecordExtensions = {".s19", ".s28", ".s37", ".srec",
+                                                                ".mot", ".sx",  ".s"};
+
+bool IsPrintable(char character) {
+  return (character >= ' ' && character <= '~') || character == '\t' || character == '\r';
+}
+
+bool IsDigit(char character) { return character >= '0' && character <= '9'; }
+
+// Judges by the first line that is not blank. It may be a damaged record, but it must be text.
+std::optional<ImageFormat> FormatOfContent(std::string_view content) {
+  const std::size_t start = content.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos) {
+    return std::nullopt;
+  }
+  const std::string_view line = content.substr(start, content.find('\n', start) - start);
+  if (!std::all_of(line.begin(), line.end(), IsPrintable)) {
+    return std::nullopt;
+  }
+  if (line.front() == ':') {
+    return ImageFormat::kIntelHex;
+  }
+  if (line.size() > 1 && line.front() == 'S' && IsDigit(line[1])) {
+    return ImageFormat::kSRecord;
+  }
+  return std::nullopt;
+}
+
+ImageFormat FormatOf(std::string_view content, const std::filesystem::path& path,
+                     std::optional<std::uint32_t> base) {
+  if (const auto format = FormatOfContent(content)) {
+    return *format;
+  }
+  return base ? ImageFormat::kRawBinary : FormatOfName(path);
+}
+
+ImageSegments ReadRawBinary(std::string_view content, const std::string& file, std::uint32_t base) {
+  if (content.empty()) {
+    return {};
+  }
+  if (base + std::uint64_t{content.size()} > kAddressSpace) {
+    throw DamagedImage(file,
+                       fmt::format("{} bytes from address {:08X} on run past address FFFFFFFF",
+                                   content.size(), base));
+  }
+  return {{base, std::vector<std::uint8_t>(content.begin(), content.end())}};
+}
+
+std::uint64_t WriteRawBinary(std::ostream& out, const ImageSegments& segments, std::uint8_t fill) {
+  std::uint64_t filled = 0;
+  std::uint64_t next = segments.empty() ? 0 : segments.front().address;
+  for (const ImageSegment& segment : segments) {
+    filled += segment.address - next;
+    std::fill_n(std::ostreambuf_iterator<char>(out), segment.address - next,
+                static_cast<char>(fill));
+    std::copy(segment.bytes.begin(), segment.bytes.end(), std::ostreambuf_iterator<char>(out));
+    next = segment.address + std::uint64_t{segment.bytes.size()};
+  }
+  return filled;
+}
+
+}  // namespace
+
+std::string_view NameOf(ImageFormat format) {
+  switch (format) {
+    case ImageFormat::kIntelHex:
+      return "Intel HEX";
+    case ImageFormat::kSRecord:
+      return "Motorola S-record";
+    case ImageFormat::kRawBinary:
+      break;
+  }
+  return "raw binary";
+}
+
+ImageFile ReadImageFile(const std::filesystem::path& path, std::optional<std::uint32_t> base) {
+  if (std::filesystem::is_directory(path)) {
+    throw UnreadableImage(fmt::format("{}: is a directory", path.string()));
+  }
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  const std::string content((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+  if (!file.is_open() || file.bad()) {
+    throw UnreadableImage(fmt::format("{}: {}", path.string(), std::strerror(errno)));
+  }
+  return ReadImage(content, path, base);
+}
+
+ImageFile ReadImage(std::string_view content, const std::filesystem::path& path,
+                    std::optional<std::uint32_t> base) {
+  const ImageFormat format = FormatOf(content, path, base);
+  const std::string file = path.string();
+  if (format == ImageFormat::kRawBinary) {
+    if (!base) {
+      throw MisplacedBase(fmt::format(
+          "{}: neither Intel HEX nor Motorola S-record; a raw binary needs a base address", file));
+    }
+    return {format, ReadRawBinary(content, file, *base)};
+  }
+  if (base) {
+    throw MisplacedBase(fmt::format("{}: a base address is for a raw binary, this file is {}", file,
+                                    NameOf(format)));
+  }
+  return {format, format == ImageFormat::kIntelHex ? ReadIntelHex(content, file)
+                                                   : ReadSRecord(content, file)};
+}
+
+ImageFormat FormatOfName(const std::filesystem::path& path) {
+  std::string extension = path.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                                : character;
+  });
+  const auto is_among = [&](const auto& extensions) {
+    return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+  };
+  if (is_among(kIntelHexExtensions)) {
+    return ImageFormat::kIntelHex;
+  }
+  return is_among(kSRecordExtensions) ? ImageFormat::kSRecord : ImageFormat::kRawBinary;
+}
+
+std::uint64_t WriteImage(std::ostream& out, ImageFormat format, const ImageSegments& segments,
+                         std::uint8_t fill) {
+  switch (format) {
+    case ImageFormat::kIntelHex:
+      WriteIntelHex(out, segments);
+      return 0;
+    case ImageFormat::kSRecord:
+      WriteSRecord(out, segments);
+      return 0;
+    case ImageFormat::kRawBinary:
+      break;
+  }
+  return WriteRawBinary(out, segments, fill);
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string_view>
+
+#include "host/image/image.h"
+
+namespace quillmark::host {
+
+enum class ImageFormat : std::uint8_t { kIntelHex, kSRecord, kRawBinary };
+
+/// "Intel HEX", "Motorola S-record" or "raw binary".
+[[nodiscard]] std::string_view NameOf(ImageFormat format);
+
+/// A file that cannot be opened or read. what() names file and reason.
+class UnreadableImage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A raw binary without a base address, or a base address for a file that has addresses of its own.
+class MisplacedBase : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct ImageFile {
+  ImageFormat format;
+  ImageSegments segments;
+};
+
+/// Reads an image file. The content decides on the format; where it tells nothing, as in a file
+/// whose first line is damaged, the extension does; what is neither is a raw binary that starts at
+/// `base`. Raises `UnreadableImage`, `DamagedImage` and `MisplacedBase`.
+[[nodiscard]] ImageFile ReadImageFile(const std::filesystem::path& path,
+                                      std::optional<std::uint32_t> base);
+
+/// The same for text that is in memory; `path` is the name for messages and gives the extension.
+[[nodiscard]] ImageFile ReadImage(std::string_view content, const std::filesystem::path& path,
+                                  std::optional<std::uint32_t> base);
+
+/// The format that the extension stands for: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot .sx .s, in
+/// any case; everything else is raw binary.
+[[nodiscard]] ImageFormat FormatOfName(const std::filesystem::path& path);
+
+/// Writes `segments`. A raw binary starts at the first segment's address and has `fill` in the
+/// gaps; the result is the number of these bytes, 0 for the other formats.
+std::uint64_t WriteImage(std::ostream& out, ImageFormat format, const ImageSegments& segments,
+                         std::uint8_t fill);
+
+}  // namespace quillmark::host

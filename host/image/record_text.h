@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillmark::host {
+
+/// One line of a record file, without line end and trailing blanks.
+struct RecordLine {
+  std::string_view text;
+  std::size_t number;  ///< counted from 1
+};
+
+/// The lines of a record file that are not blank; line ends are LF or CR LF.
+class RecordLines {
+ public:
+  explicit RecordLines(std::string_view text) : rest_(text) {}
+
+  /// Nothing after the last line.
+  [[nodiscard]] std::optional<RecordLine> Next();
+
+  /// Number of the line that Next gave last, 1 before that: where a missing record is missed.
+  [[nodiscard]] std::size_t LastLine() const { return last_line_; }
+
+ private:
+  std::string_view rest_;
+  std::size_t number_ = 0;
+  std::size_t last_line_ = 1;
+};
+
+/// The bytes of hexadecimal text in either case. Raises `DamagedImage` for an odd number of digits
+/// or a character that is no digit, whose column counts from 1 at the start of the line.
+[[nodiscard]] std::vector<std::uint8_t> ParseRecordHex(std::string_view file,
+                                                       const RecordLine& line,
+                                                       std::size_t first_column);
+
+/// A character for a message: itself in quotes where it can be printed, else its code.
+[[nodiscard]] std::string Printable(char character);
+
+/// The big-endian number in `count` bytes from `first` on; at most four.
+[[nodiscard]] std::uint32_t BigEndian(const std::vector<std::uint8_t>& bytes, std::size_t first,
+                                      std::size_t count);
+
+}  // namespace quillmark::host
