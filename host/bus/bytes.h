@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quillmark::host {
+
+/// A frame, a message or a part of one.
+using Bytes = std::vector<std::uint8_t>;
+using ByteView = std::span<const std::uint8_t>;
+
+/// Upper-case text, two digits a byte, no separators.
+[[nodiscard]] std::string HexOf(ByteView bytes);
+
+/// The bytes of such text, lower case accepted; nothing where the text is not hexadecimal.
+[[nodiscard]] std::optional<Bytes> BytesOfHex(std::string_view text);
+
+}  // namespace quillmark::host
