@@ -1,0 +1,236 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/bus/bus.h"
+#include "host/runner/runner.h"
+#include "quillmark/memory_image.h"
+#include "quillmark/memory_map.h"
+#include "quillmark/platform.h"
+
+namespace quillmark::host {
+
+/// The phases of a session with the ECU, in the order of a whole reprogramming.
+enum class Phase : std::uint8_t {
+  kPrepare,   ///< looking at the arguments; nothing has been sent
+  kIdentify,  ///< opening the session, reading identification and history
+  kUnlock,    ///< security access
+  kErase,     ///< starting the erase and polling it
+  kDownload,
+  kCheck,   ///< the ECU's check routine, started and polled
+  kUpload,  ///< reading memory back, and comparing where that was asked for
+  kLogZone,
+  kClose,  ///< stop communication
+};
+
+/// "prepare", "identify", … for messages and logs.
+[[nodiscard]] std::string_view NameOf(Phase phase);
+
+/// What a failure comes from.
+enum class Cause : std::uint8_t {
+  kArgument,         ///< an argument that cannot be used; the ECU was not touched
+  kSilence,          ///< the ECU did not answer
+  kUnexpectedReply,  ///< it answered, but not as it should (see `response_code`)
+  kStillBusy,        ///< it kept saying "pending", or a poll did not end in time
+  kBus,              ///< the bus failed
+  kComponent,        ///< the component raised an error that no reply explains
+  kKey,              ///< the key function failed or gave an unusable key
+  kIncomplete,       ///< the transfer worker ended before all bytes were computed
+  kDifference,       ///< memory differs from the image
+  kCancelled,        ///< the host asked to stop
+};
+
+/// A byte of memory that is not what the image says.
+struct Difference {
+  std::uint32_t address = 0;
+  std::uint8_t expected = 0;
+  /// Nothing where the ECU gave no byte for this address.
+  std::optional<std::uint8_t> found;
+
+  friend bool operator==(const Difference&, const Difference&) = default;
+};
+
+struct Failure {
+  Phase phase = Phase::kPrepare;
+  Cause cause = Cause::kArgument;
+  /// Number of the component's error; 0 where the host found the failure by itself.
+  std::int32_t number = 0;
+  /// What happened, in words: of the component's error, of the runner, or of the host.
+  std::string text;
+  /// The address concerned: of the block that failed, of the first difference.
+  std::optional<std::uint32_t> address;
+  /// The code of the ECU's negative response. 0x36 and 0x37 forbid another try at the key.
+  std::optional<std::uint8_t> response_code;
+  /// The first differing bytes, at most 16, and how many there are in all.
+  std::vector<Difference> differences;
+  std::uint64_t different_bytes = 0;
+};
+
+/// The one way in which a Programmer fails. `what` is a whole sentence for a user.
+class ProgrammingError : public std::exception {
+ public:
+  explicit ProgrammingError(Failure failure);
+
+  [[nodiscard]] const Failure& failure() const noexcept { return failure_; }
+  [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
+
+ private:
+  Failure failure_;
+  std::string message_;
+};
+
+/// What an ECU says about itself, 24 bytes a record.
+struct Identification {
+  struct Entry {
+    Bytes history;        ///< empty where the ECU gave none
+    Bytes reprogramming;  ///< empty where the ECU gave none
+  };
+  Bytes record;
+  /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
+  /// the first history record is there.
+  std::vector<Entry> entries;
+};
+
+/// Computes the key of a seed. May throw, which fails the phase `kUnlock`.
+using KeyFunction = std::function<Bytes(const Bytes& seed)>;
+
+struct ProgrammerConfig {
+  TransportForm form = TransportForm::kPlainCan;
+  /// Plain CAN: the identifiers, 1 to 0x1FFFFFFF.
+  std::int32_t receive_id = 0;
+  std::int32_t send_id = 0;
+  /// Gateway: 0x6E or 0x7A. K line: any other of 0 to 255.
+  std::int32_t address = 0;
+
+  /// ISO 15765-2 flow control of the ECU: block size and separation time in ms, 0 to 255 each.
+  std::int32_t block_size = 1;
+  std::int32_t separation_time = 0;
+
+  /// The memory to be erased and written (`RL`), and the routine that checks it.
+  std::uint8_t memory = 0;
+  std::uint8_t check_routine = 0;
+
+  /// Runs of this byte are left out in units of `alignment` bytes (`IMod`, at least 1).
+  std::uint8_t fill_byte = 0xFF;
+  std::int32_t alignment = 16;
+  /// Data bytes of a block (`MaxSize`): 1 to 255, in gateway and K form to 247.
+  std::int32_t max_block = 128;
+
+  /// The 48 bytes of the log record. Nothing: no log zone is written.
+  std::optional<Bytes> log_record;
+
+  KeyFunction key;
+
+  RunnerTiming timing;
+  std::chrono::milliseconds poll_interval{100};
+  /// How long the erase and the check routine may stay busy.
+  std::chrono::milliseconds busy_limit{120'000};
+};
+
+struct Progress {
+  Phase phase = Phase::kPrepare;
+  /// Bytes of the image or of the ranges, fill bytes included; both 0 in a phase that moves none.
+  std::uint64_t bytes_done = 0;
+  std::uint64_t bytes_total = 0;
+  /// Time of the bus (simulated on a simulated bus) since the phase and since the call began.
+  Duration phase_time{};
+  Duration total_time{};
+};
+
+/// What a complete reprogramming did.
+struct ProgramResult {
+  Identification identification;
+  /// Bytes of the image, and how many of them were sent; the rest is fill.
+  std::uint64_t image_bytes = 0;
+  std::uint64_t sent_bytes = 0;
+  /// Bytes read back and found equal; 0 without verification.
+  std::uint64_t verified_bytes = 0;
+  /// Time of the bus: of the phase `kDownload`, and of everything.
+  Duration download_time{};
+  Duration total_time{};
+};
+
+/// Drives whole sessions with one ECU: it asks the component for request documents, runs them on
+/// the bus and lets the component check them.
+///
+///     SimulatedEcu ecu(options);
+///     SimulatedBus bus(ecu);
+///     Programmer programmer(CreatePortablePlatform(), bus, config);
+///     programmer.OnProgress([](const Progress& progress) { … });
+///     programmer.OnStopRequested([] { return interrupted != 0; });
+///     try {
+///       const ProgramResult result = programmer.Program(image, {.verify = true});
+///     } catch (const ProgrammingError& error) {
+///       std::cerr << error.what() << '\n';  // error.failure() has the parts
+///     }
+///
+/// A call that returns has done all of what it promises; whatever else happens is a
+/// ProgrammingError. After a failure and after a cancellation the transfer worker has been told to
+/// stop and the ECU's session has been closed as far as it still answers; the programmer can be
+/// used for the next call. A worker may outlive the call by a moment: a host that wants to see it
+/// gone, such as before its process ends, calls `PortablePlatform::WaitForWorkers`.
+///
+/// Threads: used by one thread at a time. The bus, the key function and both callbacks are used on
+/// that thread alone: the transfer worker only hands its documents over, and computes the next one
+/// while the bus is busy with the last.
+class Programmer {
+ public:
+  struct ProgramOptions {
+    /// Upload what was written and compare it, before the log zone is written.
+    bool verify = false;
+  };
+
+  /// `bus` must outlive the programmer. Raises std::invalid_argument with a text that names the
+  /// setting for a configuration that cannot work.
+  Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config);
+  Programmer(const Programmer&) = delete;
+  Programmer& operator=(const Programmer&) = delete;
+  Programmer(Programmer&&) = delete;
+  Programmer& operator=(Programmer&&) = delete;
+  ~Programmer();
+
+  /// Called as each phase begins and as bytes are moved.
+  void OnProgress(std::function<void(const Progress&)> on_progress);
+
+  /// Asked before every request; true cancels the call (`Cause::kCancelled`). It is read on the
+  /// calling thread, so a signal handler or another thread only needs to set a flag.
+  void OnStopRequested(std::function<bool()> stop_requested);
+
+  /// Opens a session, reads identification and history, and closes it.
+  [[nodiscard]] Identification Identify();
+
+  /// Identify, unlock, erase, download, check routine, verification where asked for, log zone, stop
+  /// communication. Raises ProgrammingError, `Cause::kArgument` for an image without bytes, with
+  /// overlapping segments or with addresses outside 0..0xFFFFFF.
+  ProgramResult Program(const std::shared_ptr<MemoryImage>& image, const ProgramOptions& options);
+
+  /// Identify, unlock, upload of the ranges, stop communication. The image has one segment a reply
+  /// (up to 48 bytes), in address order. Ranges are refused like segments.
+  [[nodiscard]] std::shared_ptr<MemoryImage> Read(const std::shared_ptr<MemoryMap>& map);
+
+  /// Reads back all addresses of `image` and compares, in a session of its own. Returns the number
+  /// of bytes found equal; a difference is a ProgrammingError (`Cause::kDifference`).
+  std::uint64_t Verify(const std::shared_ptr<MemoryImage>& image);
+
+ private:
+  class Session;
+
+  template <typename Work>
+  auto InSession(Work&& work);
+
+  std::shared_ptr<Platform> platform_;
+  Bus& bus_;
+  ProgrammerConfig config_;
+  std::function<void(const Progress&)> on_progress_;
+  std::function<bool()> stop_requested_;
+};
+
+}  // namespace quillmark::host
