@@ -1,0 +1,172 @@
+#include "platform/portable/memory_byte_string.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "base/checked.h"
+#include "platform/portable/fill_run.h"
+#include "platform/portable/out_of_memory.h"
+#include "quillmark/error.h"
+
+namespace quillmark::portable {
+namespace {
+
+[[noreturn]] void RaiseOutside() { throw Error(error_number::kSubscriptOutOfRange); }
+
+/// Address of the last of `length` bytes from `start` on.
+std::int32_t EndOf(std::int32_t start, std::int64_t length) {
+  return checked::Convert<std::int32_t>(start + length - 1);
+}
+
+}  // namespace
+
+MemoryByteString::MemoryByteString() : storage_(std::make_shared<Storage>()) {}
+
+MemoryByteString::MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
+                                   std::optional<std::size_t> count)
+    : storage_(std::move(storage)), is_view_(true), offset_(offset), count_(count) {}
+
+std::span<std::uint8_t> MemoryByteString::WritableView() const {
+  const std::size_t size = storage_->bytes.size();
+  if (offset_ > size || count_.value_or(0) > size - offset_) {
+    RaiseOutside();
+  }
+  return std::span(storage_->bytes).subspan(offset_, count_.value_or(size - offset_));
+}
+
+ByteView MemoryByteString::View() const { return WritableView(); }
+
+std::size_t MemoryByteString::IndexOf(std::int32_t position) const {
+  const std::int64_t index = std::int64_t{position} - StartAddress();
+  if (index < 0 || index >= Length()) {
+    RaiseOutside();
+  }
+  return static_cast<std::size_t>(index);
+}
+
+std::int32_t MemoryByteString::Length() const { return static_cast<std::int32_t>(View().size()); }
+
+void MemoryByteString::SetLength(std::int32_t length) {
+  const std::int32_t current = Length();
+  if (length < 0 || (count_.has_value() && length != current)) {
+    RaiseOutside();
+  }
+  if (length != current) {
+    Resize(length);
+  }
+}
+
+void MemoryByteString::Resize(std::int64_t length) {
+  const std::int64_t whole_length = static_cast<std::int64_t>(offset_) + length;
+  static_cast<void>(checked::Convert<std::int32_t>(whole_length));
+  static_cast<void>(EndOf(storage_->start_address, whole_length));
+  OrOutOfMemory([&] { storage_->bytes.resize(static_cast<std::size_t>(whole_length)); });
+}
+
+std::uint8_t MemoryByteString::Item(std::int32_t position) const {
+  return View()[IndexOf(position)];
+}
+
+void MemoryByteString::SetItem(std::int32_t position, std::uint8_t value) {
+  WritableView()[IndexOf(position)] = value;
+}
+
+std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32_t count) {
+  const std::int64_t available = Length();
+  const std::int64_t index = std::int64_t{start} - StartAddress();
+  if (index < 0 || count < 0 || index + count > available) {
+    RaiseOutside();
+  }
+  const auto from = static_cast<std::size_t>(index);
+  std::optional<std::size_t> view_count;
+  if (count > 0) {
+    view_count = static_cast<std::size_t>(count);
+  } else if (count_.has_value()) {
+    view_count = *count_ - from;
+  }
+  return OrOutOfMemory([&] {
+    return std::shared_ptr<ByteString>(new MemoryByteString(storage_, offset_ + from, view_count));
+  });
+}
+
+std::shared_ptr<ByteString> MemoryByteString::Clone() const {
+  return OrOutOfMemory([&] {
+    auto clone = std::make_shared<MemoryByteString>();
+    const ByteView bytes = View();
+    clone->storage_->bytes.assign(bytes.begin(), bytes.end());
+    clone->storage_->start_address = StartAddress();
+    return clone;
+  });
+}
+
+void MemoryByteString::Assign(const ByteString& source) {
+  OrOutOfMemory([&] {
+    const auto* own = dynamic_cast<const MemoryByteString*>(&source);
+    if (own != nullptr && own->storage_ == storage_) {
+      const ByteView shared = own->View();
+      AssignBytes(Bytes(shared.begin(), shared.end()));
+      return;
+    }
+    AssignBytes(SourceBytes(source).View());
+  });
+}
+
+void MemoryByteString::AssignBytes(ByteView source) {
+  const std::size_t length = WritableView().size();
+  if (!count_.has_value() && source.size() != length) {
+    Resize(checked::Convert<std::int32_t>(source.size()));
+  }
+  const std::span<std::uint8_t> target = WritableView();
+  std::copy_n(source.begin(), std::min(source.size(), target.size()), target.begin());
+}
+
+std::int32_t MemoryByteString::Checksum() const {
+  const ByteView bytes = View();
+  return checked::Convert<std::int32_t>(
+      std::accumulate(bytes.begin(), bytes.end(), std::int64_t{0}));
+}
+
+std::string MemoryByteString::Hex() const {
+  return OrOutOfMemory([&] { return HexOf(View()); });
+}
+
+void MemoryByteString::SetHex(std::string_view text) {
+  OrOutOfMemory([&] { AssignBytes(BytesOfHex(text)); });
+}
+
+std::int32_t MemoryByteString::StartAddress() const {
+  return is_view_ ? 1 : storage_->start_address;
+}
+
+void MemoryByteString::SetStartAddress(std::int32_t address) {
+  if (is_view_ && address != 1) {
+    RaiseOutside();
+  }
+  static_cast<void>(EndOf(address, Length()));
+  if (!is_view_) {
+    storage_->start_address = address;
+  }
+}
+
+std::int32_t MemoryByteString::EndAddress() const { return EndOf(StartAddress(), Length()); }
+
+std::int32_t MemoryByteString::FillRunLength(std::uint8_t fill, std::int32_t address) const {
+  const ByteView bytes = View();
+  const std::int64_t index = std::int64_t{address} - StartAddress();
+  if (index < 0 || index >= std::ssize(bytes)) {
+    return -1;
+  }
+  return static_cast<std::int32_t>(FillRun(bytes.subspan(static_cast<std::size_t>(index)), fill));
+}
+
+SourceBytes::SourceBytes(const ByteString& source) {
+  if (const auto* own = dynamic_cast<const MemoryByteString*>(&source)) {
+    view_ = own->View();
+    return;
+  }
+  copy_ = BytesOfHex(source.Hex());
+  view_ = copy_;
+}
+
+}  // namespace quillmark::portable

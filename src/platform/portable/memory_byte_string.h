@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/hex.h"
+#include "quillmark/byte_string.h"
+
+namespace quillmark::portable {
+
+/// The reference byte string. A whole string and all views on it are objects of this class on one
+/// shared storage, so a view outlives the string that it was taken from.
+///
+/// A view whose bytes its string has given up since raises 9 whenever it is used; it works again
+/// once the string is long enough.
+class MemoryByteString final : public ByteString {
+ public:
+  /// An empty whole string with start address 1.
+  MemoryByteString();
+
+  [[nodiscard]] std::int32_t Length() const override;
+  /// Raises 9 for a negative length.
+  void SetLength(std::int32_t length) override;
+  [[nodiscard]] std::uint8_t Item(std::int32_t position) const override;
+  void SetItem(std::int32_t position, std::uint8_t value) override;
+  [[nodiscard]] std::shared_ptr<ByteString> Mid(std::int32_t start, std::int32_t count) override;
+  [[nodiscard]] std::shared_ptr<ByteString> Clone() const override;
+  void Assign(const ByteString& source) override;
+  /// Raises 6 where the sum leaves the signed 32-bit range.
+  [[nodiscard]] std::int32_t Checksum() const override;
+  [[nodiscard]] std::string Hex() const override;
+  void SetHex(std::string_view text) override;
+  [[nodiscard]] std::int32_t StartAddress() const override;
+  /// Raises 9 on a view for any address but 1.
+  void SetStartAddress(std::int32_t address) override;
+  [[nodiscard]] std::int32_t EndAddress() const override;
+  [[nodiscard]] std::int32_t FillRunLength(std::uint8_t fill, std::int32_t address) const override;
+
+  /// The bytes themselves, until the string or its storage is changed.
+  [[nodiscard]] ByteView View() const;
+
+ private:
+  struct Storage {
+    Bytes bytes;
+    std::int32_t start_address = 1;
+  };
+
+  MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
+                   std::optional<std::size_t> count);
+
+  [[nodiscard]] std::span<std::uint8_t> WritableView() const;
+  [[nodiscard]] std::size_t IndexOf(std::int32_t position) const;
+  void AssignBytes(ByteView source);
+  void Resize(std::int64_t length);
+
+  std::shared_ptr<Storage> storage_;
+  bool is_view_ = false;
+  std::size_t offset_ = 0;            ///< Of the first byte within the storage.
+  std::optional<std::size_t> count_;  ///< Of a counted view; all others end with the storage.
+};
+
+/// The bytes of a string of any implementation: the reference type's own storage, or a copy that
+/// was read through `Hex`.
+class SourceBytes {
+ public:
+  explicit SourceBytes(const ByteString& source);
+  SourceBytes(const SourceBytes&) = delete;
+  SourceBytes& operator=(const SourceBytes&) = delete;
+
+  [[nodiscard]] ByteView View() const { return view_; }
+
+ private:
+  Bytes copy_;
+  ByteView view_;
+};
+
+}  // namespace quillmark::portable

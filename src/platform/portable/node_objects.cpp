@@ -1,0 +1,281 @@
+#include "platform/portable/node_objects.h"
+
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "platform/portable/node_operations.h"
+#include "platform/portable/node_selection.h"
+#include "platform/portable/out_of_memory.h"
+#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_reader.h"
+#include "platform/portable/xml_writer.h"
+#include "quillmark/error.h"
+
+namespace quillmark::portable {
+namespace {
+
+/// What every node object of this platform is, whatever its interface.
+class NodeObject {
+ public:
+  explicit NodeObject(NodeHandle handle) : handle_(std::move(handle)) {}
+  NodeObject(const NodeObject&) = delete;
+  NodeObject& operator=(const NodeObject&) = delete;
+  NodeObject(NodeObject&&) = delete;
+  NodeObject& operator=(NodeObject&&) = delete;
+
+  [[nodiscard]] const NodeHandle& handle() const { return handle_; }
+
+ protected:
+  virtual ~NodeObject() = default;
+
+  [[nodiscard]] NodeHandle At(pugi::xml_node node) const { return {handle_.tree, node}; }
+  [[nodiscard]] pugi::xml_node node() const { return handle_.node; }
+
+ private:
+  NodeHandle handle_;
+};
+
+/// Raises 13 for a node of another implementation.
+const NodeHandle& HandleOf(const IXMLDOMNode& node) {
+  const auto* own = dynamic_cast<const NodeObject*>(&node);
+  if (own == nullptr) {
+    throw Error(error_number::kTypeMismatch, "The node is of another platform");
+  }
+  return own->handle();
+}
+
+class NodeList final : public IXMLDOMNodeList {
+ public:
+  NodeList(std::shared_ptr<DocumentTree> tree, std::vector<pugi::xml_node> nodes)
+      : tree_(std::move(tree)), nodes_(std::move(nodes)) {}
+
+  [[nodiscard]] std::size_t length() const override { return nodes_.size(); }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> item(std::size_t index) const override {
+    if (index >= nodes_.size()) {
+      return nullptr;
+    }
+    return OrOutOfMemory([&] { return WrapNode({tree_, nodes_[index]}); });
+  }
+
+ private:
+  std::shared_ptr<DocumentTree> tree_;
+  std::vector<pugi::xml_node> nodes_;
+};
+
+/// The operations of every node, below any of the node interfaces.
+template <typename Interface>
+class NodeOperations : public Interface, public NodeObject {
+ public:
+  using NodeObject::NodeObject;
+
+  [[nodiscard]] NodeType nodeType() const override { return TypeOf(node()); }
+
+  [[nodiscard]] std::string nodeName() const override {
+    return OrOutOfMemory([&] { return NameOf(node()); });
+  }
+
+  [[nodiscard]] std::string nodeValue() const override {
+    return OrOutOfMemory([&] { return std::string(node().value()); });
+  }
+
+  void setNodeValue(std::string_view value) override {
+    OrOutOfMemory([&] { ReplaceValue(handle(), value); });
+  }
+
+  [[nodiscard]] std::string text() const override {
+    return OrOutOfMemory([&] { return TextOf(node()); });
+  }
+
+  void setText(std::string_view value) override {
+    OrOutOfMemory([&] { ReplaceText(handle(), value); });
+  }
+
+  [[nodiscard]] std::string xml() const override {
+    return OrOutOfMemory([&] { return WriteXml(node()); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> parentNode() const override {
+    return OrOutOfMemory([&] { return WrapNode(ParentOf(handle())); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> firstChild() const override {
+    return OrOutOfMemory([&] { return WrapNode(At(node().first_child())); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> nextSibling() const override {
+    return OrOutOfMemory([&] { return WrapNode(NextSiblingOf(handle())); });
+  }
+
+  [[nodiscard]] std::shared_ptr<DOMDocument> ownerDocument() const override {
+    if (TypeOf(node()) == NodeType::kDocument) {
+      return nullptr;
+    }
+    return OrOutOfMemory([&] { return WrapDocument(handle().tree); });
+  }
+
+  std::shared_ptr<IXMLDOMNode> appendChild(const std::shared_ptr<IXMLDOMNode>& child) override {
+    if (child == nullptr) {
+      throw Error(error_number::kObjectNotSet);
+    }
+    OrOutOfMemory([&] { AppendNode(handle(), HandleOf(*child)); });
+    return child;
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const override {
+    return OrOutOfMemory([&] { return WrapNode(CloneNode(handle(), deep)); });
+  }
+
+  void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) override {
+    OrOutOfMemory([&] { AppendTemplate(handle(), HandleOf(fragment), text); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
+      std::string_view path) const override {
+    return OrOutOfMemory(
+        [&] { return WrapNode(At(SelectFirst(node(), handle().tree->content(), path))); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNodeList> selectNodes(std::string_view path) const override {
+    return OrOutOfMemory([&] {
+      return std::make_shared<NodeList>(handle().tree,
+                                        SelectAll(node(), handle().tree->content(), path));
+    });
+  }
+};
+
+using PlainNode = NodeOperations<IXMLDOMNode>;
+
+class ElementNode final : public NodeOperations<IXMLDOMElement> {
+ public:
+  using NodeOperations::NodeOperations;
+
+  [[nodiscard]] std::optional<std::string> getAttribute(std::string_view name) const override {
+    return OrOutOfMemory([&]() -> std::optional<std::string> {
+      RequireNoNul(name);
+      const pugi::xml_attribute attribute = node().attribute(std::string(name).c_str());
+      if (attribute.empty()) {
+        return std::nullopt;
+      }
+      return attribute.value();
+    });
+  }
+
+  void setAttribute(std::string_view name, std::string_view value) override {
+    OrOutOfMemory([&] {
+      RequireName(name);
+      RequireNoNul(value);
+      SetAttribute(node(), std::string(name).c_str(), value);
+    });
+  }
+};
+
+/// A document of either kind.
+template <typename Interface>
+class DocumentNode final : public NodeOperations<Interface> {
+ public:
+  explicit DocumentNode(const std::shared_ptr<DocumentTree>& tree)
+      : NodeOperations<Interface>({tree, tree->content()}) {}
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMElement> documentElement() const override {
+    return OrOutOfMemory([&] { return WrapElement(this->At(RootElementOf(this->node()))); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> createNode(NodeType type, std::string_view name,
+                                                        std::string_view namespaceURI) override {
+    return OrOutOfMemory([&] {
+      const NodeHandle created = CreateNode(tree(), type, name, "");
+      if (type == NodeType::kElement && !namespaceURI.empty()) {
+        DeclareNamespace(created.node, namespaceURI);
+      }
+      return WrapNode(created);
+    });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMElement> createElement(std::string_view name) override {
+    return OrOutOfMemory(
+        [&] { return WrapElement(CreateNode(tree(), NodeType::kElement, name, "")); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> createTextNode(std::string_view text) override {
+    return OrOutOfMemory([&] { return WrapNode(CreateNode(tree(), NodeType::kText, "", text)); });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> createProcessingInstruction(
+      std::string_view target, std::string_view data) override {
+    return OrOutOfMemory([&] {
+      return WrapNode(CreateNode(tree(), NodeType::kProcessingInstruction, target, data));
+    });
+  }
+
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> createDocumentFragment() override {
+    return OrOutOfMemory(
+        [&] { return WrapNode(CreateNode(tree(), NodeType::kDocumentFragment, "", "")); });
+  }
+
+  void save(DOMDocument& target) const override {
+    OrOutOfMemory([&] {
+      DocumentTree& copy = *HandleOf(target).tree;
+      if (&copy == tree().get()) {
+        return;
+      }
+      copy.ReplaceContent(
+          [&](pugi::xml_node content) { AppendCopiesOfChildren(content, this->node()); });
+    });
+  }
+
+  void loadXML(std::string_view text) override {
+    tree()->Clear();
+    OrOutOfMemory(
+        [&] { tree()->ReplaceContent([&](pugi::xml_node content) { ReadXml(text, content); }); });
+  }
+
+  [[nodiscard]] bool async() const override { return tree()->async(); }
+  void setAsync(bool value) override { tree()->SetAsync(value); }
+
+ private:
+  [[nodiscard]] const std::shared_ptr<DocumentTree>& tree() const { return this->handle().tree; }
+};
+
+}  // namespace
+
+std::shared_ptr<IXMLDOMNode> WrapNode(const NodeHandle& handle) {
+  if (handle.node.empty()) {
+    return nullptr;
+  }
+  switch (TypeOf(handle.node)) {
+    case NodeType::kDocument:
+      return WrapDocument(handle.tree);
+    case NodeType::kElement:
+      return WrapElement(handle);
+    default:
+      return std::make_shared<PlainNode>(handle);
+  }
+}
+
+std::shared_ptr<IXMLDOMElement> WrapElement(const NodeHandle& handle) {
+  return handle.node.empty() ? nullptr : std::make_shared<ElementNode>(handle);
+}
+
+std::shared_ptr<DOMDocument> WrapDocument(const std::shared_ptr<DocumentTree>& tree) {
+  if (tree->kind() == DocumentTree::Kind::kFreeThreaded) {
+    return std::make_shared<DocumentNode<FreeThreadedDOMDocument>>(tree);
+  }
+  return std::make_shared<DocumentNode<DOMDocument>>(tree);
+}
+
+std::shared_ptr<DOMDocument> NewDocument() {
+  return OrOutOfMemory(
+      [] { return WrapDocument(std::make_shared<DocumentTree>(DocumentTree::Kind::kPlain)); });
+}
+
+std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument() {
+  return OrOutOfMemory([] {
+    return std::make_shared<DocumentNode<FreeThreadedDOMDocument>>(
+        std::make_shared<DocumentTree>(DocumentTree::Kind::kFreeThreaded));
+  });
+}
+
+}  // namespace quillmark::portable

@@ -1,0 +1,248 @@
+#include "platform/portable/node_operations.h"
+
+#include <algorithm>
+
+#include "platform/portable/xml_names.h"
+#include "quillmark/error.h"
+
+namespace quillmark::portable {
+namespace {
+
+constexpr const char* kTextOutside = "Text stands outside of the root element";
+
+[[noreturn]] void RaiseMismatch(const char* reason) {
+  throw Error(error_number::kTypeMismatch, reason);
+}
+
+bool IsLeaf(NodeType type) {
+  switch (type) {
+    case NodeType::kText:
+    case NodeType::kCDataSection:
+    case NodeType::kComment:
+    case NodeType::kProcessingInstruction:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// Raises 13 for what would end a comment or a processing instruction early.
+void RequireValueOf(NodeType type, std::string_view value) {
+  RequireNoNul(value);
+  const bool contains_dashes = value.find("--") != std::string_view::npos || value.ends_with('-');
+  if (type == NodeType::kComment && contains_dashes) {
+    RaiseMismatch("A comment cannot hold \"--\" nor end with \"-\"");
+  }
+  if (type == NodeType::kProcessingInstruction && value.find("?>") != std::string_view::npos) {
+    RaiseMismatch("A processing instruction cannot hold \"?>\"");
+  }
+}
+
+pugi::xml_node_type TreeTypeOf(NodeType type) {
+  switch (type) {
+    case NodeType::kElement:
+    case NodeType::kDocumentFragment:
+      return pugi::node_element;
+    case NodeType::kText:
+      return pugi::node_pcdata;
+    case NodeType::kCDataSection:
+      return pugi::node_cdata;
+    case NodeType::kComment:
+      return pugi::node_comment;
+    case NodeType::kProcessingInstruction:
+      return pugi::node_pi;
+    default:
+      RaiseMismatch("Nodes of this type cannot be created");
+  }
+}
+
+void RequireOneElement(pugi::xml_node fragment) {
+  const auto is_element = [](pugi::xml_node n) { return n.type() == pugi::node_element; };
+  if (std::count_if(fragment.begin(), fragment.end(), is_element) > 1) {
+    RaiseMismatch("A document has one root element");
+  }
+}
+
+/// A document holds one element, and beside it comments, processing instructions and white space.
+void RequireFitsDocument(pugi::xml_node document, pugi::xml_node child) {
+  const NodeType type = TypeOf(child);
+  const pugi::xml_node root = RootElementOf(document);
+  if (type == NodeType::kElement && root && root != child) {
+    RaiseMismatch("A document has one root element");
+  }
+  if (type == NodeType::kCDataSection || (type == NodeType::kText && !IsBlank(child.value()))) {
+    RaiseMismatch(kTextOutside);
+  }
+}
+
+void RequireFits(pugi::xml_node parent, pugi::xml_node child) {
+  if (IsLeaf(TypeOf(parent))) {
+    RaiseMismatch("The node can have no children");
+  }
+  if (TypeOf(child) == NodeType::kDocument) {
+    RaiseMismatch("A document cannot be a child");
+  }
+  if (IsWithin(parent, child)) {
+    RaiseMismatch("A node cannot stand below itself");
+  }
+  if (TypeOf(parent) != NodeType::kDocument) {
+    return;
+  }
+  if (TypeOf(child) != NodeType::kDocumentFragment) {
+    RequireFitsDocument(parent, child);
+    return;
+  }
+  RequireOneElement(child);
+  for (const pugi::xml_node part : child.children()) {
+    RequireFitsDocument(parent, part);
+  }
+}
+
+}  // namespace
+
+pugi::xml_node RootElementOf(pugi::xml_node document) {
+  return document.find_child([](pugi::xml_node n) { return n.type() == pugi::node_element; });
+}
+
+std::string NameOf(pugi::xml_node node) {
+  switch (TypeOf(node)) {
+    case NodeType::kText:
+      return "#text";
+    case NodeType::kCDataSection:
+      return "#cdata-section";
+    case NodeType::kComment:
+      return "#comment";
+    case NodeType::kDocumentFragment:
+      return "#document-fragment";
+    default:
+      return node.name();
+  }
+}
+
+std::string TextOf(pugi::xml_node node) {
+  if (IsLeaf(TypeOf(node))) {
+    return node.value();
+  }
+  std::string text;
+  static_cast<void>(node.find_node([&](pugi::xml_node below) {
+    if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
+      text.append(below.value());
+    }
+    return false;
+  }));
+  return text;
+}
+
+void ReplaceValue(const NodeHandle& handle, std::string_view value) {
+  const NodeType type = TypeOf(handle.node);
+  if (!IsLeaf(type)) {
+    RaiseMismatch("The node has no value");
+  }
+  RequireValueOf(type, value);
+  const bool is_outside = TypeOf(handle.node.parent()) == NodeType::kDocument;
+  if (is_outside && type == NodeType::kText && !IsBlank(value)) {
+    RaiseMismatch(kTextOutside);
+  }
+  SetValue(handle.node, value);
+}
+
+void ReplaceText(const NodeHandle& handle, std::string_view text) {
+  if (IsLeaf(TypeOf(handle.node))) {
+    ReplaceValue(handle, text);
+    return;
+  }
+  const NodeHandle node = CreateNode(handle.tree, NodeType::kText, "", text);
+  if (TypeOf(handle.node) == NodeType::kDocument) {
+    RaiseMismatch(kTextOutside);
+  }
+  MoveChildren(handle.tree->detached(), handle.node);
+  AppendNode(handle, node);
+}
+
+NodeHandle ParentOf(const NodeHandle& handle) {
+  const pugi::xml_node parent = handle.node.parent();
+  const bool is_top = handle.node == handle.tree->content() || parent == handle.tree->detached();
+  return {handle.tree, is_top ? pugi::xml_node() : parent};
+}
+
+NodeHandle NextSiblingOf(const NodeHandle& handle) {
+  const bool has_parent = !ParentOf(handle).node.empty();
+  return {handle.tree, has_parent ? handle.node.next_sibling() : pugi::xml_node()};
+}
+
+void AppendNode(const NodeHandle& parent, const NodeHandle& child) {
+  if (parent.tree != child.tree) {
+    RaiseMismatch("The node belongs to another document");
+  }
+  RequireFits(parent.node, child.node);
+  if (TypeOf(child.node) == NodeType::kDocumentFragment) {
+    MoveChildren(parent.node, child.node);
+    return;
+  }
+  pugi::xml_node target = parent.node;
+  target.append_move(child.node);
+}
+
+NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
+  if (TypeOf(handle.node) == NodeType::kDocument) {
+    const auto copy = std::make_shared<DocumentTree>(handle.tree->kind());
+    copy->SetAsync(handle.tree->async());
+    if (deep) {
+      AppendCopiesOfChildren(copy->content(), handle.node);
+    }
+    return {copy, copy->content()};
+  }
+  NewNode copy(AppendShallowCopy(handle.tree->detached(), handle.node));
+  if (deep) {
+    AppendCopiesOfChildren(copy.get(), handle.node);
+  }
+  return {handle.tree, copy.Keep()};
+}
+
+void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text) {
+  if (TypeOf(parent.node) != NodeType::kElement &&
+      TypeOf(parent.node) != NodeType::kDocumentFragment) {
+    RaiseMismatch("A template can be appended to an element or a fragment only");
+  }
+  if (IsWithin(parent.node, fragment.node)) {
+    RaiseMismatch("A node cannot stand below itself");
+  }
+  RequireNoNul(text);
+  AppendCopiesOfChildren(parent.node, fragment.node, text);
+}
+
+NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,
+                      std::string_view name, std::string_view value) {
+  const pugi::xml_node_type tree_type = TreeTypeOf(type);
+  const bool is_named = type == NodeType::kElement || type == NodeType::kProcessingInstruction;
+  if (is_named) {
+    RequireName(name);
+  }
+  RequireValueOf(type, value);
+  NewNode node(AppendNew(tree->detached(), tree_type));
+  if (is_named) {
+    SetName(node.get(), std::string(name).c_str());
+  }
+  if (type == NodeType::kDocumentFragment) {
+    SetName(node.get(), kFragmentName);
+  }
+  if (IsLeaf(type)) {
+    SetValue(node.get(), value);
+  }
+  return {tree, node.Keep()};
+}
+
+void DeclareNamespace(pugi::xml_node element, std::string_view uri) {
+  RequireNoNul(uri);
+  const std::string name = element.name();
+  const std::size_t colon = name.find(':');
+  const std::string attribute =
+      colon == std::string::npos ? "xmlns" : "xmlns:" + name.substr(0, colon);
+  SetAttribute(element, attribute.c_str(), uri);
+}
+
+}  // namespace quillmark::portable

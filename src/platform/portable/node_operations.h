@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/portable/document_tree.h"
+#include "quillmark/dom.h"
+
+/// What the node objects of every kind do, on the tree below the document model.
+namespace quillmark::portable {
+
+[[nodiscard]] std::string NameOf(pugi::xml_node node);
+/// The text of a leaf, and the joined text and CDATA content of any other node.
+[[nodiscard]] std::string TextOf(pugi::xml_node node);
+
+/// Raises 13 where the node has no value or its value cannot hold that text.
+void ReplaceValue(const NodeHandle& handle, std::string_view value);
+/// Raises 13 for a document. The children that are replaced become detached.
+void ReplaceText(const NodeHandle& handle, std::string_view text);
+
+/// An empty node where there is none.
+[[nodiscard]] NodeHandle ParentOf(const NodeHandle& handle);
+[[nodiscard]] NodeHandle NextSiblingOf(const NodeHandle& handle);
+[[nodiscard]] pugi::xml_node RootElementOf(pugi::xml_node document);
+/// Raises 13 for a child of another document, one that is or contains the parent, and one that
+/// cannot stand there.
+void AppendNode(const NodeHandle& parent, const NodeHandle& child);
+[[nodiscard]] NodeHandle CloneNode(const NodeHandle& handle, bool deep);
+void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text);
+
+/// A node without a parent. Raises 13 for a type that is not made this way, and for a name or a
+/// value that XML does not allow.
+[[nodiscard]] NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,
+                                    std::string_view name, std::string_view value);
+/// Binds the prefix of an element's name, or the names without prefix, to a namespace.
+void DeclareNamespace(pugi::xml_node element, std::string_view uri);
+
+}  // namespace quillmark::portable

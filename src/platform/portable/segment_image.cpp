@@ -1,0 +1,29 @@
+#include "platform/portable/segment_image.h"
+
+#include <algorithm>
+
+#include "platform/portable/memory_byte_string.h"
+#include "platform/portable/out_of_memory.h"
+
+namespace quillmark::portable {
+
+void SegmentImage::AddSegment(const ByteString& segment) {
+  OrOutOfMemory([&] {
+    auto copy = std::make_shared<MemoryByteString>();
+    copy->Assign(segment);
+    copy->SetStartAddress(segment.StartAddress());
+    segments_.push_back(std::move(copy));
+  });
+}
+
+std::vector<std::shared_ptr<ByteString>> SegmentImage::Segments() const {
+  return OrOutOfMemory([&] {
+    auto in_address_order = segments_;
+    std::stable_sort(
+        in_address_order.begin(), in_address_order.end(),
+        [](const auto& a, const auto& b) { return a->StartAddress() < b->StartAddress(); });
+    return in_address_order;
+  });
+}
+
+}  // namespace quillmark::portable

@@ -1,0 +1,79 @@
+#include "platform/portable/utf8.h"
+
+namespace quillmark::portable {
+namespace {
+
+constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
+
+/// Number of bytes of the character that begins with `first`; 0 where none does.
+std::size_t LengthFromFirstByte(unsigned char first) {
+  if (first < 0x80) {
+    return 1;
+  }
+  if (first < 0xC0 || first >= 0xF8) {
+    return 0;
+  }
+  return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+}
+
+/// Length of the character at the beginning of `text`; 0 where none that XML allows begins there.
+std::size_t CharacterLength(std::string_view text) {
+  const auto first = static_cast<unsigned char>(text.front());
+  const std::size_t length = LengthFromFirstByte(first);
+  if (length == 0 || length > text.size()) {
+    return 0;
+  }
+  std::uint32_t code = length == 1 ? first : first & (0x7FU >> length);
+  for (const char next : text.substr(1, length - 1)) {
+    const auto byte = static_cast<unsigned char>(next);
+    if ((byte & 0xC0U) != 0x80U) {
+      return 0;
+    }
+    code = code << 6U | (byte & 0x3FU);
+  }
+  constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  return code >= kSmallest[length] && IsXmlCharacter(code) ? length : 0;
+}
+
+}  // namespace
+
+void AppendUtf8(std::string& text, std::uint32_t code) {
+  const auto append = [&](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+  if (code < 0x80) {
+    append(code);
+    return;
+  }
+  if (code < 0x800) {
+    append(0xC0U | code >> 6U);
+  } else if (code < 0x10000) {
+    append(0xE0U | code >> 12U);
+    append(0x80U | (code >> 6U & 0x3FU));
+  } else {
+    append(0xF0U | code >> 18U);
+    append(0x80U | (code >> 12U & 0x3FU));
+    append(0x80U | (code >> 6U & 0x3FU));
+  }
+  append(0x80U | (code & 0x3FU));
+}
+
+bool IsXmlCharacter(std::uint32_t code) {
+  if (code < 0x20) {
+    return code == '\t' || code == '\r' || code == '\n';
+  }
+  const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+  return code <= kLastCodePoint && !is_surrogate && code != 0xFFFE && code != 0xFFFF;
+}
+
+std::size_t XmlPrefixLength(std::string_view text) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t length = CharacterLength(text.substr(at));
+    if (length == 0) {
+      break;
+    }
+    at += length;
+  }
+  return at;
+}
+
+}  // namespace quillmark::portable

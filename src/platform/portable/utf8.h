@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quillmark::portable {
+
+/// Appends the UTF-8 form of a code point.
+void AppendUtf8(std::string& text, std::uint32_t code);
+
+/// Whether XML 1.0 allows the character.
+[[nodiscard]] bool IsXmlCharacter(std::uint32_t code);
+
+/// Offset of the first byte that begins no character in well-formed UTF-8 that XML allows; the size
+/// of the text where there is none.
+[[nodiscard]] std::size_t XmlPrefixLength(std::string_view text);
+
+}  // namespace quillmark::portable

@@ -1,0 +1,141 @@
+#include "platform/portable/worker_threads.h"
+
+#include <exception>
+#include <future>
+#include <thread>
+#include <utility>
+
+#include "quillmark/error.h"
+#include "quillmark/portable_platform.h"
+
+namespace quillmark::portable {
+namespace {
+
+/// Counts one worker for as long as it lives.
+class CountedWorker {
+ public:
+  explicit CountedWorker(std::shared_ptr<WorkerCount> count) : count_(std::move(count)) {
+    count_->Increment();
+  }
+  CountedWorker(const CountedWorker&) = delete;
+  CountedWorker& operator=(const CountedWorker&) = delete;
+  CountedWorker(CountedWorker&&) = delete;
+  CountedWorker& operator=(CountedWorker&&) = delete;
+  ~CountedWorker() { count_->Decrement(); }
+
+ private:
+  std::shared_ptr<WorkerCount> count_;
+};
+
+/// The status for an error that a worker failed to start with.
+std::int32_t StatusOf(const Error& error) {
+  constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
+  if (error.Number() < 0) {
+    return error.Number();
+  }
+  const auto status =
+      static_cast<std::int32_t>(kRunTimeErrors + static_cast<std::uint32_t>(error.Number()));
+  return status < 0 ? status : PortablePlatform::kUnexpectedFailure;
+}
+
+/// One worker: made on the caller's thread, run on the new one.
+class Worker {
+ public:
+  Worker(WorkerTask task, ParameterList parameters, const std::shared_ptr<WorkerCount>& count)
+      : counted_(std::make_unique<CountedWorker>(count)),
+        task_(std::move(task)),
+        parameters_(parameters) {}
+
+  [[nodiscard]] std::future<std::int32_t> Status() { return status_.get_future(); }
+
+  void Run() {
+    const std::int32_t status = Start();
+    if (status < 0) {
+      Release();
+      status_.set_value(status);
+      return;
+    }
+    status_.set_value(status);
+    try {
+      thread_->EntryPoint(task_.client);
+    } catch (...) {
+      // The caller has gone on long ago, so nobody is left to tell. Deliberate.
+    }
+    Release();
+  }
+
+ private:
+  std::int32_t Start() {
+    try {
+      object_ = task_.create();
+      if (object_ == nullptr) {
+        return PortablePlatform::kClassNotRegistered;
+      }
+      thread_ = dynamic_cast<IThread*>(object_.get());
+      return thread_ == nullptr ? PortablePlatform::kNoSuchInterface
+                                : thread_->GetParameter(parameters_);
+    } catch (const Error& error) {
+      return StatusOf(error);
+    } catch (...) {
+      return PortablePlatform::kUnexpectedFailure;
+    }
+  }
+
+  /// Gives up everything that the worker keeps alive, and only then counts as ended.
+  void Release() {
+    thread_ = nullptr;
+    object_.reset();
+    task_ = {};
+    counted_.reset();
+  }
+
+  std::unique_ptr<CountedWorker> counted_;
+  WorkerTask task_;
+  ParameterList parameters_;
+  std::promise<std::int32_t> status_;
+  std::shared_ptr<Object> object_;
+  IThread* thread_ = nullptr;
+};
+
+}  // namespace
+
+void LaunchDetachedThread(std::function<void()> function) {
+  std::thread(std::move(function)).detach();
+}
+
+void WorkerCount::Increment() {
+  const std::lock_guard lock(mutex_);
+  ++value_;
+}
+
+void WorkerCount::Decrement() {
+  const std::lock_guard lock(mutex_);
+  if (--value_ == 0) {
+    became_zero_.notify_all();
+  }
+}
+
+std::size_t WorkerCount::Value() const {
+  const std::lock_guard lock(mutex_);
+  return value_;
+}
+
+void WorkerCount::WaitForZero() const {
+  std::unique_lock lock(mutex_);
+  became_zero_.wait(lock, [&] { return value_ == 0; });
+}
+
+std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, ParameterList parameters,
+                         const std::shared_ptr<WorkerCount>& count) {
+  try {
+    auto worker = std::make_shared<Worker>(std::move(task), parameters, count);
+    std::future<std::int32_t> status = worker->Status();
+    // The thread alone keeps the worker alive from here on; if it never runs, the status breaks.
+    launch([running = std::move(worker)] { running->Run(); });
+    return status.get();
+  } catch (const std::exception&) {
+    return PortablePlatform::kThreadNotStarted;
+  }
+}
+
+}  // namespace quillmark::portable

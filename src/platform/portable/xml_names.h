@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace quillmark::portable {
+
+/// Number of bytes at the beginning of `text` that form a name of an element, an attribute or a
+/// processing instruction; 0 where none begins there. Every character beyond ASCII counts as a
+/// letter.
+[[nodiscard]] std::size_t NameLength(std::string_view text);
+
+/// Raises 13 where `name` is not such a name as a whole.
+void RequireName(std::string_view name);
+
+/// Raises 13 where `text` holds the character U+0000, which no XML text can.
+void RequireNoNul(std::string_view text);
+
+}  // namespace quillmark::portable
