@@ -101,9 +101,13 @@ class NativePlatform final : public PortablePlatform,
 };
 
 }  // namespace
+}  // namespace quillmark::portable
 
-std::shared_ptr<PortablePlatform> MakePortablePlatform(ThreadLauncher launcher) {
-  return OrOutOfMemory([&] { return std::make_shared<NativePlatform>(std::move(launcher)); });
+namespace quillmark {
+
+std::shared_ptr<PortablePlatform> MakePortablePlatform(portable::ThreadLauncher launcher) {
+  return portable::OrOutOfMemory(
+      [&] { return std::make_shared<portable::NativePlatform>(std::move(launcher)); });
 }
 
-}  // namespace quillmark::portable
+}  // namespace quillmark

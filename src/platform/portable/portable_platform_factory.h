@@ -1,15 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "platform/portable/worker_threads.h"
 #include "quillmark/portable_platform.h"
 
-namespace quillmark::portable {
+namespace quillmark {
 
 /// A portable platform without any class registered.
 [[nodiscard]] std::shared_ptr<PortablePlatform> MakePortablePlatform(
-    ThreadLauncher launcher = LaunchDetachedThread);
+    portable::ThreadLauncher launcher = portable::LaunchDetachedThread);
 
-}  // namespace quillmark::portable
+}  // namespace quillmark
