@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+
+#include "host/ecu/options.h"
+#include "host/ecu/programming_services.h"
+#include "host/ecu/records.h"
+#include "host/ecu/security_access.h"
+#include "host/ecu/transport.h"
+
+namespace quillmark::host {
+
+/// The diagnostic application of the simulated ECU: sessions, the services and what each of them
+/// demands. A session that the tester leaves alone lapses, and with it security access.
+class Application : public MessageHandler {
+ public:
+  /// Raises std::invalid_argument for options that make no ECU.
+  explicit Application(const EcuOptions& options);
+
+  std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;
+  [[nodiscard]] bool InSession(Duration now) const override;
+
+  [[nodiscard]] const FlashMemory& flash() const { return programming_.flash(); }
+  [[nodiscard]] const Records& records() const { return records_; }
+  /// Blocks that were written into the flash since the ECU was made.
+  [[nodiscard]] std::uint32_t blocks_written() const { return programming_.blocks(); }
+
+ private:
+  /// In plain CAN form the default session answers little; in the two other forms it is the state
+  /// without communication and answers 81 alone. In these, 81 opens the programming session.
+  enum class Session : std::uint8_t { kDefault, kDiagnostic, kProgramming };
+
+  [[nodiscard]] Bytes ReplyTo(ByteView request, Duration now);
+  [[nodiscard]] Bytes PositiveReplyTo(ByteView request, Duration now);
+  [[nodiscard]] Bytes OnSessionControl(ByteView request);
+  [[nodiscard]] Bytes OnCommunication(ByteView request);
+  [[nodiscard]] Bytes OnTesterPresent(ByteView request) const;
+  [[nodiscard]] Bytes OnReadRecord(ByteView request) const;
+  [[nodiscard]] Bytes OnProgramming(ByteView request);
+  std::vector<TimedMessage> Schedule(std::uint8_t service, Bytes reply, Duration now);
+  void Enter(Session session);
+  void Require(Session session) const;
+
+  TransportForm form_;
+  EcuTiming timing_;
+  std::map<std::uint8_t, int> pending_;
+  std::map<std::uint8_t, std::uint8_t> refused_;
+  Records records_;
+  SecurityAccess security_;
+  ProgrammingServices programming_;
+  Session session_ = Session::kDefault;
+  Duration lapses_at_{};
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "host/bus/bytes.h"
+
+namespace quillmark::host {
+
+/// A message of ISO 14230-2 with physical addressing: format, target, source, an optional length
+/// byte, data, checksum.
+struct KMessage {
+  std::uint8_t target = 0;
+  std::uint8_t source = 0;
+  Bytes data;
+};
+
+/// 1 to 255 bytes of data. The length goes into the format byte up to 62, else into a byte of its
+/// own; the limit is this ECU's, the standard would allow 63.
+[[nodiscard]] Bytes EncodeKMessage(const KMessage& message);
+
+/// Nothing where `bytes` are not exactly one message with a right checksum.
+[[nodiscard]] std::optional<KMessage> DecodeKMessage(ByteView bytes);
+
+}  // namespace quillmark::host

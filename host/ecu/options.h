@@ -1,0 +1,114 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+#include "host/bus/bus.h"
+
+namespace quillmark::host {
+
+/// A stretch of flash memory that is erased as a whole.
+struct FlashAreaOptions {
+  /// The identifier (`RL`) by which erase and download name the area.
+  std::uint8_t identifier = 0;
+  std::uint32_t start = 0;
+  std::uint32_t size = 0x1000000;
+  /// What every cell holds before the first erase: the old program.
+  std::uint8_t content = 0x5A;
+};
+
+/// One entry of the ECU's history, 24 bytes each.
+struct HistoryEntry {
+  Bytes history;
+  Bytes reprogramming;
+};
+
+/// When the ECU answers, in simulated time.
+struct EcuTiming {
+  /// From the end of a request to its reply (P2). On a K line not less than 25 ms.
+  std::chrono::milliseconds answer_delay{2};
+  std::chrono::milliseconds k_line_answer_delay{25};
+  /// From a "response pending" to the next answer.
+  std::chrono::milliseconds pending_interval{200};
+  /// From a first or consecutive frame to the flow control, and from a gateway's piece to its
+  /// acknowledgement.
+  std::chrono::microseconds flow_control_delay{100};
+  /// How long the ECU waits for the next frame of a message (N_Bs, N_Cr).
+  std::chrono::milliseconds frame_timeout{1000};
+  /// Silence of the tester after which the session lapses (S3, P3 max).
+  std::chrono::milliseconds session_timeout{5000};
+  /// How long security access stays closed after too many wrong keys.
+  std::chrono::milliseconds security_delay{10'000};
+};
+
+/// What the ECU does wrong.
+struct Misbehaviour {
+  /// Answers nothing at all, on no layer.
+  bool silent = false;
+  /// Finds every key wrong.
+  bool refuses_key = false;
+  /// Says that the k-th download block, counted from 1, has a wrong checksum.
+  std::optional<std::uint32_t> bad_checksum_at_block;
+  /// Service identifier: number of "response pending" before each of its answers.
+  std::map<std::uint8_t, int> pending;
+  /// Service identifier: code with which it is refused each time.
+  std::map<std::uint8_t, std::uint8_t> refused;
+  /// Addresses of cells that never take a value: they stay erased.
+  std::set<std::uint32_t> bad_cells;
+};
+
+/// The key that the simulated ECU wants for a seed, four bytes each.
+[[nodiscard]] Bytes SimulatedKey(const Bytes& seed);
+
+/// Eight entries of readable text.
+[[nodiscard]] std::vector<HistoryEntry> SimulatedHistory();
+
+/// What a simulated ECU is. The defaults make one that can be flashed in plain CAN form.
+struct EcuOptions {
+  TransportForm form = TransportForm::kPlainCan;
+  /// Plain CAN: the identifier that the ECU listens to, and the one that it sends on.
+  std::uint32_t request_id = 0x632;
+  std::uint32_t reply_id = 0x73A;
+  /// Gateway and K form: the ECU's address.
+  std::uint8_t address = 0x6E;
+  /// Gateway: its channel and line.
+  std::uint32_t gateway_channel = 3;
+  std::uint32_t gateway_line = 13;
+
+  /// ISO 15765-2 flow control that the ECU asks of the tester.
+  std::uint8_t block_size = 1;
+  std::uint8_t separation_time = 0;
+  /// A K line ECU sleeps until it is woken by a break; false lets it hear 81 at any time, for a
+  /// line that carries no break.
+  bool needs_break = true;
+
+  /// 24-bit addresses; areas do not overlap.
+  std::vector<FlashAreaOptions> areas{FlashAreaOptions{}};
+  /// Local identifier of the routine that compares the flash with what was downloaded.
+  std::uint8_t check_routine = 0x02;
+  /// Status polls that find the erase, and the check routine, still busy.
+  int erase_polls = 3;
+  int check_polls = 2;
+
+  std::function<Bytes(const Bytes& seed)> key = SimulatedKey;
+  /// Where the sequence of seeds begins.
+  std::uint32_t first_seed = 0x1A2B3C4D;
+  /// Wrong keys until security access closes for a while.
+  int key_attempts = 3;
+
+  /// 24 bytes.
+  Bytes identification = {'S', 'I', 'M', 'U', 'L', 'A', 'T', 'E', 'D', ' ', 'E', 'C',
+                          'U', ' ', '0', '0', '1', ' ', 'R', 'E', 'V', ' ', 'A', ' '};
+  /// Up to eight; an entry that is not there is refused with 0x31.
+  std::vector<HistoryEntry> history = SimulatedHistory();
+
+  EcuTiming timing;
+  Misbehaviour misbehaviour;
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,195 @@
+#include "host/ecu/programming_services.h"
+
+#include <algorithm>
+#include <numeric>
+#include <stdexcept>
+
+#include "host/ecu/negative_response.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::uint8_t kEraseRoutine = 0x81;
+constexpr std::uint8_t kLogZone = 0x83;
+
+constexpr std::uint8_t kStartRoutine = 0x00;
+constexpr std::uint8_t kAskStatus = 0x01;
+constexpr std::uint8_t kRunning = 0x01;
+constexpr std::uint8_t kFinished = 0x02;
+constexpr std::uint8_t kFinishedAndFailed = 0x03;
+
+/// Service, area, three address bytes, count.
+constexpr std::size_t kBlockHeader = 6;
+constexpr std::size_t kBlockChecksum = 2;
+
+std::uint32_t AddressOf(ByteView block) {
+  return std::uint32_t{block[2]} << 16U | std::uint32_t{block[3]} << 8U | block[4];
+}
+
+std::uint16_t SumOf(ByteView bytes) {
+  return static_cast<std::uint16_t>(std::accumulate(bytes.begin(), bytes.end(), 0U) & 0xFFFFU);
+}
+
+bool ChecksumIsRight(ByteView block) {
+  const ByteView stored = block.last(kBlockChecksum);
+  return SumOf(block.first(block.size() - kBlockChecksum)) == (stored[0] << 8U | stored[1]);
+}
+
+void AppendChecksum(Bytes& block) {
+  const std::uint16_t sum = SumOf(block);
+  block.push_back(static_cast<std::uint8_t>(sum >> 8U));
+  block.push_back(static_cast<std::uint8_t>(sum & 0xFFU));
+}
+
+const EcuOptions& Checked(const EcuOptions& options) {
+  const auto is_log_zone = [](const FlashAreaOptions& area) { return area.identifier == kLogZone; };
+  if (options.check_routine == kEraseRoutine ||
+      std::any_of(options.areas.begin(), options.areas.end(), is_log_zone)) {
+    throw std::invalid_argument("81 is the erase routine and 83 the log zone");
+  }
+  return options;
+}
+
+}  // namespace
+
+ProgrammingServices::ProgrammingServices(const EcuOptions& options, Records& records)
+    : check_identifier_(Checked(options).check_routine),
+      erase_polls_(options.erase_polls),
+      check_polls_(options.check_polls),
+      bad_checksum_at_block_(options.misbehaviour.bad_checksum_at_block),
+      records_(records),
+      flash_(options.areas, options.misbehaviour.bad_cells),
+      downloaded_(options.areas, {}) {}
+
+Bytes ProgrammingServices::OnRoutine(ByteView request) {
+  constexpr std::size_t kEraseRequest = 5;
+  constexpr std::size_t kOtherRequest = 3;
+  const bool is_erase = request.size() >= 2 && request[1] == kEraseRoutine;
+  if (is_erase && request.size() == kEraseRequest) {
+    return StartErase(request);
+  }
+  if (request.size() != kOtherRequest) {
+    throw Refusal(ResponseCode::kIncorrectMessageLength);
+  }
+  if (!is_erase && request[1] != check_identifier_) {
+    throw Refusal(ResponseCode::kRequestOutOfRange);
+  }
+  if (request[2] == kAskStatus) {
+    return Poll(request[1], is_erase ? erase_ : check_);
+  }
+  if (is_erase || request[2] != kStartRoutine) {
+    throw Refusal(ResponseCode::kSubFunctionNotSupported);
+  }
+  return StartCheck();
+}
+
+Bytes ProgrammingServices::StartErase(ByteView request) {
+  const std::uint8_t area = request[2];
+  if (!flash_.HasArea(area) || request[3] != 0xF0 || request[4] != 0x5A) {
+    throw Refusal(ResponseCode::kRequestOutOfRange);
+  }
+  RequireIdle();
+  std::erase_if(ranges_, [&](const Range& range) { return flash_.AreaOf(range.start, 1) == area; });
+  flash_.Erase(area);
+  downloaded_.Erase(area);
+  erase_ = Routine{erase_polls_, false};
+  check_.reset();
+  return {0x71, kEraseRoutine, kRunning};
+}
+
+Bytes ProgrammingServices::StartCheck() {
+  RequireIdle();
+  if (ranges_.empty()) {
+    throw Refusal(ResponseCode::kConditionsNotCorrect);
+  }
+  check_ = Routine{check_polls_, !FlashHoldsWhatWasDownloaded()};
+  return {0x71, check_identifier_, kRunning};
+}
+
+Bytes ProgrammingServices::Poll(std::uint8_t identifier, std::optional<Routine>& routine) {
+  if (!routine) {
+    throw Refusal(ResponseCode::kConditionsNotCorrect);
+  }
+  if (routine->polls_left > 0) {
+    --routine->polls_left;
+    return {0x71, identifier, kRunning};
+  }
+  return {0x71, identifier, routine->failed ? kFinishedAndFailed : kFinished};
+}
+
+Bytes ProgrammingServices::OnDownload(ByteView request) {
+  if (request.size() <= kBlockHeader + kBlockChecksum ||
+      request.size() != kBlockHeader + request[5] + kBlockChecksum) {
+    throw Refusal(ResponseCode::kIncorrectMessageLength);
+  }
+  if (!ChecksumIsRight(request)) {
+    throw Refusal(ResponseCode::kBlockChecksumError);
+  }
+  const ByteView data = request.subspan(kBlockHeader, request[5]);
+  if (request[1] == kLogZone) {
+    WriteLogRecord(AddressOf(request), data);
+  } else {
+    WriteBlock(request[1], AddressOf(request), data);
+  }
+  return {0x74, 0x02};
+}
+
+void ProgrammingServices::WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data) {
+  if (flash_.AreaOf(address, data.size()) != area) {
+    throw Refusal(ResponseCode::kRequestOutOfRange);
+  }
+  RequireIdle();
+  if (++blocks_received_ == bad_checksum_at_block_) {
+    throw Refusal(ResponseCode::kBlockChecksumError);
+  }
+  if (!flash_.IsErased(address, data.size())) {
+    throw Refusal(ResponseCode::kProgrammingFailure);
+  }
+  flash_.Write(address, data);
+  downloaded_.Write(address, data);
+  ranges_.push_back({address, data.size()});
+  ++blocks_;
+}
+
+void ProgrammingServices::WriteLogRecord(std::uint32_t address, ByteView data) {
+  if (address != 0 || data.size() != Records::kLogRecordSize) {
+    throw Refusal(ResponseCode::kRequestOutOfRange);
+  }
+  records_.Log(data);
+}
+
+Bytes ProgrammingServices::OnUpload(ByteView request) const {
+  if (request.size() != kBlockHeader) {
+    throw Refusal(ResponseCode::kIncorrectMessageLength);
+  }
+  if (request[1] != 0x80) {
+    throw Refusal(ResponseCode::kSubFunctionNotSupported);
+  }
+  const std::optional<std::uint8_t> area = flash_.AreaOf(AddressOf(request), request[5]);
+  if (!area) {
+    throw Refusal(ResponseCode::kRequestOutOfRange);
+  }
+  RequireIdle();
+  const Bytes data = flash_.Read(AddressOf(request), request[5]);
+  Bytes reply{0x75, *area, request[2], request[3], request[4], request[5]};
+  reply.insert(reply.end(), data.begin(), data.end());
+  AppendChecksum(reply);
+  return reply;
+}
+
+void ProgrammingServices::RequireIdle() const {
+  const auto busy = [](const std::optional<Routine>& routine) {
+    return routine && routine->polls_left > 0;
+  };
+  if (busy(erase_) || busy(check_)) {
+    throw Refusal(ResponseCode::kBusyRepeatRequest);
+  }
+}
+
+bool ProgrammingServices::FlashHoldsWhatWasDownloaded() const {
+  return std::all_of(ranges_.begin(), ranges_.end(), [&](const Range& range) {
+    return flash_.Read(range.start, range.count) == downloaded_.Read(range.start, range.count);
+  });
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "host/ecu/flash_memory.h"
+#include "host/ecu/options.h"
+#include "host/ecu/records.h"
+
+namespace quillmark::host {
+
+/// The services that an unlocked ECU offers on its memory. Each takes a whole request of its
+/// service and returns the positive response, or raises Refusal.
+class ProgrammingServices {
+ public:
+  /// `records` must outlive the services.
+  ProgrammingServices(const EcuOptions& options, Records& records);
+
+  /// 31: erase (routine 81, started with `RL F0 5A`) and check routine, each with its status.
+  [[nodiscard]] Bytes OnRoutine(ByteView request);
+  /// 34: a block for the flash, or the log record for area 83.
+  [[nodiscard]] Bytes OnDownload(ByteView request);
+  /// 35: reads the flash.
+  [[nodiscard]] Bytes OnUpload(ByteView request) const;
+
+  [[nodiscard]] const FlashMemory& flash() const { return flash_; }
+  /// Blocks that were written into the flash.
+  [[nodiscard]] std::uint32_t blocks() const { return blocks_; }
+
+ private:
+  struct Range {
+    std::uint32_t start;
+    std::size_t count;
+  };
+  /// A routine that was started and stays busy for some status polls.
+  struct Routine {
+    int polls_left;
+    bool failed;
+  };
+
+  [[nodiscard]] Bytes StartErase(ByteView request);
+  [[nodiscard]] Bytes StartCheck();
+  [[nodiscard]] static Bytes Poll(std::uint8_t identifier, std::optional<Routine>& routine);
+  void WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data);
+  void WriteLogRecord(std::uint32_t address, ByteView data);
+  void RequireIdle() const;
+  [[nodiscard]] bool FlashHoldsWhatWasDownloaded() const;
+
+  std::uint8_t check_identifier_;
+  int erase_polls_;
+  int check_polls_;
+  std::optional<std::uint32_t> bad_checksum_at_block_;
+  Records& records_;
+  FlashMemory flash_;
+  /// The record of what was downloaded: what the flash should hold, and where.
+  FlashMemory downloaded_;
+  std::vector<Range> ranges_;
+  std::uint32_t blocks_ = 0;
+  std::uint32_t blocks_received_ = 0;
+  std::optional<Routine> erase_;
+  std::optional<Routine> check_;
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "host/bus/simulated_bus.h"
+#include "host/ecu/application.h"
+#include "host/ecu/options.h"
+#include "host/ecu/transport.h"
+
+namespace quillmark::host {
+
+/// A whole ECU, simulated: a transport and the diagnostic application behind it. It is
+/// deterministic, has no clock and does no input or output; what happens is told to it as a
+/// SimulatedNode. It shares no code with the component, so that a mistake cannot cancel itself out.
+///
+/// Threads: used by one thread at a time.
+class SimulatedEcu : public SimulatedNode {
+ public:
+  /// Raises std::invalid_argument for options that make no ECU.
+  explicit SimulatedEcu(const EcuOptions& options = {});
+
+  /// What stands in the memory, the records and the counters.
+  [[nodiscard]] const Application& application() const { return application_; }
+
+  [[nodiscard]] bool Hears(const Exchange& exchange) const override;
+  void OnFrame(ByteView frame, Duration now) override;
+  void OnBreak(Duration low, Duration now) override;
+  [[nodiscard]] std::optional<Duration> NextDue() const override;
+  Bytes TakeFrame(Duration now) override;
+
+ private:
+  Exchange exchange_;
+  bool silent_;
+  Application application_;
+  std::unique_ptr<EcuTransport> transport_;
+};
+
+}  // namespace quillmark::host
