@@ -1,0 +1,98 @@
+#include "transfer/download_worker.h"
+
+#include <string>
+#include <utility>
+
+#include "base/checked.h"
+#include "context/message_table.h"
+#include "transfer/address_bytes.h"
+#include "transfer/piece_stream.h"
+#include "transfer/segment_cutter.h"
+#include "transfer/transfer_documents.h"
+
+namespace quillmark::transfer {
+namespace {
+
+constexpr std::uint8_t kDownloadRequest = 0x34;
+constexpr std::int32_t kHeaderLength = 6;
+constexpr std::int32_t kChecksumLength = 2;
+
+/// The request blocks of one run; its objects are made once and reused for every block.
+///
+///     34 | RL | address (3) | n | n data bytes | checksum (2)
+class BlockBuilder {
+ public:
+  BlockBuilder(Platform& platform, std::uint8_t RL)
+      : block_(platform.CreateByteString()),
+        checksum_(platform.CreateChecksumCalculator()),
+        RL_(RL) {}
+
+  [[nodiscard]] Bytes Build(ByteString& segment, std::int32_t address, std::int32_t count) {
+    block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
+    WriteHeader(address, checked::ToByte(count));
+    block_->Mid(kHeaderLength + 1, count)->Assign(*segment.Mid(address, count));
+
+    checksum_->Reset();
+    checksum_->Add(*block_->Mid(1, kHeaderLength + count));
+    checksum_->StoreInto(*block_);
+    return BytesOfHex(block_->Hex());
+  }
+
+ private:
+  void WriteHeader(std::int32_t address, std::uint8_t count) {
+    const auto [high, middle, low] = AddressBytes(address);
+    std::int32_t position = 1;
+    for (const std::uint8_t byte : {kDownloadRequest, RL_, high, middle, low, count}) {
+      block_->SetItem(position++, byte);
+    }
+  }
+
+  std::shared_ptr<ByteString> block_;
+  std::shared_ptr<ChecksumCalculator> checksum_;
+  std::uint8_t RL_;
+};
+
+/// False where the client wants no more.
+bool StreamSegment(ByteString& segment, const CutRule& rule, BlockBuilder& blocks,
+                   PieceStream& stream) {
+  SegmentCutter cutter(segment, rule);
+  while (const auto cut = cutter.Next()) {
+    stream.Skip(cut->skipped);
+    if (cut->count == 0) {
+      break;
+    }
+    const Bytes block = blocks.Build(segment, cut->address, cut->count);
+    if (!stream.Add(block, Bytes{0x74, 0x02}, 2, cut->count)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+void RequireBlockSize(std::int32_t MaxSize) {
+  if (MaxSize < 1 || MaxSize > 255) {
+    throw Error(error_number::kInvalidRequest,
+                "Invalid block size (" + std::to_string(MaxSize) + ")");
+  }
+}
+
+void RunDownload(Context& context, TransferParameters& parameters, XMLDocClient& client) {
+  context.FlowControl(parameters.BS, parameters.STMin);
+  RequireBlockSize(parameters.MaxSize);
+  Platform& platform = context.GetPlatform();
+  const auto image = ReadImage(platform, *std::exchange(parameters.document, nullptr));
+
+  PieceStream stream(context, client);
+  BlockBuilder blocks(platform, parameters.RL);
+  const CutRule rule{parameters.FillByte, parameters.IMod, parameters.MaxSize};
+  for (const auto& segment : image->Segments()) {
+    if (!StreamSegment(*segment, rule, blocks, stream)) {
+      return;
+    }
+  }
+  stream.Finish();
+}
+
+}  // namespace quillmark::transfer

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "context/context.h"
+#include "context/request.h"
+#include "quillmark/xml_doc_client.h"
+
+namespace quillmark::transfer {
+
+/// The documents of one run on their way to the client. A document is delivered after the request
+/// that brings its data to 32768 bytes; the last one is always delivered, even without a request.
+class PieceStream {
+ public:
+  PieceStream(Context& context, XMLDocClient& client)
+      : context_(context), client_(client), document_(std::in_place, context) {}
+
+  /// Counts bytes that the transfer covers without a request for them.
+  void Skip(std::int32_t count);
+
+  /// Adds a request that transfers `count` bytes. False where the client wants no more: the run
+  /// then ends at once.
+  [[nodiscard]] bool Add(ByteView request, ByteView expected, std::int32_t reply_length,
+                         std::int32_t count);
+
+  /// Delivers the last document and, unless the client cancels it, the empty node that marks the
+  /// end.
+  void Finish();
+
+ private:
+  [[nodiscard]] bool Deliver();
+
+  Context& context_;
+  XMLDocClient& client_;
+  std::optional<Request> document_;
+  std::int32_t covered_ = 0;  ///< bytes transferred and skipped in this document: its `totalbytes`
+  std::int32_t transferred_ = 0;  ///< bytes transferred in this document
+};
+
+}  // namespace quillmark::transfer

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "quillmark/byte_string.h"
+
+namespace quillmark::transfer {
+
+/// How a download is cut.
+struct CutRule {
+  std::uint8_t fill_byte;
+  std::int32_t alignment;  ///< `IMod`: fill bytes are left out in whole units of this many
+  std::int32_t max_size;   ///< `MaxSize`: data bytes of a block, 1..255
+};
+
+/// Cuts one segment of an image into blocks. Fill bytes are looked for at multiples of the
+/// alignment only and left out in whole units of it; after such a gap a block follows without a
+/// second look. Blocks themselves are not aligned: each starts where the one before ended. All this
+/// is deliberate.
+class SegmentCutter {
+ public:
+  struct Cut {
+    std::int32_t skipped;  ///< fill bytes left out before the block
+    std::int32_t address;  ///< of the block's first byte
+    std::int32_t count;    ///< of the block's bytes; 0 where the segment ends in fill bytes
+  };
+
+  SegmentCutter(const ByteString& segment, const CutRule& rule)
+      : segment_(segment),
+        rule_(rule),
+        address_(segment.StartAddress()),
+        end_(segment.EndAddress()) {}
+
+  /// The next piece; nothing at the segment's end. Raises 11 for an alignment of 0, 9 where the
+  /// segment cannot tell its fill run, 6 where an address leaves the signed 32-bit range.
+  [[nodiscard]] std::optional<Cut> Next();
+
+ private:
+  [[nodiscard]] std::int32_t SkippableFill() const;
+
+  const ByteString& segment_;
+  const CutRule& rule_;
+  std::int32_t address_;
+  std::int32_t end_;
+};
+
+}  // namespace quillmark::transfer

@@ -1,0 +1,56 @@
+#include "transfer/upload_worker.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/checked.h"
+#include "transfer/address_bytes.h"
+#include "transfer/piece_stream.h"
+#include "transfer/transfer_documents.h"
+
+namespace quillmark::transfer {
+namespace {
+
+constexpr std::int32_t kMaxRequestSize = 48;
+/// What a reply adds to its data: 6 header bytes and a 2-byte checksum.
+constexpr std::int32_t kReplyOverhead = 8;
+
+/// Adds the request for `count` bytes from `address` on. Its second byte is the constant 0x80,
+/// while the reply repeats `RL` there. This is deliberate.
+bool AddRequest(PieceStream& stream, std::uint8_t RL, std::int32_t address, std::int32_t count) {
+  const auto [high, middle, low] = AddressBytes(address);
+  const std::uint8_t size = checked::ToByte(count);
+  return stream.Add(Bytes{0x35, 0x80, high, middle, low, size},
+                    Bytes{0x75, RL, high, middle, low, size}, count + kReplyOverhead, count);
+}
+
+/// False where the client wants no more.
+bool StreamRange(const MemoryRange& range, std::uint8_t RL, PieceStream& stream) {
+  std::int32_t address = range.Start();
+  std::int32_t remaining = range.Count();
+  while (remaining > 0) {
+    const std::int32_t count = std::min(remaining, kMaxRequestSize);
+    const std::int32_t next_address = checked::Add(address, count);
+    if (!AddRequest(stream, RL, address, count)) {
+      return false;
+    }
+    remaining -= count;
+    address = next_address;
+  }
+  return true;
+}
+
+}  // namespace
+
+void RunUpload(Context& context, TransferParameters& parameters, XMLDocClient& client) {
+  const auto map = ReadMap(context.GetPlatform(), *std::exchange(parameters.document, nullptr));
+  PieceStream stream(context, client);
+  for (const auto& range : map->Ranges()) {
+    if (!StreamRange(*range, parameters.RL, stream)) {
+      return;
+    }
+  }
+  stream.Finish();
+}
+
+}  // namespace quillmark::transfer
