@@ -18,7 +18,8 @@ class ClassRegistry {
  public:
   void Register(std::string progID, PortablePlatform::ClassFactory factory) {
     const std::lock_guard lock(mutex_);
-    factories_.insert_or_assign(std::move(progID), std::move(factory));
+    // The factory that is replaced ends without the lock: it may hold anything.
+    std::swap(factories_[std::move(progID)], factory);
   }
 
   /// The factory of a class, to be called without the lock; empty for an unknown one.
@@ -92,7 +93,10 @@ class NativePlatform final : public PortablePlatform,
  private:
   std::shared_ptr<Object> Create(const std::string& progID) {
     const ClassFactory factory = registry_.Find(progID);
-    return factory ? factory(shared_from_this()) : nullptr;
+    if (!factory) {
+      throw Error(kClassNotRegistered);
+    }
+    return factory(shared_from_this());
   }
 
   ThreadLauncher launcher_;

@@ -68,9 +68,6 @@ class Worker {
   std::int32_t Start() {
     try {
       object_ = task_.create();
-      if (object_ == nullptr) {
-        return PortablePlatform::kClassNotRegistered;
-      }
       thread_ = dynamic_cast<IThread*>(object_.get());
       return thread_ == nullptr ? PortablePlatform::kNoSuchInterface
                                 : thread_->GetParameter(parameters_);
@@ -133,7 +130,7 @@ std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, Paramete
     // The thread alone keeps the worker alive from here on; if it never runs, the status breaks.
     launch([running = std::move(worker)] { running->Run(); });
     return status.get();
-  } catch (const std::exception&) {
+  } catch (...) {
     return PortablePlatform::kThreadNotStarted;
   }
 }

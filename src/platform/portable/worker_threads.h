@@ -35,7 +35,7 @@ class WorkerCount {
 
 /// What a worker is made of and what it keeps alive until it ends.
 struct WorkerTask {
-  /// Makes the worker object; holds on to the platform.
+  /// Makes the worker object and keeps the platform alive. Called on the worker's thread.
   std::function<std::shared_ptr<Object>()> create;
   std::shared_ptr<Object> client;
 };
