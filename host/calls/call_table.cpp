@@ -1,0 +1,141 @@
+#include "host/calls/call_table.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <type_traits>
+
+#include "host/calls/results.h"
+#include "host/calls/transfers.h"
+#include "quillmark/error.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::int32_t kUnknownMember = 438;
+
+// Runs a member whose arguments and result are all there is to it.
+template <auto kMember>
+struct Plain;
+
+template <typename Result, typename... Parameters,
+          Result (DiagOnCANReprog::*kMember)(Parameters...)>
+struct Plain<kMember> {
+  static void Run(const CallContext& context, [[maybe_unused]] Arguments& arguments,
+                  std::optional<Json>& result) {
+    // Braces, because they evaluate from left to right.
+    const std::tuple<std::decay_t<Parameters>...> values{
+        arguments.Take<std::decay_t<Parameters>>()...};
+    const auto call = [&](const auto&... value) -> Result {
+      return ((*context.object).*kMember)(value...);
+    };
+    if constexpr (std::is_void_v<Result>) {
+      std::apply(call, values);
+      result = nullptr;
+    } else {
+      result = ToJson(std::apply(call, values));
+    }
+  }
+};
+
+void RunNew(const CallContext& context, Arguments& /*arguments*/, std::optional<Json>& result) {
+  context.object = context.environment.create_object();
+  result = nullptr;
+}
+
+void RunGetHisto(const CallContext& context, Arguments& arguments, std::optional<Json>& result) {
+  const auto root = arguments.Take<std::shared_ptr<DOMDocument>>();
+  ByteStringArray histo;
+  ByteStringArray reprog;
+  std::shared_ptr<ByteString> ident;
+  const auto store = [&] {
+    result = {{"RepIdent", ToJson(ident)},
+              {"RepHisto", HistoryToJson(histo)},
+              {"RepReprog", HistoryToJson(reprog)}};
+  };
+  try {
+    context.object->gethisto(root, histo, reprog, ident);
+  } catch (const Error&) {
+    store();
+    throw;
+  }
+  store();
+}
+
+void RunCheckUpload(const CallContext& context, Arguments& arguments, std::optional<Json>& result) {
+  const auto root = arguments.Take<std::shared_ptr<DOMDocument>>();
+  const auto image = arguments.Take<std::shared_ptr<MemoryImage>>();
+  context.object->checkupload(root, image);
+  result = ToJson(image);
+}
+
+template <auto kMember>
+Call PlainCall(std::string_view name, std::vector<std::string_view> parameters) {
+  return {name, std::move(parameters), false, &Plain<kMember>::Run};
+}
+
+std::vector<Call> MakeCalls() {
+  using D = DiagOnCANReprog;
+  return {
+      {"new", {}, false, &RunNew},
+      PlainCall<&D::CANIDs>("CANIDs", {"RCANId", "XCANId"}),
+      PlainCall<&D::StartDiag>("StartDiag", {}),
+      {"gethisto", {"root"}, false, &RunGetHisto},
+      PlainCall<&D::readseed>("readseed", {}),
+      PlainCall<&D::getseed>("getseed", {"root"}),
+      PlainCall<&D::dounlock>("dounlock", {"key"}),
+      PlainCall<&D::checkunlock>("checkunlock", {"root"}),
+      PlainCall<&D::starterase>("starterase", {"RL"}),
+      PlainCall<&D::checkstarterase>("checkstarterase", {"root"}),
+      PlainCall<&D::checkerase>("checkerase", {}),
+      PlainCall<&D::checkcheckerase>("checkcheckerase", {"root"}),
+      PlainCall<&D::checkdownload>("checkdownload", {"root"}),
+      PlainCall<&D::startroutine>("startroutine", {"Routine"}),
+      PlainCall<&D::checkstartroutine>("checkstartroutine", {"root", "Routine"}),
+      PlainCall<&D::routinestatus>("routinestatus", {"Routine"}),
+      PlainCall<&D::checkroutine>("checkroutine", {"root", "Routine"}),
+      PlainCall<&D::writelogzone>("writelogzone", {"Histo"}),
+      PlainCall<&D::checkwritelogzone>("checkwritelogzone", {"root"}),
+      {"checkupload", {"root", "Image"}, false, &RunCheckUpload},
+      PlainCall<&D::stopcomm>("stopcomm", {}),
+      {"ComputeDownload",
+       {"RL", "Image", "FillByte", "IMod", "MaxSize"},
+       true,
+       &RunComputeDownload},
+      {"ComputeUpload", {"Map", "RL"}, true, &RunComputeUpload},
+      PlainCall<&D::TesterPresent>("TesterPresent", {}),
+      PlainCall<&D::FlowControl>("FlowControl", {"BS", "STMin"}),
+  };
+}
+
+std::string AllNames() {
+  std::string names;
+  for (const Call& call : AllCalls()) {
+    names += names.empty() ? "" : ", ";
+    names += call.name;
+  }
+  return names;
+}
+
+}  // namespace
+
+const std::vector<Call>& AllCalls() {
+  static const std::vector<Call> calls = MakeCalls();
+  return calls;
+}
+
+const Call& CallNamed(std::string_view name) {
+  const auto& calls = AllCalls();
+  const auto call = std::find_if(calls.begin(), calls.end(),
+                                 [&](const Call& candidate) { return candidate.name == name; });
+  if (call == calls.end()) {
+    throw Error(kUnknownMember,
+                fmt::format("unknown call \"{}\": expected one of {}", name, AllNames()));
+  }
+  return *call;
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "host/calls/arguments.h"
+#include "host/calls/console.h"
+#include "host/calls/json.h"
+#include "quillmark/diag_on_can_reprog.h"
+
+namespace quillmark::host {
+
+/// What a call acts on.
+struct CallContext {
+  const ConsoleEnvironment& environment;
+  std::shared_ptr<DiagOnCANReprog>& object;
+};
+
+/// One call that the console knows.
+struct Call {
+  std::string_view name;
+  std::vector<std::string_view> parameters;
+  bool takes_cancel_at;
+  /// Reads its arguments and sets `result`, also where it then raises after all.
+  void (*run)(const CallContext& context, Arguments& arguments, std::optional<Json>& result);
+};
+
+/// In the order of the interface, `new` first.
+[[nodiscard]] const std::vector<Call>& AllCalls();
+
+/// Raises 438 for a name that is not among them.
+[[nodiscard]] const Call& CallNamed(std::string_view name);
+
+}  // namespace quillmark::host

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <functional>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/platform.h"
+
+namespace quillmark::host {
+
+/// What a console works on, so that any platform can be driven by it.
+struct ConsoleEnvironment {
+  std::function<std::shared_ptr<DiagOnCANReprog>()> create_object;
+  std::shared_ptr<Platform> platform;  ///< makes the arguments
+  /// Returns once no worker runs; events may be delivered meanwhile.
+  std::function<void()> wait_for_workers;
+};
+
+/// One object, called by lines of JSON.
+///
+/// A call is an object `{"call":NAME,"args":[…]}`, where NAME is a member of `DiagOnCANReprog`, or
+/// `new`, which goes on with a fresh object. `args` may be left out where it would be empty; keys
+/// other than these two are ignored. Arguments stand in the order of the member's parameters:
+///
+/// - a Long or a Byte is a number; 10.0 and 1e1 are the number 10, 1.5 is of the wrong type
+/// - a byte string is hexadecimal text, a document its XML text
+/// - an image is a list of `{"at":ADDRESS,"hex":TEXT}`, a map a list of
+///   `{"start":ADDRESS,"count":NUMBER}`
+/// - `ComputeDownload` and `ComputeUpload` take a last argument `{"cancel_at":K}` more: the handler
+///   leaves `Cancel` untouched at the K-th event, counted from 1
+///
+/// The answer is one line, `{"call":NAME,"result":…}` or
+/// `{"call":NAME,"error":{"number":N,"description":TEXT}}`:
+///
+/// - null where a call has no result, else a document's XML text, hexadecimal text, true or false
+/// - `gethisto`: `{"RepIdent":…,"RepHisto":[8],"RepReprog":[8]}`, hexadecimal text or null each;
+///   where the call itself fails, `result` holds what it stored and `error` follows
+/// - `checkupload`: the image after it
+/// - `ComputeDownload`, `ComputeUpload`: the list of what `XMLReady` carried until the worker
+/// ended,
+///   null for an empty `Node`
+///
+/// Checked in this order: the line is such an object (13, and `call` is null; a number that no
+/// double can hold is 6), the call is known (438), the number of arguments is right (450), then
+/// argument by argument from the left: the wrong type is 13, a number out of range 6. All else is
+/// the component's own error. After an error the object is as it was.
+class Console {
+ public:
+  /// Creates the first object and raises what `create_object` raises.
+  explicit Console(ConsoleEnvironment environment);
+
+  /// The answer to one line, without line end; always valid JSON in UTF-8, whatever the line is.
+  [[nodiscard]] std::string Answer(std::string_view line);
+
+ private:
+  ConsoleEnvironment environment_;
+  std::shared_ptr<DiagOnCANReprog> object_;
+};
+
+/// Answers `in` line by line on `out`, flushed after each; blank lines are skipped. False where
+/// `in` could not be read to its end or `out` not be written.
+[[nodiscard]] bool RunConsole(std::istream& in, std::ostream& out, ConsoleEnvironment environment);
+
+}  // namespace quillmark::host

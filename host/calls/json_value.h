@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "host/calls/json.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/dom.h"
+#include "quillmark/memory_image.h"
+#include "quillmark/memory_map.h"
+#include "quillmark/platform.h"
+
+namespace quillmark::host {
+
+/// A value of a request and its place for messages, such as "checkupload: argument 2, Image[0].at".
+struct JsonValue {
+  const Json& json;
+  std::string name;
+};
+
+/// Each reads a value as one type of the interface. What is not of that type raises 13, a number
+/// out of its range 6, with a text that gives the place, what was expected and what was found.
+/// Text that is not hexadecimal or not XML is for the component to refuse.
+[[nodiscard]] std::uint8_t ReadByte(const JsonValue& value);
+[[nodiscard]] std::int32_t ReadLong(const JsonValue& value);
+/// From `{"cancel_at":K}` the K, which is at least 1.
+[[nodiscard]] std::int32_t ReadCancelAt(const JsonValue& value);
+[[nodiscard]] std::shared_ptr<ByteString> ReadByteString(const JsonValue& value,
+                                                         Platform& platform);
+[[nodiscard]] std::shared_ptr<DOMDocument> ReadDocument(const JsonValue& value, Platform& platform);
+[[nodiscard]] std::shared_ptr<MemoryImage> ReadImage(const JsonValue& value, Platform& platform);
+[[nodiscard]] std::shared_ptr<MemoryMap> ReadMap(const JsonValue& value, Platform& platform);
+
+/// A value for a message: a number as it is, anything else by its type.
+[[nodiscard]] std::string Describe(const Json& json);
+
+}  // namespace quillmark::host
