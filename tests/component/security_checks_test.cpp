@@ -1,0 +1,159 @@
+#include "support/component_test.h"
+
+namespace quillmark::testing {
+namespace {
+
+constexpr auto kNotSet = "Object variable or With block variable not set";
+
+class SecurityChecks : public ComponentTest {
+ protected:
+  [[nodiscard]] std::string Seed(const Form& form, const std::vector<std::string>& frames) const {
+    return diag_->getseed(Replies(form, frames))->Hex();
+  }
+  void Unlock(const Form& form, const std::vector<std::string>& frames) const {
+    diag_->checkunlock(Replies(form, frames));
+  }
+};
+
+struct PlainCANSecurity : SecurityChecks {
+  PlainCANSecurity() { Configure(kPlainCAN); }
+};
+
+TEST_F(PlainCANSecurity, SeedIsTheLastFourBytes) {
+  const auto seed = diag_->getseed(Replies(kPlainCAN, {"06678111223344AA"}));
+  EXPECT_EQ(seed->Hex(), "11223344");
+  EXPECT_EQ(seed->StartAddress(), 1);
+}
+
+TEST_F(PlainCANSecurity, SeedIsReadBeforeCANIDs) {
+  EXPECT_EQ(
+      CreateDiagOnCANReprog(platform_)->getseed(Replies(kPlainCAN, {"06678111223344AA"}))->Hex(),
+      "11223344");
+}
+
+TEST_F(PlainCANSecurity, SeedOfWrongLengthIsIllegal) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"056781112233"}), 2003, "SA#1 Illegal Reply : 6781112233");
+  EXPECT_ERROR(Seed(kPlainCAN, {"0767811122334455"}), 2003, "SA#1 Illegal Reply : 67811122334455");
+}
+
+TEST_F(PlainCANSecurity, SeedWithWrongHeaderIsIllegal) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"06678211223344"}), 2003, "SA#1 Illegal Reply : 678211223344");
+  EXPECT_ERROR(Seed(kPlainCAN, {"06688111223344"}), 2003, "SA#1 Illegal Reply : 688111223344");
+}
+
+TEST_F(PlainCANSecurity, SeedMayBeRefused) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"037F2735"}), 2037,
+               "Requested Service : 27 Negative response code : 35");
+}
+
+TEST_F(PlainCANSecurity, EveryNegativeResponseHasItsNumber) {
+  const std::vector<std::pair<std::string, std::int32_t>> numbers = {
+      {"10", 2044}, {"11", 2032}, {"12", 2034}, {"21", 2035}, {"22", 2033}, {"23", 2043},
+      {"33", 2036}, {"35", 2037}, {"80", 2042}, {"87", 2038}, {"78", 2040}, {"36", 2040}};
+  for (const auto& [code, number] : numbers) {
+    EXPECT_ERROR(Seed(kPlainCAN, {"037F27" + code}), number,
+                 "Requested Service : 27 Negative response code : " + code);
+  }
+}
+
+TEST_F(PlainCANSecurity, NegativeResponseIsWrittenWithoutLeadingZeros) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"037F0500"}), 2040,
+               "Requested Service : 5 Negative response code : 0");
+}
+
+TEST_F(PlainCANSecurity, NegativeResponseCutShortIsIllegal) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"027F10"}), 2041, "Illegal Negative Reply : 7F10");
+  EXPECT_ERROR(Seed(kPlainCAN, {"017F"}), 2041, "Illegal Negative Reply : 7F");
+}
+
+TEST_F(PlainCANSecurity, EmptyReplyIsNone) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"-"}), 2000, "No reply");
+  EXPECT_ERROR(Seed(kPlainCAN, {}), 2000, "No reply");
+  EXPECT_ERROR(Seed(kPlainCAN, {"00"}), 2000, "No reply");
+  EXPECT_ERROR(Unlock(kPlainCAN, {"-"}), 2000, "No reply");
+}
+
+TEST_F(PlainCANSecurity, FrameThatBeginsNoMessageHasNoObject) {
+  EXPECT_ERROR(Seed(kPlainCAN, {"300100"}), 91, kNotSet);
+  EXPECT_ERROR(Unlock(kPlainCAN, {"21FF"}), 91, kNotSet);
+}
+
+TEST_F(PlainCANSecurity, MissingDocumentHasNoObject) {
+  EXPECT_ERROR(diag_->getseed(nullptr), 91, kNotSet);
+  EXPECT_ERROR(diag_->checkunlock(nullptr), 91, kNotSet);
+}
+
+TEST_F(PlainCANSecurity, UnlockTakesAnyTwoBytes) {
+  EXPECT_NO_THROW(Unlock(kPlainCAN, {"0267820000000000"}));
+  EXPECT_NO_THROW(Unlock(kPlainCAN, {"021234"}));
+}
+
+TEST_F(PlainCANSecurity, UnlockOfOtherLengthIsIllegal) {
+  EXPECT_ERROR(Unlock(kPlainCAN, {"0167"}), 2003, "SA#2 Illegal Reply 67");
+  EXPECT_ERROR(Unlock(kPlainCAN, {"03678200"}), 2003, "SA#2 Illegal Reply 678200");
+}
+
+TEST_F(PlainCANSecurity, UnlockMayBeRefused) {
+  EXPECT_ERROR(Unlock(kPlainCAN, {"037F2736"}), 2040,
+               "Requested Service : 27 Negative response code : 36");
+}
+
+TEST_F(PlainCANSecurity, UnlockReadsTheFirstReplyAlone) {
+  EXPECT_NO_THROW(Unlock(kPlainCAN, {"026782", "037F2735"}));
+  EXPECT_ERROR(Unlock(kPlainCAN, {"3001", "026782"}), 91, kNotSet);
+}
+
+struct AddressedCANSecurity : SecurityChecks {
+  AddressedCANSecurity() { Configure(kAddressedCAN); }
+  const std::string start_reply_ = "0183F16EC1EF8F21";
+};
+
+TEST_F(AddressedCANSecurity, SeedIsTheSecondReply) {
+  EXPECT_EQ(Seed(kAddressedCAN, {start_reply_, "0286F16E67811122", "334477"}), "11223344");
+}
+
+TEST_F(AddressedCANSecurity, StartReplyHasThreeBytes) {
+  EXPECT_ERROR(Seed(kAddressedCAN, {"0181F16EC1A1", "0286F16E67811122", "334477"}), 2000,
+               "Reprog on CAN : init failed C1");
+  EXPECT_ERROR(Seed(kAddressedCAN, {"-"}), 2000, "Reprog on CAN : init failed ");
+}
+
+TEST_F(AddressedCANSecurity, SeedMustBeRight) {
+  EXPECT_ERROR(Seed(kAddressedCAN, {start_reply_, "-"}), 2000, "No reply");
+  EXPECT_ERROR(Seed(kAddressedCAN, {start_reply_, "0183F16E7F2735BD"}), 2037,
+               "Requested Service : 27 Negative response code : 35");
+  EXPECT_ERROR(Seed(kAddressedCAN, {start_reply_, "0182F16E6781C9"}), 2003,
+               "SA#1 Illegal Reply : 6781");
+}
+
+TEST_F(AddressedCANSecurity, UnlockReadsTheSecondReply) {
+  EXPECT_NO_THROW(Unlock(kAddressedCAN, {"81", "0182F16E6782CA"}));
+  EXPECT_ERROR(Unlock(kAddressedCAN, {"81", "0183F16E7F2735BD"}), 2037,
+               "Requested Service : 27 Negative response code : 35");
+}
+
+struct KLineSecurity : SecurityChecks {
+  KLineSecurity() { Configure(kKLine); }
+};
+
+TEST_F(KLineSecurity, SeedMayHaveAnyHeader) {
+  EXPECT_EQ(Seed(kKLine, {"86F1116781112233441A"}), "11223344");
+  EXPECT_EQ(Seed(kKLine, {"86F11100001122334432"}), "11223344");
+}
+
+TEST_F(KLineSecurity, SeedOfWrongLengthHasItsOwnNumber) {
+  EXPECT_ERROR(Seed(kKLine, {"82F11167816C"}), 4001, "SA#1 error 6781");
+  EXPECT_ERROR(Seed(kKLine, {"83F1117F273560"}), 4001, "SA#1 error 7F2735");
+  EXPECT_ERROR(Seed(kKLine, {"-"}), 4001, "SA#1 error ");
+  EXPECT_ERROR(Seed(kKLine, {}), 4001, "SA#1 error ");
+}
+
+TEST_F(KLineSecurity, UnlockReadsTheFirstReply) {
+  EXPECT_NO_THROW(Unlock(kKLine, {"82F11167826D"}));
+  EXPECT_ERROR(Unlock(kKLine, {"83F1117F273560"}), 2037,
+               "Requested Service : 27 Negative response code : 35");
+  EXPECT_ERROR(Unlock(kKLine, {"81F11167EA"}), 2003, "SA#2 Illegal Reply 67");
+}
+
+}  // namespace
+}  // namespace quillmark::testing

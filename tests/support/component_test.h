@@ -1,0 +1,56 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "quillmark/quillmark.h"
+#include "support/expect_error.h"
+#include "support/forms.h"
+
+namespace quillmark::testing {
+
+/// An object on the portable platform and what a host needs around it.
+class ComponentTest : public ::testing::Test {
+ protected:
+  ~ComponentTest() override { platform_->WaitForWorkers(); }
+
+  void Configure(const Form& form) { diag_->CANIDs(form.RCANId, form.XCANId); }
+
+  [[nodiscard]] std::shared_ptr<ByteString> String(std::string_view hex) const {
+    auto string = platform_->CreateByteString();
+    string->SetHex(hex);
+    return string;
+  }
+
+  [[nodiscard]] std::shared_ptr<DOMDocument> Parse(std::string_view text) const {
+    auto document = platform_->CreateDOMDocument();
+    document->loadXML(text);
+    return document;
+  }
+
+  /// A run document in which the `r` elements received these frames; "-" stands for none.
+  [[nodiscard]] std::shared_ptr<DOMDocument> Replies(const Form& form,
+                                                     const std::vector<std::string>& frames) const {
+    std::string replies;
+    for (const std::string& frame : frames) {
+      replies += frame == "-" ? "<r><c/></r>" : "<r><c/><d>" + frame + "</d></r>";
+    }
+    return Parse(form.name == kKLine.name ? "<k>" + replies + "</k>"
+                                          : "<can><x>" + replies + "</x></can>");
+  }
+
+  const std::shared_ptr<PortablePlatform> platform_ = CreatePortablePlatform();
+  std::shared_ptr<DiagOnCANReprog> diag_ = CreateDiagOnCANReprog(platform_);
+};
+
+/// The same over the three transport forms, configured.
+class EveryForm : public ComponentTest, public ::testing::WithParamInterface<Form> {
+ protected:
+  EveryForm() { Configure(GetParam()); }
+};
+
+}  // namespace quillmark::testing
