@@ -53,13 +53,13 @@ struct Misbehaviour {
   /// Finds every key wrong.
   bool refuses_key = false;
   /// Says that the k-th download block, counted from 1, has a wrong checksum.
-  std::optional<std::uint32_t> bad_checksum_at_block;
+  std::optional<std::uint32_t> bad_checksum_at_block{};
   /// Service identifier: number of "response pending" before each of its answers.
-  std::map<std::uint8_t, int> pending;
+  std::map<std::uint8_t, int> pending{};
   /// Service identifier: code with which it is refused each time.
-  std::map<std::uint8_t, std::uint8_t> refused;
+  std::map<std::uint8_t, std::uint8_t> refused{};
   /// Addresses of cells that never take a value: they stay erased.
-  std::set<std::uint32_t> bad_cells;
+  std::set<std::uint32_t> bad_cells{};
 };
 
 /// The key that the simulated ECU wants for a seed, four bytes each.
@@ -107,8 +107,8 @@ struct EcuOptions {
   /// Up to eight; an entry that is not there is refused with 0x31.
   std::vector<HistoryEntry> history = SimulatedHistory();
 
-  EcuTiming timing;
-  Misbehaviour misbehaviour;
+  EcuTiming timing{};
+  Misbehaviour misbehaviour{};
 };
 
 }  // namespace quillmark::host
