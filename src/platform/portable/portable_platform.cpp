@@ -69,13 +69,15 @@ class NativePlatform final : public PortablePlatform,
 
   [[nodiscard]] std::int32_t StartThread(std::string_view progID, ParameterList parameters,
                                          const std::shared_ptr<Object>& client) override {
-    return OrOutOfMemory([&] {
+    try {
       WorkerTask task{[platform = shared_from_this(), name = std::string(progID)] {
                         return platform->Create(name);
                       },
                       client};
       return StartWorker(launcher_, std::move(task), parameters, workers_);
-    });
+    } catch (const std::bad_alloc&) {
+      return kThreadNotStarted;
+    }
   }
 
   void RegisterClass(std::string progID, ClassFactory factory) override {

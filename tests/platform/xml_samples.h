@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/portable/portable_platform_factory.h"
+#include "quillmark/dom.h"
+
+namespace quillmark::testing {
+
+/// A document with a piece of everything that a tree can hold.
+inline constexpr const char* kEverything =
+    "<?xml version='1.0'?><!--c--><can i=\"1\">\n<x>a<![CDATA[<b>]]>c</x><?t data?><e/></can>";
+
+inline std::shared_ptr<DOMDocument> NewDocument() {
+  return MakePortablePlatform()->CreateDOMDocument();
+}
+
+inline std::shared_ptr<DOMDocument> Loaded(std::string_view xml) {
+  auto document = NewDocument();
+  document->loadXML(xml);
+  return document;
+}
+
+/// The fragment that a send step is copied from: `s` with a `d` with an empty text, and a line end.
+inline std::shared_ptr<IXMLDOMNode> SendTemplate(DOMDocument& document) {
+  const auto s = document.createElement("s");
+  const auto d = s->appendChild(document.createElement("d"));
+  d->appendChild(document.createTextNode(""));
+  auto fragment = document.createDocumentFragment();
+  fragment->appendChild(s);
+  fragment->appendChild(document.createTextNode("\r\n"));
+  return fragment;
+}
+
+}  // namespace quillmark::testing
