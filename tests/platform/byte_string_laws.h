@@ -116,7 +116,15 @@ TYPED_TEST_P(ByteStringLaws, TheSmallestAddressHoldsAByte) {
   const auto string = this->Of("0102", this->kSmallest);
   EXPECT_EQ(string->Item(this->kSmallest), 0x01);
   EXPECT_EQ(string->EndAddress(), this->kSmallest + 1);
-  EXPECT_ERROR(this->Of("", this->kSmallest), 6, "Overflow");
+}
+
+TYPED_TEST_P(ByteStringLaws, AnEmptyStringMayStartAnywhere) {
+  const auto string = this->Of("01", this->kSmallest);
+  string->SetHex("");
+  EXPECT_EQ(string->StartAddress(), this->kSmallest);
+  EXPECT_ERROR(string->EndAddress(), 6, "Overflow");
+  string->SetStartAddress(this->kLargest);
+  EXPECT_EQ(string->EndAddress(), this->kLargest - 1);
 }
 
 TYPED_TEST_P(ByteStringLaws, HexIsUpperCaseAndReadsBothCases) {
@@ -368,11 +376,12 @@ REGISTER_TYPED_TEST_SUITE_P(
     ANegativeLengthRaises9AndChangesNothing, PositionsAreAddresses,
     ZeroAndNegativeAddressesAreValid, APositionOutsideRaises9, AnEmptyStringEndsBeforeItStarts,
     AddressesThatLeaveTheRangeRaise6AndChangeNothing, TheSmallestAddressHoldsAByte,
-    HexIsUpperCaseAndReadsBothCases, TextThatIsNotHexRaises13AndChangesNothing,
-    TheChecksumIsTheSumOfAllBytes, ACloneIsIndependentAndKeepsTheStartAddress,
-    ACloneOfAViewIsAWholeStringThatStartsAtOne, AViewSharesStorageAndCountsFromOne,
-    AViewHasItsOwnBounds, AViewOutlivesItsParent, CountZeroMeansOpenToTheEnd,
-    BehindTheLastByteIsAnEmptyViewThatAppends, AnEmptyStringHasAnEmptyView, AViewOutsideRaises9,
+    AnEmptyStringMayStartAnywhere, HexIsUpperCaseAndReadsBothCases,
+    TextThatIsNotHexRaises13AndChangesNothing, TheChecksumIsTheSumOfAllBytes,
+    ACloneIsIndependentAndKeepsTheStartAddress, ACloneOfAViewIsAWholeStringThatStartsAtOne,
+    AViewSharesStorageAndCountsFromOne, AViewHasItsOwnBounds, AViewOutlivesItsParent,
+    CountZeroMeansOpenToTheEnd, BehindTheLastByteIsAnEmptyViewThatAppends,
+    AnEmptyStringHasAnEmptyView, AViewOutsideRaises9,
     AWholeStringTakesTheSourcesLengthAndKeepsItsStartAddress, AnOpenViewGrowsAndShrinksItsParent,
     ACountedViewTakesAsManyBytesAsBothHave, AnOpenViewOfAnOpenViewResizesTheRoot,
     AnOpenViewOfACountedViewBehavesAsCounted, SettingTheLengthOfAnOpenViewSetsItsParents,

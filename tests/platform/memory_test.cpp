@@ -68,11 +68,13 @@ TEST_F(OutOfMemory, CreatingDocuments) {
 }
 
 TEST_F(OutOfMemory, CreatingNodes) {
-  ExpectEverywhere([&] { document_->createElement(kLongName); });
-  ExpectEverywhere([&] { document_->createTextNode(kLong); });
-  ExpectEverywhere([&] { document_->createProcessingInstruction(kLongName, kLong); });
-  ExpectEverywhere([&] { document_->createDocumentFragment(); });
-  ExpectEverywhere([&] { document_->createNode(NodeType::kElement, kLongName, kLong); });
+  ExpectEverywhere([&] { static_cast<void>(document_->createElement(kLongName)); });
+  ExpectEverywhere([&] { static_cast<void>(document_->createTextNode(kLong)); });
+  ExpectEverywhere(
+      [&] { static_cast<void>(document_->createProcessingInstruction(kLongName, kLong)); });
+  ExpectEverywhere([&] { static_cast<void>(document_->createDocumentFragment()); });
+  ExpectEverywhere(
+      [&] { static_cast<void>(document_->createNode(NodeType::kElement, kLongName, kLong)); });
 }
 
 TEST_F(OutOfMemory, ChangingNodes) {

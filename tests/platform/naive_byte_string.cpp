@@ -74,7 +74,13 @@ class NaiveByteString : public ByteString, public std::enable_shared_from_this<N
     }
   }
 
-  [[nodiscard]] std::int32_t EndAddress() const override { return StartAddress() + (Length() - 1); }
+  [[nodiscard]] std::int32_t EndAddress() const override {
+    const std::int64_t end = std::int64_t{StartAddress()} + Length() - 1;
+    if (end < std::numeric_limits<std::int32_t>::min()) {
+      Raise(error_number::kOverflow);
+    }
+    return static_cast<std::int32_t>(end);
+  }
 
   [[nodiscard]] std::int32_t FillRunLength(std::uint8_t fill, std::int32_t address) const override {
     if (address < StartAddress() || address > EndAddress()) {
@@ -121,9 +127,7 @@ class NaiveWhole final : public NaiveByteString {
 
  private:
   static void RequireEnd(std::int64_t start, std::int64_t length) {
-    const std::int64_t end = start + length - 1;
-    if (end > std::numeric_limits<std::int32_t>::max() ||
-        end < std::numeric_limits<std::int32_t>::min()) {
+    if (length > 0 && start + length - 1 > std::numeric_limits<std::int32_t>::max()) {
       Raise(error_number::kOverflow);
     }
   }

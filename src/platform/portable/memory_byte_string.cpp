@@ -19,6 +19,13 @@ std::int32_t EndOf(std::int32_t start, std::int64_t length) {
   return checked::Convert<std::int32_t>(start + length - 1);
 }
 
+/// Raises 6 where a byte would have no address. An empty string may start anywhere.
+void RequireAddresses(std::int32_t start, std::int64_t length) {
+  if (length > 0) {
+    static_cast<void>(EndOf(start, length));
+  }
+}
+
 }  // namespace
 
 MemoryByteString::MemoryByteString() : storage_(std::make_shared<Storage>()) {}
@@ -60,7 +67,7 @@ void MemoryByteString::SetLength(std::int32_t length) {
 void MemoryByteString::Resize(std::int64_t length) {
   const std::int64_t whole_length = static_cast<std::int64_t>(offset_) + length;
   static_cast<void>(checked::Convert<std::int32_t>(whole_length));
-  static_cast<void>(EndOf(storage_->start_address, whole_length));
+  RequireAddresses(storage_->start_address, whole_length);
   OrOutOfMemory([&] { storage_->bytes.resize(static_cast<std::size_t>(whole_length)); });
 }
 
@@ -143,7 +150,7 @@ void MemoryByteString::SetStartAddress(std::int32_t address) {
   if (is_view_ && address != 1) {
     RaiseOutside();
   }
-  static_cast<void>(EndOf(address, Length()));
+  RequireAddresses(address, Length());
   if (!is_view_) {
     storage_->start_address = address;
   }
