@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "platform/foreign_document.h"
 #include "platform/xml_samples.h"
 #include "support/expect_error.h"
 
@@ -73,13 +74,12 @@ TEST(DomTemplates, ACopyIsAppendedWithTheGivenText) {
 
 TEST(DomTemplates, OnlyTheFirstTextIsReplaced) {
   const auto document = Loaded("<x/>");
-  const auto fragment = document->createDocumentFragment();
   const auto parts = Loaded("<f><a n='1'><b/>old</a>kept<!--c--></f>");
   document->documentElement()->appendTemplate(*parts->documentElement(), "new");
   EXPECT_EQ(document->xml(), "<x><a n=\"1\"><b/>new</a>kept<!--c--></x>");
 }
 
-TEST(DomTemplates, TheTextIsEscapedAndMayBeLarge) {
+TEST(DomTemplates, TheTextIsEscaped) {
   const auto document = Loaded("<x/>");
   const auto fragment = SendTemplate(*document);
   document->documentElement()->appendTemplate(*fragment, "<&");
@@ -98,6 +98,24 @@ TEST(DomTemplates, AFailingCopyLeavesTheTargetAsItWas) {
   EXPECT_ERROR(document->appendTemplate(*SendTemplate(*document), "t"), 13,
                "A template can be appended to an element or a fragment only");
   EXPECT_EQ(document->xml(), "<x>old</x>");
+}
+
+TEST(DomForeignNodes, AreNeitherTakenNorWritten) {
+  constexpr const char* kRefusal = "The node is of another platform";
+  const auto document = Loaded("<a/>");
+  const auto foreign = std::make_shared<::testing::StrictMock<ForeignDocument>>();
+  EXPECT_ERROR(document->documentElement()->appendChild(foreign), 13, kRefusal);
+  EXPECT_ERROR(document->documentElement()->appendTemplate(*foreign, "t"), 13, kRefusal);
+  EXPECT_ERROR(document->save(*foreign), 13, kRefusal);
+  EXPECT_EQ(document->xml(), "<a/>");
+}
+
+TEST(DomTemplates, MayBeOfAnotherDocumentWhichStaysAsItIs) {
+  const auto source = Loaded("<t>old</t>");
+  const auto target = Loaded("<a/>");
+  target->documentElement()->appendTemplate(*source, "new");
+  EXPECT_EQ(target->xml(), "<a><t>new</t></a>");
+  EXPECT_EQ(source->xml(), "<t>old</t>");
 }
 
 TEST(DomSaving, ACopyReplacesTheTargetsContent) {
