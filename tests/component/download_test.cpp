@@ -143,6 +143,11 @@ TEST_F(DownloadTest, SegmentAtTheEndOfTheAddressesOverflows) {
   EXPECT_THAT(Download(Image({Segment(kLargest - 1, "01")}), 0xFF, 1, 128), SizeIs(2));
 }
 
+TEST_F(DownloadTest, EmptySegmentMayFollowTheSmallestAddress) {
+  const auto pieces = Download(Image({Segment(kSmallest, "01"), Segment(0, "")}), 0xFF, 1, 128);
+  EXPECT_THAT(Blocks(pieces[0]), ElementsAre("348000000001"));
+}
+
 TEST_F(DownloadTest, DocumentIsDeliveredWith32768Bytes) {
   const std::string data(std::size_t{2} * 32768, 'A');
   const auto pieces = Download(Image({Segment(0, data)}), 0xFF, 1, 128);
