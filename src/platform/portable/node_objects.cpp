@@ -8,7 +8,7 @@
 #include "platform/portable/node_operations.h"
 #include "platform/portable/node_selection.h"
 #include "platform/portable/out_of_memory.h"
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 #include "platform/portable/xml_reader.h"
 #include "platform/portable/xml_writer.h"
 #include "quillmark/error.h"

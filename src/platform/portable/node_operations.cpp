@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
@@ -26,15 +26,11 @@ bool IsLeaf(NodeType type) {
   }
 }
 
-bool IsBlank(std::string_view text) {
-  return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
-}
-
 /// Raises 13 for what would end a comment or a processing instruction early.
 void RequireValueOf(NodeType type, std::string_view value) {
   RequireNoNul(value);
-  const bool contains_dashes = value.find("--") != std::string_view::npos || value.ends_with('-');
-  if (type == NodeType::kComment && contains_dashes) {
+  if (type == NodeType::kComment &&
+      (value.find("--") != std::string_view::npos || value.ends_with('-'))) {
     RaiseMismatch("A comment cannot hold \"--\" nor end with \"-\"");
   }
   if (type == NodeType::kProcessingInstruction && value.find("?>") != std::string_view::npos) {

@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 #include "platform/portable/xsl_pattern.h"
 
 namespace quillmark::portable {

@@ -9,21 +9,16 @@
 
 #include "platform/portable/tree_edits.h"
 #include "platform/portable/utf8.h"
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 constexpr std::array<std::pair<std::string_view, char>, 5> kEntities{
     {{"lt", '<'}, {"gt", '>'}, {"amp", '&'}, {"quot", '"'}, {"apos", '\''}}};
-
-bool IsBlank(std::string_view text) {
-  return text.find_first_not_of(kBlanks) == std::string_view::npos;
-}
 
 /// One pass over the text; `parent_` is the innermost open element, at the outside `document_`.
 class Reader {

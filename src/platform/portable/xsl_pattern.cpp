@@ -4,13 +4,12 @@
 #include <charconv>
 #include <utility>
 
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kDigits = "0123456789";
 
 bool Contains(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }

@@ -1,4 +1,4 @@
-#include "platform/portable/xml_names.h"
+#include "platform/portable/xml_lexis.h"
 
 #include <string>
 

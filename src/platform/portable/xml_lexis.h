@@ -5,6 +5,14 @@
 
 namespace quillmark::portable {
 
+/// What XML counts as white space.
+inline constexpr std::string_view kBlanks = " \t\r\n";
+
+/// Whether a text holds nothing else.
+[[nodiscard]] inline bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(kBlanks) == std::string_view::npos;
+}
+
 /// Number of bytes at the beginning of `text` that form a name of an element, an attribute or a
 /// processing instruction; 0 where none begins there. Every character beyond ASCII counts as a
 /// letter.
