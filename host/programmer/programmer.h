@@ -195,7 +195,7 @@ class Programmer {
   Programmer& operator=(const Programmer&) = delete;
   Programmer(Programmer&&) = delete;
   Programmer& operator=(Programmer&&) = delete;
-  ~Programmer();
+  ~Programmer() = default;
 
   /// Called as each phase begins and as bytes are moved.
   void OnProgress(std::function<void(const Progress&)> on_progress);
@@ -221,10 +221,9 @@ class Programmer {
   std::uint64_t Verify(const std::shared_ptr<MemoryImage>& image);
 
  private:
-  class Session;
-
   template <typename Work>
-  auto InSession(Work&& work);
+  auto InSession(Work work);
+  [[nodiscard]] std::shared_ptr<MemoryMap> MapOf(const MemoryImage& image) const;
 
   std::shared_ptr<Platform> platform_;
   Bus& bus_;

@@ -1,0 +1,130 @@
+#include "host/programmer/failure.h"
+
+#include <array>
+#include <utility>
+
+namespace quillmark::host {
+namespace {
+
+struct CodeMeaning {
+  std::uint8_t code;
+  std::string_view meaning;
+};
+
+constexpr std::array kCodeMeanings{
+    CodeMeaning{0x10, "general reject"},
+    CodeMeaning{0x11, "service not supported"},
+    CodeMeaning{0x12, "sub-function not supported"},
+    CodeMeaning{0x13, "incorrect message length"},
+    CodeMeaning{0x21, "busy, repeat request"},
+    CodeMeaning{0x22, "conditions not correct"},
+    CodeMeaning{0x23, "routine not complete"},
+    CodeMeaning{0x31, "request out of range"},
+    CodeMeaning{0x33, "security access denied"},
+    CodeMeaning{0x35, "invalid key"},
+    CodeMeaning{0x36, "exceeded number of attempts"},
+    CodeMeaning{0x37, "required time delay not expired"},
+    CodeMeaning{0x72, "programming failure"},
+    CodeMeaning{0x77, "block checksum error"},
+    CodeMeaning{0x78, "response pending"},
+    CodeMeaning{0x80, "service not supported in this session"},
+};
+
+std::string CodeText(std::uint8_t code) {
+  std::string text = "negative response " + HexOf(Bytes{code});
+  for (const CodeMeaning& known : kCodeMeanings) {
+    if (known.code == code) {
+      text.append(", ").append(known.meaning);
+    }
+  }
+  return text;
+}
+
+/// Of a request that names one: download, upload. The log zone is no address of memory.
+std::optional<std::uint32_t> AddressOf(const Bytes& request) {
+  constexpr std::uint8_t kDownload = 0x34;
+  constexpr std::uint8_t kUpload = 0x35;
+  constexpr std::uint8_t kLogZone = 0x83;
+  if (request.size() < 5 || (request[0] != kDownload && request[0] != kUpload) ||
+      (request[0] == kDownload && request[1] == kLogZone)) {
+    return std::nullopt;
+  }
+  return std::uint32_t{request[2]} << 16U | std::uint32_t{request[3]} << 8U | request[4];
+}
+
+Cause CauseOf(RunStatus status) {
+  switch (status) {
+    case RunStatus::kSilence:
+      return Cause::kSilence;
+    case RunStatus::kPendingTooLong:
+      return Cause::kStillBusy;
+    case RunStatus::kBusError:
+      return Cause::kBus;
+    case RunStatus::kStopped:
+      return Cause::kCancelled;
+    default:
+      return Cause::kUnexpectedReply;
+  }
+}
+
+std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error) {
+  switch (outcome.status) {
+    case RunStatus::kSilence:
+      return "the ECU does not answer (" + outcome.reason + ")";
+    case RunStatus::kPendingTooLong:
+      return "the ECU stays busy (" + outcome.reason + ")";
+    case RunStatus::kBusError:
+      return "the bus failed (" + outcome.reason + ")";
+    case RunStatus::kStopped:
+      return "cancelled";
+    default:
+      break;
+  }
+  std::string text = error ? error->Description() : outcome.reason;
+  if (outcome.response_code) {
+    text += "; " + CodeText(*outcome.response_code);
+  }
+  return text;
+}
+
+std::string MessageOf(const Failure& failure) {
+  std::string message(NameOf(failure.phase));
+  if (failure.address) {
+    message += " at " + AddressText(*failure.address);
+  }
+  message += ": " + failure.text;
+  if (failure.number != 0) {
+    message += " (error " + std::to_string(failure.number) + ")";
+  }
+  return message;
+}
+
+}  // namespace
+
+std::string_view NameOf(Phase phase) {
+  constexpr std::array<std::string_view, 9> kNames{
+      "prepare", "identify", "unlock", "erase", "download", "check", "upload", "log zone", "close"};
+  return kNames.at(static_cast<std::size_t>(phase));
+}
+
+ProgrammingError::ProgrammingError(Failure failure)
+    : failure_(std::move(failure)), message_(MessageOf(failure_)) {}
+
+Failure ExchangeFailure(Phase phase, const RunOutcome& outcome, const std::optional<Error>& error) {
+  Failure failure;
+  failure.phase = phase;
+  failure.cause = CauseOf(outcome.status);
+  failure.number = error && failure.cause != Cause::kCancelled ? error->Number() : 0;
+  failure.text = TextOf(outcome, error);
+  failure.address = AddressOf(outcome.request);
+  failure.response_code = outcome.response_code;
+  return failure;
+}
+
+std::string AddressText(std::uint32_t address) {
+  return "0x" +
+         HexOf(Bytes{static_cast<std::uint8_t>(address >> 16U),
+                     static_cast<std::uint8_t>(address >> 8U), static_cast<std::uint8_t>(address)});
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/programmer/programmer.h"
+#include "host/runner/runner.h"
+#include "quillmark/error.h"
+
+namespace quillmark::host {
+
+/// The failure of an exchange: of its run, of the component's check of it, or of both.
+[[nodiscard]] Failure ExchangeFailure(Phase phase, const RunOutcome& outcome,
+                                      const std::optional<Error>& error);
+
+/// "0x001000".
+[[nodiscard]] std::string AddressText(std::uint32_t address);
+
+}  // namespace quillmark::host

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "host/programmer/programmer.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/memory_image.h"
+#include "quillmark/memory_map.h"
+
+namespace quillmark::host {
+
+/// The bytes of a host library string, without its addresses.
+[[nodiscard]] Bytes BytesOf(const ByteString& string);
+
+/// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) where it
+/// is 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
+[[nodiscard]] std::uint64_t CheckedSize(const MemoryImage& image);
+[[nodiscard]] std::uint64_t CheckedSize(const MemoryMap& map);
+
+/// What became of the bytes of an image.
+struct Comparison {
+  std::uint64_t equal_bytes = 0;
+  std::uint64_t different_bytes = 0;
+  /// The first 16.
+  std::vector<Difference> differences;
+};
+
+/// Compares every byte of `image` with what was `found`.
+[[nodiscard]] Comparison Compare(const MemoryImage& image, const MemoryImage& found);
+
+}  // namespace quillmark::host

@@ -1,0 +1,34 @@
+#include "host/programmer/piece_queue.h"
+
+#include <utility>
+
+namespace quillmark::host {
+
+bool PieceQueue::Push(std::shared_ptr<IXMLDOMNode> piece) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return closed_ || pieces_.size() < kMostPieces; });
+  if (closed_) {
+    return false;
+  }
+  pieces_.push_back(std::move(piece));
+  changed_.notify_all();
+  return true;
+}
+
+std::shared_ptr<IXMLDOMNode> PieceQueue::Pop() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return !pieces_.empty(); });
+  std::shared_ptr<IXMLDOMNode> piece = std::move(pieces_.front());
+  pieces_.pop_front();
+  changed_.notify_all();
+  return piece;
+}
+
+void PieceQueue::Close() {
+  const std::lock_guard lock(mutex_);
+  closed_ = true;
+  pieces_.clear();
+  changed_.notify_all();
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+#include "quillmark/dom.h"
+
+namespace quillmark::host {
+
+/// Hands the documents of a transfer worker over to the thread that owns the bus. The worker is
+/// never more than two documents ahead, so that a large image does not fill the memory.
+///
+/// Threads: `Push` on the worker's thread, the others on the owner's.
+class PieceQueue {
+ public:
+  /// Waits for room and adds a document, or null for the end of the sequence. False once the queue
+  /// is closed: the owner wants no more.
+  bool Push(std::shared_ptr<IXMLDOMNode> piece);
+
+  /// Waits for the next document; null at the end of the sequence.
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> Pop();
+
+  /// Lets every `Push` fail from now on, one that waits included.
+  void Close();
+
+ private:
+  static constexpr std::size_t kMostPieces = 2;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::shared_ptr<IXMLDOMNode>> pieces_;
+  bool closed_ = false;
+};
+
+}  // namespace quillmark::host

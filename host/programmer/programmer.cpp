@@ -1,0 +1,184 @@
+#include "host/programmer/programmer.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "host/programmer/failure.h"
+#include "host/programmer/memory_ranges.h"
+#include "host/programmer/progress_reporter.h"
+#include "host/programmer/session.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::size_t kLogRecordSize = 48;
+constexpr std::int32_t kLastIdentifier = 0x1FFFFFFF;
+
+bool Within(std::int32_t value, std::int32_t least, std::int32_t most) {
+  return value >= least && value <= most;
+}
+
+bool IsGatewayAddress(std::int32_t address) { return address == 0x6E || address == 0x7A; }
+
+void Demand(bool holds, const char* what) {
+  if (!holds) {
+    throw std::invalid_argument(what);
+  }
+}
+
+void CheckAddressing(const ProgrammerConfig& config) {
+  switch (config.form) {
+    case TransportForm::kPlainCan:
+      return Demand(Within(config.receive_id, 1, kLastIdentifier) &&
+                        Within(config.send_id, 1, kLastIdentifier),
+                    "a CAN identifier must be 1 to 0x1FFFFFFF");
+    case TransportForm::kGateway:
+      return Demand(IsGatewayAddress(config.address),
+                    "an address behind the gateway must be 0x6E or 0x7A");
+    default:
+      return Demand(Within(config.address, 0, 0xFF) && !IsGatewayAddress(config.address),
+                    "an address on the K line must be 0 to 0xFF, but not 0x6E or 0x7A");
+  }
+}
+
+ProgrammerConfig Checked(ProgrammerConfig config) {
+  CheckAddressing(config);
+  Demand(Within(config.block_size, 0, 255), "the block size must be 0 to 255");
+  Demand(Within(config.separation_time, 0, 255), "the separation time must be 0 to 255 ms");
+  Demand(config.alignment >= 1, "the alignment must be at least 1");
+  const bool plain_can = config.form == TransportForm::kPlainCan;
+  Demand(Within(config.max_block, 1, plain_can ? 255 : 247),
+         "a block must have 1 to 255 bytes, in gateway and K form at most 247");
+  Demand(!config.log_record || config.log_record->size() == kLogRecordSize,
+         "a log record must have 48 bytes");
+  return config;
+}
+
+[[noreturn]] void FailForDifferences(const Comparison& comparison) {
+  Failure failure;
+  failure.phase = Phase::kUpload;
+  failure.cause = Cause::kDifference;
+  failure.differences = comparison.differences;
+  failure.different_bytes = comparison.different_bytes;
+  const Difference& first = comparison.differences.front();
+  failure.address = first.address;
+  failure.text = std::to_string(comparison.different_bytes) +
+                 " bytes differ from the image; here the ECU holds " +
+                 (first.found ? HexOf(Bytes{*first.found}) : "nothing") + ", not " +
+                 HexOf(Bytes{first.expected});
+  throw ProgrammingError(failure);
+}
+
+template <typename Object>
+const Object& Required(const std::shared_ptr<Object>& object, const char* name) {
+  if (!object) {
+    Failure failure;
+    failure.text = std::string("there is no ") + name;
+    throw ProgrammingError(failure);
+  }
+  return *object;
+}
+
+/// Reads the addresses of `image` back; returns the number of bytes found equal.
+std::uint64_t VerifyIn(Session& session, const MemoryImage& image,
+                       const std::shared_ptr<MemoryMap>& map, std::uint64_t size) {
+  const std::shared_ptr<MemoryImage> found = session.Upload(map, size);
+  const Comparison comparison = Compare(image, *found);
+  if (comparison.different_bytes != 0) {
+    FailForDifferences(comparison);
+  }
+  return comparison.equal_bytes;
+}
+
+}  // namespace
+
+Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config)
+    : platform_(std::move(platform)), bus_(bus), config_(Checked(std::move(config))) {
+  Demand(platform_ != nullptr, "there is no platform");
+}
+
+void Programmer::OnProgress(std::function<void(const Progress&)> on_progress) {
+  on_progress_ = std::move(on_progress);
+}
+
+void Programmer::OnStopRequested(std::function<bool()> stop_requested) {
+  stop_requested_ = std::move(stop_requested);
+}
+
+/// A session that `work` leaves open because it fails closes itself.
+template <typename Work>
+auto Programmer::InSession(Work work) {
+  ProgressReporter progress(bus_, on_progress_);
+  try {
+    Session session(platform_, bus_, config_, progress, stop_requested_);
+    return work(session, progress);
+  } catch (const Error& error) {
+    Failure failure;
+    failure.phase = progress.phase();
+    failure.cause = Cause::kComponent;
+    failure.number = error.Number();
+    failure.text = error.Description();
+    throw ProgrammingError(failure);
+  }
+}
+
+Identification Programmer::Identify() {
+  return InSession([](Session& session, ProgressReporter&) {
+    Identification identification = session.Identify();
+    session.Close();
+    return identification;
+  });
+}
+
+ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
+                                  const ProgramOptions& options) {
+  ProgramResult result;
+  result.image_bytes = CheckedSize(Required(image, "image"));
+  InSession([&](Session& session, ProgressReporter& progress) {
+    result.identification = session.Identify();
+    session.Unlock();
+    session.Erase();
+    result.sent_bytes = session.Download(image, result.image_bytes);
+    result.download_time = progress.PhaseTime();
+    session.Check();
+    if (options.verify) {
+      result.verified_bytes = VerifyIn(session, *image, MapOf(*image), result.image_bytes);
+    }
+    session.WriteLogZone();
+    session.Close();
+    result.total_time = progress.TotalTime();
+  });
+  return result;
+}
+
+std::shared_ptr<MemoryImage> Programmer::Read(const std::shared_ptr<MemoryMap>& map) {
+  const std::uint64_t size = CheckedSize(Required(map, "map"));
+  return InSession([&](Session& session, ProgressReporter&) {
+    static_cast<void>(session.Identify());
+    session.Unlock();
+    std::shared_ptr<MemoryImage> image = session.Upload(map, size);
+    session.Close();
+    return image;
+  });
+}
+
+std::uint64_t Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
+  const std::uint64_t size = CheckedSize(Required(image, "image"));
+  return InSession([&](Session& session, ProgressReporter&) {
+    static_cast<void>(session.Identify());
+    session.Unlock();
+    const std::uint64_t equal_bytes = VerifyIn(session, *image, MapOf(*image), size);
+    session.Close();
+    return equal_bytes;
+  });
+}
+
+std::shared_ptr<MemoryMap> Programmer::MapOf(const MemoryImage& image) const {
+  std::shared_ptr<MemoryMap> map = platform_->CreateMemoryMap();
+  for (const auto& segment : image.Segments()) {
+    map->AddRange(segment->StartAddress(), segment->Length());
+  }
+  return map;
+}
+
+}  // namespace quillmark::host

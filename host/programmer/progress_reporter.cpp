@@ -1,0 +1,33 @@
+#include "host/programmer/progress_reporter.h"
+
+namespace quillmark::host {
+
+ProgressReporter::ProgressReporter(const Bus& bus,
+                                   const std::function<void(const Progress&)>& on_progress)
+    : bus_(bus), on_progress_(on_progress), began_(bus.Now()), phase_began_(began_) {}
+
+void ProgressReporter::Begin(Phase phase, std::uint64_t bytes_total) {
+  phase_began_ = bus_.Now();
+  progress_.phase = phase;
+  progress_.bytes_done = 0;
+  progress_.bytes_total = bytes_total;
+  Report();
+}
+
+void ProgressReporter::BytesDone(std::uint64_t bytes) {
+  if (bytes != progress_.bytes_done) {
+    progress_.bytes_done = bytes;
+    Report();
+  }
+}
+
+void ProgressReporter::Report() {
+  if (!on_progress_) {
+    return;
+  }
+  progress_.phase_time = PhaseTime();
+  progress_.total_time = TotalTime();
+  on_progress_(progress_);
+}
+
+}  // namespace quillmark::host

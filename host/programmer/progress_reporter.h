@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+#include "host/programmer/programmer.h"
+
+namespace quillmark::host {
+
+/// Knows how far a call has come and tells the host.
+class ProgressReporter {
+ public:
+  /// Both must outlive the reporter.
+  ProgressReporter(const Bus& bus, const std::function<void(const Progress&)>& on_progress);
+
+  void Begin(Phase phase, std::uint64_t bytes_total = 0);
+  void BytesDone(std::uint64_t bytes);
+
+  [[nodiscard]] Phase phase() const { return progress_.phase; }
+  /// As of now.
+  [[nodiscard]] Duration PhaseTime() const { return bus_.Now() - phase_began_; }
+  [[nodiscard]] Duration TotalTime() const { return bus_.Now() - began_; }
+
+ private:
+  void Report();
+
+  const Bus& bus_;
+  const std::function<void(const Progress&)>& on_progress_;
+  Duration began_;
+  Duration phase_began_;
+  Progress progress_;
+};
+
+}  // namespace quillmark::host

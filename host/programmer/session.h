@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "host/programmer/programmer.h"
+#include "host/programmer/progress_reporter.h"
+#include "host/runner/runner.h"
+#include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/error.h"
+
+namespace quillmark::host {
+
+/// One session with the ECU, phase by phase, on one component object. Every phase raises
+/// ProgrammingError; errors of the component's request methods pass through as Error.
+///
+/// A session that is still open when it is destroyed is closed as far as the ECU answers.
+class Session {
+ public:
+  /// All arguments but the platform must outlive the session.
+  Session(const std::shared_ptr<Platform>& platform, Bus& bus, const ProgrammerConfig& config,
+          ProgressReporter& progress, const std::function<bool()>& stop_requested);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+  Session(Session&&) = delete;
+  Session& operator=(Session&&) = delete;
+  ~Session();
+
+  /// Opens the session; in gateway form the component's sequence also closes it again.
+  [[nodiscard]] Identification Identify();
+  void Unlock();
+  void Erase();
+  /// `size` is the number of bytes of the image. Returns how many of them were sent.
+  std::uint64_t Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size);
+  void Check();
+  /// `size` is the number of bytes of the ranges.
+  [[nodiscard]] std::shared_ptr<MemoryImage> Upload(const std::shared_ptr<MemoryMap>& map,
+                                                    std::uint64_t size);
+  /// Nothing where the configuration has no log record.
+  void WriteLogZone();
+  void Close();
+
+ private:
+  using Document = std::shared_ptr<DOMDocument>;
+  using CheckDocument = std::function<void(const Document&)>;
+
+  void StopCommunication();
+  RunOutcome Run(const Document& document);
+  /// Runs a document and demands that it is complete and passes its check.
+  void Exchange(const Document& document, const CheckDocument& check);
+  /// Asks until `is_finished` says so of a document's reply.
+  void Poll(const std::function<Document()>& request,
+            const std::function<bool(const Document&)>& is_finished);
+  /// Runs the documents of a worker that `start` starts; `size` is what they must add up to.
+  void Stream(const std::function<void()>& start, const CheckDocument& check, std::uint64_t size);
+  [[nodiscard]] std::int32_t RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
+                                      const CheckDocument& check);
+  void OnRequestDone(ByteView request);
+  [[nodiscard]] Bytes KeyOf(const Bytes& seed) const;
+  [[nodiscard]] std::shared_ptr<ByteString> ByteStringOf(const Bytes& bytes) const;
+  [[noreturn]] void Fail(Cause cause, const std::string& text) const;
+
+  std::shared_ptr<Platform> platform_;
+  Bus& bus_;
+  const ProgrammerConfig& config_;
+  ProgressReporter& progress_;
+  Runner runner_;
+  std::shared_ptr<DiagOnCANReprog> reprog_;
+  bool open_ = false;
+  bool closing_ = false;
+  /// Of the running transfer: bytes of the documents that are done, and bytes sent or received.
+  std::uint64_t covered_ = 0;
+  std::uint64_t moved_ = 0;
+};
+
+}  // namespace quillmark::host
