@@ -119,7 +119,7 @@ TEST_P(WorkerOutOfMemory, ErrorOrEmptyNodeEndsTheRun) {
     const auto raised = RaisedBy([&] { pieces = RunDownload(); });
     if (!FailingAllocation::Failed()) {
       EXPECT_EQ(pieces, complete);
-      EXPECT_GT(failed_runs, 10);
+      EXPECT_GT(failed_runs, 0);
       return;
     }
     if (raised) {

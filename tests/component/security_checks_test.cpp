@@ -50,8 +50,9 @@ TEST_F(PlainCANSecurity, EveryNegativeResponseHasItsNumber) {
   const std::vector<std::pair<std::string, std::int32_t>> numbers = {
       {"10", 2044}, {"11", 2032}, {"12", 2034}, {"21", 2035}, {"22", 2033}, {"23", 2043},
       {"33", 2036}, {"35", 2037}, {"80", 2042}, {"87", 2038}, {"78", 2040}, {"36", 2040}};
-  for (const auto& [code, number] : numbers) {
-    EXPECT_ERROR(Seed(kPlainCAN, {"037F27" + code}), number,
+  for (const auto& response : numbers) {
+    const std::string& code = response.first;
+    EXPECT_ERROR(Seed(kPlainCAN, {"037F27" + code}), response.second,
                  "Requested Service : 27 Negative response code : " + code);
   }
 }
