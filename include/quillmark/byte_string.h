@@ -17,7 +17,7 @@ namespace quillmark {
 /// start address less 1.
 ///
 /// A host may pass its own implementation. Its laws are written as tests that run on any
-/// implementation (tests/laws).
+/// implementation (tests/platform/byte_string_laws.h).
 ///
 /// Errors: 9 for a position outside the string, 6 where a length or an address leaves the signed
 /// 32-bit range, 13 for text that is not hexadecimal, 7 out of memory.
