@@ -133,7 +133,8 @@ class QUILLMARK_API DOMDocument : public IXMLDOMNode {
 };
 
 /// A document that may be read from several threads at once and handed from one to another; while
-/// one thread changes it, no other may use it.
+/// one thread changes it, no other may use it. Cloning a whole document only reads it; cloning one
+/// of its nodes, like creating one, changes it.
 class QUILLMARK_API FreeThreadedDOMDocument : public DOMDocument {};
 
 }  // namespace quillmark
