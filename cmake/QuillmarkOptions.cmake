@@ -18,7 +18,8 @@ else()
 endif()
 
 if(QUILLMARK_COVERAGE)
-  target_compile_options(quillmark_options INTERFACE --coverage)
+  # Counters of several threads would overtake each other without the atomic update.
+  target_compile_options(quillmark_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(quillmark_options INTERFACE --coverage)
 endif()
 
