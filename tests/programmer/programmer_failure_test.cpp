@@ -129,7 +129,7 @@ TEST_P(FailureInEveryForm, OfFillThatIsNoErasedMemoryIsFoundByVerificationAlone)
 }
 
 TEST_P(FailureInEveryForm, OfAnEraseThatDoesNotEndIsBounded) {
-  workshop_.options.erase_polls = 1'000'000;
+  workshop_.options.erase_polls = 10'000;
   workshop_.config.busy_limit = 3000ms;
   const Failure failure = FailureOfProgram();
   EXPECT_EQ(failure.phase, Phase::kErase);
@@ -138,7 +138,7 @@ TEST_P(FailureInEveryForm, OfAnEraseThatDoesNotEndIsBounded) {
 }
 
 TEST_P(FailureInEveryForm, OfACheckRoutineThatDoesNotEndIsBounded) {
-  workshop_.options.check_polls = 1'000'000;
+  workshop_.options.check_polls = 10'000;
   workshop_.config.busy_limit = 3000ms;
   const Failure failure = FailureOfProgram();
   EXPECT_EQ(failure.phase, Phase::kCheck);
@@ -146,7 +146,7 @@ TEST_P(FailureInEveryForm, OfACheckRoutineThatDoesNotEndIsBounded) {
 }
 
 TEST_P(FailureInEveryForm, OfAnEcuThatSaysPendingForEverIsBounded) {
-  workshop_.options.misbehaviour.pending[0x31] = 1'000'000;
+  workshop_.options.misbehaviour.pending[0x31] = 10'000;
   const Failure failure = FailureOfProgram();
   EXPECT_EQ(failure.phase, Phase::kErase);
   EXPECT_EQ(failure.cause, Cause::kStillBusy);
