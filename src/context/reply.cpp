@@ -42,6 +42,10 @@ Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& ro
   return *std::move(reply);
 }
 
+std::size_t ReplyIndexOfLongRequest(TransportForm form) {
+  return form == TransportForm::kAddressedCAN ? 1 : 0;
+}
+
 std::string ReplyPath(TransportForm form) {
   return form == TransportForm::kKLine ? "/k/r" : "/can/x/r";
 }

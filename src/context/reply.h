@@ -31,6 +31,10 @@ namespace quillmark {
 [[nodiscard]] Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& root,
                                     const std::string& path);
 
+/// Index of the reply to a request that takes two frames in addressed CAN form: the first `r` is
+/// then the acknowledgement of the request's first frame.
+[[nodiscard]] std::size_t ReplyIndexOfLongRequest(TransportForm form);
+
 /// "/k/r" in K form, otherwise "/can/x/r".
 [[nodiscard]] std::string ReplyPath(TransportForm form);
 

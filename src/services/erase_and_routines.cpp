@@ -47,9 +47,7 @@ std::shared_ptr<DOMDocument> starterase(Context& context, std::uint8_t RL) {
 
 void checkstarterase(const Context& context, const std::shared_ptr<DOMDocument>& root) {
   const TransportForm form = context.Form();
-  // In addressed CAN form the first `r` is the acknowledgement of the request's first frame.
-  const std::size_t index = form == TransportForm::kAddressedCAN ? 1 : 0;
-  const std::string reply = HexOf(ReadReplyAt(form, root, index));
+  const std::string reply = HexOf(ReadReplyAt(form, root, ReplyIndexOfLongRequest(form)));
   if (reply != kEraseRunning) {
     RaiseMessage(Message::kStartErase, reply);
   }

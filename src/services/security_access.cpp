@@ -80,9 +80,7 @@ std::shared_ptr<DOMDocument> dounlock(Context& context, const std::shared_ptr<By
 
 void checkunlock(const Context& context, const std::shared_ptr<DOMDocument>& root) {
   const TransportForm form = context.Form();
-  // In addressed CAN form the first `r` is the acknowledgement of the request's first frame.
-  const std::size_t index = form == TransportForm::kAddressedCAN ? 1 : 0;
-  const Bytes reply = ReadReplyAt(form, root, index);
+  const Bytes reply = ReadReplyAt(form, root, ReplyIndexOfLongRequest(form));
   CheckNegativeReply(reply);
   // The content is not compared: any reply of two bytes that is not negative passes. Deliberate.
   if (reply.size() != kUnlockReplyLength) {

@@ -34,11 +34,6 @@ std::optional<Bytes> ReadUploadReply(TransportForm form,
   return ReadReply(form, frame);
 }
 
-/// In addressed CAN form the first `r` is the acknowledgement of the first request's first frame.
-std::size_t FirstReplyIndex(TransportForm form) {
-  return form == TransportForm::kAddressedCAN ? 1 : 0;
-}
-
 /// How far the next reply is. In addressed CAN form a reply's own frames and the acknowledgement of
 /// the next request are passed over. Elsewhere every `r` is looked at: in plain CAN form what does
 /// not begin a message belongs to the reply before it, and on a K line a message is one frame.
@@ -52,7 +47,7 @@ std::size_t StrideTo(TransportForm form, const std::optional<Bytes>& reply) {
 std::vector<UploadedBlock> ReadBlocks(TransportForm form, const DOMDocument& root) {
   const auto frames = root.selectNodes(ReplyPath(form));
   std::vector<UploadedBlock> blocks;
-  for (std::size_t index = FirstReplyIndex(form); index < frames->length();) {
+  for (std::size_t index = ReplyIndexOfLongRequest(form); index < frames->length();) {
     const auto reply = ReadUploadReply(form, frames->item(index));
     if (reply) {
       blocks.push_back(ParseUploadReply(*reply));
