@@ -1,0 +1,28 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+
+#include "host/tool/exit_code.h"
+#include "host/tool/reporter.h"
+
+namespace quillmark::host {
+
+/// The command that the command line chose.
+struct Command {
+  /// Raises where it fails; see ReportCurrentException.
+  std::function<void(Reporter&)> run;
+  bool json = false;
+};
+
+/// Each adds one command to the command line; parsing it fills `command`.
+void AddFlashCommand(CLI::App& app, Command& command);
+void AddReadCommand(CLI::App& app, Command& command);
+void AddIdentifyCommand(CLI::App& app, Command& command);
+void AddPlanCommand(CLI::App& app, Command& command);
+void AddCallsCommand(CLI::App& app, Command& command);
+
+/// Adds --json.
+void AddJsonOption(CLI::App& app, Command& command);
+
+}  // namespace quillmark::host

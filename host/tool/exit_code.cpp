@@ -1,0 +1,123 @@
+#include "host/tool/exit_code.h"
+
+#include <fmt/format.h>
+
+#include <new>
+#include <string_view>
+
+#include "host/bus/bus.h"
+#include "host/image/image_file.h"
+#include "host/programmer/programmer.h"
+#include "host/tool/interrupt.h"
+#include "quillmark/error.h"
+
+namespace quillmark::host {
+namespace {
+
+struct CauseInfo {
+  std::string_view name;
+  ExitCode code;
+};
+
+CauseInfo Describe(Cause cause) {
+  switch (cause) {
+    case Cause::kArgument:
+      return {"argument", ExitCode::kData};
+    case Cause::kSilence:
+      return {"silence", ExitCode::kUnavailable};
+    case Cause::kUnexpectedReply:
+      return {"unexpected-reply", ExitCode::kProtocol};
+    case Cause::kStillBusy:
+      return {"still-busy", ExitCode::kProtocol};
+    case Cause::kBus:
+      return {"bus", ExitCode::kInputOutput};
+    case Cause::kComponent:
+      return {"component", ExitCode::kInternal};
+    case Cause::kKey:
+      return {"key", ExitCode::kUnavailable};
+    case Cause::kIncomplete:
+      return {"incomplete", ExitCode::kInternal};
+    case Cause::kDifference:
+      return {"difference", ExitCode::kDifference};
+    case Cause::kCancelled:
+      break;
+  }
+  return {"cancelled", ExitCode::kInterrupted};
+}
+
+Json ToJson(const Difference& difference) {
+  return {{"address", difference.address},
+          {"expected", difference.expected},
+          {"found", difference.found ? Json(*difference.found) : Json()}};
+}
+
+Json DetailsOf(const Failure& failure, const CauseInfo& cause) {
+  Json details = {{"phase", NameOf(failure.phase)}, {"cause", cause.name}};
+  if (failure.number != 0) {
+    details["number"] = failure.number;
+  }
+  if (failure.address) {
+    details["address"] = *failure.address;
+  }
+  if (failure.response_code) {
+    details["response_code"] = *failure.response_code;
+  }
+  if (!failure.differences.empty()) {
+    details["different_bytes"] = failure.different_bytes;
+    details["differences"] = Json::array();
+    for (const Difference& difference : failure.differences) {
+      details["differences"].push_back(ToJson(difference));
+    }
+  }
+  return details;
+}
+
+FailureReport ReportOf(const ProgrammingError& error) {
+  // Whatever an interrupted command failed with, such as a key command that got the signal too, the
+  // interruption is the reason.
+  const Cause cause = Interrupted() ? Cause::kCancelled : error.failure().cause;
+  const CauseInfo info = Describe(cause);
+  return {info.code, error.what(), DetailsOf(error.failure(), info)};
+}
+
+}  // namespace
+
+const char* const kExitCodeHelp =
+    "Exit status:\n"
+    "    0  done\n"
+    "    1  memory differs from the image (flash --verify)\n"
+    "   64  wrong usage\n"
+    "   65  an image file is damaged, empty, or has addresses beyond 24 bits\n"
+    "   66  an input file cannot be read\n"
+    "   69  the ECU does not answer, or the key command fails\n"
+    "   70  internal error\n"
+    "   73  an output file cannot be created\n"
+    "   74  reading, writing or the bus failed\n"
+    "   76  the ECU refused a request, answered wrongly or stayed busy\n"
+    "  130  interrupted; the session with the ECU was closed";
+
+FailureReport ReportCurrentException() {
+  try {
+    throw;
+  } catch (const ProgrammingError& error) {
+    return ReportOf(error);
+  } catch (const ToolError& error) {
+    return {error.code(), error.what()};
+  } catch (const DamagedImage& error) {
+    return {ExitCode::kData, error.what()};
+  } catch (const UnreadableImage& error) {
+    return {ExitCode::kNoInput, error.what()};
+  } catch (const MisplacedBase& error) {
+    return {ExitCode::kUsage, error.what()};
+  } catch (const BusError& error) {
+    return {ExitCode::kInputOutput, error.what()};
+  } catch (const Error& error) {
+    return {ExitCode::kInternal, fmt::format("error {}: {}", error.Number(), error.Description())};
+  } catch (const std::bad_alloc&) {
+    return {ExitCode::kInternal, "out of memory"};
+  } catch (const std::exception& error) {
+    return {ExitCode::kInternal, error.what()};
+  }
+}
+
+}  // namespace quillmark::host

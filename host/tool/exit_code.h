@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "host/calls/json.h"
+
+namespace quillmark::host {
+
+/// How the tool ends, in the numbers of sysexits.h where it has one.
+enum class ExitCode : std::uint8_t {
+  kDone = 0,
+  kDifference = 1,
+  kUsage = 64,
+  kData = 65,
+  kNoInput = 66,
+  kUnavailable = 69,
+  kInternal = 70,
+  kCannotCreate = 73,
+  kInputOutput = 74,
+  kProtocol = 76,
+  kInterrupted = 130,
+};
+
+/// The table of them for --help.
+extern const char* const kExitCodeHelp;
+
+/// Ends the tool with a code and a message.
+class ToolError : public std::runtime_error {
+ public:
+  ToolError(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+
+  [[nodiscard]] ExitCode code() const noexcept { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+/// A failed command as the user and a machine see it.
+struct FailureReport {
+  ExitCode code = ExitCode::kInternal;
+  std::string message;
+  Json details = Json::object();  ///< phase, cause, address, … as far as they are known
+};
+
+/// The report on the exception in flight.
+[[nodiscard]] FailureReport ReportCurrentException();
+
+}  // namespace quillmark::host

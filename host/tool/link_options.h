@@ -1,0 +1,39 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <optional>
+#include <utility>
+
+#include "host/bus/bus.h"
+#include "host/bus/wire_time.h"
+#include "quillmark/diag_on_can_reprog.h"
+
+namespace quillmark::host {
+
+/// How the ECU is reached.
+struct LinkOptions {
+  TransportForm form = TransportForm::kPlainCan;
+  std::optional<std::int32_t> receive_id;
+  std::optional<std::int32_t> send_id;
+  std::optional<std::int32_t> address;
+  std::int32_t block_size = 1;
+  std::int32_t separation_time = 0;
+  std::optional<std::uint32_t> bit_rate;
+
+  /// What was given, else the default of the form.
+  [[nodiscard]] std::int32_t ReceiveId() const;
+  [[nodiscard]] std::int32_t SendId() const;
+  [[nodiscard]] std::int32_t Address() const;
+  [[nodiscard]] WireSpeed Speed() const;
+};
+
+void AddLinkOptions(CLI::App& app, LinkOptions& options);
+
+/// Raises CLI::ValidationError for options that do not go together.
+void CheckLinkOptions(const LinkOptions& options);
+
+/// Applies the options to an object.
+void Configure(DiagOnCANReprog& reprog, const LinkOptions& options);
+
+}  // namespace quillmark::host

@@ -1,0 +1,92 @@
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <iostream>
+#include <string>
+
+#include "host/tool/command.h"
+#include "host/tool/interrupt.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::size_t kDefaultColumns = 80;
+constexpr std::size_t kFewestColumns = 40;
+
+std::size_t TerminalColumns() {
+  winsize size{};
+  const bool known =
+      ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= kFewestColumns;
+  return known ? size.ws_col : kDefaultColumns;
+}
+
+std::unique_ptr<Reporter> ReporterFor(const Command& command) {
+  if (command.json) {
+    return MakeReporter(ReportStyle::kJson, std::cout);
+  }
+  return MakeReporter(::isatty(STDOUT_FILENO) == 1 ? ReportStyle::kTerminal : ReportStyle::kPlain,
+                      std::cout, TerminalColumns());
+}
+
+int ToStatus(ExitCode code) { return static_cast<int>(code); }
+
+// Wrong options are only found out by the command where they depend on one another.
+int ReportUsage(const CLI::App& app, const CLI::Error& error) {
+  return app.exit(error) == 0 ? ToStatus(ExitCode::kDone) : ToStatus(ExitCode::kUsage);
+}
+
+int Run(const CLI::App& app, const Command& command) {
+  const auto reporter = ReporterFor(command);
+  try {
+    command.run(*reporter);
+  } catch (const CLI::Error& error) {
+    return ReportUsage(app, error);
+  } catch (...) {
+    const FailureReport report = ReportCurrentException();
+    reporter->EndProgress();
+    Json event = {{"exit", ToStatus(report.code)}, {"message", report.message}};
+    event.update(report.details);
+    reporter->Event("error", event);
+    std::cerr << "quillmark: " << report.message << std::endl;
+    return ToStatus(report.code);
+  }
+  if (!std::cout.flush()) {
+    std::cerr << "quillmark: cannot write to standard output" << std::endl;
+    return ToStatus(ExitCode::kInputOutput);
+  }
+  return ToStatus(ExitCode::kDone);
+}
+
+int Main(int argc, char** argv) {
+  IgnoreBrokenPipes();
+  CLI::App app("Reprograms ECUs: plans, writes, reads back and explains.", "quillmark");
+  app.set_version_flag("--version", "quillmark " QUILLMARK_VERSION);
+  app.require_subcommand(1);
+  app.footer(kExitCodeHelp);
+  Command command;
+  AddFlashCommand(app, command);
+  AddReadCommand(app, command);
+  AddIdentifyCommand(app, command);
+  AddPlanCommand(app, command);
+  AddCallsCommand(app, command);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Error& error) {
+    return ReportUsage(app, error);
+  }
+  return Run(app, command);
+}
+
+}  // namespace
+
+void AddJsonOption(CLI::App& app, Command& command) {
+  app.add_flag("--json", command.json, "print a line of JSON for each event");
+}
+
+}  // namespace quillmark::host
+
+int main(int argc, char** argv) { return quillmark::host::Main(argc, argv); }

@@ -1,0 +1,141 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include "host/image/image_file.h"
+#include "host/tool/command.h"
+#include "host/tool/connection.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/link_options.h"
+#include "host/tool/number.h"
+#include "host/tool/output_file.h"
+#include "host/tool/session_options.h"
+#include "host/tool/text.h"
+#include "host/tool/transfer_options.h"
+
+namespace quillmark::host {
+namespace {
+
+struct Range {
+  std::int32_t start;
+  std::int32_t count;
+};
+
+struct Options {
+  LinkOptions link;
+  SessionOptions session;
+  std::uint8_t memory = 0;
+  std::uint8_t fill = 0xFF;
+  std::vector<Range> ranges;
+  std::string output;
+};
+
+constexpr const char* kRangeOption = "--range";
+
+Range ParseRange(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  if (colon == std::string::npos) {
+    throw CLI::ValidationError(kRangeOption,
+                               fmt::format("expected START:COUNT, found \"{}\"", text));
+  }
+  const std::int64_t start = ParseNumber(kRangeOption, text.substr(0, colon), kAddressRange);
+  const std::int64_t count =
+      ParseNumber(kRangeOption, text.substr(colon + 1), {1, kAddressRange.highest + 1 - start});
+  return {static_cast<std::int32_t>(start), static_cast<std::int32_t>(count)};
+}
+
+void CheckRanges(std::vector<Range> ranges) {
+  std::sort(ranges.begin(), ranges.end(),
+            [](const Range& a, const Range& b) { return a.start < b.start; });
+  const auto overlap = std::adjacent_find(
+      ranges.begin(), ranges.end(),
+      [](const Range& a, const Range& b) { return b.start < a.start + a.count; });
+  if (overlap != ranges.end()) {
+    throw CLI::ValidationError(
+        kRangeOption, fmt::format("address 0x{:06X} is there twice", std::next(overlap)->start));
+  }
+}
+
+// The segments of what was read, joined where they are adjacent.
+ImageSegments SegmentsOf(const MemoryImage& image, const std::string& file) {
+  ImageBuilder builder(file);
+  for (const auto& segment : image.Segments()) {
+    const auto bytes = BytesOfHex(segment->Hex());
+    builder.Add(static_cast<std::uint32_t>(segment->StartAddress()), *bytes, 1);
+  }
+  return builder.Finish();
+}
+
+void Report(Reporter& reporter, const Options& options, ImageFormat format,
+            const ImageSegments& segments, std::uint64_t filled) {
+  const std::uint64_t size = SizeOf(segments);
+  reporter.Line(
+      fmt::format("read      {} to {} as {}", BytesText(size), options.output, NameOf(format)));
+  if (filled > 0) {
+    reporter.Line(fmt::format("          {} between the ranges filled with {:02X}",
+                              BytesText(filled), options.fill));
+  }
+  reporter.Event("done", {{"file", options.output},
+                          {"format", NameOf(format)},
+                          {"bytes", size},
+                          {"filled_bytes", filled}});
+}
+
+void Run(const Options& options, Reporter& reporter) {
+  CheckLinkOptions(options.link);
+  CheckRanges(options.ranges);
+  OutputFile file(options.output);
+  ProgrammerConfig config = MakeConfig(options.link, options.session);
+  config.memory = options.memory;
+  CatchInterrupts();
+  Connection connection(options.link, options.session, config);
+  const auto map = connection.platform().CreateMemoryMap();
+  for (const Range& range : options.ranges) {
+    map->AddRange(range.start, range.count);
+  }
+  connection.programmer().OnProgress(
+      [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
+  const auto image = connection.programmer().Read(map);
+  reporter.EndProgress();
+  const ImageSegments segments = SegmentsOf(*image, options.output);
+  const ImageFormat format = FormatOfName(options.output);
+  const std::uint64_t filled = WriteImage(file.stream(), format, segments, options.fill);
+  file.Commit();
+  Report(reporter, options, format, segments, filled);
+}
+
+}  // namespace
+
+void AddReadCommand(CLI::App& app, Command& command) {
+  CLI::App& read = *app.add_subcommand("read", "read memory of the ECU into a file");
+  const auto options = std::make_shared<Options>();
+  read.add_option_function<std::vector<std::string>>(
+          kRangeOption,
+          [options](const std::vector<std::string>& ranges) {
+            for (const std::string& range : ranges) {
+              options->ranges.push_back(ParseRange(range));
+            }
+          },
+          "what to read; may be given several times")
+      ->type_name("START:COUNT")
+      ->required()
+      ->take_all();
+  read.add_option("-o,--output", options->output,
+                  "the extension decides on the format: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot "
+                  ".sx .s, anything else raw binary")
+      ->type_name("FILE")
+      ->required();
+  AddNumber(read, "--fill", options->fill, kByteRange,
+            "byte for the gaps of a raw binary; default 0xFF");
+  AddMemoryOption(read, options->memory);
+  AddLinkOptions(read, options->link);
+  AddSessionOptions(read, options->session);
+  AddJsonOption(read, command);
+  read.callback([options, &command] {
+    command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+  });
+}
+
+}  // namespace quillmark::host

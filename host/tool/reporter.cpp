@@ -1,0 +1,137 @@
+#include "host/tool/reporter.h"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <optional>
+
+#include "host/tool/progress_text.h"
+#include "host/tool/text.h"
+
+namespace quillmark::host {
+namespace {
+
+class PlainReporter : public Reporter {
+ public:
+  explicit PlainReporter(std::ostream& out) : out_(out) {}
+
+  void Line(const std::string& text) override { out_ << text << '\n' << std::flush; }
+  void Event(const std::string& /*name*/, const Json& /*members*/) override {}
+
+  void OnProgress(const Progress& progress) override {
+    const unsigned tenth = Percent(progress) / 10;
+    if (phase_ == progress.phase && tenth == tenth_) {
+      return;
+    }
+    phase_ = progress.phase;
+    tenth_ = tenth;
+    Line(ProgressText(progress));
+  }
+
+  void EndProgress() override { phase_.reset(); }
+
+ private:
+  std::ostream& out_;
+  std::optional<Phase> phase_;
+  unsigned tenth_ = 0;
+};
+
+class TerminalReporter : public Reporter {
+ public:
+  TerminalReporter(std::ostream& out, std::size_t columns) : out_(out), columns_(columns) {}
+
+  void Line(const std::string& text) override {
+    EndProgress();
+    out_ << text << '\n' << std::flush;
+  }
+
+  void Event(const std::string& /*name*/, const Json& /*members*/) override {}
+
+  void OnProgress(const Progress& progress) override {
+    if (last_ && last_->phase != progress.phase) {
+      EndProgress();
+    }
+    const bool is_new = !last_ || Percent(*last_) != Percent(progress);
+    last_ = progress;
+    is_drawn_ = false;
+    if (is_new || Clock::now() >= next_drawing_) {
+      Draw();
+    }
+  }
+
+  void EndProgress() override {
+    if (last_) {
+      if (!is_drawn_) {
+        Draw();
+      }
+      out_ << '\n' << std::flush;
+      last_.reset();
+    }
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Draw() {
+    constexpr const char* kStartOfLine = "\r";
+    constexpr const char* kEraseRestOfLine = "\x1B[K";
+    out_ << kStartOfLine << ProgressBar(*last_, columns_ - 1) << kEraseRestOfLine << std::flush;
+    is_drawn_ = true;
+    next_drawing_ = Clock::now() + std::chrono::milliseconds(100);
+  }
+
+  std::ostream& out_;
+  std::size_t columns_;
+  std::optional<Progress> last_;
+  bool is_drawn_ = false;
+  Clock::time_point next_drawing_;
+};
+
+class JsonReporter : public Reporter {
+ public:
+  explicit JsonReporter(std::ostream& out) : out_(out) {}
+
+  void Line(const std::string& /*text*/) override {}
+
+  void Event(const std::string& name, const Json& members) override {
+    Json event = {{"event", name}};
+    event.update(members);
+    out_ << event.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+  }
+
+  void OnProgress(const Progress& progress) override {
+    const unsigned percent = Percent(progress);
+    if (phase_ == progress.phase && percent == percent_) {
+      return;
+    }
+    phase_ = progress.phase;
+    percent_ = percent;
+    Event("progress", {{"phase", NameOf(progress.phase)},
+                       {"bytes", progress.bytes_done},
+                       {"total", progress.bytes_total},
+                       {"seconds", SecondsOf(progress.total_time)}});
+  }
+
+  void EndProgress() override { phase_.reset(); }
+
+ private:
+  std::ostream& out_;
+  std::optional<Phase> phase_;
+  unsigned percent_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Reporter> MakeReporter(ReportStyle style, std::ostream& out, std::size_t columns) {
+  switch (style) {
+    case ReportStyle::kJson:
+      return std::make_unique<JsonReporter>(out);
+    case ReportStyle::kTerminal:
+      return std::make_unique<TerminalReporter>(out, columns);
+    case ReportStyle::kPlain:
+      break;
+  }
+  return std::make_unique<PlainReporter>(out);
+}
+
+}  // namespace quillmark::host

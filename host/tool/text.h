@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/bus/bus.h"
+
+namespace quillmark::host {
+
+/// "52,144".
+[[nodiscard]] std::string WithThousands(std::uint64_t number);
+
+/// "52,144 bytes", "1 byte".
+[[nodiscard]] std::string BytesText(std::uint64_t bytes);
+
+/// "3 segments", "1 segment".
+[[nodiscard]] std::string CountText(std::uint64_t count, const std::string& noun);
+
+/// "0.42 s", "12.3 s", "3:25 min".
+[[nodiscard]] std::string TimeText(Duration time);
+
+/// A span of a bus's time as a number for JSON.
+[[nodiscard]] double SecondsOf(Duration time);
+
+/// "812 B/s", "38.2 kB/s"; "-" for no time at all.
+[[nodiscard]] std::string RateText(std::uint64_t bytes, Duration time);
+
+/// Bytes as characters, without blanks and zeros at the end; as hexadecimal text where one of them
+/// cannot be printed, "-" where there are none.
+[[nodiscard]] std::string RecordText(ByteView record);
+
+}  // namespace quillmark::host

@@ -1,0 +1,81 @@
+#include "host/tool/transfer_options.h"
+
+#include <fmt/format.h>
+
+#include <limits>
+#include <numeric>
+
+#include "host/tool/exit_code.h"
+#include "host/tool/number.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::uint64_t kLastAddress = 0xFFFFFF;
+constexpr std::int32_t kLargestBlock = 255;
+constexpr std::int32_t kLargestBlockInOneMessage = 247;
+constexpr NumberRange kBaseRange = {0, std::numeric_limits<std::uint32_t>::max()};
+constexpr NumberRange kAlignmentRange = {1, std::numeric_limits<std::int32_t>::max()};
+
+}  // namespace
+
+void AddMemoryOption(CLI::App& app, std::uint8_t& memory) {
+  AddNumber(app, "--rl", memory, kByteRange, "memory of the ECU by its identifier; default 0");
+}
+
+void AddTransferOptions(CLI::App& app, TransferOptions& options) {
+  app.add_option("IMAGE", options.file, "Intel HEX, Motorola S-record or raw binary")->required();
+  AddNumber(app, "--base", options.base, kBaseRange, "where a raw binary begins");
+  AddMemoryOption(app, options.memory);
+  AddNumber(app, "--fill", options.fill, kByteRange,
+            "byte that an erased memory holds, left out of the transfer; default 0xFF");
+  AddNumber(app, "--align", options.alignment, kAlignmentRange,
+            "bytes that are left out together; default 16");
+  AddNumber(app, "--block", options.block, {1, kLargestBlock},
+            "most data bytes of a request, at most 247 in gateway and kline; default 128");
+}
+
+void CheckTransferOptions(const TransferOptions& options, const LinkOptions& link) {
+  if (link.form != TransportForm::kPlainCan && options.block > kLargestBlockInOneMessage) {
+    throw CLI::ValidationError(
+        "--block", fmt::format("expected at most {} for --form gateway and --form kline, found {}",
+                               kLargestBlockInOneMessage, options.block));
+  }
+}
+
+ImageFile ReadImageOf(const TransferOptions& options) {
+  ImageFile image = ReadImageFile(options.file, options.base);
+  if (image.segments.empty()) {
+    throw ToolError(ExitCode::kData, fmt::format("{}: the image has no data", options.file));
+  }
+  for (const ImageSegment& segment : image.segments) {
+    const std::uint64_t last = segment.address + std::uint64_t{segment.bytes.size()} - 1;
+    if (last > kLastAddress) {
+      throw ToolError(
+          ExitCode::kData,
+          fmt::format("{}: segment {:08X} to {:08X} lies beyond {:06X}, the last address "
+                      "that an ECU can be told",
+                      options.file, segment.address, last, kLastAddress));
+    }
+  }
+  return image;
+}
+
+std::shared_ptr<MemoryImage> ToMemoryImage(const ImageSegments& segments, Platform& platform) {
+  auto image = platform.CreateMemoryImage();
+  const auto bytes = platform.CreateByteString();
+  for (const ImageSegment& segment : segments) {
+    bytes->SetHex(HexOf(segment.bytes));
+    bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
+    image->AddSegment(*bytes);
+  }
+  return image;
+}
+
+std::uint64_t SizeOf(const ImageSegments& segments) {
+  return std::accumulate(
+      segments.begin(), segments.end(), std::uint64_t{0},
+      [](std::uint64_t size, const ImageSegment& segment) { return size + segment.bytes.size(); });
+}
+
+}  // namespace quillmark::host

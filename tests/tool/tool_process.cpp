@@ -1,0 +1,116 @@
+#include "tool/tool_process.h"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <csignal>
+
+namespace quillmark::host::testing {
+namespace {
+
+void Redirect(const std::string& file, int flags, int descriptor) {
+  const int opened = ::open(file.c_str(), flags, 0600);
+  ::dup2(opened, descriptor);
+  ::close(opened);
+}
+
+[[noreturn]] void Execute(const std::vector<std::string>& arguments) {
+  std::vector<char*> pointers = {const_cast<char*>(QUILLMARK_TOOL)};
+  for (const std::string& argument : arguments) {
+    pointers.push_back(const_cast<char*>(argument.c_str()));
+  }
+  pointers.push_back(nullptr);
+  ::execv(QUILLMARK_TOOL, pointers.data());
+  ::_exit(127);
+}
+
+struct Ends {
+  int test;
+  int tool;
+};
+
+Ends OpenOutput(ToolProcess::Output output) {
+  Ends ends{};
+  if (output == ToolProcess::Output::kTerminal) {
+    winsize size{24, 100, 0, 0};
+    EXPECT_EQ(::openpty(&ends.test, &ends.tool, nullptr, nullptr, &size), 0);
+    return ends;
+  }
+  std::array<int, 2> pipe{};
+  EXPECT_EQ(::pipe(pipe.data()), 0);
+  return {pipe[0], pipe[1]};
+}
+
+}  // namespace
+
+ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const std::string& input_file,
+                         const std::string& error_file, Output output) {
+  const Ends ends = OpenOutput(output);
+  descriptor_ = ends.test;
+  process_ = ::fork();
+  if (process_ == 0) {
+    Redirect(input_file, O_RDONLY, STDIN_FILENO);
+    Redirect(error_file, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    ::dup2(ends.tool, STDOUT_FILENO);
+    ::close(ends.tool);
+    ::close(ends.test);
+    Execute(arguments);
+  }
+  ::close(ends.tool);
+}
+
+ToolProcess::~ToolProcess() {
+  if (process_ != 0) {
+    Signal(SIGKILL);
+    Wait();
+  }
+}
+
+bool ToolProcess::ReadUntil(const std::string& text) {
+  while (output_.find(text) == std::string::npos) {
+    if (!ReadMore()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void ToolProcess::Signal(int signal) const { ::kill(process_, signal); }
+
+void ToolProcess::CloseOutput() {
+  ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+int ToolProcess::Wait() {
+  if (descriptor_ != -1) {
+    while (ReadMore()) {
+    }
+    CloseOutput();
+  }
+  int status = 0;
+  ::waitpid(process_, &status, 0);
+  process_ = 0;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+bool ToolProcess::ReadMore() {
+  std::array<char, 4096> buffer{};
+  const ssize_t size = ::read(descriptor_, buffer.data(), buffer.size());
+  if (size <= 0) {
+    return false;
+  }
+  output_.append(buffer.data(), static_cast<std::size_t>(size));
+  return true;
+}
+
+ToolResult ToolTest::Run(const std::vector<std::string>& arguments, const std::string& input) {
+  const std::string input_file = folder_.Write("stdin", input);
+  ToolProcess process(arguments, input_file, folder_.Path("stderr"));
+  const int status = process.Wait();
+  return {status, process.output(), folder_.Read("stderr")};
+}
+
+}  // namespace quillmark::host::testing

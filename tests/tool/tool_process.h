@@ -1,0 +1,58 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "tool/temporary_folder.h"
+
+namespace quillmark::host::testing {
+
+/// How a run of the program ended. A signal counts as 1000 + its number.
+struct ToolResult {
+  int status = 0;
+  std::string out;
+  std::string err;
+};
+
+/// A run of the real program whose standard output a test reads as it comes.
+class ToolProcess {
+ public:
+  enum class Output { kPipe, kTerminal };
+
+  ToolProcess(const std::vector<std::string>& arguments, const std::string& input_file,
+              const std::string& error_file, Output output = Output::kPipe);
+  ToolProcess(const ToolProcess&) = delete;
+  ToolProcess& operator=(const ToolProcess&) = delete;
+  ToolProcess(ToolProcess&&) = delete;
+  ToolProcess& operator=(ToolProcess&&) = delete;
+  ~ToolProcess();
+
+  /// Reads on until the output has `text` in it; false where it ends before.
+  bool ReadUntil(const std::string& text);
+  void Signal(int signal) const;
+  /// Lets nobody read the output any more.
+  void CloseOutput();
+  /// Reads the rest and waits for the end.
+  int Wait();
+
+  [[nodiscard]] const std::string& output() const { return output_; }
+
+ private:
+  bool ReadMore();
+
+  pid_t process_ = 0;
+  int descriptor_ = -1;
+  std::string output_;
+};
+
+/// Runs the program in a folder of its own.
+class ToolTest : public ::testing::Test {
+ protected:
+  ToolResult Run(const std::vector<std::string>& arguments, const std::string& input = "");
+
+  TemporaryFolder folder_;
+};
+
+}  // namespace quillmark::host::testing

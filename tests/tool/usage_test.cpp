@@ -1,0 +1,123 @@
+// Wrong command lines.
+#include <gmock/gmock.h>
+
+#include "tool/images.h"
+#include "tool/tool_process.h"
+
+namespace quillmark::host::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class Usage : public ToolTest {
+ protected:
+  void ExpectUsageError(const std::vector<std::string>& arguments, const std::string& message) {
+    const ToolResult result = Run(arguments);
+    EXPECT_EQ(result.status, 64);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, message + "\nRun with --help for more information.\n");
+  }
+
+  // A flash of a good image with these options.
+  void ExpectOptionError(std::vector<std::string> options, const std::string& message) {
+    options.insert(options.begin(), {"flash", folder_.Write("a.s19", kTwoSegments)});
+    ExpectUsageError(options, message);
+  }
+};
+
+TEST_F(Usage, HelpListsCommandsAndExitStatuses) {
+  const ToolResult result = Run({"--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  for (const char* text : {"flash", "read", "identify", "plan", "calls", "   65  an image file"}) {
+    EXPECT_THAT(result.out, HasSubstr(text));
+  }
+}
+
+TEST_F(Usage, HelpOfACommandListsItsOptions) {
+  const ToolResult result = Run({"flash", "--help"});
+  EXPECT_EQ(result.status, 0);
+  for (const char* text :
+       {"--form", "--ids", "--address", "--rl", "--routine", "--log-record", "--fill", "--align",
+        "--block", "--flow-control", "--bitrate", "--key-command", "--base", "--verify", "--json",
+        "--bus", "--sim-fault"}) {
+    EXPECT_THAT(result.out, HasSubstr(text));
+  }
+}
+
+TEST_F(Usage, Version) {
+  const ToolResult result = Run({"--version"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, StartsWith("quillmark "));
+}
+
+TEST_F(Usage, WithoutACommand) { ExpectUsageError({}, "A subcommand is required"); }
+
+TEST_F(Usage, WithoutAnImage) { ExpectUsageError({"flash"}, "IMAGE is required"); }
+
+TEST_F(Usage, UnknownOption) {
+  ExpectOptionError({"--colour"}, "The following argument was not expected: --colour");
+}
+
+TEST_F(Usage, UnknownForm) {
+  const ToolResult result = Run({"identify", "--form", "lin"});
+  EXPECT_EQ(result.status, 64);
+  EXPECT_THAT(result.err, HasSubstr("--form"));
+}
+
+TEST_F(Usage, NumbersOutOfRange) {
+  ExpectOptionError({"--block", "256"}, "--block: expected a number from 1 to 255, found \"256\"");
+  ExpectOptionError({"--block", "0"}, "--block: expected a number from 1 to 255, found \"0\"");
+  ExpectOptionError({"--rl", "0x100"}, "--rl: expected a number from 0 to 255, found \"0x100\"");
+  ExpectOptionError({"--fill", "-1"}, "--fill: expected a number from 0 to 255, found \"-1\"");
+  ExpectOptionError({"--routine", "x"}, "--routine: expected a number from 0 to 255, found \"x\"");
+  ExpectOptionError({"--align", "0"},
+                    "--align: expected a number from 1 to 2147483647, found \"0\"");
+  ExpectOptionError({"--bitrate", "0"},
+                    "--bitrate: expected a number from 1 to 100000000, found \"0\"");
+  ExpectOptionError({"--ids", "0", "1"},
+                    "--ids: expected a number from 1 to 536870911, found \"0\"");
+  ExpectOptionError({"--flow-control", "1", "256"},
+                    "--flow-control: expected a number from 0 to 255, found \"256\"");
+  ExpectOptionError({"--base", "0x100000000"},
+                    "--base: expected a number from 0 to 4294967295, found \"0x100000000\"");
+}
+
+TEST_F(Usage, BlockThatFitsNoMessageOfTheForm) {
+  ExpectOptionError({"--block", "248", "--form", "gateway"},
+                    "--block: expected at most 247 for --form gateway and --form kline, found 248");
+  ExpectOptionError({"--block", "248", "--form", "kline"},
+                    "--block: expected at most 247 for --form gateway and --form kline, found 248");
+}
+
+TEST_F(Usage, OptionsOfAnotherForm) {
+  ExpectOptionError({"--form", "gateway", "--ids", "1", "2"}, "--ids: only for --form can");
+  ExpectOptionError({"--address", "0x6E"}, "--address: only for --form gateway and --form kline");
+}
+
+TEST_F(Usage, AddressThatStandsForTheOtherForm) {
+  ExpectOptionError({"--form", "gateway", "--address", "0x11"},
+                    "--address: expected 0x6E or 0x7A for --form gateway, found 0x11");
+  ExpectOptionError({"--form", "kline", "--address", "0x7A"},
+                    "--address: expected any but 0x6E and 0x7A for --form kline, found 0x7A");
+}
+
+TEST_F(Usage, UnknownBus) {
+  ExpectOptionError({"--bus", "can0"}, "--bus: expected \"sim:\", found \"can0\"");
+}
+
+TEST_F(Usage, LogRecordOfAnotherLength) {
+  ExpectOptionError({"--log-record", "0102"},
+                    "--log-record: expected 96 hexadecimal digits or \"none\", found \"0102\"");
+}
+
+TEST_F(Usage, UnknownFault) {
+  ExpectOptionError({"--sim-fault", "slow"},
+                    "--sim-fault: expected silent, refuse-key, bad-checksum@BLOCK, "
+                    "bad-cell@ADDRESS, pending@SERVICE:COUNT or negative@SERVICE:CODE, found "
+                    "\"slow\"");
+}
+
+}  // namespace
+}  // namespace quillmark::host::testing
