@@ -19,7 +19,7 @@ struct RunnerTiming {
   /// For the next frame after a negative response 0x78, response pending (P2*).
   std::chrono::milliseconds pending_timeout{5000};
   /// How many of these a request may meet, and for how long altogether.
-  int max_pending = 100;
+  int max_pending = 1000;
   std::chrono::milliseconds pending_limit{60'000};
 };
 

@@ -168,6 +168,22 @@ TEST_P(FailureInEveryForm, OfTheBusIsItsOwn) {
   EXPECT_EQ(failure->text, "the bus failed (the adapter is gone)");
 }
 
+TEST(ProgrammerFailure, OfAnEcuThatFallsSilentAmongTheOptionalRecordsIsReported) {
+  Workshop workshop(TransportForm::kPlainCan);
+  workshop.Open();
+  bool silent = false;
+  workshop.bus->InjectFaults([&](const FrameOnWire& frame) {
+    silent = silent || HexOf(frame.data).starts_with("101A61FC");
+    return silent ? std::vector<FrameOnWire>{} : std::vector{frame};
+  });
+  const auto failure =
+      workshop.FailureOf([&] { static_cast<void>(workshop.programmer->Identify()); });
+  ASSERT_TRUE(failure) << "the component's check alone would find two entries and be content";
+  EXPECT_EQ(failure->phase, Phase::kIdentify);
+  EXPECT_EQ(failure->cause, Cause::kSilence);
+  EXPECT_EQ(failure->number, 0);
+}
+
 struct RefusedService {
   std::uint8_t service;
   Phase phase;

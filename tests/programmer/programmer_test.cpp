@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <thread>
 
 #include "programmer/workshop.h"
@@ -216,15 +217,33 @@ TEST_P(FlowControlTest, IsKeptTowardsTheEcu) {
 }
 
 TEST(Programmer, TakesAnEcuWithFewerHistoryEntries) {
-  for (const TransportForm form : {TransportForm::kPlainCan, TransportForm::kGateway}) {
+  for (const TransportForm form :
+       {TransportForm::kPlainCan, TransportForm::kGateway, TransportForm::kKLine}) {
     Workshop workshop(form);
     workshop.options.history.resize(3);
     workshop.AddSegment(0x1000, Pattern(10));
     workshop.Open();
     const ProgramResult result = workshop.programmer->Program(workshop.image, {});
-    ASSERT_EQ(result.identification.entries.size(), 3U);
-    EXPECT_EQ(result.identification.entries[2].reprogramming, SimulatedHistory()[2].reprogramming);
+    const std::size_t entries = form == TransportForm::kKLine ? 1 : 3;
+    ASSERT_EQ(result.identification.entries.size(), entries);
+    EXPECT_EQ(result.identification.entries.back().history,
+              SimulatedHistory()[entries - 1].history);
   }
+}
+
+TEST(Programmer, LeavesAHostThatThrowsWithAClosedSession) {
+  Workshop workshop(TransportForm::kPlainCan);
+  workshop.AddSegment(0x1000, Pattern(100'000));
+  workshop.Open();
+  workshop.programmer->OnProgress([](const Progress& progress) {
+    if (progress.bytes_done > 1000) {
+      throw std::runtime_error("the host has no more room");
+    }
+  });
+  EXPECT_THROW(workshop.programmer->Program(workshop.image, {}), std::runtime_error);
+  EXPECT_FALSE(workshop.ecu->application().InSession(workshop.bus->Now()));
+  workshop.platform->WaitForWorkers();
+  EXPECT_EQ(workshop.platform->RunningWorkers(), 0U);
 }
 
 TEST(Programmer, ReportsARateThatTheWireCanCarry) {
