@@ -184,6 +184,23 @@ TEST(ProgrammerFailure, OfAnEcuThatFallsSilentAmongTheOptionalRecordsIsReported)
   EXPECT_EQ(failure->number, 0);
 }
 
+TEST(ProgrammerFailure, OfAnEcuThatOnlySaysItIsOpenComesWithTheErase) {
+  Workshop workshop(TransportForm::kPlainCan);
+  workshop.AddSegment(0x1000, Pattern(10));
+  workshop.config.key = [](const Bytes&) -> Bytes { throw std::runtime_error("not asked for"); };
+  workshop.Open();
+  workshop.bus->InjectFaults([](FrameOnWire frame) {
+    if (HexOf(frame.data) == "0667811A2B3C4DAA") {
+      frame.data = BytesOfHex("06678100000000AA").value();
+    }
+    return std::vector{frame};
+  });
+  const auto failure = workshop.FailureOfProgram();
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->phase, Phase::kErase) << "a seed of zeros asks for no key";
+  EXPECT_EQ(failure->response_code, 0x33);
+}
+
 struct RefusedService {
   std::uint8_t service;
   Phase phase;
