@@ -1,0 +1,63 @@
+#include "bench/peak_memory.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "bench/session.h"
+
+namespace quillmark::bench {
+namespace {
+
+constexpr std::int32_t kAlignment = 16;
+constexpr std::int32_t kMaxSize = 128;
+
+struct ClosePipe {
+  void operator()(std::FILE* pipe) const { ::pclose(pipe); }
+};
+
+/// The segment is filled in place, so that no second copy of the image counts.
+std::shared_ptr<MemoryImage> MakeImageInPlace(const Session& session, std::size_t size) {
+  auto image = session.GetPlatform().CreateMemoryImage();
+  image->AddSegment(*session.GetPlatform().CreateByteString());
+  const auto segment = image->Segments().front();
+  segment->SetLength(static_cast<std::int32_t>(size));
+  segment->SetStartAddress(0);
+  std::uint32_t value = 1;
+  for (std::int32_t at = 0; at <= segment->EndAddress(); ++at) {
+    value = value * 1664525 + 1013904223;
+    segment->SetItem(at, static_cast<std::uint8_t>(value >> 24U));
+  }
+  return image;
+}
+
+}  // namespace
+
+int RunPeakMemoryChild(const std::vector<std::string_view>& arguments) {
+  Session session(kPlainCAN);
+  const auto image = MakeImageInPlace(session, std::stoul(std::string(arguments.at(1))));
+  session.Download(image, kAlignment, kMaxSize);
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  std::cout << usage.ru_maxrss << '\n';
+  return EXIT_SUCCESS;
+}
+
+double PeakMemoryOfDownload(std::size_t image_size) {
+  const std::string command = "exec /proc/" + std::to_string(::getpid()) + "/exe " +
+                              std::string(kPeakMemoryOption) + " " + std::to_string(image_size);
+  const std::unique_ptr<std::FILE, ClosePipe> pipe(::popen(command.c_str(), "r"));
+  long kibibytes = 0;
+  if (pipe == nullptr || std::fscanf(pipe.get(), "%ld", &kibibytes) != 1) {
+    throw std::runtime_error("the process that measures memory gave no number");
+  }
+  return static_cast<double>(kibibytes) * 1024;
+}
+
+}  // namespace quillmark::bench

@@ -1,0 +1,122 @@
+// Whole downloads and uploads, from the call to the end marker, beside the two references.
+#include <string>
+#include <vector>
+
+#include "bench/groups.h"
+#include "bench/measure.h"
+#include "bench/reference.h"
+#include "bench/same_documents.h"
+#include "bench/session.h"
+#include "bench/table.h"
+
+namespace quillmark::bench {
+namespace {
+
+constexpr std::int32_t kAlignment = 16;
+constexpr std::size_t kBoundFrom = 4 * kMiB;
+
+const std::vector<std::string> kColumns = {"row",         "ours",        "rate",
+                                           "ours a MiB",  "reference A", "ours / A",
+                                           "reference B", "ours / B",    "bound on ours / A"};
+
+/// Runs `run` with the reference that builds trees, then destroys them.
+template <typename Run>
+void WithTrees(const Form& form, Run run) {
+  TreeSink sink(form.transport, [](const pugi::xml_document& /*document*/) {});
+  run(Reference(form, sink));
+}
+
+/// Reference B, its string made once, outside of what is measured.
+class TextReference {
+ public:
+  explicit TextReference(const Form& form) : form_(form), sink_(form.transport, Visit{}) {}
+
+  template <typename Run>
+  void operator()(Run run) {
+    run(Reference(form_, sink_));
+  }
+
+ private:
+  struct Visit {
+    void operator()(std::string_view /*text*/) const {}
+  };
+
+  Form form_;
+  TextSink<Visit> sink_;
+};
+
+std::string Name(const Form& form, std::size_t size, const std::string& rest) {
+  return std::string(form.name) + ", " + std::to_string(size / kMiB) + " MiB" + rest;
+}
+
+void PrintTransfer(const std::string& name, std::size_t size, const std::vector<double>& seconds,
+                   const std::string& verdict) {
+  const auto bytes = static_cast<double>(size);
+  PrintRow({name, Duration(seconds[0]), Rate(bytes, seconds[0]),
+            Duration(seconds[0] / (bytes / static_cast<double>(kMiB))), Duration(seconds[1]),
+            Number(seconds[0] / seconds[1]), Duration(seconds[2]), Number(seconds[0] / seconds[2]),
+            verdict});
+}
+
+int Repetitions(std::size_t size) { return size >= 16 * kMiB ? 3 : 7; }
+
+void RunDownload(const Form& form, Span image, std::int32_t max_size, Filling filling) {
+  RequireSameDownload(form, image, kAlignment, max_size);
+  Session session(form);
+  const auto memory = session.Image(image);
+  TextReference texts(form);
+  const auto run = [&](auto reference) {
+    reference.Download(image, kAlignment, static_cast<std::uint32_t>(max_size));
+  };
+  const std::vector<double> seconds =
+      MedianSeconds({{"ours", [&] { session.Download(memory, kAlignment, max_size); }},
+                     {"reference A", [&] { WithTrees(form, run); }},
+                     {"reference B", [&] { texts(run); }}},
+                    Repetitions(image.size()));
+  const bool is_bound = filling == Filling::kDense && image.size() >= kBoundFrom;
+  const std::string rest =
+      ", " + std::to_string(max_size) + " a block, " + std::string(NameOf(filling));
+  PrintTransfer(Name(form, image.size(), rest), image.size(), seconds,
+                is_bound ? AtMost(1.3, seconds[0] / seconds[1]) : "");
+}
+
+void RunUpload(const Form& form, std::size_t size) {
+  RequireSameUpload(form, size);
+  Session session(form);
+  const auto map = session.Map(size);
+  TextReference texts(form);
+  const auto run = [&](auto reference) { reference.Upload(static_cast<std::uint32_t>(size)); };
+  const std::vector<double> seconds = MedianSeconds({{"ours", [&] { session.Upload(map); }},
+                                                     {"reference A", [&] { WithTrees(form, run); }},
+                                                     {"reference B", [&] { texts(run); }}},
+                                                    Repetitions(size));
+  PrintTransfer(Name(form, size, ""), size, seconds, AtMost(1.5, seconds[0] / seconds[1]));
+}
+
+}  // namespace
+
+void RunDownloads(bool quick) {
+  PrintHeader("ComputeDownload", kColumns);
+  const std::vector<std::size_t> sizes =
+      quick ? std::vector<std::size_t>{1, 4} : std::vector<std::size_t>{1, 4, 16, 64};
+  for (const Filling filling : {Filling::kDense, Filling::kHalf, Filling::kSparse}) {
+    for (const std::size_t size : sizes) {
+      const std::vector<std::uint8_t> image = MakeImage(size * kMiB, filling);
+      for (const Form& form : kForms) {
+        for (const std::int32_t max_size : {128, 240}) {
+          RunDownload(form, image, max_size, filling);
+        }
+      }
+    }
+  }
+}
+
+void RunUploads(bool quick) {
+  PrintHeader("ComputeUpload", kColumns);
+  // Flow control is no parameter of an upload: its worker has the defaults.
+  for (const Form& form : {kPlainCAN, kGateway, kKLine}) {
+    RunUpload(form, (quick ? 4 : 16) * kMiB);
+  }
+}
+
+}  // namespace quillmark::bench
