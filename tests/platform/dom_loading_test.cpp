@@ -40,6 +40,17 @@ TEST(DomLoading, ResolvesReferences) {
             "<>&\"'AB\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
 }
 
+TEST(DomLoading, LeavesReferencesInCommentsCDataAndInstructionsAlone) {
+  constexpr const char* kXml = "<a><!--&x;<--><![CDATA[&x;<]]><?p &x;<?></a>";
+  EXPECT_EQ(Loaded(kXml)->xml(), kXml);
+}
+
+TEST(DomLoading, ResolvesAReferenceOnce) {
+  const auto root = Loaded("<a b='&amp;lt;'>&amp;lt;</a>")->documentElement();
+  EXPECT_EQ(root->text(), "&lt;");
+  EXPECT_EQ(root->getAttribute("b"), "&lt;");
+}
+
 TEST(DomLoading, NormalisesBlanksInAttributes) {
   const auto root = Loaded("<a b='1\t2\r\n3\n4&#9;&#10;&lt;' c=\"'\"/>")->documentElement();
   EXPECT_EQ(root->getAttribute("b"), "1 2 3 4\t\n<");
@@ -81,52 +92,75 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"", "The document has no element (offset 0)"},
         Malformed{" \n", "The document has no element (offset 2)"},
         Malformed{"<!--c-->", "The document has no element (offset 8)"},
-        Malformed{"<a/><b/>", "A second root element (offset 4)"},
+        Malformed{"<?xml version='1.0'?>", "The document has no element (offset 21)"},
+        Malformed{"<a/><b/>", "A second root element (offset 5)"},
         Malformed{"x<a/>", "Text stands outside of the root element (offset 0)"},
         Malformed{"<a/> x", "Text stands outside of the root element (offset 5)"},
         Malformed{"<a/>&lt;", "Text stands outside of the root element (offset 4)"},
         Malformed{"<![CDATA[ ]]><a/>", "Text stands outside of the root element (offset 9)"},
-        Malformed{"<a><b></a>", "The end tag \"a\" closes no open element (offset 6)"},
-        Malformed{"<a/></a>", "The end tag \"a\" closes no open element (offset 4)"},
-        Malformed{"<a><b>", "The element \"b\" is not closed (offset 6)"},
-        Malformed{"<!DOCTYPE a><a/>", "Document type declarations are not accepted (offset 0)"},
+        Malformed{"<![CDATA[]]><a/>", "Text stands outside of the root element (offset 9)"},
+        Malformed{"\xEF\xBB\xBF<a/>x", "Text stands outside of the root element (offset 7)"},
+        Malformed{"<a><b></a>", "Start-end tags mismatch (offset 8)"},
+        Malformed{"<a/></a>", "Start-end tags mismatch (offset 6)"},
+        Malformed{"<a><b>", "Start-end tags mismatch (offset 5)"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Declarations, DomLoadingOfMalformedText,
+    ::testing::Values(
+        Malformed{"<!DOCTYPE a><a/>", "Document type declarations are not accepted (offset 10)"},
+        Malformed{"<!DOCTYPE a [<!ENTITY e 'x'>]><a>&e;</a>",
+                  "Document type declarations are not accepted (offset 10)"},
+        Malformed{"<a><!DOCTYPE a></a>", "Error parsing document type declaration (offset 3)"},
         Malformed{"<a/><?xml version='1.0'?>",
-                  "An XML declaration stands behind the beginning (offset 6)"}));
+                  "An XML declaration stands behind the beginning (offset 6)"},
+        Malformed{" <?xml version='1.0'?><a/>",
+                  "An XML declaration stands behind the beginning (offset 3)"},
+        Malformed{"<?XML version='1.0'?><a/>",
+                  "An XML declaration stands behind the beginning (offset 2)"},
+        Malformed{"<a><?xml version='1.0'?></a>",
+                  "Error parsing document declaration/processing instruction (offset 8)"},
+        Malformed{"<?xml",
+                  "Error parsing document declaration/processing instruction (offset 4)"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Markup, DomLoadingOfMalformedText,
     ::testing::Values(
-        Malformed{"<", "A name is missing (offset 1)"},
-        Malformed{"< a/>", "A name is missing (offset 1)"},
-        Malformed{"<1/>", "A name is missing (offset 1)"},
-        Malformed{"<a", "The start tag \"a\" is not closed (offset 0)"},
-        Malformed{"<a b='1'c='2'/>", "The start tag \"a\" is not closed (offset 0)"},
-        Malformed{"<a b/>", "The attribute \"b\" has no quoted value (offset 3)"},
-        Malformed{"<a b=1/>", "The attribute \"b\" has no quoted value (offset 3)"},
-        Malformed{"<a b='1/>", "An attribute's value is not closed (offset 6)"},
-        Malformed{"<a b='<'/>", "\"<\" stands in an attribute's value (offset 6)"},
-        Malformed{"<a b='1' b='2'/>", "The attribute \"b\" is given twice (offset 9)"},
-        Malformed{"<a></a", "An end tag is not closed (offset 3)"},
-        Malformed{"<a></>", "A name is missing (offset 5)"},
-        Malformed{"<a><!--c</a>", "A comment is not closed (offset 7)"},
-        Malformed{"<a><!--c--d--></a>", "\"--\" stands in a comment (offset 8)"},
-        Malformed{"<a><![CDATA[c</a>", "A CDATA section is not closed (offset 12)"},
-        Malformed{"<a><?p c</a>", "A processing instruction is not closed (offset 7)"},
+        Malformed{"<", "Could not determine tag type (offset 0)"},
+        Malformed{"< a/>", "Could not determine tag type (offset 1)"},
+        Malformed{"<1/>", "Could not determine tag type (offset 1)"},
+        Malformed{"<a", "Error parsing start element tag (offset 1)"},
+        Malformed{"<a b='1'c='2'/>", "Error parsing element attribute (offset 8)"},
+        Malformed{"<a b/>", "Error parsing element attribute (offset 5)"},
+        Malformed{"<a b=1/>", "Error parsing element attribute (offset 5)"},
+        Malformed{"<a b='1/>", "Error parsing element attribute (offset 6)"},
+        Malformed{"<a b='<'/>", "\"<\" stands in an attribute's value (offset 1)"},
+        Malformed{"<a b='1' b='2'/>", "The attribute \"b\" is given twice (offset 1)"},
+        Malformed{"<a><c d='1' e='2' d='1'/></a>", "The attribute \"d\" is given twice (offset 4)"},
+        Malformed{"<a></a", "Error parsing end element tag (offset 5)"},
+        Malformed{"<a></>", "Start-end tags mismatch (offset 5)"},
+        Malformed{"<a><!--c</a>", "Error parsing comment (offset 11)"},
+        Malformed{"<a><!--c--d--></a>", "A comment holds \"--\" or ends with \"-\" (offset 7)"},
+        Malformed{"<a/><!--c--->", "A comment holds \"--\" or ends with \"-\" (offset 8)"},
+        Malformed{"<a><![CDATA[c</a>", "Error parsing CDATA section (offset 16)"},
+        Malformed{"<a><?p c</a>",
+                  "Error parsing document declaration/processing instruction (offset 11)"},
         Malformed{"<a><?p+c?></a>",
-                  "A blank is missing behind a processing instruction's target (offset 6)"},
-        Malformed{"<?xml", "A processing instruction is not closed (offset 5)"}));
+                  "Error parsing document declaration/processing instruction (offset 7)"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Characters, DomLoadingOfMalformedText,
     ::testing::Values(
         Malformed{"<a>&</a>", "\"&\" begins no known reference (offset 3)"},
         Malformed{"<a>&nbsp;</a>", "\"&\" begins no known reference (offset 3)"},
-        Malformed{"<a b='&x;'/>", "\"&\" begins no known reference (offset 6)"},
-        Malformed{"<a>&#;</a>", "A character reference names no character (offset 3)"},
-        Malformed{"<a>&#0;</a>", "A character reference names no character (offset 3)"},
-        Malformed{"<a>&#x110000;</a>", "A character reference names no character (offset 3)"},
-        Malformed{"<a>&#xD800;</a>", "A character reference names no character (offset 3)"},
-        Malformed{"<a>&#99999999999;</a>", "A character reference names no character (offset 3)"},
+        Malformed{"<a>&lt;\r\n&gt;&amp</a>", "\"&\" begins no known reference (offset 13)"},
+        Malformed{"<a b='&x;'/>", "\"&\" begins no known reference (offset 1)"},
+        Malformed{"<a>&#;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#-1;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#X41;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#0;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#x110000;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#xD800;</a>", "\"&\" begins no known reference (offset 3)"},
+        Malformed{"<a>&#99999999999;</a>", "\"&\" begins no known reference (offset 3)"},
         Malformed{"<a>]]></a>", "\"]]>\" stands in text (offset 3)"},
         Malformed{std::string("<a>\0</a>", 8),
                   "Neither UTF-8 nor a character that XML allows (offset 3)"},

@@ -29,8 +29,7 @@ bool IsLeaf(NodeType type) {
 /// Raises 13 for what would end a comment or a processing instruction early.
 void RequireValueOf(NodeType type, std::string_view value) {
   RequireNoNul(value);
-  if (type == NodeType::kComment &&
-      (value.find("--") != std::string_view::npos || value.ends_with('-'))) {
+  if (type == NodeType::kComment && !FitsComment(value)) {
     RaiseMismatch("A comment cannot hold \"--\" nor end with \"-\"");
   }
   if (type == NodeType::kProcessingInstruction && value.find("?>") != std::string_view::npos) {

@@ -37,25 +37,6 @@ std::size_t CharacterLength(std::string_view text) {
 
 }  // namespace
 
-void AppendUtf8(std::string& text, std::uint32_t code) {
-  const auto append = [&](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
-  if (code < 0x80) {
-    append(code);
-    return;
-  }
-  if (code < 0x800) {
-    append(0xC0U | code >> 6U);
-  } else if (code < 0x10000) {
-    append(0xE0U | code >> 12U);
-    append(0x80U | (code >> 6U & 0x3FU));
-  } else {
-    append(0xF0U | code >> 18U);
-    append(0x80U | (code >> 12U & 0x3FU));
-    append(0x80U | (code >> 6U & 0x3FU));
-  }
-  append(0x80U | (code & 0x3FU));
-}
-
 bool IsXmlCharacter(std::uint32_t code) {
   if (code < 0x20) {
     return code == '\t' || code == '\r' || code == '\n';

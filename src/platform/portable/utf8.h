@@ -2,13 +2,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace quillmark::portable {
-
-/// Appends the UTF-8 form of a code point.
-void AppendUtf8(std::string& text, std::uint32_t code);
 
 /// Whether XML 1.0 allows the character.
 [[nodiscard]] bool IsXmlCharacter(std::uint32_t code);

@@ -35,6 +35,10 @@ void RequireName(std::string_view name) {
   }
 }
 
+bool FitsComment(std::string_view text) {
+  return text.find("--") == std::string_view::npos && !text.ends_with('-');
+}
+
 void RequireNoNul(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {
     throw Error(error_number::kTypeMismatch, "XML text cannot hold the character U+0000");

@@ -21,6 +21,10 @@ inline constexpr std::string_view kBlanks = " \t\r\n";
 /// Raises 13 where `name` is not such a name as a whole.
 void RequireName(std::string_view name);
 
+/// Whether a comment can hold the text: it would end early at "--", and "-" before its end is taken
+/// for the same.
+[[nodiscard]] bool FitsComment(std::string_view text);
+
 /// Raises 13 where `text` holds the character U+0000, which no XML text can.
 void RequireNoNul(std::string_view text);
 

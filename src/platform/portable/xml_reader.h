@@ -5,15 +5,14 @@
 
 namespace quillmark::portable {
 
-/// Parses `text`, a whole XML document in UTF-8, and appends its nodes to `parent`.
+/// Parses `text`, a whole XML document in UTF-8, and appends its nodes to `parent`, an element.
 ///
 /// Keeps white space, comments, CDATA sections, processing instructions and the data of the XML
 /// declaration (as a processing instruction "xml"). Line ends become a single line feed; a
-/// character reference stays what it says. Document type declarations are refused, and so there are
-/// no entities but the five predefined ones.
+/// character reference stays what it says.
 ///
-/// Raises 13 with the reason and the offset in bytes where the text is not well formed; what was
-/// appended by then is the caller's to remove.
+/// Raises 13 as `RequireWellFormed` does, before anything is appended. Raises 7 where memory is
+/// missing; what was appended by then is the caller's to remove.
 void ReadXml(std::string_view text, pugi::xml_node parent);
 
 }  // namespace quillmark::portable
