@@ -27,6 +27,8 @@ void ReplaceText(const NodeHandle& handle, std::string_view text);
 /// Raises 13 for a child of another document, one that is or contains the parent, and one that
 /// cannot stand there.
 void AppendNode(const NodeHandle& parent, const NodeHandle& child);
+/// Cloning a whole document is a pure read of it: other threads may go on reading. The copy of any
+/// other node joins the detached ones of its document, which is a change.
 [[nodiscard]] NodeHandle CloneNode(const NodeHandle& handle, bool deep);
 void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text);
 
