@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
+#include "context/error_mark.h"
 #include "context/message_table.h"
 #include "context/reply.h"
 #include "context/request.h"
-#include "services/error_mark.h"
 
 namespace quillmark::services {
 namespace {

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "base/byte_access.h"
+#include "context/error_mark.h"
 #include "context/message_table.h"
 #include "context/reply.h"
-#include "services/error_mark.h"
 
 namespace quillmark::transfer {
 namespace {

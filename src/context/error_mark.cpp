@@ -1,4 +1,4 @@
-#include "services/error_mark.h"
+#include "context/error_mark.h"
 
 #include "context/reply.h"
 
