@@ -86,7 +86,7 @@ Error CurrentError() {
   } catch (const std::bad_alloc&) {
     return Error(error_number::kOutOfMemory);
   } catch (const std::exception& error) {
-    return Error(PortablePlatform::kUnexpectedFailure, error.what());
+    return {PortablePlatform::kUnexpectedFailure, error.what()};
   }
 }
 
