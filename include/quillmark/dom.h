@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -61,6 +62,11 @@ class QUILLMARK_API IXMLDOMNode {
 
   /// The characters of a text, CDATA, comment or processing instruction node; empty for others.
   [[nodiscard]] virtual std::string nodeValue() const = 0;
+  /// Calls `read` with the same characters, which are good for that call alone. A platform may pass
+  /// those of the document itself, so that the text of a whole memory segment is not copied.
+  virtual void readNodeValue(const std::function<void(std::string_view)>& read) const {
+    read(nodeValue());
+  }
   virtual void setNodeValue(std::string_view value) = 0;
 
   /// The value of a leaf; of an element, fragment or document all its text and CDATA content,

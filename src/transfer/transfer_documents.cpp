@@ -82,7 +82,7 @@ std::shared_ptr<MemoryImage> ReadImage(Platform& platform, const DOMDocument& do
   auto image = platform.CreateMemoryImage();
   const auto segment = platform.CreateByteString();
   ForEachSegment(document, [&](const IXMLDOMNode& node) {
-    segment->SetHex(Require(node.firstChild()).nodeValue());
+    Require(node.firstChild()).readNodeValue([&](std::string_view hex) { segment->SetHex(hex); });
     segment->SetStartAddress(LongAttribute(node, kAt));
     image->AddSegment(*segment);
   });

@@ -156,11 +156,13 @@ struct RefusingPlatform : ForwardingPlatform {
                            const std::shared_ptr<Object>& /*client*/) override {
     prog_id = progID;
     parameter_count = parameters.size();
+    document = *std::get<const std::shared_ptr<DOMDocument>*>(parameters[2]);
     return -2147024882;
   }
 
   std::string prog_id;
   std::size_t parameter_count = 0;
+  std::shared_ptr<DOMDocument> document;
 };
 
 TEST(FailingPlatform, ThreadThatDoesNotStartIsRaised) {
@@ -173,6 +175,34 @@ TEST(FailingPlatform, ThreadThatDoesNotStartIsRaised) {
   EXPECT_EQ(platform->parameter_count, 9U);
   EXPECT_ERROR(diag->ComputeUpload(platform->CreateMemoryMap(), 0), -2147024882, kNoText);
   EXPECT_EQ(platform->parameter_count, 4U);
+}
+
+TEST(FailingPlatform, ImageCrossesAsOneTextASegment) {
+  const auto platform = std::make_shared<RefusingPlatform>();
+  const auto diag = CreateDiagOnCANReprog(platform);
+  diag->CANIDs(1850, 1586);
+  const auto image = platform->CreateMemoryImage();
+  const auto segment = platform->CreateByteString();
+  segment->SetHex(std::string(200000, 'A'));
+  segment->SetStartAddress(-5);
+  image->AddSegment(*segment);
+  image->AddSegment(*platform->CreateByteString());
+  EXPECT_ERROR(diag->ComputeDownload(0, image, 0, 1, 128), -2147024882, kNoText);
+  EXPECT_EQ(platform->document->xml(), R"(<image><segment at="-5">)" + std::string(200000, 'A') +
+                                           R"(</segment><segment at="1"></segment></image>)");
+  const auto text = platform->document->selectSingleNode("/image/segment[0]")->firstChild();
+  EXPECT_EQ(text->nodeType(), NodeType::kText);
+  EXPECT_EQ(text->nextSibling(), nullptr);
+}
+
+TEST(FailingPlatform, MapCrossesAsAttributes) {
+  const auto platform = std::make_shared<RefusingPlatform>();
+  const auto diag = CreateDiagOnCANReprog(platform);
+  diag->CANIDs(1850, 1586);
+  const auto map = platform->CreateMemoryMap();
+  map->AddRange(-5, 3);
+  EXPECT_ERROR(diag->ComputeUpload(map, 0), -2147024882, kNoText);
+  EXPECT_EQ(platform->document->xml(), R"(<map><segment at="-5" count="3"/></map>)");
 }
 
 /// An image whose segments cannot tell their fill runs.

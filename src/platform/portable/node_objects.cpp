@@ -81,6 +81,10 @@ class NodeOperations : public Interface, public NodeObject {
     return OrOutOfMemory([&] { return std::string(node().value()); });
   }
 
+  void readNodeValue(const std::function<void(std::string_view)>& read) const override {
+    read(node().value());
+  }
+
   void setNodeValue(std::string_view value) override {
     OrOutOfMemory([&] { ReplaceValue(handle(), value); });
   }
