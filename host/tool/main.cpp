@@ -5,6 +5,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <cstdio>
 #include <iostream>
 #include <string>
 
@@ -89,4 +90,12 @@ void AddJsonOption(CLI::App& app, Command& command) {
 
 }  // namespace quillmark::host
 
-int main(int argc, char** argv) { return quillmark::host::Main(argc, argv); }
+int main(int argc, char** argv) {
+  try {
+    return quillmark::host::Main(argc, argv);
+  } catch (...) {
+    // Memory ran out outside of any command: too little is left to say more.
+    std::fputs("quillmark: internal error\n", stderr);
+    return static_cast<int>(quillmark::host::ExitCode::kInternal);
+  }
+}
