@@ -1,4 +1,5 @@
-// quillmark_bench [--quick] [GROUP…]: measures the groups named, or all, and prints their tables.
+// quillmark_bench [--quick] [--cpu] [GROUP…]: measures the groups named, or all, and prints their
+// tables.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "bench/groups.h"
+#include "bench/measure.h"
 #include "bench/peak_memory.h"
 
 namespace quillmark::bench {
@@ -32,6 +34,14 @@ bool IsGroup(std::string_view name) {
                      [&](const Group& group) { return group.name == name; });
 }
 
+/// Whether `option` is among the arguments, which lose it.
+bool Take(std::vector<std::string_view>& arguments, std::string_view option) {
+  const auto rest = std::remove(arguments.begin(), arguments.end(), option);
+  const bool is_there = rest != arguments.end();
+  arguments.erase(rest, arguments.end());
+  return is_there;
+}
+
 /// Runs are taken one by one and in random order, whatever the command line says.
 void InitializeGoogleBenchmark(char* program) {
   std::array<char, 48> interleave{"--benchmark_enable_random_interleaving=true"};
@@ -42,9 +52,10 @@ void InitializeGoogleBenchmark(char* program) {
 
 int Main(const std::vector<std::string_view>& arguments) {
   std::vector<std::string_view> wanted = arguments;
-  const auto quick = std::remove(wanted.begin(), wanted.end(), "--quick");
-  const bool is_quick = quick != wanted.end();
-  wanted.erase(quick, wanted.end());
+  const bool is_quick = Take(wanted, "--quick");
+  if (Take(wanted, "--cpu")) {
+    TakeProcessorTime();
+  }
   for (const std::string_view name : wanted) {
     if (!IsGroup(name)) {
       std::cerr << "there is no group \"" << name << "\"\n";

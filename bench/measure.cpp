@@ -8,6 +8,13 @@
 namespace quillmark::bench {
 namespace {
 
+bool takes_processor_time = false;
+
+double SecondsOf(const benchmark::BenchmarkReporter::Run& run) {
+  const double all = takes_processor_time ? run.cpu_accumulated_time : run.real_accumulated_time;
+  return all / static_cast<double>(run.iterations);
+}
+
 /// Keeps the time of every single run and prints nothing.
 class Recorder final : public benchmark::BenchmarkReporter {
  public:
@@ -16,8 +23,7 @@ class Recorder final : public benchmark::BenchmarkReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type == Run::RT_Iteration) {
-        seconds_[run.run_name.function_name].push_back(run.real_accumulated_time /
-                                                       static_cast<double>(run.iterations));
+        seconds_[run.run_name.function_name].push_back(SecondsOf(run));
       }
     }
   }
@@ -35,6 +41,8 @@ class Recorder final : public benchmark::BenchmarkReporter {
 
 }  // namespace
 
+void TakeProcessorTime() { takes_processor_time = true; }
+
 std::vector<double> MedianSeconds(const std::vector<Contender>& contenders, int repetitions) {
   benchmark::ClearRegisteredBenchmarks();
   for (const Contender& contender : contenders) {
@@ -47,6 +55,7 @@ std::vector<double> MedianSeconds(const std::vector<Contender>& contenders, int 
                                  })
         ->Iterations(1)
         ->Repetitions(repetitions)
+        ->MeasureProcessCPUTime()
         ->UseRealTime();
   }
   Recorder recorder;

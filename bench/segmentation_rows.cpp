@@ -72,6 +72,7 @@ void Frame(Span image, AddFrames add_frames) {
                 block.begin() + kHeaderSize);
     add_frames(steps, block);
   }
+  steps.Flush();
   if (element.digits < 2 * image.size()) {
     throw std::logic_error("the framing lost bytes");
   }

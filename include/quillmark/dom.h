@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,12 @@ namespace quillmark {
 
 class DOMDocument;
 class IXMLDOMNode;
+
+/// A copy of a template with its text, as `IXMLDOMNode::appendTemplates` makes it.
+struct TemplateCopy {
+  const IXMLDOMNode* fragment;
+  std::string_view text;
+};
 
 /// The numeric node types of the W3C document object model.
 enum class NodeType : std::uint8_t {
@@ -94,6 +101,15 @@ class QUILLMARK_API IXMLDOMNode {
   /// Appends a deep copy of the children of `fragment` (which may be of another document and stays
   /// as it is); in the copy, the first text node in document order holds `text`.
   virtual void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) = 0;
+
+  /// Does what `appendTemplate` does for each of `copies` in turn. A platform may make many copies
+  /// at once faster than one by one, and then appends all or none; this one stops at the first that
+  /// fails.
+  virtual void appendTemplates(std::span<const TemplateCopy> copies) {
+    for (const TemplateCopy& copy : copies) {
+      appendTemplate(*copy.fragment, copy.text);
+    }
+  }
 
   /// The first node that `path` selects, seen from this node; null where it selects nothing.
   [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> selectSingleNode(

@@ -74,15 +74,30 @@ void AddConsecutiveFrames(StepWriter& steps, CANFrame& frame,
   AddConsecutiveFrame(steps, frame, index, data);
 }
 
+/// The first two digits of a consecutive frame.
+std::string_view ConsecutiveFramePrefix(std::size_t index) {
+  constexpr std::string_view kPrefixes = "202122232425262728292A2B2C2D2E2F";
+  return kPrefixes.substr(std::size_t{2} * SequenceNumber(index), 2);
+}
+
+void AddShortReply(StepWriter& steps, ByteView expected, std::size_t length) {
+  CANFrame start{static_cast<std::uint8_t>(length)};
+  std::copy(expected.begin(), expected.end(), start.begin() + 1);
+  steps.Receive(ByteView(start).first(1 + expected.size()));
+}
+
 void AddSegmentedReply(StepWriter& steps, ByteView expected, std::size_t length) {
   if (expected.size() > kFirstFrameData) {
     throw Error(error_number::kInvalidRequest, "can't check more than 6 bytes in segmented reply");
   }
+  std::array<std::uint8_t, 2 + kFirstFrameData> start{};
   const auto header = FirstFrameHeader(length);
-  steps.Receive(HexOf(header) + HexOf(expected));
+  const auto data = std::copy(header.begin(), header.end(), start.begin());
+  std::copy(expected.begin(), expected.end(), data);
+  steps.Receive(ByteView(start).first(header.size() + expected.size()));
   for (std::size_t index = 1; index <= length / kConsecutiveFrameData; ++index) {
     steps.Send(kTesterFlowControl);
-    steps.Receive("2" + ShortHexOf(SequenceNumber(index)));
+    steps.Receive(ConsecutiveFramePrefix(index));
   }
 }
 
@@ -123,7 +138,7 @@ void AddExpectedReply(StepWriter& steps, ByteView expected, std::int32_t reply_l
   if (length > kMaxSingleFrameLength) {
     AddSegmentedReply(steps, expected, length);
   } else {
-    steps.Receive(HexOf(Bytes{static_cast<std::uint8_t>(length)}) + HexOf(expected));
+    AddShortReply(steps, expected, length);
   }
   steps.WaitSeparationTime();
 }

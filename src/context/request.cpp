@@ -62,12 +62,14 @@ void Request::AddExpectedReply(ByteView expected, std::int32_t reply_length) {
 }
 
 void Request::AddWakeUp(std::int32_t milliseconds) {
+  steps_.Flush();
   const std::string text = std::to_string(milliseconds);
   AppendElement(*document_, *element_, "bk", text);
   AppendElement(*document_, *element_, "w", text);
 }
 
 std::shared_ptr<DOMDocument> Request::Finish() {
+  steps_.Flush();
   AppendLineEnd(*document_, Require(document_->documentElement()));
   context_.KeepBuffers(buffers_);
   return document_;

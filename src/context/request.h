@@ -28,7 +28,7 @@ class Request {
   /// K line wake-up: a break and a wait, both of `milliseconds`.
   void AddWakeUp(std::int32_t milliseconds);
 
-  /// The document under construction.
+  /// The document under construction; its steps are complete with `Finish` only.
   [[nodiscard]] DOMDocument& Document() const { return *document_; }
 
   /// Closes the document with a line end and hands it over.

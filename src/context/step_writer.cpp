@@ -1,12 +1,47 @@
 #include "context/step_writer.h"
 
-#include <string>
-
 namespace quillmark {
+namespace {
+
+/// Digits of a row that is long enough.
+constexpr std::size_t kRowSize = 8192;
+
+}  // namespace
 
 void StepWriter::WaitSeparationTime() {
   if (separation_time_ != 0) {
-    element_->appendTemplate(*templates_->wait, std::to_string(separation_time_));
+    Add(*templates_->wait, std::to_string(separation_time_));
+  }
+}
+
+void StepWriter::Flush() {
+  std::vector<TemplateCopy> copies;
+  copies.reserve(row_.size());
+  std::size_t begin = 0;
+  for (const Step& step : row_) {
+    copies.push_back(
+        {step.fragment, std::string_view(texts_).substr(begin, step.text_end - begin)});
+    begin = step.text_end;
+  }
+  element_->appendTemplates(copies);
+  row_.clear();
+  texts_.clear();
+}
+
+void StepWriter::Add(const IXMLDOMNode& fragment, std::string_view text) {
+  texts_.append(text);
+  Close(fragment);
+}
+
+void StepWriter::Add(const IXMLDOMNode& fragment, ByteView frame) {
+  AppendHex(texts_, frame);
+  Close(fragment);
+}
+
+void StepWriter::Close(const IXMLDOMNode& fragment) {
+  row_.push_back({&fragment, texts_.size()});
+  if (texts_.size() >= kRowSize) {
+    Flush();
   }
 }
 

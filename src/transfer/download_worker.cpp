@@ -1,5 +1,6 @@
 #include "transfer/download_worker.h"
 
+#include <array>
 #include <string>
 #include <utility>
 
@@ -14,6 +15,8 @@ namespace quillmark::transfer {
 namespace {
 
 constexpr std::uint8_t kDownloadRequest = 0x34;
+constexpr std::array<std::uint8_t, 2> kExpectedReply = {0x74, 0x02};
+constexpr std::int32_t kReplyLength = 2;
 constexpr std::int32_t kHeaderLength = 6;
 constexpr std::int32_t kChecksumLength = 2;
 
@@ -28,17 +31,28 @@ class BlockBuilder {
         RL_(RL) {}
 
   [[nodiscard]] Bytes Build(ByteString& segment, std::int32_t address, std::int32_t count) {
-    block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
+    MakeRoom(count);
     WriteHeader(address, checked::ToByte(count));
-    block_->Mid(kHeaderLength + 1, count)->Assign(*segment.Mid(address, count));
+    data_->Assign(*segment.Mid(address, count));
 
     checksum_->Reset();
-    checksum_->Add(*block_->Mid(1, kHeaderLength + count));
+    checksum_->Add(*summed_);
     checksum_->StoreInto(*block_);
     return BytesOfHex(block_->Hex());
   }
 
  private:
+  /// Almost all blocks have one length, and so the views of the block before are good for the next.
+  void MakeRoom(std::int32_t count) {
+    if (count == count_) {
+      return;
+    }
+    block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
+    data_ = block_->Mid(kHeaderLength + 1, count);
+    summed_ = block_->Mid(1, kHeaderLength + count);
+    count_ = count;
+  }
+
   void WriteHeader(std::int32_t address, std::uint8_t count) {
     const auto [high, middle, low] = AddressBytes(address);
     std::int32_t position = 1;
@@ -50,6 +64,9 @@ class BlockBuilder {
   std::shared_ptr<ByteString> block_;
   std::shared_ptr<ChecksumCalculator> checksum_;
   std::uint8_t RL_;
+  std::int32_t count_ = 0;              ///< data bytes that the block has room for
+  std::shared_ptr<ByteString> data_;    ///< view on the data bytes of the block
+  std::shared_ptr<ByteString> summed_;  ///< view on what its checksum covers
 };
 
 /// False where the client wants no more.
@@ -62,7 +79,7 @@ bool StreamSegment(ByteString& segment, const CutRule& rule, BlockBuilder& block
       break;
     }
     const Bytes block = blocks.Build(segment, cut->address, cut->count);
-    if (!stream.Add(block, Bytes{0x74, 0x02}, 2, cut->count)) {
+    if (!stream.Add(block, kExpectedReply, kReplyLength, cut->count)) {
       return false;
     }
   }

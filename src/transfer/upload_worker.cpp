@@ -1,6 +1,7 @@
 #include "transfer/upload_worker.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "base/checked.h"
@@ -20,8 +21,9 @@ constexpr std::int32_t kReplyOverhead = 8;
 bool AddRequest(PieceStream& stream, std::uint8_t RL, std::int32_t address, std::int32_t count) {
   const auto [high, middle, low] = AddressBytes(address);
   const std::uint8_t size = checked::ToByte(count);
-  return stream.Add(Bytes{0x35, 0x80, high, middle, low, size},
-                    Bytes{0x75, RL, high, middle, low, size}, count + kReplyOverhead, count);
+  const std::array<std::uint8_t, 6> request = {0x35, 0x80, high, middle, low, size};
+  const std::array<std::uint8_t, 6> expected = {0x75, RL, high, middle, low, size};
+  return stream.Add(request, expected, count + kReplyOverhead, count);
 }
 
 /// False where the client wants no more.

@@ -111,6 +111,15 @@ TEST_F(OutOfMemory, AppendingTemplates) {
   ExpectEverywhere([&] { y->appendTemplate(*large_, kLong); });
 }
 
+TEST_F(OutOfMemory, AppendingRowsOfTemplates) {
+  const auto x = document_->selectSingleNode("/can/x");
+  const auto source = platform_->CreateDOMDocument();
+  source->loadXML("<s><d>0</d></s>");
+  const std::vector<TemplateCopy> row = {
+      {source.get(), "0210C0"}, {source.get(), ""}, {source.get(), kLong}};
+  ExpectEverywhere([&] { x->appendTemplates(row); });
+}
+
 TEST_F(OutOfMemory, Saving) {
   ExpectEverywhere([&] { large_->save(*document_); });
   EXPECT_EQ(document_->xml(), large_->xml());

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <typeinfo>
 #include <utility>
 
 #include "base/checked.h"
@@ -33,6 +34,12 @@ MemoryByteString::MemoryByteString() : storage_(std::make_shared<Storage>()) {}
 MemoryByteString::MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
                                    std::optional<std::size_t> count)
     : storage_(std::move(storage)), is_view_(true), offset_(offset), count_(count) {}
+
+const MemoryByteString* MemoryByteString::From(const ByteString& string) {
+  // The class is final: no object of another class is one of this, and a cast need not look for it.
+  return typeid(string) == typeid(MemoryByteString) ? static_cast<const MemoryByteString*>(&string)
+                                                    : nullptr;
+}
 
 std::span<std::uint8_t> MemoryByteString::WritableView() const {
   const std::size_t size = storage_->bytes.size();
@@ -92,9 +99,8 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
   } else if (count_.has_value()) {
     view_count = *count_ - from;
   }
-  return OrOutOfMemory([&] {
-    return std::shared_ptr<ByteString>(new MemoryByteString(storage_, offset_ + from, view_count));
-  });
+  return OrOutOfMemory(
+      [&] { return std::make_shared<MemoryByteString>(storage_, offset_ + from, view_count); });
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Clone() const {
@@ -109,7 +115,7 @@ std::shared_ptr<ByteString> MemoryByteString::Clone() const {
 
 void MemoryByteString::Assign(const ByteString& source) {
   OrOutOfMemory([&] {
-    const auto* own = dynamic_cast<const MemoryByteString*>(&source);
+    const auto* own = From(source);
     if (own != nullptr && own->storage_ == storage_) {
       const ByteView shared = own->View();
       AssignBytes(Bytes(shared.begin(), shared.end()));
@@ -139,7 +145,16 @@ std::string MemoryByteString::Hex() const {
 }
 
 void MemoryByteString::SetHex(std::string_view text) {
-  OrOutOfMemory([&] { AssignBytes(BytesOfHex(text)); });
+  OrOutOfMemory([&] {
+    Bytes bytes = BytesOfHex(text);
+    if (is_view_) {
+      AssignBytes(bytes);
+      return;
+    }
+    // Taken over, not copied: the bytes of a whole memory segment come this way.
+    RequireAddresses(storage_->start_address, checked::Convert<std::int32_t>(bytes.size()));
+    storage_->bytes = std::move(bytes);
+  });
 }
 
 std::int32_t MemoryByteString::StartAddress() const {
@@ -168,7 +183,7 @@ std::int32_t MemoryByteString::FillRunLength(std::uint8_t fill, std::int32_t add
 }
 
 SourceBytes::SourceBytes(const ByteString& source) {
-  if (const auto* own = dynamic_cast<const MemoryByteString*>(&source)) {
+  if (const auto* own = MemoryByteString::From(source)) {
     view_ = own->View();
     return;
   }

@@ -43,15 +43,20 @@ class MemoryByteString final : public ByteString {
   /// The bytes themselves, until the string or its storage is changed.
   [[nodiscard]] ByteView View() const;
 
- private:
+  /// The bytes that a string and its views share.
   struct Storage {
     Bytes bytes;
     std::int32_t start_address = 1;
   };
 
+  /// A view; `Mid` makes them.
   MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
                    std::optional<std::size_t> count);
 
+  /// `string` as an object of this class; null where it is of another implementation.
+  [[nodiscard]] static const MemoryByteString* From(const ByteString& string);
+
+ private:
   [[nodiscard]] std::span<std::uint8_t> WritableView() const;
   [[nodiscard]] std::size_t IndexOf(std::int32_t position) const;
   void AssignBytes(ByteView source);

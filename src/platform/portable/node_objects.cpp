@@ -136,6 +136,10 @@ class NodeOperations : public Interface, public NodeObject {
     OrOutOfMemory([&] { AppendTemplate(handle(), HandleOf(fragment), text); });
   }
 
+  void appendTemplates(std::span<const TemplateCopy> copies) override {
+    OrOutOfMemory([&] { AppendTemplates(handle(), copies, HandleOf); });
+  }
+
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const override {
     return OrOutOfMemory(

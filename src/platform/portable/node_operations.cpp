@@ -1,7 +1,10 @@
 #include "platform/portable/node_operations.h"
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
+#include "platform/portable/template_markup.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
@@ -196,6 +199,94 @@ NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
     AppendCopiesOfChildren(copy.get(), handle.node);
   }
   return {handle.tree, copy.Keep()};
+}
+
+namespace {
+
+/// A row of copies as markup; that of each template is made once.
+class MarkupRow {
+ public:
+  MarkupRow(const NodeHandle& parent, HandleOfNode handle_of)
+      : parent_(parent), handle_of_(handle_of) {}
+
+  /// False for a copy that cannot be made of markup.
+  bool Add(const TemplateCopy& copy) {
+    const TemplateMarkup* markup = Find(copy.fragment);
+    if (markup == nullptr) {
+      return false;
+    }
+    markup->AppendCopy(text_, copy.text);
+    tag_count_ += markup->tag_count();
+    has_empty_ = has_empty_ || copy.text.empty();
+    return true;
+  }
+
+  /// Whether a parser gives back the texts of the copies as they are.
+  [[nodiscard]] bool IsLiteral() const {
+    return text_.find('&') == std::string::npos && text_.find('\0') == std::string::npos &&
+           std::cmp_equal(std::count(text_.begin(), text_.end(), '<'), tag_count_);
+  }
+
+  /// Appends the copies that were added.
+  void Append(std::span<const TemplateCopy> copies) {
+    const pugi::xml_node last_before = parent_.node.last_child();
+    AppendMarkup(parent_.node, text_);
+    if (!has_empty_) {
+      return;
+    }
+    pugi::xml_node top = last_before ? last_before.next_sibling() : parent_.node.first_child();
+    for (const TemplateCopy& copy : copies) {
+      const TemplateMarkup* markup = Find(copy.fragment);
+      if (copy.text.empty()) {
+        markup->EmptyText(top);
+      }
+      top = markup->After(top);
+    }
+  }
+
+ private:
+  struct Template {
+    const IXMLDOMNode* fragment;
+    std::optional<TemplateMarkup> markup;
+  };
+
+  /// Null for a template that cannot be made of markup.
+  const TemplateMarkup* Find(const IXMLDOMNode* fragment) {
+    for (const Template& known : templates_) {
+      if (known.fragment == fragment) {
+        return known.markup ? &*known.markup : nullptr;
+      }
+    }
+    const NodeHandle& handle = handle_of_(*fragment);
+    const bool is_apart = handle.tree != parent_.tree;
+    templates_.push_back({fragment, is_apart ? TemplateMarkup::Of(handle.node) : std::nullopt});
+    return Find(fragment);
+  }
+
+  const NodeHandle& parent_;
+  HandleOfNode handle_of_;
+  std::vector<Template> templates_;
+  std::string text_;
+  std::size_t tag_count_ = 0;
+  bool has_empty_ = false;
+};
+
+}  // namespace
+
+void AppendTemplates(const NodeHandle& parent, std::span<const TemplateCopy> copies,
+                     HandleOfNode handle_of) {
+  MarkupRow row(parent, handle_of);
+  const auto can_be_parsed = [&](const TemplateCopy& copy) { return row.Add(copy); };
+  if (TypeOf(parent.node) == NodeType::kElement &&
+      std::all_of(copies.begin(), copies.end(), can_be_parsed) && row.IsLiteral()) {
+    row.Append(copies);
+    return;
+  }
+  AppendAllOrNothing(parent.node, [&] {
+    for (const TemplateCopy& copy : copies) {
+      AppendTemplate(parent, handle_of(*copy.fragment), copy.text);
+    }
+  });
 }
 
 void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text) {

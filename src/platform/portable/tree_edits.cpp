@@ -5,12 +5,6 @@
 namespace quillmark::portable {
 namespace {
 
-void RequireMemory(bool allocated) {
-  if (!allocated) {
-    throw Error(error_number::kOutOfMemory);
-  }
-}
-
 void AppendAttribute(pugi::xml_node element, const char* name, std::string_view value) {
   pugi::xml_attribute added = element.append_attribute("");
   RequireMemory(!added.empty());
@@ -57,6 +51,12 @@ void CopyChildren(pugi::xml_node target, pugi::xml_node source,
 }
 
 }  // namespace
+
+void RequireMemory(bool allocated) {
+  if (!allocated) {
+    throw Error(error_number::kOutOfMemory);
+  }
+}
 
 NodeType TypeOf(pugi::xml_node node) {
   switch (node.type()) {
@@ -121,15 +121,7 @@ pugi::xml_node AppendShallowCopy(pugi::xml_node parent, pugi::xml_node source) {
 
 void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source,
                             std::optional<std::string_view> first_text) {
-  const pugi::xml_node last_before = target.last_child();
-  try {
-    CopyChildren(target, source, first_text);
-  } catch (...) {
-    while (target.last_child() != last_before) {
-      Destroy(target.last_child());
-    }
-    throw;
-  }
+  AppendAllOrNothing(target, [&] { CopyChildren(target, source, first_text); });
 }
 
 void MoveChildren(pugi::xml_node target, pugi::xml_node source) {

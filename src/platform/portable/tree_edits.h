@@ -17,6 +17,9 @@ inline constexpr const char* kContentName = "#document";
 inline constexpr const char* kDetachedName = "#detached";
 inline constexpr const char* kFragmentName = "#fragment";
 
+/// Raises 7 where the library had no memory.
+void RequireMemory(bool allocated);
+
 /// The type that the document model gives a node.
 [[nodiscard]] NodeType TypeOf(pugi::xml_node node);
 
@@ -44,6 +47,20 @@ void MoveChildren(pugi::xml_node target, pugi::xml_node source);
 
 /// Destroys a node with everything below it. No node object may stand for any of it.
 void Destroy(pugi::xml_node node);
+
+/// Calls `append`, which appends children to `target`; where it throws, they are destroyed again.
+template <typename Append>
+void AppendAllOrNothing(pugi::xml_node target, Append&& append) {
+  const pugi::xml_node last_before = target.last_child();
+  try {
+    append();
+  } catch (...) {
+    while (target.last_child() != last_before) {
+      Destroy(target.last_child());
+    }
+    throw;
+  }
+}
 
 /// Destroys a new node unless it was kept, so that a failing operation leaves nothing behind.
 class NewNode {
