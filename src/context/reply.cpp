@@ -9,24 +9,37 @@
 
 namespace quillmark {
 
+namespace {
+
+/// The message that starts in the frame `first`, of which `frames` gives what follows.
+std::optional<Bytes> ReadMessage(TransportForm form, const Bytes& first, ReplyFrames& frames) {
+  switch (form) {
+    case TransportForm::kKLine:
+      return k_line::ReadReply(first);
+    case TransportForm::kAddressedCAN:
+      return addressed_can::ReadReply(first, frames);
+    case TransportForm::kPlainCAN:
+      break;
+  }
+  return plain_can::ReadReply(first, frames);
+}
+
+}  // namespace
+
 std::optional<Bytes> ReadReply(TransportForm form, const std::shared_ptr<IXMLDOMNode>& node) {
   if (!node) {
     return Bytes{};
   }
   ReplyFrames frames(node);
   const auto first = frames.Next();
-  if (!first) {
-    return Bytes{};
-  }
-  switch (form) {
-    case TransportForm::kKLine:
-      return k_line::ReadReply(*first);
-    case TransportForm::kAddressedCAN:
-      return addressed_can::ReadReply(*first, frames);
-    case TransportForm::kPlainCAN:
-      break;
-  }
-  return plain_can::ReadReply(*first, frames);
+  return first ? ReadMessage(form, *first, frames) : Bytes{};
+}
+
+std::optional<Bytes> ReadReceivedReply(TransportForm form,
+                                       const std::shared_ptr<IXMLDOMNode>& node) {
+  ReplyFrames frames(node);
+  const Bytes first = frames.NextData();
+  return ReadMessage(form, first, frames);
 }
 
 Bytes ReadReplyAt(TransportForm form, const std::shared_ptr<DOMDocument>& root, std::size_t index) {

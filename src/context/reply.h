@@ -22,6 +22,10 @@ namespace quillmark {
 [[nodiscard]] std::optional<Bytes> ReadReply(TransportForm form,
                                              const std::shared_ptr<IXMLDOMNode>& node);
 
+/// The same where the frame `node` must have data: raises 2000 where it has none.
+[[nodiscard]] std::optional<Bytes> ReadReceivedReply(TransportForm form,
+                                                     const std::shared_ptr<IXMLDOMNode>& node);
+
 /// The message that starts in the `r` element with `index`, counted from 0, of the form's exchange;
 /// used at once, and so 91 where that frame does not begin a message.
 [[nodiscard]] Bytes ReadReplyAt(TransportForm form, const std::shared_ptr<DOMDocument>& root,

@@ -25,15 +25,6 @@ UploadedBlock ParseUploadReply(const Bytes& reply) {
   return {address, BytesAt(reply, 7, count)};
 }
 
-/// The reply that starts in `frame`. Raises 2000 without text where the host received none.
-std::optional<Bytes> ReadUploadReply(TransportForm form,
-                                     const std::shared_ptr<IXMLDOMNode>& frame) {
-  if (!frame->selectSingleNode("d")) {
-    throw Error(error_number::kNoReply);
-  }
-  return ReadReply(form, frame);
-}
-
 /// How far the next reply is. In addressed CAN form a reply's own frames and the acknowledgement of
 /// the next request are passed over. Elsewhere every `r` is looked at: in plain CAN form what does
 /// not begin a message belongs to the reply before it, and on a K line a message is one frame.
@@ -48,7 +39,7 @@ std::vector<UploadedBlock> ReadBlocks(TransportForm form, const DOMDocument& roo
   const auto frames = root.selectNodes(ReplyPath(form));
   std::vector<UploadedBlock> blocks;
   for (std::size_t index = ReplyIndexOfLongRequest(form); index < frames->length();) {
-    const auto reply = ReadUploadReply(form, frames->item(index));
+    const auto reply = ReadReceivedReply(form, frames->item(index));
     if (reply) {
       blocks.push_back(ParseUploadReply(*reply));
     }

@@ -72,6 +72,9 @@ NodeType TypeOf(pugi::xml_node node) {
       break;
   }
   const std::string_view name = node.name();
+  if (!name.starts_with('#')) {
+    return NodeType::kElement;
+  }
   if (name == kContentName) {
     return NodeType::kDocument;
   }
