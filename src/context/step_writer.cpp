@@ -15,15 +15,14 @@ void StepWriter::WaitSeparationTime() {
 }
 
 void StepWriter::Flush() {
-  std::vector<TemplateCopy> copies;
-  copies.reserve(row_.size());
+  copies_.clear();
   std::size_t begin = 0;
   for (const Step& step : row_) {
-    copies.push_back(
+    copies_.push_back(
         {step.fragment, std::string_view(texts_).substr(begin, step.text_end - begin)});
     begin = step.text_end;
   }
-  element_->appendTemplates(copies);
+  element_->appendTemplates(copies_);
   row_.clear();
   texts_.clear();
 }

@@ -40,8 +40,8 @@ bool IsName(std::string_view pattern) {
   return !pattern.empty() && NameLength(pattern) == pattern.size();
 }
 
-/// What a name alone selects. Found without an expression in a fiftieth of the time: a check looks
-/// for the `d` of every `r`.
+/// What a name alone selects. Found without an expression: a check looks for the `d` of every
+/// `r`, and `checkupload` takes a quarter of the time for it.
 pugi::xml_node FirstChildElement(pugi::xml_node context, std::string_view name) {
   return context.find_child([&](pugi::xml_node child) {
     return child.type() == pugi::node_element && child.name() == name;
