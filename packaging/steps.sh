@@ -1,6 +1,9 @@
 # Sourced by ./check and ./quickstart: how a step is announced, timed and counted.
 # shellcheck shell=bash
 
+# What configures without a preset uses the same generator.
+export CMAKE_GENERATOR=Ninja
+
 # Builds go through ccache where it is there; nothing needs it.
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache
