@@ -87,7 +87,8 @@ class WorkerOutOfMemory : public OutOfMemory {
     const std::int32_t receive = GetParam().RCANId;
     const std::int32_t send = GetParam().XCANId;
     const std::shared_ptr<DOMDocument> document = platform_->CreateFreeThreadedDOMDocument();
-    document->loadXML(R"(<image><segment at="0">)" + std::string(20000, 'A') + "</segment></image>");
+    document->loadXML(R"(<image><segment at="0">)" + std::string(20000, 'A') +
+                      "</segment></image>");
     const std::uint8_t rl = 0x80;
     const std::int32_t one = 1;
     const std::int32_t max_size = 128;
