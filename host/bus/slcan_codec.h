@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/bus/can_frame.h"
+
+namespace quillmark::host {
+
+/// The ASCII protocol that LAWICEL published for serial CAN adapters ("slcan"): a command or a
+/// frame is a line that ends with a carriage return, an adapter says no with a single BEL.
+///
+/// The codec is pure: it knows no port and no clock.
+inline constexpr char kSlcanEndOfLine = '\r';
+inline constexpr char kSlcanBell = '\a';
+
+/// The line of a frame without its end: "t6328 0227810000000000" without the blank, "T" for an
+/// extended identifier. Raises std::invalid_argument for more than 8 bytes and for an identifier
+/// that does not fit.
+[[nodiscard]] std::string SlcanLineOf(const CanFrame& frame);
+
+/// The frame of such a line, which may end with an adapter's time stamp of four digits; nothing
+/// where the line is no data frame. Lower-case digits are accepted.
+[[nodiscard]] std::optional<CanFrame> CanFrameOfSlcanLine(std::string_view line);
+
+/// The command that chooses a bit rate, "S6" for 500000 bit/s; nothing where the protocol has none.
+[[nodiscard]] std::optional<std::string> SlcanBitRateCommand(std::uint32_t bits_a_second);
+
+/// The bit rate that such a command chooses; nothing for another line.
+[[nodiscard]] std::optional<std::uint32_t> BitRateOfSlcanCommand(std::string_view line);
+
+/// One thing that an adapter says.
+struct SlcanEvent {
+  enum class Kind : std::uint8_t {
+    kFrame,     ///< a data frame was received from the bus: `frame`
+    kAccepted,  ///< the adapter did what it was told ("", "z" or "Z")
+    kRefused,   ///< it did not (BEL)
+    kAnswer,    ///< what it was asked for, or a remote frame: `text`
+    kJunk,      ///< what means nothing: `text`
+  };
+
+  Kind kind = Kind::kJunk;
+  CanFrame frame{};
+  std::string text{};
+
+  friend bool operator==(const SlcanEvent&, const SlcanEvent&) = default;
+};
+
+/// Collects bytes until a carriage return or a BEL ends them. A line that is longer than any of the
+/// protocol keeps its end alone, so that memory stays bounded whatever arrives.
+class SlcanLines {
+ public:
+  struct Line {
+    std::string text;
+    /// '\r' or '\a'.
+    char end = kSlcanEndOfLine;
+  };
+
+  /// Takes bytes as they came, split or glued in any way, and returns the lines that they complete.
+  [[nodiscard]] std::vector<Line> Take(ByteView bytes);
+
+ private:
+  std::string begun_;
+};
+
+/// Reads what an adapter sends. Junk before a frame, a lost carriage return and bytes that are no
+/// text cost no more than the line they stand in; a frame that follows them in the same line is
+/// found.
+class SlcanReceiver {
+ public:
+  /// Takes bytes as they came, split or glued in any way, and returns what they complete.
+  [[nodiscard]] std::vector<SlcanEvent> Take(ByteView bytes);
+
+ private:
+  SlcanLines lines_;
+};
+
+}  // namespace quillmark::host
