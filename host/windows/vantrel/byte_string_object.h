@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+
+#include "base/com/com_ptr.h"
+#include "host/windows/vantrel/scriptable.h"
+#include "quillmark/byte_string.h"
+
+namespace quillmark::vantrel {
+
+/// `Vantrel.ByteString`: a byte string, or a view on one.
+class ByteStringObject final : public Scriptable {
+ public:
+  explicit ByteStringObject(std::shared_ptr<ByteString> bytes) : bytes_(std::move(bytes)) {}
+
+  [[nodiscard]] const std::shared_ptr<ByteString>& bytes() const { return bytes_; }
+
+  /// An object by this class's private interface; none for an object of another library, and for
+  /// one of another apartment, which is a proxy.
+  [[nodiscard]] static com::ComPtr<ByteStringObject> From(IDispatch& object);
+
+ private:
+  [[nodiscard]] void* Find(REFIID iid) override;
+  [[nodiscard]] std::span<const Member> Members() const override;
+  [[nodiscard]] com::Variant Get(DISPID id, const Arguments& arguments) override;
+  void Set(DISPID id, const Arguments& arguments) override;
+
+  std::shared_ptr<ByteString> bytes_;
+};
+
+/// `bytes` as an object for a script.
+[[nodiscard]] com::Variant ObjectOf(std::shared_ptr<ByteString> bytes);
+
+/// A byte string that came as an argument: an object of this library itself, or a copy of one of
+/// any other implementation, which was read by its members `Hex` and `StartAddress`.
+class ByteStringArgument {
+ public:
+  explicit ByteStringArgument(com::ComPtr<IDispatch> object);
+
+  [[nodiscard]] ByteString& operator*() const { return *bytes_; }
+
+  /// Makes changes to the bytes visible in the object.
+  void WriteBack() const;
+
+ private:
+  com::ComPtr<IDispatch> object_;
+  std::shared_ptr<ByteString> bytes_;
+  bool is_copy_;
+};
+
+}  // namespace quillmark::vantrel

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <memory>
+
+#include "host/windows/vantrel/scriptable.h"
+#include "quillmark/checksum_calculator.h"
+
+namespace quillmark::vantrel {
+
+/// `Vantrel.ChecksumCalculator`.
+class ChecksumCalculatorObject final : public Scriptable {
+ public:
+  explicit ChecksumCalculatorObject(std::shared_ptr<ChecksumCalculator> calculator)
+      : calculator_(std::move(calculator)) {}
+
+ private:
+  [[nodiscard]] std::span<const Member> Members() const override;
+  [[nodiscard]] com::Variant Get(DISPID id, const Arguments& arguments) override;
+
+  std::shared_ptr<ChecksumCalculator> calculator_;
+};
+
+}  // namespace quillmark::vantrel

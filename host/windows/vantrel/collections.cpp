@@ -1,0 +1,85 @@
+#include "host/windows/vantrel/collections.h"
+
+#include <array>
+#include <utility>
+#include <vector>
+
+#include "base/checked.h"
+#include "host/windows/vantrel/byte_string_object.h"
+#include "host/windows/vantrel/enumerator.h"
+
+namespace quillmark::vantrel {
+namespace {
+
+using Items = std::vector<com::ComPtr<IDispatch>>;
+
+enum : DISPID { kEnumerate = DISPID_NEWENUM, kCount = 1, kAdd };
+
+constexpr std::array<Member, 3> kImageMembers = {
+    {{L"_NewEnum", kEnumerate}, {L"Count", kCount}, {L"AddSegment", kAdd, 1}}};
+
+constexpr std::array<Member, 3> kMapMembers = {
+    {{L"_NewEnum", kEnumerate}, {L"Count", kCount}, {L"AddRange", kAdd, 2}}};
+
+/// A range of a memory map.
+class MemoryRangeObject final : public Scriptable {
+ public:
+  explicit MemoryRangeObject(std::shared_ptr<MemoryRange> range) : range_(std::move(range)) {}
+
+ private:
+  enum : DISPID { kStart = 1, kRangeCount };
+  static constexpr std::array<Member, 2> kMembers = {{{L"Start", kStart}, {L"Count", kRangeCount}}};
+
+  [[nodiscard]] std::span<const Member> Members() const override { return kMembers; }
+  [[nodiscard]] com::Variant Get(DISPID id, const Arguments& /*arguments*/) override {
+    return com::Variant::OfLong(id == kStart ? range_->Start() : range_->Count());
+  }
+
+  std::shared_ptr<MemoryRange> range_;
+};
+
+template <typename Object, typename Element>
+com::Variant EnumeratorOver(const std::vector<std::shared_ptr<Element>>& elements) {
+  Items items;
+  items.reserve(elements.size());
+  for (const auto& element : elements) {
+    items.push_back(com::ComPtr<IDispatch>::Adopt(new Object(element)));
+  }
+  return EnumeratorOf(std::move(items));
+}
+
+com::Variant CountOf(std::size_t count) {
+  return com::Variant::OfLong(checked::Convert<std::int32_t>(count));
+}
+
+}  // namespace
+
+std::span<const Member> MemoryImageObject::Members() const { return kImageMembers; }
+
+com::Variant MemoryImageObject::Get(DISPID id, const Arguments& arguments) {
+  switch (id) {
+    case kEnumerate:
+      return EnumeratorOver<ByteStringObject>(image_->Segments());
+    case kCount:
+      return CountOf(image_->Segments().size());
+    default:
+      image_->AddSegment(*ByteStringArgument(arguments.Object(0)));
+      return {};
+  }
+}
+
+std::span<const Member> MemoryMapObject::Members() const { return kMapMembers; }
+
+com::Variant MemoryMapObject::Get(DISPID id, const Arguments& arguments) {
+  switch (id) {
+    case kEnumerate:
+      return EnumeratorOver<MemoryRangeObject>(map_->Ranges());
+    case kCount:
+      return CountOf(map_->Ranges().size());
+    default:
+      map_->AddRange(arguments.Long(0), arguments.Long(1));
+      return {};
+  }
+}
+
+}  // namespace quillmark::vantrel

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <vector>
+
+#include "base/com/variant.h"
+
+namespace quillmark::vantrel {
+
+/// An enumerator over `items`, which are objects, as `For Each` wants it.
+[[nodiscard]] com::Variant EnumeratorOf(std::vector<com::ComPtr<IDispatch>> items);
+
+}  // namespace quillmark::vantrel

@@ -1,0 +1,117 @@
+#include "host/windows/vantrel/scriptable.h"
+
+#include <algorithm>
+
+#include "base/com/status.h"
+
+namespace quillmark::vantrel {
+namespace {
+
+bool SameName(std::wstring_view a, std::wstring_view b) {
+  return CompareStringOrdinal(a.data(), static_cast<int>(a.size()), b.data(),
+                              static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
+}
+
+bool HasOtherNamesThanOfValue(const DISPPARAMS& parameters, bool sets) {
+  if (parameters.cNamedArgs == 0) {
+    return false;
+  }
+  return !sets || parameters.cNamedArgs > 1 ||
+         parameters.rgdispidNamedArgs[0] != DISPID_PROPERTYPUT;
+}
+
+void Describe(const Error& error, EXCEPINFO& exception) {
+  exception = {};
+  exception.scode = com::StatusOf(error.Number());
+  exception.bstrDescription = com::Bstr(error.Description()).Detach();
+}
+
+}  // namespace
+
+HRESULT Scriptable::GetTypeInfoCount(UINT* count) {
+  if (count == nullptr) {
+    return E_POINTER;
+  }
+  *count = 0;
+  return S_OK;
+}
+
+HRESULT Scriptable::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** info) {
+  if (info != nullptr) {
+    *info = nullptr;
+  }
+  return DISP_E_BADINDEX;
+}
+
+HRESULT Scriptable::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* names, UINT count, LCID /*locale*/,
+                                  DISPID* ids) {
+  if (names == nullptr || ids == nullptr || count == 0) {
+    return E_INVALIDARG;
+  }
+  // Only the first is the member; parameters have no names here.
+  std::fill_n(ids, count, DISPID_UNKNOWN);
+  const auto members = Members();
+  const auto member = std::find_if(members.begin(), members.end(), [&](const Member& candidate) {
+    return SameName(candidate.name, names[0]);
+  });
+  if (member == members.end()) {
+    return DISP_E_UNKNOWNNAME;
+  }
+  ids[0] = member->id;
+  return count == 1 ? S_OK : DISP_E_UNKNOWNNAME;
+}
+
+HRESULT Scriptable::Invoke(DISPID id, REFIID /*reserved*/, LCID /*locale*/, WORD kind,
+                           DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                           UINT* /*bad_argument*/) {
+  if (parameters == nullptr) {
+    return E_INVALIDARG;
+  }
+  const auto members = Members();
+  const auto member = std::find_if(members.begin(), members.end(),
+                                   [&](const Member& candidate) { return candidate.id == id; });
+  if (member == members.end()) {
+    return DISP_E_MEMBERNOTFOUND;
+  }
+  try {
+    return Run(*member, kind, *parameters, result);
+  } catch (...) {
+    const Error error = com::CurrentError();
+    if (exception == nullptr) {
+      return com::StatusOf(error.Number());
+    }
+    try {
+      Describe(error, *exception);
+    } catch (const Error&) {
+      return E_OUTOFMEMORY;
+    }
+    return DISP_E_EXCEPTION;
+  }
+}
+
+void Scriptable::Set(DISPID /*id*/, const Arguments& /*arguments*/) {}
+
+HRESULT Scriptable::Run(const Member& member, WORD kind, const DISPPARAMS& parameters,
+                        VARIANT* result) {
+  const bool sets = (kind & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) != 0;
+  if (sets && !member.settable) {
+    return DISP_E_MEMBERNOTFOUND;
+  }
+  if (HasOtherNamesThanOfValue(parameters, sets)) {
+    return DISP_E_NONAMEDARGS;
+  }
+  if (parameters.cArgs != member.arguments + (sets ? 1 : 0)) {
+    return DISP_E_BADPARAMCOUNT;
+  }
+  if (sets) {
+    Set(member.id, Arguments(parameters));
+    return S_OK;
+  }
+  com::Variant value = Get(member.id, Arguments(parameters));
+  if (result != nullptr) {
+    *result = value.Detach();
+  }
+  return S_OK;
+}
+
+}  // namespace quillmark::vantrel

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+
+#include "base/com/unknown.h"
+#include "base/com/variant.h"
+#include "host/windows/vantrel/arguments.h"
+
+namespace quillmark::vantrel {
+
+/// A member of a class, as a script calls it.
+struct Member {
+  std::wstring_view name;
+  DISPID id;
+  /// Without the new value where a property is set.
+  std::size_t arguments = 0;
+  bool settable = false;
+};
+
+/// A class by its members' names: the dispatch interface of every object here. What a member raises
+/// becomes the exception of its call, with number and description.
+class Scriptable : public com::Unknown<IDispatch> {
+ public:
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
+                                          DISPID* ids) override;
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD kind,
+                                   DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                                   UINT* bad_argument) override;
+
+ private:
+  [[nodiscard]] virtual std::span<const Member> Members() const = 0;
+  /// Runs a method or reads a property.
+  [[nodiscard]] virtual com::Variant Get(DISPID id, const Arguments& arguments) = 0;
+  /// Sets a property.
+  virtual void Set(DISPID id, const Arguments& arguments);
+
+  HRESULT Run(const Member& member, WORD kind, const DISPPARAMS& parameters, VARIANT* result);
+};
+
+}  // namespace quillmark::vantrel

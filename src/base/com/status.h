@@ -1,0 +1,44 @@
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+#include "base/com/text.h"
+#include "quillmark/error.h"
+
+namespace quillmark::com {
+
+/// Run-time errors travel as 0x800A0000 + number; any other failure is its own number.
+inline constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
+
+/// The status that stands for an error's number.
+[[nodiscard]] constexpr HRESULT StatusOf(std::int32_t number) {
+  const bool is_run_time_error = number > 0 && number <= 0xFFFF;
+  return is_run_time_error
+             ? static_cast<HRESULT>(kRunTimeErrors + static_cast<std::uint32_t>(number))
+             : static_cast<HRESULT>(number);
+}
+
+/// The number that a failed status stands for.
+[[nodiscard]] constexpr std::int32_t NumberOf(HRESULT status) {
+  const auto code = static_cast<std::uint32_t>(status);
+  return (code & 0xFFFF0000U) == kRunTimeErrors ? static_cast<std::int32_t>(code & 0xFFFFU)
+                                                : static_cast<std::int32_t>(status);
+}
+
+/// Raises a failure that comes without a description.
+inline void Require(HRESULT status) {
+  if (FAILED(status)) {
+    throw Error(NumberOf(status));
+  }
+}
+
+/// What `IDispatch::Invoke` failed with, as the error to be raised: the number and description of
+/// the object's exception, or the failure itself. Takes over the texts of `exception`.
+[[nodiscard]] Error ErrorOf(HRESULT status, EXCEPINFO& exception);
+
+/// The C++ exception in flight as an error.
+[[nodiscard]] Error CurrentError() noexcept;
+
+}  // namespace quillmark::com
