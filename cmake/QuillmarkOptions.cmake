@@ -11,6 +11,10 @@ target_compile_options(quillmark_options INTERFACE
                        $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overflow>
                        $<$<CXX_COMPILER_ID:GNU>:-Wno-stringop-overread>)
 
+if(WIN32)
+  target_compile_definitions(quillmark_options INTERFACE NOMINMAX STRICT UNICODE _WIN32_WINNT=0x0601)
+endif()
+
 if(QUILLMARK_SANITIZE)
   target_compile_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE} -fno-omit-frame-pointer
                                                     -fno-sanitize-recover=all)
