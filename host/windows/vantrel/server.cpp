@@ -7,6 +7,7 @@
 
 #include "base/com/class_object.h"
 #include "base/com/com_ptr.h"
+#include "base/com/error_info.h"
 #include "base/com/registration.h"
 #include "base/com/status.h"
 #include "host/windows/vantrel/byte_string_object.h"
@@ -61,25 +62,15 @@ std::vector<com::RegisteredClass> RegisteredClasses() {
   return registered;
 }
 
-HRESULT GetClassObject(REFCLSID id, REFIID iid, void** object) {
+void GetClassObject(REFCLSID id, REFIID iid, void** object) {
   const auto served =
       std::find_if(Classes().begin(), Classes().end(),
                    [&](const ServedClass& candidate) { return candidate.registered.id == id; });
   if (served == Classes().end()) {
-    return CLASS_E_CLASSNOTAVAILABLE;
+    throw Error(CLASS_E_CLASSNOTAVAILABLE);
   }
-  return com::ComPtr<IClassFactory>::Adopt(new com::ClassObject(served->create))
-      ->QueryInterface(iid, object);
-}
-
-// No exception leaves an entry point.
-template <typename Call>
-HRESULT Guarded(Call call) {
-  try {
-    return call();
-  } catch (...) {
-    return com::StatusOf(com::CurrentError().Number());
-  }
+  com::Require(com::ComPtr<IClassFactory>::Adopt(new com::ClassObject(served->create))
+                   ->QueryInterface(iid, object));
 }
 
 }  // namespace
@@ -103,16 +94,17 @@ HRESULT WINAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
     return E_POINTER;
   }
   *object = nullptr;
-  return Guarded([&] { return GetClassObject(id, iid, object); });
+  return com::Guarded([&] { GetClassObject(id, iid, object); });
 }
 
 HRESULT WINAPI DllCanUnloadNow() { return com::module_uses == 0 ? S_OK : S_FALSE; }
 
 HRESULT WINAPI DllRegisterServer() {
-  return Guarded([] { return com::Register(com::FileOf(this_module), RegisteredClasses()); });
+  return com::Guarded(
+      [] { com::Register(com::SystemRegistry(), com::FileOf(this_module), RegisteredClasses()); });
 }
 
 HRESULT WINAPI DllUnregisterServer() {
-  return Guarded([] { return com::Unregister(RegisteredClasses()); });
+  return com::Guarded([] { com::Unregister(com::SystemRegistry(), RegisteredClasses()); });
 }
 }

@@ -1,7 +1,7 @@
 #include "base/com/class_object.h"
 
 #include "base/com/com_ptr.h"
-#include "base/com/status.h"
+#include "base/com/error_info.h"
 
 namespace quillmark::com {
 
@@ -16,7 +16,7 @@ HRESULT ClassObject::CreateInstance(IUnknown* outer, REFIID iid, void** object) 
   try {
     return ComPtr<IUnknown>::Adopt(create_())->QueryInterface(iid, object);
   } catch (...) {
-    return StatusOf(CurrentError().Number());
+    return ReportCurrent();
   }
 }
 

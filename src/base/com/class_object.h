@@ -6,8 +6,7 @@
 
 namespace quillmark::com {
 
-/// Makes objects of one class. `create` gives a new object with one reference; what it raises is
-/// told by the status alone.
+/// Makes objects of one class. `create` gives a new object with one reference, or raises.
 class ClassObject final : public Unknown<IClassFactory> {
  public:
   using Create = IUnknown* (*)();

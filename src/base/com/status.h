@@ -12,19 +12,20 @@ namespace quillmark::com {
 /// Run-time errors travel as 0x800A0000 + number; any other failure is its own number.
 inline constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
 
-/// The status that stands for an error's number.
+/// The status that stands for an error's number; E_FAIL for one that no status can carry.
 [[nodiscard]] constexpr HRESULT StatusOf(std::int32_t number) {
-  const bool is_run_time_error = number > 0 && number <= 0xFFFF;
-  return is_run_time_error
-             ? static_cast<HRESULT>(kRunTimeErrors + static_cast<std::uint32_t>(number))
-             : static_cast<HRESULT>(number);
+  if (number > 0 && number <= 0xFFFF) {
+    return static_cast<HRESULT>(kRunTimeErrors + static_cast<std::uint32_t>(number));
+  }
+  return number < 0 ? static_cast<HRESULT>(number) : E_FAIL;
 }
 
 /// The number that a failed status stands for.
 [[nodiscard]] constexpr std::int32_t NumberOf(HRESULT status) {
   const auto code = static_cast<std::uint32_t>(status);
-  return (code & 0xFFFF0000U) == kRunTimeErrors ? static_cast<std::int32_t>(code & 0xFFFFU)
-                                                : static_cast<std::int32_t>(status);
+  const std::uint32_t number = code & 0xFFFFU;
+  return number != 0 && code - number == kRunTimeErrors ? static_cast<std::int32_t>(number)
+                                                        : static_cast<std::int32_t>(status);
 }
 
 /// Raises a failure that comes without a description.
