@@ -26,16 +26,16 @@ enum : DISPID {
   kFillRunLength,
 };
 
-constexpr std::array<Member, 10> kMembers = {{{L"Item", kItem, 1, true},
-                                              {L"Length", kLength, 0, true},
-                                              {L"Mid", kMid, 2},
-                                              {L"Clone", kClone},
-                                              {L"Assign", kAssign, 1},
-                                              {L"Checksum", kChecksum},
-                                              {L"Hex", kHex, 0, true},
-                                              {L"StartAddress", kStartAddress, 0, true},
-                                              {L"EndAddress", kEndAddress},
-                                              {L"FillRunLength", kFillRunLength, 2}}};
+constexpr std::array<com::Member, 10> kMembers = {{{L"Item", kItem, 1, true},
+                                                   {L"Length", kLength, 0, true},
+                                                   {L"Mid", kMid, 2},
+                                                   {L"Clone", kClone},
+                                                   {L"Assign", kAssign, 1},
+                                                   {L"Checksum", kChecksum},
+                                                   {L"Hex", kHex, 0, true},
+                                                   {L"StartAddress", kStartAddress, 0, true},
+                                                   {L"EndAddress", kEndAddress},
+                                                   {L"FillRunLength", kFillRunLength, 2}}};
 
 com::Variant Property(IDispatch& object, std::wstring_view name) {
   return com::Call(object, com::MemberOf(object, name));
@@ -52,12 +52,12 @@ com::ComPtr<ByteStringObject> ByteStringObject::From(IDispatch& object) {
 }
 
 void* ByteStringObject::Find(REFIID iid) {
-  return iid == kOwnObject ? static_cast<IDispatch*>(this) : Scriptable::Find(iid);
+  return iid == kOwnObject ? static_cast<IDispatch*>(this) : com::Scriptable::Find(iid);
 }
 
-std::span<const Member> ByteStringObject::Members() const { return kMembers; }
+std::span<const com::Member> ByteStringObject::Members() const { return kMembers; }
 
-com::Variant ByteStringObject::Get(DISPID id, const Arguments& arguments) {
+com::Variant ByteStringObject::Get(DISPID id, const com::Arguments& arguments) {
   switch (id) {
     case kItem:
       return com::Variant::OfByte(bytes_->Item(arguments.Long(0)));
@@ -83,7 +83,7 @@ com::Variant ByteStringObject::Get(DISPID id, const Arguments& arguments) {
   }
 }
 
-void ByteStringObject::Set(DISPID id, const Arguments& arguments) {
+void ByteStringObject::Set(DISPID id, const com::Arguments& arguments) {
   switch (id) {
     case kItem:
       return bytes_->SetItem(arguments.Long(0), arguments.Byte(1));

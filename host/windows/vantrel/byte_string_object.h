@@ -3,13 +3,13 @@
 #include <memory>
 
 #include "base/com/com_ptr.h"
-#include "host/windows/vantrel/scriptable.h"
+#include "base/com/scriptable.h"
 #include "quillmark/byte_string.h"
 
 namespace quillmark::vantrel {
 
 /// `Vantrel.ByteString`: a byte string, or a view on one.
-class ByteStringObject final : public Scriptable {
+class ByteStringObject final : public com::Scriptable {
  public:
   explicit ByteStringObject(std::shared_ptr<ByteString> bytes) : bytes_(std::move(bytes)) {}
 
@@ -21,9 +21,9 @@ class ByteStringObject final : public Scriptable {
 
  private:
   [[nodiscard]] void* Find(REFIID iid) override;
-  [[nodiscard]] std::span<const Member> Members() const override;
-  [[nodiscard]] com::Variant Get(DISPID id, const Arguments& arguments) override;
-  void Set(DISPID id, const Arguments& arguments) override;
+  [[nodiscard]] std::span<const com::Member> Members() const override;
+  [[nodiscard]] com::Variant Get(DISPID id, const com::Arguments& arguments) override;
+  void Set(DISPID id, const com::Arguments& arguments) override;
 
   std::shared_ptr<ByteString> bytes_;
 };

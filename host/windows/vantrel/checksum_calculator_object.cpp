@@ -9,14 +9,14 @@ namespace {
 
 enum : DISPID { kReset = 1, kAdd, kStoreInto };
 
-constexpr std::array<Member, 3> kMembers = {
+constexpr std::array<com::Member, 3> kMembers = {
     {{L"Reset", kReset}, {L"Add", kAdd, 1}, {L"StoreInto", kStoreInto, 1}}};
 
 }  // namespace
 
-std::span<const Member> ChecksumCalculatorObject::Members() const { return kMembers; }
+std::span<const com::Member> ChecksumCalculatorObject::Members() const { return kMembers; }
 
-com::Variant ChecksumCalculatorObject::Get(DISPID id, const Arguments& arguments) {
+com::Variant ChecksumCalculatorObject::Get(DISPID id, const com::Arguments& arguments) {
   if (id == kReset) {
     calculator_->Reset();
     return {};

@@ -15,23 +15,24 @@ using Items = std::vector<com::ComPtr<IDispatch>>;
 
 enum : DISPID { kEnumerate = DISPID_NEWENUM, kCount = 1, kAdd };
 
-constexpr std::array<Member, 3> kImageMembers = {
+constexpr std::array<com::Member, 3> kImageMembers = {
     {{L"_NewEnum", kEnumerate}, {L"Count", kCount}, {L"AddSegment", kAdd, 1}}};
 
-constexpr std::array<Member, 3> kMapMembers = {
+constexpr std::array<com::Member, 3> kMapMembers = {
     {{L"_NewEnum", kEnumerate}, {L"Count", kCount}, {L"AddRange", kAdd, 2}}};
 
 /// A range of a memory map.
-class MemoryRangeObject final : public Scriptable {
+class MemoryRangeObject final : public com::Scriptable {
  public:
   explicit MemoryRangeObject(std::shared_ptr<MemoryRange> range) : range_(std::move(range)) {}
 
  private:
   enum : DISPID { kStart = 1, kRangeCount };
-  static constexpr std::array<Member, 2> kMembers = {{{L"Start", kStart}, {L"Count", kRangeCount}}};
+  static constexpr std::array<com::Member, 2> kMembers = {
+      {{L"Start", kStart}, {L"Count", kRangeCount}}};
 
-  [[nodiscard]] std::span<const Member> Members() const override { return kMembers; }
-  [[nodiscard]] com::Variant Get(DISPID id, const Arguments& /*arguments*/) override {
+  [[nodiscard]] std::span<const com::Member> Members() const override { return kMembers; }
+  [[nodiscard]] com::Variant Get(DISPID id, const com::Arguments& /*arguments*/) override {
     return com::Variant::OfLong(id == kStart ? range_->Start() : range_->Count());
   }
 
@@ -54,9 +55,9 @@ com::Variant CountOf(std::size_t count) {
 
 }  // namespace
 
-std::span<const Member> MemoryImageObject::Members() const { return kImageMembers; }
+std::span<const com::Member> MemoryImageObject::Members() const { return kImageMembers; }
 
-com::Variant MemoryImageObject::Get(DISPID id, const Arguments& arguments) {
+com::Variant MemoryImageObject::Get(DISPID id, const com::Arguments& arguments) {
   switch (id) {
     case kEnumerate:
       return EnumeratorOver<ByteStringObject>(image_->Segments());
@@ -68,9 +69,9 @@ com::Variant MemoryImageObject::Get(DISPID id, const Arguments& arguments) {
   }
 }
 
-std::span<const Member> MemoryMapObject::Members() const { return kMapMembers; }
+std::span<const com::Member> MemoryMapObject::Members() const { return kMapMembers; }
 
-com::Variant MemoryMapObject::Get(DISPID id, const Arguments& arguments) {
+com::Variant MemoryMapObject::Get(DISPID id, const com::Arguments& arguments) {
   switch (id) {
     case kEnumerate:
       return EnumeratorOver<MemoryRangeObject>(map_->Ranges());

@@ -8,7 +8,7 @@
 #include "base/com/com_ptr.h"
 #include "base/com/text.h"
 
-namespace quillmark::vantrel {
+namespace quillmark::com {
 
 /// The arguments of one call, counted from 0 on the left; the new value of a property is the last.
 /// Values are converted as Automation does it: 6 for one out of range, 13 for the wrong type.
@@ -19,9 +19,9 @@ class Arguments {
   [[nodiscard]] std::size_t Count() const { return parameters_.cArgs; }
   [[nodiscard]] std::int32_t Long(std::size_t index) const;
   [[nodiscard]] std::uint8_t Byte(std::size_t index) const;
-  [[nodiscard]] com::Bstr Text(std::size_t index) const;
+  [[nodiscard]] Bstr Text(std::size_t index) const;
   /// Raises 13 for what is no object and for Nothing.
-  [[nodiscard]] com::ComPtr<IDispatch> Object(std::size_t index) const;
+  [[nodiscard]] ComPtr<IDispatch> Object(std::size_t index) const;
 
  private:
   [[nodiscard]] VARIANT& At(std::size_t index) const {
@@ -31,4 +31,4 @@ class Arguments {
   const DISPPARAMS& parameters_;
 };
 
-}  // namespace quillmark::vantrel
+}  // namespace quillmark::com

@@ -1,10 +1,10 @@
-#include "host/windows/vantrel/scriptable.h"
+#include "base/com/scriptable.h"
 
 #include <algorithm>
 
 #include "base/com/status.h"
 
-namespace quillmark::vantrel {
+namespace quillmark::com {
 namespace {
 
 bool SameName(std::wstring_view a, std::wstring_view b) {
@@ -22,8 +22,8 @@ bool HasOtherNamesThanOfValue(const DISPPARAMS& parameters, bool sets) {
 
 void Describe(const Error& error, EXCEPINFO& exception) {
   exception = {};
-  exception.scode = com::StatusOf(error.Number());
-  exception.bstrDescription = com::Bstr(error.Description()).Detach();
+  exception.scode = StatusOf(error.Number());
+  exception.bstrDescription = Bstr(error.Description()).Detach();
 }
 
 }  // namespace
@@ -76,9 +76,9 @@ HRESULT Scriptable::Invoke(DISPID id, REFIID /*reserved*/, LCID /*locale*/, WORD
   try {
     return Run(*member, kind, *parameters, result);
   } catch (...) {
-    const Error error = com::CurrentError();
+    const Error error = CurrentError();
     if (exception == nullptr) {
-      return com::StatusOf(error.Number());
+      return StatusOf(error.Number());
     }
     try {
       Describe(error, *exception);
@@ -100,18 +100,19 @@ HRESULT Scriptable::Run(const Member& member, WORD kind, const DISPPARAMS& param
   if (HasOtherNamesThanOfValue(parameters, sets)) {
     return DISP_E_NONAMEDARGS;
   }
-  if (parameters.cArgs != member.arguments + (sets ? 1 : 0)) {
+  const std::size_t required = member.arguments + (sets ? 1 : 0);
+  if (parameters.cArgs < required || parameters.cArgs > required + member.optional_arguments) {
     return DISP_E_BADPARAMCOUNT;
   }
   if (sets) {
     Set(member.id, Arguments(parameters));
     return S_OK;
   }
-  com::Variant value = Get(member.id, Arguments(parameters));
+  Variant value = Get(member.id, Arguments(parameters));
   if (result != nullptr) {
     *result = value.Detach();
   }
   return S_OK;
 }
 
-}  // namespace quillmark::vantrel
+}  // namespace quillmark::com

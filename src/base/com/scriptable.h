@@ -6,11 +6,11 @@
 #include <span>
 #include <string_view>
 
+#include "base/com/arguments.h"
 #include "base/com/unknown.h"
 #include "base/com/variant.h"
-#include "host/windows/vantrel/arguments.h"
 
-namespace quillmark::vantrel {
+namespace quillmark::com {
 
 /// A member of a class, as a script calls it.
 struct Member {
@@ -19,11 +19,13 @@ struct Member {
   /// Without the new value where a property is set.
   std::size_t arguments = 0;
   bool settable = false;
+  /// How many more a call may have.
+  std::size_t optional_arguments = 0;
 };
 
 /// A class by its members' names: the dispatch interface of every object here. What a member raises
 /// becomes the exception of its call, with number and description.
-class Scriptable : public com::Unknown<IDispatch> {
+class Scriptable : public Unknown<IDispatch> {
  public:
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
@@ -36,11 +38,11 @@ class Scriptable : public com::Unknown<IDispatch> {
  private:
   [[nodiscard]] virtual std::span<const Member> Members() const = 0;
   /// Runs a method or reads a property.
-  [[nodiscard]] virtual com::Variant Get(DISPID id, const Arguments& arguments) = 0;
+  [[nodiscard]] virtual Variant Get(DISPID id, const Arguments& arguments) = 0;
   /// Sets a property.
   virtual void Set(DISPID id, const Arguments& arguments);
 
   HRESULT Run(const Member& member, WORD kind, const DISPPARAMS& parameters, VARIANT* result);
 };
 
-}  // namespace quillmark::vantrel
+}  // namespace quillmark::com

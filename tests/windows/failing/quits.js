@@ -1,0 +1,2 @@
+WScript.Echo("hello");
+WScript.Quit(5);

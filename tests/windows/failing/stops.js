@@ -1,0 +1,2 @@
+WScript.Echo("passed");
+WScript.Echo("stopped early");
