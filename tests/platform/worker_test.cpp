@@ -52,7 +52,7 @@ class Client final : public Object {};
 constexpr std::string_view kProgID = "Test.Worker";
 
 std::shared_ptr<PortablePlatform> PlatformWith(
-    Script script, portable::ThreadLauncher launcher = portable::LaunchDetachedThread) {
+    Script script, workers::ThreadLauncher launcher = portable::LaunchDetachedThread) {
   auto platform = MakePortablePlatform(std::move(launcher));
   platform->RegisterClass(std::string(kProgID),
                           [script = std::move(script)](const std::shared_ptr<Platform>&) {
@@ -273,7 +273,7 @@ TEST(Worker, APositiveStatusIsNoFailure) {
 
 TEST(Worker, WithoutAThreadGivesAStatusAndHoldsNothing) {
   auto client = std::make_shared<Client>();
-  const auto expect_not_started = [&](portable::ThreadLauncher launcher) {
+  const auto expect_not_started = [&](workers::ThreadLauncher launcher) {
     const auto platform = PlatformWith({}, std::move(launcher));
     EXPECT_EQ(platform->StartThread(kProgID, {}, client), -2147024882);
     EXPECT_EQ(platform->RunningWorkers(), 0U);

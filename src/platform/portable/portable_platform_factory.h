@@ -1,14 +1,22 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
-#include "platform/portable/worker_threads.h"
+#include "platform/workers/worker_threads.h"
 #include "quillmark/portable_platform.h"
+
+namespace quillmark::portable {
+
+/// Runs a function on a new thread that nobody joins.
+void LaunchDetachedThread(std::function<void()> function);
+
+}  // namespace quillmark::portable
 
 namespace quillmark {
 
 /// A portable platform without any class registered.
 [[nodiscard]] std::shared_ptr<PortablePlatform> MakePortablePlatform(
-    portable::ThreadLauncher launcher = portable::LaunchDetachedThread);
+    workers::ThreadLauncher launcher = portable::LaunchDetachedThread);
 
 }  // namespace quillmark

@@ -1,15 +1,13 @@
-#include "platform/portable/worker_threads.h"
+#include "platform/workers/worker_threads.h"
 
 #include <exception>
 #include <future>
-#include <new>
-#include <thread>
 #include <utility>
 
 #include "quillmark/error.h"
 #include "quillmark/portable_platform.h"
 
-namespace quillmark::portable {
+namespace quillmark::workers {
 namespace {
 
 /// Counts one worker for as long as it lives.
@@ -39,14 +37,6 @@ std::int32_t StatusOf(const Error& error) {
   return status < 0 ? status : PortablePlatform::kUnexpectedFailure;
 }
 
-/// Documents of some megabytes come and go, and the C library would give their memory back to the
-/// system each time, only to ask for it again. It stops doing so once it has seen a block of this
-/// size end. Makes uploads of plain CAN form twice as fast.
-void KeepFreedMemory() {
-  constexpr std::size_t kDocumentMemory = std::size_t{8} << 20U;
-  ::operator delete(::operator new(kDocumentMemory, std::nothrow));
-}
-
 /// One worker: made on the caller's thread, run on the new one.
 class Worker {
  public:
@@ -58,7 +48,6 @@ class Worker {
   [[nodiscard]] std::future<std::int32_t> Status() { return status_.get_future(); }
 
   void Run() {
-    KeepFreedMemory();
     const std::int32_t status = Start();
     if (status < 0) {
       Release();
@@ -106,10 +95,6 @@ class Worker {
 
 }  // namespace
 
-void LaunchDetachedThread(std::function<void()> function) {
-  std::thread(std::move(function)).detach();
-}
-
 void WorkerCount::Increment() {
   const std::lock_guard lock(mutex_);
   ++value_;
@@ -145,4 +130,4 @@ std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, Paramete
   }
 }
 
-}  // namespace quillmark::portable
+}  // namespace quillmark::workers

@@ -11,13 +11,10 @@
 #include "quillmark/object.h"
 #include "quillmark/threading.h"
 
-namespace quillmark::portable {
+namespace quillmark::workers {
 
 /// Runs a function once on a thread of its own, or throws.
 using ThreadLauncher = std::function<void(std::function<void()>)>;
-
-/// A new thread that nobody joins.
-void LaunchDetachedThread(std::function<void()> function);
 
 /// Counts workers. Shared with every worker, since a platform may end before its last worker does.
 class WorkerCount {
@@ -45,4 +42,4 @@ struct WorkerTask {
                                        ParameterList parameters,
                                        const std::shared_ptr<WorkerCount>& count);
 
-}  // namespace quillmark::portable
+}  // namespace quillmark::workers

@@ -1,0 +1,19 @@
+#include <string>
+#include <utility>
+
+#include "component/component_classes.h"
+#include "component/memory_guard.h"
+#include "platform/windows/windows_platform_factory.h"
+
+namespace quillmark {
+
+std::shared_ptr<WindowsPlatform> CreateWindowsPlatform() {
+  return GuardMemory([] {
+    auto platform = MakeWindowsPlatform();
+    ForEachComponentClass(
+        [&](std::string progID, auto factory) { platform->AddClass(std::move(progID), factory); });
+    return platform;
+  });
+}
+
+}  // namespace quillmark

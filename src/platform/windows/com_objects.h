@@ -1,0 +1,55 @@
+#pragma once
+
+#include <windows.h>
+
+#include <memory>
+
+#include "base/com/com_ptr.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/checksum_calculator.h"
+#include "quillmark/dom.h"
+#include "quillmark/memory_image.h"
+#include "quillmark/memory_map.h"
+
+/// From a host's COM objects to the component's interfaces and back. Nothing is nothing on both
+/// sides.
+namespace quillmark::windows {
+
+/// An object of the host's diagnostic library, reached by the names of its members. Which members
+/// it has shows when they are used: one that is missing raises 438 and names it.
+[[nodiscard]] std::shared_ptr<ByteString> WrapByteString(com::ComPtr<IDispatch> object);
+[[nodiscard]] std::shared_ptr<MemoryImage> WrapMemoryImage(com::ComPtr<IDispatch> object);
+[[nodiscard]] std::shared_ptr<MemoryMap> WrapMemoryMap(com::ComPtr<IDispatch> object);
+[[nodiscard]] std::shared_ptr<ChecksumCalculator> WrapChecksumCalculator(
+    com::ComPtr<IDispatch> object);
+
+/// An MSXML document or node. Raises 13 for any other object.
+[[nodiscard]] std::shared_ptr<DOMDocument> WrapDocument(const com::ComPtr<IUnknown>& object);
+[[nodiscard]] std::shared_ptr<IXMLDOMNode> WrapNode(const com::ComPtr<IUnknown>& object);
+
+/// Implemented by every object of this platform that stands for a COM object.
+class ComBacked {
+ public:
+  ComBacked() = default;
+  ComBacked(const ComBacked&) = delete;
+  ComBacked& operator=(const ComBacked&) = delete;
+  ComBacked(ComBacked&&) = delete;
+  ComBacked& operator=(ComBacked&&) = delete;
+
+  [[nodiscard]] virtual IDispatch& Dispatch() const = 0;
+
+ protected:
+  ~ComBacked() = default;
+};
+
+/// The COM object behind `backed`. Raises 13 where there is none.
+[[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const ComBacked* backed, bool is_nothing);
+
+/// The COM object behind a host library object, a document or a node. Raises 13 for an object of
+/// another platform.
+template <typename Interface>
+[[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const std::shared_ptr<Interface>& object) {
+  return DispatchOf(dynamic_cast<const ComBacked*>(object.get()), object == nullptr);
+}
+
+}  // namespace quillmark::windows

@@ -1,0 +1,64 @@
+#include "platform/windows/com_thread.h"
+
+#include <objbase.h>
+#include <windows.h>
+
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace quillmark::windows {
+namespace {
+
+using Function = std::function<void()>;
+
+HMODULE KeepThisModule() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<LPCWSTR>(&LaunchComThread), &module);
+  return module;
+}
+
+/// Everything that `function` holds has ended before the apartment is left.
+void RunInApartment(std::unique_ptr<Function> function) {
+  if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
+    return;
+  }
+  (*function)();
+  function.reset();
+  CoUninitialize();
+}
+
+struct Start {
+  std::unique_ptr<Function> function;
+  HMODULE module;
+};
+
+DWORD WINAPI Run(LPVOID parameter) {
+  const std::unique_ptr<Start> start(static_cast<Start*>(parameter));
+  RunInApartment(std::move(start->function));
+  return 0;
+}
+
+/// The last frame of the thread in this module, and so without anything that ends behind it.
+DWORD WINAPI RunAndLeaveModule(LPVOID parameter) {
+  const HMODULE module = static_cast<Start*>(parameter)->module;
+  FreeLibraryAndExitThread(module, Run(parameter));
+}
+
+}  // namespace
+
+void LaunchComThread(std::function<void()> function) {
+  auto start = std::make_unique<Start>();
+  start->function = std::make_unique<Function>(std::move(function));
+  start->module = KeepThisModule();
+  const HANDLE thread = CreateThread(nullptr, 0, &RunAndLeaveModule, start.get(), 0, nullptr);
+  if (thread == nullptr) {
+    FreeLibrary(start->module);
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  }
+  static_cast<void>(start.release());
+  CloseHandle(thread);
+}
+
+}  // namespace quillmark::windows

@@ -1,0 +1,129 @@
+#include "platform/windows/document_content.h"
+
+#include <string>
+
+#include "base/com/text.h"
+#include "base/com/variant.h"
+#include "platform/windows/msxml_error.h"
+#include "platform/windows/msxml_nodes.h"
+#include "platform/windows/node_walk.h"
+#include "quillmark/error.h"
+
+namespace quillmark::windows {
+namespace {
+
+std::string NamespaceOf(MsxmlNode& node) {
+  com::Bstr uri;
+  RequireDone(node.get_namespaceURI(uri.Put()), node);
+  return uri.utf8();
+}
+
+void CopyAttributes(MsxmlNode& target, MsxmlNode& source) {
+  const auto element = com::Share(&target).As<MsxmlElement>();
+  for (const NodePtr& attribute : AttributesOf(source)) {
+    const auto value = com::Variant::OfText(com::Bstr(ValueOf(*attribute)));
+    RequireDone(element->setAttribute(com::Bstr(NameOf(*attribute)).get(), value.get()), element);
+  }
+}
+
+/// A copy of a node alone, for another document.
+NodePtr CopyFor(MsxmlDocument& document, MsxmlNode& node) {
+  const NodeType type = TypeOf(node);
+  if (type != NodeType::kElement) {
+    return CreateLeaf(document, type, NameOf(node), ValueOf(node));
+  }
+  NodePtr copy = CreateNode(document, type, NameOf(node), NamespaceOf(node));
+  CopyAttributes(*copy, node);
+  return copy;
+}
+
+/// Where a parse failed and why.
+Error ParseErrorOf(MsxmlDocument& document) {
+  com::ComPtr<::IXMLDOMParseError> error;
+  RequireDone(document.get_parseError(error.Put()), document);
+  com::Bstr reason;
+  long offset = 0;
+  RequireDone(error->get_reason(reason.Put()), error);
+  RequireDone(error->get_filepos(&offset), error);
+  std::string text = reason.utf8();
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
+    text.pop_back();
+  }
+  return {error_number::kTypeMismatch, text + " (offset " + std::to_string(offset) + ")"};
+}
+
+}  // namespace
+
+NodePtr RootElementOf(MsxmlDocument& document) {
+  ElementPtr root;
+  RequireDone(document.get_documentElement(root.Put()), document);
+  return root.As<MsxmlNode>();
+}
+
+NodePtr CreateNode(MsxmlDocument& document, NodeType type, std::string_view name,
+                   std::string_view namespace_uri) {
+  NodePtr node;
+  const auto number = com::Variant::OfLong(static_cast<std::int32_t>(type));
+  RequireDone(document.createNode(number.get(), com::Bstr(name).get(),
+                                  com::Bstr(namespace_uri).get(), node.Put()),
+              document);
+  return node;
+}
+
+NodePtr CreateLeaf(MsxmlDocument& document, NodeType type, std::string_view name,
+                   std::string_view value) {
+  if (type == NodeType::kProcessingInstruction) {
+    com::ComPtr<::IXMLDOMProcessingInstruction> instruction;
+    RequireDone(document.createProcessingInstruction(com::Bstr(name).get(), com::Bstr(value).get(),
+                                                     instruction.Put()),
+                document);
+    return instruction.As<MsxmlNode>();
+  }
+  NodePtr node = CreateNode(document, type, {}, {});
+  SetValue(*node, value);
+  return node;
+}
+
+void ReplaceContent(MsxmlDocument& target, MsxmlDocument& source) {
+  RemoveChildren(target);
+  Nodes parents = {com::Share<MsxmlNode>(&target)};
+  const auto enter = [&](MsxmlNode& node) {
+    if (&node == &source) {
+      return true;
+    }
+    const NodePtr copy = CopyFor(target, node);
+    AppendNode(*parents.back(), *copy);
+    parents.push_back(copy);
+    return true;
+  };
+  Walk(com::Share<MsxmlNode>(&source), enter, [&](MsxmlNode&) { parents.pop_back(); });
+}
+
+void ParseContent(MsxmlDocument& document, std::string_view text) {
+  RequireDone(document.put_async(VARIANT_FALSE), document);
+  RequireDone(document.put_preserveWhiteSpace(VARIANT_TRUE), document);
+  // A reply is read as it stands: nothing that it names is fetched.
+  RequireDone(document.put_validateOnParse(VARIANT_FALSE), document);
+  RequireDone(document.put_resolveExternals(VARIANT_FALSE), document);
+  VARIANT_BOOL parsed = VARIANT_FALSE;
+  RequireDone(document.loadXML(com::Bstr(text).get(), &parsed), document);
+  if (parsed == VARIANT_FALSE) {
+    throw ParseErrorOf(document);
+  }
+}
+
+void RequireSelectsWithPatterns(MsxmlDocument& document) {
+  const auto newer = com::Share(&document).As<::IXMLDOMDocument2>();
+  com::Variant language;
+  com::Bstr name(std::string_view("SelectionLanguage"));
+  if (!newer || FAILED(newer->getProperty(name.get(), language.Put())) ||
+      language.type() != VT_BSTR) {
+    return;
+  }
+  if (com::View(V_BSTR(&language.get())) == L"XPath") {
+    throw Error(error_number::kTypeMismatch,
+                "The document's SelectionLanguage is XPath; it must be XSLPattern");
+  }
+}
+
+}  // namespace quillmark::windows

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/windows/host_object.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/checksum_calculator.h"
+#include "quillmark/memory_image.h"
+#include "quillmark/memory_map.h"
+
+/// The types of the host's diagnostic library, each as an object of it that is called by name.
+namespace quillmark::windows {
+
+/// New objects of the host library. Raise as `CreateObject` does.
+[[nodiscard]] std::shared_ptr<ByteString> NewHostByteString();
+[[nodiscard]] std::shared_ptr<MemoryImage> NewHostMemoryImage();
+[[nodiscard]] std::shared_ptr<MemoryMap> NewHostMemoryMap();
+[[nodiscard]] std::shared_ptr<ChecksumCalculator> NewHostChecksumCalculator();
+
+[[nodiscard]] std::shared_ptr<ByteString> MakeByteString(HostObject object);
+
+/// `string` as an argument: its host object, or a copy of a string of another platform.
+[[nodiscard]] com::Variant ArgumentOf(const ByteString& string);
+
+}  // namespace quillmark::windows

@@ -1,0 +1,189 @@
+#include "platform/windows/msxml_nodes.h"
+
+#include "base/com/text.h"
+#include "base/com/variant.h"
+#include "platform/windows/msxml_error.h"
+#include "platform/windows/node_walk.h"
+
+namespace quillmark::windows {
+namespace {
+
+/// The first text node in `node`, itself included; null where there is none.
+NodePtr FirstTextIn(const NodePtr& node) {
+  NodePtr text;
+  const auto enter = [&](MsxmlNode& visited) {
+    if (!text && TypeOf(visited) == NodeType::kText) {
+      text = com::Share(&visited);
+    }
+    return !text;
+  };
+  Walk(node, enter, [](MsxmlNode&) {});
+  return text;
+}
+
+void AppendOne(MsxmlNode& parent, MsxmlNode& child) {
+  NodePtr appended;
+  RequireDone(parent.appendChild(&child, appended.Put()), parent);
+}
+
+bool HasText(NodeType type) {
+  return type == NodeType::kElement || type == NodeType::kDocument ||
+         type == NodeType::kDocumentFragment;
+}
+
+}  // namespace
+
+NodeType TypeOf(MsxmlNode& node) {
+  DOMNodeType type = NODE_INVALID;
+  RequireDone(node.get_nodeType(&type), node);
+  return static_cast<NodeType>(type);
+}
+
+std::string NameOf(MsxmlNode& node) {
+  com::Bstr name;
+  RequireDone(node.get_nodeName(name.Put()), node);
+  return name.utf8();
+}
+
+std::string ValueOf(MsxmlNode& node) {
+  com::Variant value;
+  RequireDone(node.get_nodeValue(value.Put()), node);
+  if (value.type() == VT_BSTR) {
+    return com::Utf8Of(com::View(V_BSTR(&value.get())));
+  }
+  return value.type() == VT_NULL || value.type() == VT_EMPTY
+             ? std::string()
+             : com::Utf8Of(com::View(V_BSTR(&com::ConvertedTo(VT_BSTR, value.get()).get())));
+}
+
+void SetValue(MsxmlNode& node, std::string_view value) {
+  RequireDone(node.put_nodeValue(com::Variant::OfText(com::Bstr(value)).get()), node);
+}
+
+NodePtr ParentOf(MsxmlNode& node) {
+  NodePtr parent;
+  RequireDone(node.get_parentNode(parent.Put()), node);
+  return parent;
+}
+
+NodePtr FirstChildOf(MsxmlNode& node) {
+  NodePtr child;
+  RequireDone(node.get_firstChild(child.Put()), node);
+  return child;
+}
+
+NodePtr NextSiblingOf(MsxmlNode& node) {
+  NodePtr sibling;
+  RequireDone(node.get_nextSibling(sibling.Put()), node);
+  return sibling;
+}
+
+DocumentPtr DocumentOf(MsxmlNode& node) {
+  if (auto document = com::Share(&node).As<MsxmlDocument>()) {
+    return document;
+  }
+  DocumentPtr owner;
+  RequireDone(node.get_ownerDocument(owner.Put()), node);
+  return owner;
+}
+
+std::string TextOf(MsxmlNode& node) {
+  if (!HasText(TypeOf(node))) {
+    return ValueOf(node);
+  }
+  std::string text;
+  const auto enter = [&](MsxmlNode& visited) {
+    const NodeType type = TypeOf(visited);
+    if (type == NodeType::kText || type == NodeType::kCDataSection) {
+      text += ValueOf(visited);
+    }
+    return true;
+  };
+  Walk(com::Share(&node), enter, [](MsxmlNode&) {});
+  return text;
+}
+
+void SetText(MsxmlNode& node, std::string_view text) {
+  if (!HasText(TypeOf(node))) {
+    return SetValue(node, text);
+  }
+  const DocumentPtr document = DocumentOf(node);
+  com::ComPtr<::IXMLDOMText> child;
+  RequireDone(document->createTextNode(com::Bstr(text).get(), child.Put()), document);
+  RemoveChildren(node);
+  AppendOne(node, *child);
+}
+
+void AppendNode(MsxmlNode& parent, MsxmlNode& child) {
+  if (TypeOf(child) != NodeType::kDocumentFragment) {
+    return AppendOne(parent, child);
+  }
+  while (const NodePtr moved = FirstChildOf(child)) {
+    AppendOne(parent, *moved);
+  }
+}
+
+NodePtr CloneNode(MsxmlNode& node, bool deep) {
+  NodePtr clone;
+  RequireDone(node.cloneNode(deep ? VARIANT_TRUE : VARIANT_FALSE, clone.Put()), node);
+  return clone;
+}
+
+void AppendTemplate(MsxmlNode& parent, MsxmlNode& fragment, std::string_view text) {
+  bool has_text = false;
+  for (NodePtr child = FirstChildOf(fragment); child; child = NextSiblingOf(*child)) {
+    const NodePtr copy = CloneNode(*child, true);
+    if (!has_text) {
+      if (const NodePtr node = FirstTextIn(copy)) {
+        SetValue(*node, text);
+        has_text = true;
+      }
+    }
+    AppendOne(parent, *copy);
+  }
+}
+
+void RemoveChildren(MsxmlNode& parent) {
+  while (const NodePtr child = FirstChildOf(parent)) {
+    NodePtr removed;
+    RequireDone(parent.removeChild(child.get(), removed.Put()), parent);
+  }
+}
+
+NodePtr SelectFirst(MsxmlNode& node, std::string_view path) {
+  NodePtr found;
+  RequireDone(node.selectSingleNode(com::Bstr(path).get(), found.Put()), node);
+  return found;
+}
+
+Nodes SelectAll(MsxmlNode& node, std::string_view path) {
+  com::ComPtr<::IXMLDOMNodeList> list;
+  RequireDone(node.selectNodes(com::Bstr(path).get(), list.Put()), node);
+  Nodes nodes;
+  for (;;) {
+    NodePtr next;
+    RequireDone(list->nextNode(next.Put()), list);
+    if (!next) {
+      return nodes;
+    }
+    nodes.push_back(std::move(next));
+  }
+}
+
+Nodes AttributesOf(MsxmlNode& node) {
+  com::ComPtr<::IXMLDOMNamedNodeMap> map;
+  RequireDone(node.get_attributes(map.Put()), node);
+  Nodes attributes;
+  long count = 0;
+  if (map) {
+    RequireDone(map->get_length(&count), map);
+  }
+  for (long index = 0; index < count; ++index) {
+    NodePtr attribute;
+    RequireDone(map->get_item(index, attribute.Put()), map);
+    attributes.push_back(std::move(attribute));
+  }
+  return attributes;
+}
+
+}  // namespace quillmark::windows

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/windows/msxml.h"
+#include "quillmark/dom.h"
+
+/// What the component does with the nodes of MSXML, in operations that give the same result in
+/// every implementation of it. So no text is taken from `xml`, which adds or drops white space and
+/// declarations, nor from `text`, which trims; fragments are not appended as such; and nothing is
+/// saved into another document.
+namespace quillmark::windows {
+
+[[nodiscard]] NodeType TypeOf(MsxmlNode& node);
+[[nodiscard]] std::string NameOf(MsxmlNode& node);
+/// Empty for a node without value.
+[[nodiscard]] std::string ValueOf(MsxmlNode& node);
+void SetValue(MsxmlNode& node, std::string_view value);
+
+/// Null where there is none.
+[[nodiscard]] NodePtr ParentOf(MsxmlNode& node);
+[[nodiscard]] NodePtr FirstChildOf(MsxmlNode& node);
+[[nodiscard]] NodePtr NextSiblingOf(MsxmlNode& node);
+/// The document of a node; a document is its own.
+[[nodiscard]] DocumentPtr DocumentOf(MsxmlNode& node);
+
+/// As `IXMLDOMNode::text` and `setText` say.
+[[nodiscard]] std::string TextOf(MsxmlNode& node);
+void SetText(MsxmlNode& node, std::string_view text);
+
+/// As `IXMLDOMNode` says of the same operations.
+void AppendNode(MsxmlNode& parent, MsxmlNode& child);
+[[nodiscard]] NodePtr CloneNode(MsxmlNode& node, bool deep);
+void AppendTemplate(MsxmlNode& parent, MsxmlNode& fragment, std::string_view text);
+void RemoveChildren(MsxmlNode& parent);
+
+[[nodiscard]] NodePtr SelectFirst(MsxmlNode& node, std::string_view path);
+[[nodiscard]] Nodes SelectAll(MsxmlNode& node, std::string_view path);
+
+/// The attributes of an element, in document order; none of another node.
+[[nodiscard]] Nodes AttributesOf(MsxmlNode& node);
+
+}  // namespace quillmark::windows

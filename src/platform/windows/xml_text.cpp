@@ -1,0 +1,130 @@
+#include "platform/windows/xml_text.h"
+
+#include <string_view>
+
+#include "base/com/text.h"
+#include "platform/windows/msxml_error.h"
+#include "platform/windows/node_walk.h"
+
+namespace quillmark::windows {
+namespace {
+
+/// Escapes what ends a text or, with `quote`, an attribute's value.
+void AppendEscaped(std::string& xml, std::string_view text, bool is_attribute) {
+  for (const char character : text) {
+    switch (character) {
+      case '&':
+        xml += "&amp;";
+        break;
+      case '<':
+        xml += "&lt;";
+        break;
+      case '>':
+        xml += "&gt;";
+        break;
+      case '"':
+        xml += is_attribute ? "&quot;" : "\"";
+        break;
+      default:
+        xml += character;
+    }
+  }
+}
+
+/// The text of a document type, which has no other form.
+std::string OwnXmlOf(MsxmlNode& node) {
+  com::Bstr xml;
+  RequireDone(node.get_xml(xml.Put()), node);
+  return xml.utf8();
+}
+
+class XmlText {
+ public:
+  /// Writes what stands before the children of a node; true where it can have some.
+  bool Enter(MsxmlNode& node) {
+    CloseStartTag();
+    switch (TypeOf(node)) {
+      case NodeType::kElement:
+        AppendStartTag(node);
+        return true;
+      case NodeType::kText:
+        AppendEscaped(xml_, ValueOf(node), false);
+        return false;
+      case NodeType::kCDataSection:
+        xml_ += "<![CDATA[" + ValueOf(node) + "]]>";
+        return false;
+      case NodeType::kProcessingInstruction:
+        AppendInstruction(node);
+        return false;
+      case NodeType::kComment:
+        xml_ += "<!--" + ValueOf(node) + "-->";
+        return false;
+      case NodeType::kAttribute:
+        AppendAttribute(node);
+        return false;
+      case NodeType::kDocument:
+      case NodeType::kDocumentFragment:
+        return true;
+      default:
+        xml_ += OwnXmlOf(node);
+        return false;
+    }
+  }
+
+  void Leave(MsxmlNode& node) {
+    if (TypeOf(node) != NodeType::kElement) {
+      return;
+    }
+    if (start_tag_is_open_) {
+      xml_ += "/>";
+      start_tag_is_open_ = false;
+      return;
+    }
+    xml_ += "</" + NameOf(node) + ">";
+  }
+
+  [[nodiscard]] std::string Take() { return std::move(xml_); }
+
+ private:
+  void CloseStartTag() {
+    if (start_tag_is_open_) {
+      xml_ += ">";
+      start_tag_is_open_ = false;
+    }
+  }
+
+  void AppendStartTag(MsxmlNode& element) {
+    xml_ += "<" + NameOf(element);
+    for (const NodePtr& attribute : AttributesOf(element)) {
+      xml_ += " ";
+      AppendAttribute(*attribute);
+    }
+    start_tag_is_open_ = true;
+  }
+
+  void AppendAttribute(MsxmlNode& attribute) {
+    xml_ += NameOf(attribute) + "=\"";
+    AppendEscaped(xml_, ValueOf(attribute), true);
+    xml_ += "\"";
+  }
+
+  void AppendInstruction(MsxmlNode& instruction) {
+    const std::string data = ValueOf(instruction);
+    xml_ += "<?" + NameOf(instruction) + (data.empty() ? "" : " ") + data + "?>";
+  }
+
+  std::string xml_;
+  bool start_tag_is_open_ = false;
+};
+
+}  // namespace
+
+std::string XmlOf(MsxmlNode& node) {
+  XmlText text;
+  Walk(
+      com::Share(&node), [&](MsxmlNode& entered) { return text.Enter(entered); },
+      [&](MsxmlNode& left) { text.Leave(left); });
+  return text.Take();
+}
+
+}  // namespace quillmark::windows
