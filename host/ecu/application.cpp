@@ -55,6 +55,11 @@ bool Application::InSession(Duration now) const {
   return session_ != Session::kDefault && now <= lapses_at_;
 }
 
+void Application::Reset() {
+  Enter(Session::kDefault);
+  programming_.Reset();
+}
+
 Bytes Application::ReplyTo(ByteView request, Duration now) {
   try {
     if (const auto refused = refused_.find(request[0]); refused != refused_.end()) {

@@ -21,6 +21,10 @@ class Application : public MessageHandler {
   std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;
   [[nodiscard]] bool InSession(Duration now) const override;
 
+  /// Forgets what a power failure takes: session, security access and running routines. Flash
+  /// memory, records and counted wrong keys stay.
+  void Reset();
+
   [[nodiscard]] const FlashMemory& flash() const { return programming_.flash(); }
   [[nodiscard]] const Records& records() const { return records_; }
   /// Blocks that were written into the flash since the ECU was made.

@@ -42,6 +42,8 @@ struct EcuTiming {
   std::chrono::milliseconds frame_timeout{1000};
   /// Silence of the tester after which the session lapses (S3, P3 max).
   std::chrono::milliseconds session_timeout{5000};
+  /// From a reset until the ECU hears again.
+  std::chrono::milliseconds boot_time{100};
   /// How long security access stays closed after too many wrong keys.
   std::chrono::milliseconds security_delay{10'000};
 };
@@ -60,6 +62,8 @@ struct Misbehaviour {
   std::map<std::uint8_t, std::uint8_t> refused{};
   /// Addresses of cells that never take a value: they stay erased.
   std::set<std::uint32_t> bad_cells{};
+  /// The check routine finds the flash right, whatever it holds.
+  bool blind_check = false;
 };
 
 /// The key that the simulated ECU wants for a seed, four bytes each.

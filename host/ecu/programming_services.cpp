@@ -56,6 +56,7 @@ ProgrammingServices::ProgrammingServices(const EcuOptions& options, Records& rec
     : check_identifier_(Checked(options).check_routine),
       erase_polls_(options.erase_polls),
       check_polls_(options.check_polls),
+      blind_check_(options.misbehaviour.blind_check),
       bad_checksum_at_block_(options.misbehaviour.bad_checksum_at_block),
       records_(records),
       flash_(options.areas, options.misbehaviour.bad_cells),
@@ -102,7 +103,7 @@ Bytes ProgrammingServices::StartCheck() {
   if (ranges_.empty()) {
     throw Refusal(ResponseCode::kConditionsNotCorrect);
   }
-  check_ = Routine{check_polls_, !FlashHoldsWhatWasDownloaded()};
+  check_ = Routine{check_polls_, !blind_check_ && !FlashHoldsWhatWasDownloaded()};
   return {0x71, check_identifier_, kRunning};
 }
 
@@ -175,6 +176,12 @@ Bytes ProgrammingServices::OnUpload(ByteView request) const {
   reply.insert(reply.end(), data.begin(), data.end());
   AppendChecksum(reply);
   return reply;
+}
+
+void ProgrammingServices::Reset() {
+  ranges_.clear();
+  erase_.reset();
+  check_.reset();
 }
 
 void ProgrammingServices::RequireIdle() const {

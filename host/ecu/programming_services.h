@@ -25,6 +25,9 @@ class ProgrammingServices {
   /// 35: reads the flash.
   [[nodiscard]] Bytes OnUpload(ByteView request) const;
 
+  /// Forgets routines and what was downloaded; the flash memory stays.
+  void Reset();
+
   [[nodiscard]] const FlashMemory& flash() const { return flash_; }
   /// Blocks that were written into the flash.
   [[nodiscard]] std::uint32_t blocks() const { return blocks_; }
@@ -51,6 +54,7 @@ class ProgrammingServices {
   std::uint8_t check_identifier_;
   int erase_polls_;
   int check_polls_;
+  bool blind_check_;
   std::optional<std::uint32_t> bad_checksum_at_block_;
   Records& records_;
   FlashMemory flash_;

@@ -33,23 +33,37 @@ std::unique_ptr<EcuTransport> MakeTransport(const EcuOptions& options, MessageHa
 }  // namespace
 
 SimulatedEcu::SimulatedEcu(const EcuOptions& options)
-    : exchange_(ExchangeOf(options)),
-      silent_(options.misbehaviour.silent),
+    : options_(options),
+      exchange_(ExchangeOf(options)),
       application_(options),
       transport_(MakeTransport(options, application_)) {}
+
+void SimulatedEcu::Reset(Duration now) {
+  application_.Reset();
+  transport_ = MakeTransport(options_, application_);
+  booted_at_ = now + options_.timing.boot_time;
+}
 
 bool SimulatedEcu::Hears(const Exchange& exchange) const { return exchange == exchange_; }
 
 void SimulatedEcu::OnFrame(ByteView frame, Duration now) {
-  if (!silent_) {
+  if (!Deaf(now)) {
     transport_->OnFrame(frame, now);
   }
 }
 
-void SimulatedEcu::OnBreak(Duration low, Duration now) { transport_->OnBreak(low, now); }
+void SimulatedEcu::OnBreak(Duration low, Duration now) {
+  if (!Deaf(now)) {
+    transport_->OnBreak(low, now);
+  }
+}
 
 std::optional<Duration> SimulatedEcu::NextDue() const { return transport_->NextDue(); }
 
 Bytes SimulatedEcu::TakeFrame(Duration now) { return transport_->TakeFrame(now); }
+
+bool SimulatedEcu::Deaf(Duration now) const {
+  return options_.misbehaviour.silent || (booted_at_ && now < *booted_at_);
+}
 
 }  // namespace quillmark::host

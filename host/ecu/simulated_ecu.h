@@ -25,6 +25,10 @@ class SimulatedEcu : public SimulatedNode {
   /// What stands in the memory, the records and the counters.
   [[nodiscard]] const Application& application() const { return application_; }
 
+  /// Takes its power away for a moment: what is under way is lost, and for the boot time the ECU is
+  /// deaf.
+  void Reset(Duration now);
+
   [[nodiscard]] bool Hears(const Exchange& exchange) const override;
   void OnFrame(ByteView frame, Duration now) override;
   void OnBreak(Duration low, Duration now) override;
@@ -32,10 +36,13 @@ class SimulatedEcu : public SimulatedNode {
   Bytes TakeFrame(Duration now) override;
 
  private:
+  [[nodiscard]] bool Deaf(Duration now) const;
+
+  EcuOptions options_;
   Exchange exchange_;
-  bool silent_;
   Application application_;
   std::unique_ptr<EcuTransport> transport_;
+  std::optional<Duration> booted_at_;
 };
 
 }  // namespace quillmark::host

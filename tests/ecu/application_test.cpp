@@ -122,6 +122,20 @@ TEST_F(PlainCanApplicationTest, LosesASessionThatTheTesterLeavesAlone) {
   EXPECT_EQ(Ask("2781"), "7F2780");
 }
 
+TEST_F(PlainCanApplicationTest, KeepsItsFlashAloneThroughAReset) {
+  Ask("1085");
+  bench_.Unlock();
+  Ask("318100F05A");
+  bench_.application().Reset();
+  EXPECT_EQ(Ask("2781"), "7F2780") << "no session";
+  Ask("1085");
+  EXPECT_EQ(Ask("310200"), "7F3133") << "locked";
+  bench_.Unlock();
+  EXPECT_EQ(Ask("318101"), "7F3122") << "no erase under way";
+  EXPECT_EQ(Ask("310200"), "7F3122") << "nothing was downloaded";
+  EXPECT_EQ(bench_.application().flash().Read(0x1000, 1), Hex("FF")) << "erased";
+}
+
 TEST(Application, HearsStartCommunicationAloneOutsideOfASession) {
   for (const TransportForm form : {TransportForm::kGateway, TransportForm::kKLine}) {
     ApplicationBench bench(OfForm(form));

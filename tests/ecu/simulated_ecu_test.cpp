@@ -56,6 +56,40 @@ TEST(SimulatedEcu, CanBeSilent) {
   EXPECT_EQ(Ask(bus, "1014340102030405"), std::nullopt);
 }
 
+TEST(SimulatedEcu, IsDeafAfterAResetUntilItHasBooted) {
+  SimulatedEcu ecu;
+  SimulatedBus bus(ecu);
+  bus.Select({TransportForm::kPlainCan, 1850, 1586});
+  ecu.Reset(bus.Now());
+  bus.Send(Hex("0210C00000000000"));
+  EXPECT_EQ(bus.Receive(100ms), std::nullopt);
+  EXPECT_EQ(Ask(bus, "0210C00000000000"), Hex("0250C0AAAAAAAAAA"));
+}
+
+TEST(SimulatedEcu, LosesAReplyThatIsUnderWayByAReset) {
+  SimulatedEcu ecu;
+  SimulatedBus bus(ecu);
+  bus.Select({TransportForm::kPlainCan, 1850, 1586});
+  bus.Send(Hex("0210C00000000000"));
+  ecu.Reset(bus.Now());
+  EXPECT_EQ(bus.Receive(1000ms), std::nullopt);
+}
+
+TEST(SimulatedEcu, SleepsOnItsKLineAfterAReset) {
+  SimulatedEcu ecu({.form = TransportForm::kKLine, .address = 0x11});
+  SimulatedBus bus(ecu);
+  bus.Select({TransportForm::kKLine});
+  bus.Break(25ms);
+  bus.Wait(25ms);
+  EXPECT_EQ(Ask(bus, "8111F18104"), Hex("83F111C16B8F40"));
+  ecu.Reset(bus.Now());
+  bus.Wait(200ms);
+  EXPECT_EQ(Ask(bus, "8111F13EC1"), std::nullopt);
+  bus.Break(25ms);
+  bus.Wait(25ms);
+  EXPECT_EQ(Ask(bus, "8111F18104"), Hex("83F111C16B8F40"));
+}
+
 TEST(SimulatedEcu, NeedsOptionsThatMakeAnEcu) {
   EXPECT_THROW(SimulatedEcu({.areas = {{.size = 0}}}), std::invalid_argument);
 }

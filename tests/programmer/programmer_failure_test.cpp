@@ -115,6 +115,18 @@ TEST_P(FailureInEveryForm, OfACellIsFoundByVerification) {
             "upload at 0x001042: 2 bytes differ from the image; here the ECU holds FF, not 43");
 }
 
+TEST_P(FailureInEveryForm, OfACellThatABlindCheckPassesIsFoundByVerificationAlone) {
+  workshop_.options.misbehaviour.bad_cells = {0x1042};
+  workshop_.options.misbehaviour.blind_check = true;
+  workshop_.Open();
+  EXPECT_FALSE(workshop_.FailureOfProgram(false));
+  const auto failure = workshop_.FailureOfProgram(true);
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->phase, Phase::kUpload);
+  EXPECT_EQ(failure->cause, Cause::kDifference);
+  EXPECT_EQ(failure->address, 0x1042U);
+}
+
 TEST_P(FailureInEveryForm, OfFillThatIsNoErasedMemoryIsFoundByVerificationAlone) {
   workshop_.AddSegment(0x2000, Bytes(64, 0x00));
   workshop_.config.fill_byte = 0x00;

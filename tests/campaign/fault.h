@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "host/programmer/programmer.h"
+
+namespace quillmark::campaign {
+
+enum class FaultKind : std::uint8_t {
+  kLostFrame,
+  kDoubledFrame,
+  kDelayedFrame,
+  kOvertakenFrame,  ///< delayed by so little that only the next frame goes first
+  kTruncatedFrame,
+  kFlippedBits,       ///< one to three bits of one frame
+  kWrongSequence,     ///< the number of a consecutive frame; else the piece count or the length
+  kNegativeResponse,  ///< in place of what the ECU sends
+  kEndlessPending,    ///< "response pending" for ever in place of what the ECU sends
+  kSilence,           ///< from here on, nothing arrives any more
+  kReset,             ///< of the ECU
+  kBusError,          ///< the adapter is gone for a moment
+  kBadCell,           ///< a memory cell that does not take its value
+  kUnseenBadCell,     ///< the same, and the check routine does not see it
+  kThrowingHandler,   ///< the host's own handler throws
+  kThrowingKey,       ///< the host's key function throws
+  kCancel,
+};
+
+inline constexpr std::size_t kFaultKinds = 17;
+
+/// "lost frame", …
+[[nodiscard]] std::string_view NameOf(FaultKind kind);
+
+/// Something that goes wrong once in a flash.
+struct Fault {
+  FaultKind kind = FaultKind::kLostFrame;
+  /// When: at the n-th chance within a phase, counted from 0. A flash that has no such chance is
+  /// one without this fault.
+  host::Phase phase = host::Phase::kIdentify;
+  std::uint32_t chance = 0;
+  /// Which bits, how late, which response code; of a bad cell its address.
+  std::uint32_t detail = 0;
+};
+
+/// For a person who reruns a seed.
+[[nodiscard]] std::string Describe(const Fault& fault);
+
+}  // namespace quillmark::campaign

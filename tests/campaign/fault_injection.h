@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <vector>
+
+#include "campaign/fault.h"
+#include "host/bus/simulated_bus.h"
+
+namespace quillmark::campaign {
+
+/// What a host's handler throws.
+class HostFailure : public std::runtime_error {
+ public:
+  HostFailure() : std::runtime_error("the host's handler failed") {}
+};
+
+/// Lets the faults of one flash happen: hooks for the bus, the host's callbacks and the ECU. Bad
+/// cells are the ECU's own and not dealt with here.
+class FaultInjection {
+ public:
+  struct Surroundings {
+    host::TransportForm form;
+    std::uint8_t address;  ///< of the ECU
+    std::function<void()> reset_ecu;
+  };
+
+  FaultInjection(std::vector<Fault> faults, Surroundings surroundings)
+      : faults_(std::move(faults)), surroundings_(std::move(surroundings)) {}
+
+  /// What becomes of a frame on the wire. Raises BusError.
+  [[nodiscard]] std::vector<host::FrameOnWire> OnFrame(const host::FrameOnWire& frame);
+  /// Raises HostFailure.
+  void OnProgress(const host::Progress& progress);
+  /// Raises HostFailure.
+  void OnKey();
+  [[nodiscard]] bool StopRequested();
+
+  /// The kinds that have happened, in their order.
+  [[nodiscard]] const std::vector<FaultKind>& happened() const { return happened_; }
+  /// The phase that the host was told last.
+  [[nodiscard]] host::Phase phase() const { return phase_; }
+
+ private:
+  /// Whether this chance is the one; it then has happened.
+  [[nodiscard]] bool Happens(Fault& fault);
+  [[nodiscard]] bool AnyHappens(FaultKind kind);
+  [[nodiscard]] bool Concerns(FaultKind kind, const host::FrameOnWire& frame) const;
+  [[nodiscard]] std::vector<host::FrameOnWire> Apply(const Fault& fault, host::FrameOnWire frame);
+  [[nodiscard]] host::Bytes NegativeResponse(std::uint8_t code) const;
+  void NoteService(const host::FrameOnWire& frame);
+
+  std::vector<Fault> faults_;
+  Surroundings surroundings_;
+  std::vector<FaultKind> happened_;
+  host::Phase phase_ = host::Phase::kPrepare;
+  bool silent_ = false;
+  bool cancelled_ = false;
+  /// Of the tester's last request.
+  std::uint8_t service_ = 0x3E;
+};
+
+}  // namespace quillmark::campaign

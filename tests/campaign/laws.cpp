@@ -1,0 +1,47 @@
+#include "campaign/laws.h"
+
+#include <string_view>
+
+namespace quillmark::campaign {
+namespace {
+
+bool NamesItsStep(const Outcome& outcome) {
+  const host::Failure& failure = *outcome.failure;
+  const std::string_view name = host::NameOf(outcome.phase);
+  return failure.phase == outcome.phase && !failure.text.empty() &&
+         std::string_view(outcome.message).substr(0, name.size()) == name;
+}
+
+/// An exception of the host's handler is the host's to name; one of the key function is the
+/// programmer's.
+bool ThrewByItself(const Outcome& outcome) {
+  for (const FaultKind kind : outcome.faults) {
+    if (kind == FaultKind::kThrowingHandler) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<std::string> BrokenLaws(const Scenario& scenario, const Outcome& faulty,
+                                    const Outcome& again) {
+  std::vector<std::string> broken;
+  const auto require = [&](bool holds, const char* text) {
+    if (!holds) {
+      broken.emplace_back(text);
+    }
+  };
+  require(!faulty.succeeded || !scenario.verify || faulty.memory_is_right,
+          "reported a success although the memory differs from the image");
+  require(!faulty.faults.empty() || faulty.succeeded, "failed without a fault");
+  require(!faulty.faults.empty() || faulty.memory_is_right,
+          "wrote something else, without a fault");
+  require(!faulty.failure || NamesItsStep(faulty), "failed without naming the step");
+  require(!faulty.host_failed || ThrewByItself(faulty), "let an exception through");
+  require(again.succeeded && again.memory_is_right, "could not be used for the next flash");
+  return broken;
+}
+
+}  // namespace quillmark::campaign

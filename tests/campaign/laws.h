@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "campaign/scenario.h"
+#include "campaign/workbench.h"
+
+namespace quillmark::campaign {
+
+/// What two flashes of a scenario, the one with faults and the one after it, did wrong; empty where
+/// all is well:
+///
+/// - with verification, success means that the ECU's memory holds the image;
+/// - without a fault that happened, a flash succeeds;
+/// - a failure names the phase that the host was told last, in its text as well;
+/// - the programmer is usable for the next flash.
+[[nodiscard]] std::vector<std::string> BrokenLaws(const Scenario& scenario, const Outcome& faulty,
+                                                  const Outcome& again);
+
+}  // namespace quillmark::campaign

@@ -1,0 +1,128 @@
+#include "campaign/workbench.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quillmark::campaign {
+namespace {
+
+using host::ByteView;
+using host::Duration;
+
+/// Longer than a session, a pending answer and a delayed frame last.
+constexpr std::chrono::seconds kPause{120};
+
+host::EcuOptions WithBadCells(const Scenario& scenario) {
+  host::EcuOptions options = scenario.ecu;
+  for (const Fault& fault : scenario.faults) {
+    if (fault.kind == FaultKind::kBadCell || fault.kind == FaultKind::kUnseenBadCell) {
+      options.misbehaviour.bad_cells.insert(fault.detail);
+    }
+    options.misbehaviour.blind_check |= fault.kind == FaultKind::kUnseenBadCell;
+  }
+  return options;
+}
+
+}  // namespace
+
+Workbench::Workbench(const Scenario& scenario)
+    : scenario_(scenario),
+      ecu_(std::make_unique<host::SimulatedEcu>(WithBadCells(scenario))),
+      bus_(*this),
+      programmer_(platform_, bus_, ConfigWithHook()) {
+  for (const Segment& segment : scenario.image) {
+    const std::shared_ptr<ByteString> bytes = platform_->CreateByteString();
+    bytes->SetHex(host::HexOf(segment.bytes));
+    bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
+    image_->AddSegment(*bytes);
+  }
+  programmer_.OnProgress(
+      [this](const host::Progress& progress) { injection_->OnProgress(progress); });
+  programmer_.OnStopRequested([this] { return injection_->StopRequested(); });
+  bus_.InjectFaults([this](const host::FrameOnWire& frame) { return injection_->OnFrame(frame); });
+}
+
+Outcome Workbench::FlashWithFaults() {
+  Outcome outcome = Flash(scenario_.faults);
+  const std::vector<FaultKind> cells = BadCells();
+  outcome.faults.insert(outcome.faults.end(), cells.begin(), cells.end());
+  return outcome;
+}
+
+Outcome Workbench::FlashAgain() {
+  injection_.emplace(std::vector<Fault>{}, FaultInjection::Surroundings{});
+  bus_.Wait(kPause);
+  ecu_ = std::make_unique<host::SimulatedEcu>(scenario_.ecu);
+  return Flash({});
+}
+
+host::ProgrammerConfig Workbench::ConfigWithHook() {
+  host::ProgrammerConfig config = scenario_.config;
+  config.key = [this](const host::Bytes& seed) {
+    injection_->OnKey();
+    return host::SimulatedKey(seed);
+  };
+  return config;
+}
+
+Outcome Workbench::Flash(std::vector<Fault> faults) {
+  injection_.emplace(std::move(faults), FaultInjection::Surroundings{
+                                            .form = scenario_.ecu.form,
+                                            .address = scenario_.ecu.address,
+                                            .reset_ecu = [this] { ecu_->Reset(bus_.Now()); }});
+  Outcome outcome;
+  TryFlash(outcome);
+  outcome.phase = injection_->phase();
+  outcome.faults = injection_->happened();
+  outcome.memory_is_right = MemoryIsRight();
+  return outcome;
+}
+
+void Workbench::TryFlash(Outcome& outcome) {
+  try {
+    programmer_.Program(image_, {.verify = scenario_.verify});
+    outcome.succeeded = true;
+  } catch (const host::ProgrammingError& error) {
+    outcome.failure = error.failure();
+    outcome.message = error.what();
+  } catch (const HostFailure& error) {
+    outcome.host_failed = true;
+    outcome.message = error.what();
+  }
+}
+
+bool Workbench::MemoryIsRight() const {
+  const host::FlashMemory& flash = ecu_->application().flash();
+  return std::all_of(scenario_.image.begin(), scenario_.image.end(), [&](const Segment& segment) {
+    return flash.Read(segment.address, segment.bytes.size()) == segment.bytes;
+  });
+}
+
+/// A cell that should stay erased is no fault.
+std::vector<FaultKind> Workbench::BadCells() const {
+  std::vector<FaultKind> cells;
+  for (const Fault& fault : scenario_.faults) {
+    for (const Segment& segment : scenario_.image) {
+      const std::uint32_t at = fault.detail - segment.address;
+      const bool concerned =
+          fault.kind == FaultKind::kBadCell || fault.kind == FaultKind::kUnseenBadCell;
+      if (concerned && at < segment.bytes.size() &&
+          segment.bytes[at] != host::FlashMemory::kErased) {
+        cells.push_back(fault.kind);
+      }
+    }
+  }
+  return cells;
+}
+
+bool Workbench::Hears(const host::Exchange& exchange) const { return ecu_->Hears(exchange); }
+
+void Workbench::OnFrame(ByteView frame, Duration now) { ecu_->OnFrame(frame, now); }
+
+void Workbench::OnBreak(Duration low, Duration now) { ecu_->OnBreak(low, now); }
+
+std::optional<Duration> Workbench::NextDue() const { return ecu_->NextDue(); }
+
+host::Bytes Workbench::TakeFrame(Duration now) { return ecu_->TakeFrame(now); }
+
+}  // namespace quillmark::campaign

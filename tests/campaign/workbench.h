@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "campaign/fault_injection.h"
+#include "campaign/scenario.h"
+#include "host/bus/simulated_bus.h"
+#include "host/ecu/simulated_ecu.h"
+#include "host/programmer/programmer.h"
+#include "quillmark/portable_platform.h"
+
+namespace quillmark::campaign {
+
+/// How one flash ended.
+struct Outcome {
+  bool succeeded = false;
+  /// Where the programmer failed by itself.
+  std::optional<host::Failure> failure;
+  /// Whether the host's own exception came back.
+  bool host_failed = false;
+  /// Of whatever ended the flash; empty after a success.
+  std::string message;
+  /// The phase that the host was told last.
+  host::Phase phase = host::Phase::kPrepare;
+  /// What went wrong on purpose.
+  std::vector<FaultKind> faults;
+  /// Whether the ECU's memory holds the image.
+  bool memory_is_right = false;
+};
+
+/// A platform, an ECU on a bus and one programmer, on which a scenario is flashed.
+class Workbench : private host::SimulatedNode {
+ public:
+  explicit Workbench(const Scenario& scenario);
+
+  /// With all of the scenario's faults. An exception that a flash should not raise passes through.
+  [[nodiscard]] Outcome FlashWithFaults();
+
+  /// With the same programmer, a sound ECU and an undisturbed bus.
+  [[nodiscard]] Outcome FlashAgain();
+
+  [[nodiscard]] const PortablePlatform& platform() const { return *platform_; }
+
+ private:
+  [[nodiscard]] bool Hears(const host::Exchange& exchange) const override;
+  void OnFrame(host::ByteView frame, host::Duration now) override;
+  void OnBreak(host::Duration low, host::Duration now) override;
+  [[nodiscard]] std::optional<host::Duration> NextDue() const override;
+  host::Bytes TakeFrame(host::Duration now) override;
+
+  [[nodiscard]] host::ProgrammerConfig ConfigWithHook();
+  [[nodiscard]] Outcome Flash(std::vector<Fault> faults);
+  void TryFlash(Outcome& outcome);
+  [[nodiscard]] bool MemoryIsRight() const;
+  [[nodiscard]] std::vector<FaultKind> BadCells() const;
+
+  const Scenario& scenario_;
+  std::shared_ptr<PortablePlatform> platform_ = CreatePortablePlatform();
+  std::shared_ptr<MemoryImage> image_ = platform_->CreateMemoryImage();
+  std::unique_ptr<host::SimulatedEcu> ecu_;
+  host::SimulatedBus bus_;
+  std::optional<FaultInjection> injection_;
+  host::Programmer programmer_;
+};
+
+}  // namespace quillmark::campaign
