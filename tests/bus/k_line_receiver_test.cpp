@@ -34,7 +34,7 @@ TEST(KLineReceiver, TakesTheLengthFromTheFormatByte) {
 }
 
 TEST(KLineReceiver, TakesTheLengthFromALengthByte) {
-  for (const std::size_t data : {0, 1, 63, 255}) {
+  for (const std::size_t data : {0U, 1U, 63U, 255U}) {
     EXPECT_THAT(KLineReceiver().Take(WithLengthByte(data)), ElementsAre(WithLengthByte(data)));
   }
 }
