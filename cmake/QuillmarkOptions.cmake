@@ -15,6 +15,16 @@ if(WIN32)
   target_compile_definitions(quillmark_options INTERFACE NOMINMAX STRICT UNICODE _WIN32_WINNT=0x0601)
 endif()
 
+# What one ships stops where its memory is damaged, and gives an attacker no table to overwrite.
+# tests/library/hardening looks for the result. Sanitizers and gcov want the code as it is.
+if(CMAKE_SYSTEM_NAME STREQUAL Linux AND NOT QUILLMARK_SANITIZE AND NOT QUILLMARK_COVERAGE)
+  target_compile_options(quillmark_options INTERFACE
+                         $<$<CONFIG:Release>:-fstack-protector-strong>
+                         $<$<CONFIG:Release>:-U_FORTIFY_SOURCE>
+                         $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(quillmark_options INTERFACE $<$<CONFIG:Release>:LINKER:-z,relro,-z,now,-z,noexecstack>)
+endif()
+
 if(QUILLMARK_SANITIZE)
   target_compile_options(quillmark_options INTERFACE -fsanitize=${QUILLMARK_SANITIZE} -fno-omit-frame-pointer
                                                     -fno-sanitize-recover=all)

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/failing_allocator.h"
+#include "support/failing_allocator.h"
 #include "platform/xml_samples.h"
 #include "quillmark/portable_platform.h"
 #include "support/expect_error.h"
