@@ -16,6 +16,9 @@ using Duration = std::chrono::microseconds;
 /// gateway, or ISO 14230-2 on a K line.
 enum class TransportForm : std::uint8_t { kPlainCan, kGateway, kKLine };
 
+/// Which way a frame travels.
+enum class Direction : std::uint8_t { kToEcu, kToTester };
+
 /// With whom frames are exchanged.
 struct Exchange {
   TransportForm form = TransportForm::kPlainCan;

@@ -35,8 +35,6 @@ class SimulatedNode {
   virtual Bytes TakeFrame(Duration now) = 0;
 };
 
-enum class Direction : std::uint8_t { kToEcu, kToTester };
-
 /// A frame on its way.
 struct FrameOnWire {
   Direction direction = Direction::kToEcu;

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "host/bus/bus.h"
+
+namespace quillmark::host {
+
+enum class TraceEntryKind : std::uint8_t {
+  kFrame,  ///< a frame passed
+  kBreak,  ///< the tester pulled the K line low
+};
+
+/// Something that passed on a bus.
+struct TraceEntry {
+  TraceEntryKind kind = TraceEntryKind::kFrame;
+  /// Since the trace began: when the frame was sent, or when the tester took it from the bus.
+  Duration at{};
+  Direction direction = Direction::kToEcu;
+  Exchange exchange{};
+  /// `kFrame`.
+  Bytes data{};
+  /// `kBreak`.
+  std::chrono::milliseconds low{};
+
+  friend bool operator==(const TraceEntry&, const TraceEntry&) = default;
+};
+
+/// The entries of one exchange, in the order of their times.
+struct Trace {
+  Exchange exchange{};
+  std::vector<TraceEntry> entries{};
+};
+
+/// Takes entries as they come.
+using TraceSink = std::function<void(const TraceEntry&)>;
+
+/// How a trace is written.
+enum class TraceFormat : std::uint8_t {
+  kCandump,  ///< the log of can-utils' candump
+  kAsc,      ///< Vector ASC
+  kKLine,    ///< readable lines of a K line, a form of this host
+};
+
+/// The first line of a K line trace.
+inline constexpr std::string_view kKLineTraceTitle = "quillmark K line trace 1";
+
+}  // namespace quillmark::host

@@ -1,0 +1,139 @@
+#include "host/trace/trace_reader.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "host/trace/can_log.h"
+#include "host/trace/k_line_log.h"
+#include "host/trace/line_words.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::string_view kGatewayInterface = "gateway";
+
+/// Reads a file line by line and names the line in what it raises.
+class LineReader {
+ public:
+  explicit LineReader(std::istream& in) : in_(in) {}
+
+  /// The next line that holds anything; false at the end.
+  bool Next() {
+    while (std::getline(in_, line_)) {
+      ++number_;
+      if (!WordsOf(line_).empty()) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  [[nodiscard]] const std::string& line() const { return line_; }
+
+  [[noreturn]] void Refuse(const std::string& why) const {
+    throw DamagedTrace("line " + std::to_string(number_) + ": " + why);
+  }
+
+  template <typename Read>
+  auto Parse(Read read) const {
+    try {
+      return read(line_);
+    } catch (const DamagedTrace& error) {
+      Refuse(error.what());
+    }
+  }
+
+ private:
+  std::istream& in_;
+  std::string line_;
+  std::size_t number_ = 0;
+};
+
+Trace ReadKLineTrace(LineReader& lines) {
+  Trace trace{.exchange = {.form = TransportForm::kKLine}};
+  while (lines.Next()) {
+    trace.entries.push_back(lines.Parse(ReadKLineLine));
+  }
+  return trace;
+}
+
+/// Who is who where nobody said it.
+Exchange ExchangeOf(const std::vector<LoggedFrame>& frames) {
+  Exchange exchange;
+  if (frames.empty()) {
+    return exchange;
+  }
+  if (frames.front().interface == kGatewayInterface) {
+    exchange.form = TransportForm::kGateway;
+  }
+  exchange.send = frames.front().identifier;
+  const auto other = std::find_if(frames.begin(), frames.end(), [&](const LoggedFrame& frame) {
+    return frame.identifier != exchange.send;
+  });
+  exchange.receive = other == frames.end() ? exchange.send : other->identifier;
+  return exchange;
+}
+
+Trace TraceOf(std::vector<LoggedFrame> frames, const Exchange& exchange) {
+  Trace trace{.exchange = exchange};
+  for (LoggedFrame& frame : frames) {
+    const bool is_request = frame.identifier == exchange.send;
+    if (is_request || frame.identifier == exchange.receive) {
+      trace.entries.push_back({.at = frame.at,
+                               .direction = is_request ? Direction::kToEcu : Direction::kToTester,
+                               .exchange = exchange,
+                               .data = std::move(frame.data)});
+    }
+  }
+  return trace;
+}
+
+Trace ReadCanTrace(LineReader& lines, const std::optional<Exchange>& exchange) {
+  const bool is_candump = WordsOf(lines.line()).front().starts_with('(');
+  const auto read = is_candump ? ReadCandumpLine : ReadAscLine;
+  std::vector<LoggedFrame> frames;
+  do {
+    if (std::optional<LoggedFrame> frame = lines.Parse(read)) {
+      frames.push_back(std::move(*frame));
+    }
+  } while (lines.Next());
+  const Exchange used = exchange ? *exchange : ExchangeOf(frames);
+  return TraceOf(std::move(frames), used);
+}
+
+bool BeginsAsc(const std::string& line) {
+  return line.starts_with("date ") || line.starts_with("base ");
+}
+
+void CountFromFirst(Trace& trace) {
+  if (trace.entries.empty()) {
+    return;
+  }
+  const Duration first = trace.entries.front().at;
+  for (TraceEntry& entry : trace.entries) {
+    entry.at -= first;
+  }
+}
+
+}  // namespace
+
+Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange) {
+  LineReader lines(in);
+  if (!lines.Next()) {
+    throw DamagedTrace("the trace is empty");
+  }
+  const std::string& first = lines.line();
+  Trace trace;
+  if (first.find(kKLineTraceTitle) != std::string::npos) {
+    trace = ReadKLineTrace(lines);
+  } else if (WordsOf(first).front().starts_with('(') || BeginsAsc(first)) {
+    trace = ReadCanTrace(lines, exchange);
+  } else {
+    lines.Refuse("expected a candump log, an ASC file or a K line trace, found \"" + first + '"');
+  }
+  CountFromFirst(trace);
+  return trace;
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <istream>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "host/trace/trace.h"
+
+namespace quillmark::host {
+
+/// A trace file that cannot be read; the text names the line.
+class DamagedTrace : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Reads a trace in one of the formats that TraceWriter writes; the content tells which. Times
+/// count from the first entry.
+///
+/// A CAN log says who is who by identifiers alone. Those of `exchange` belong to the trace where it
+/// is given, and all others are left out. Without it the first frame is taken for the tester's and
+/// the first with another identifier for the ECU's. Remote, error and CAN FD frames are left out.
+/// Raises DamagedTrace.
+[[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {});
+
+}  // namespace quillmark::host
