@@ -105,12 +105,16 @@ void Programmer::OnStopRequested(std::function<bool()> stop_requested) {
   stop_requested_ = std::move(stop_requested);
 }
 
+void Programmer::OnDocument(std::function<void(const DocumentRun&)> on_document) {
+  on_document_ = std::move(on_document);
+}
+
 /// A session that `work` leaves open because it fails closes itself.
 template <typename Work>
 auto Programmer::InSession(Work work) {
   ProgressReporter progress(bus_, on_progress_);
   try {
-    Session session(platform_, bus_, config_, progress, stop_requested_);
+    Session session(platform_, bus_, config_, progress, {stop_requested_, on_document_});
     return work(session, progress);
   } catch (const Error& error) {
     Failure failure;

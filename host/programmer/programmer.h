@@ -145,6 +145,14 @@ struct Progress {
   Duration total_time{};
 };
 
+/// A document that a programmer runs: before, and after with what came of it.
+struct DocumentRun {
+  Phase phase = Phase::kPrepare;
+  const DOMDocument& document;
+  /// Null before the run.
+  const RunOutcome* outcome = nullptr;
+};
+
 /// What a complete reprogramming did.
 struct ProgramResult {
   Identification identification;
@@ -204,6 +212,9 @@ class Programmer {
   /// calling thread, so a signal handler or another thread only needs to set a flag.
   void OnStopRequested(std::function<bool()> stop_requested);
 
+  /// Called with every document right before it is run and right after. It must not throw.
+  void OnDocument(std::function<void(const DocumentRun&)> on_document);
+
   /// Opens a session, reads identification and history, and closes it.
   [[nodiscard]] Identification Identify();
 
@@ -230,6 +241,7 @@ class Programmer {
   ProgrammerConfig config_;
   std::function<void(const Progress&)> on_progress_;
   std::function<bool()> stop_requested_;
+  std::function<void(const DocumentRun&)> on_document_;
 };
 
 }  // namespace quillmark::host

@@ -89,11 +89,12 @@ class PieceReceiver {
 
 Session::Session(const std::shared_ptr<Platform>& platform, Bus& bus,
                  const ProgrammerConfig& config, ProgressReporter& progress,
-                 const std::function<bool()>& stop_requested)
+                 const SessionCallbacks& callbacks)
     : platform_(platform),
       bus_(bus),
       config_(config),
       progress_(progress),
+      callbacks_(callbacks),
       runner_(bus, config.form, config.timing),
       reprog_(CreateDiagOnCANReprog(platform)) {
   const bool by_identifiers = config.form == TransportForm::kPlainCan;
@@ -101,7 +102,7 @@ Session::Session(const std::shared_ptr<Platform>& platform, Bus& bus,
                   by_identifiers ? config.send_id : config.address);
   reprog_->FlowControl(config.block_size, config.separation_time);
   runner_.OnStopRequested(
-      [this, &stop_requested] { return !closing_ && stop_requested && stop_requested(); });
+      [this] { return !closing_ && callbacks_.stop_requested && callbacks_.stop_requested(); });
   runner_.OnRequestDone([this](ByteView request) { OnRequestDone(request); });
 }
 
@@ -216,11 +217,19 @@ void Session::StopCommunication() {
 }
 
 RunOutcome Session::Run(const Document& document) {
+  TellDocument(document, nullptr);
   RunOutcome outcome = runner_.Run(*document);
+  TellDocument(document, &outcome);
   if (outcome.status == RunStatus::kStopped) {
     throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, std::nullopt));
   }
   return outcome;
+}
+
+void Session::TellDocument(const Document& document, const RunOutcome* outcome) const {
+  if (callbacks_.on_document) {
+    callbacks_.on_document({progress_.phase(), *document, outcome});
+  }
 }
 
 void Session::Exchange(const Document& document, const CheckDocument& check) {

@@ -13,6 +13,12 @@
 
 namespace quillmark::host {
 
+/// What a session asks and tells its host; each may be empty.
+struct SessionCallbacks {
+  const std::function<bool()>& stop_requested;
+  const std::function<void(const DocumentRun&)>& on_document;
+};
+
 /// One session with the ECU, phase by phase, on one component object. Every phase raises
 /// ProgrammingError; errors of the component's request methods pass through as Error.
 ///
@@ -21,7 +27,7 @@ class Session {
  public:
   /// All arguments but the platform must outlive the session.
   Session(const std::shared_ptr<Platform>& platform, Bus& bus, const ProgrammerConfig& config,
-          ProgressReporter& progress, const std::function<bool()>& stop_requested);
+          ProgressReporter& progress, const SessionCallbacks& callbacks);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   Session(Session&&) = delete;
@@ -48,6 +54,7 @@ class Session {
 
   void StopCommunication();
   RunOutcome Run(const Document& document);
+  void TellDocument(const Document& document, const RunOutcome* outcome) const;
   /// Runs a document and demands that it is complete and passes its check.
   void Exchange(const Document& document, const CheckDocument& check);
   /// Asks until `is_finished` says so of a document's reply.
@@ -66,6 +73,7 @@ class Session {
   Bus& bus_;
   const ProgrammerConfig& config_;
   ProgressReporter& progress_;
+  SessionCallbacks callbacks_;
   Runner runner_;
   std::shared_ptr<DiagOnCANReprog> reprog_;
   bool open_ = false;

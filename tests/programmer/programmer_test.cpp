@@ -49,6 +49,20 @@ TEST_P(EveryForm, ProgramsAnImageOfSeveralSegmentsAndDocuments) {
   EXPECT_TRUE(flash().IsErased(0x001000, 0x1000));
 }
 
+TEST_P(EveryForm, TellsOfEveryDocumentBeforeAndAfterItsRun) {
+  workshop_.Open();
+  std::vector<std::string> told;
+  workshop_.programmer->OnDocument([&](const DocumentRun& run) {
+    const bool has_reply = run.document.selectSingleNode("//r/d") != nullptr;
+    EXPECT_EQ(has_reply, run.outcome != nullptr);
+    told.push_back(std::string(NameOf(run.phase)) + (run.outcome != nullptr ? " ran" : ""));
+  });
+  static_cast<void>(workshop_.programmer->Identify());
+  EXPECT_EQ(told[0], "identify");
+  EXPECT_EQ(told[1], "identify ran");
+  EXPECT_EQ(told.size() % 2, 0U);
+}
+
 TEST_P(EveryForm, WritesTheLogRecordAndReadsItNextTime) {
   workshop_.AddSegment(0x1000, Pattern(10));
   workshop_.Open();
