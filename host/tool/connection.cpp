@@ -48,7 +48,7 @@ ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& sessi
 }
 
 Connection::Connection(const LinkOptions& link, const SessionOptions& session,
-                       const ProgrammerConfig& config)
+                       const ProgrammerConfig& config, const BusTap& tap)
     : platform_(CreatePortablePlatform()) {
   if (session.bus != kSimulatedBus) {
     throw CLI::ValidationError(
@@ -57,7 +57,9 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   try {
     ecu_ = std::make_unique<SimulatedEcu>(SimulatedEcuFor(config, session));
     bus_ = std::make_unique<SimulatedBus>(*ecu_, link.Speed());
-    programmer_ = std::make_unique<Programmer>(platform_, *bus_, config);
+    tapped_bus_ = tap ? tap(*bus_) : nullptr;
+    programmer_ =
+        std::make_unique<Programmer>(platform_, tapped_bus_ ? *tapped_bus_ : *bus_, config);
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }

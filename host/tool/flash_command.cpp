@@ -5,6 +5,7 @@
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
+#include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
@@ -15,6 +16,7 @@ namespace {
 struct Options {
   LinkOptions link;
   SessionOptions session;
+  RecordingOptions recording;
   TransferOptions transfer;
   FlashOptions flash;
 };
@@ -56,7 +58,9 @@ void Run(const Options& options, Reporter& reporter) {
   CheckTransferOptions(options.transfer, options.link);
   const ImageFile image = ReadImageOf(options.transfer);
   CatchInterrupts();
-  Connection connection(options.link, options.session, ConfigOf(options));
+  Recording recording(options.recording, options.link.form);
+  Connection connection(options.link, options.session, ConfigOf(options),
+                        [&recording](Bus& bus) { return recording.Tap(bus); });
   ReportImage(reporter, options.transfer.file, image);
   connection.programmer().OnProgress(
       [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
@@ -64,6 +68,7 @@ void Run(const Options& options, Reporter& reporter) {
       ToMemoryImage(image.segments, connection.platform()), {.verify = options.flash.verify});
   reporter.EndProgress();
   Report(reporter, result);
+  recording.Close();
 }
 
 }  // namespace
@@ -75,6 +80,7 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   AddLinkOptions(flash, options->link);
   AddSessionOptions(flash, options->session);
   AddFlashOptions(flash, options->flash);
+  AddRecordingOptions(flash, options->recording);
   AddJsonOption(flash, command);
   flash.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };

@@ -11,6 +11,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/number.h"
 #include "host/tool/output_file.h"
+#include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
@@ -26,6 +27,7 @@ struct Range {
 struct Options {
   LinkOptions link;
   SessionOptions session;
+  RecordingOptions recording;
   std::uint8_t memory = 0;
   std::uint8_t fill = 0xFF;
   std::vector<Range> ranges;
@@ -90,7 +92,9 @@ void Run(const Options& options, Reporter& reporter) {
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.memory;
   CatchInterrupts();
-  Connection connection(options.link, options.session, config);
+  Recording recording(options.recording, options.link.form);
+  Connection connection(options.link, options.session, config,
+                        [&recording](Bus& bus) { return recording.Tap(bus); });
   const auto map = connection.platform().CreateMemoryMap();
   for (const Range& range : options.ranges) {
     map->AddRange(range.start, range.count);
@@ -104,6 +108,7 @@ void Run(const Options& options, Reporter& reporter) {
   const std::uint64_t filled = WriteImage(file.stream(), format, segments, options.fill);
   file.Commit();
   Report(reporter, options, format, segments, filled);
+  recording.Close();
 }
 
 }  // namespace
@@ -132,6 +137,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddMemoryOption(read, options->memory);
   AddLinkOptions(read, options->link);
   AddSessionOptions(read, options->session);
+  AddRecordingOptions(read, options->recording);
   AddJsonOption(read, command);
   read.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
