@@ -1,15 +1,37 @@
+// The entry points of the server.
 #include <windows.h>
-#include <objbase.h>
 
-// The entry points of a COM server.
+#include "base/com/error_info.h"
+#include "base/com/registry.h"
+#include "base/com/unknown.h"
+#include "component/com/classes.h"
 
-STDAPI DllGetClassObject(REFCLSID /*clsid*/, REFIID /*iid*/, void** object) {
-  *object = nullptr;
-  return CLASS_E_CLASSNOTAVAILABLE;
+extern "C" {
+
+BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID /*reserved*/) {
+  if (reason == DLL_PROCESS_ATTACH) {
+    DisableThreadLibraryCalls(module);
+  }
+  return TRUE;
 }
 
-STDAPI DllCanUnloadNow() { return S_OK; }
+HRESULT WINAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
+  if (object == nullptr) {
+    return E_POINTER;
+  }
+  *object = nullptr;
+  return quillmark::com::Guarded([&] { quillmark::GetClassObject(id, iid, object); });
+}
 
-STDAPI DllRegisterServer() { return S_OK; }
+HRESULT WINAPI DllCanUnloadNow() { return quillmark::com::module_uses == 0 ? S_OK : S_FALSE; }
 
-STDAPI DllUnregisterServer() { return S_OK; }
+HRESULT WINAPI DllRegisterServer() {
+  return quillmark::com::Guarded(
+      [] { quillmark::RegisterComponent(quillmark::com::SystemRegistry()); });
+}
+
+HRESULT WINAPI DllUnregisterServer() {
+  return quillmark::com::Guarded(
+      [] { quillmark::UnregisterComponent(quillmark::com::SystemRegistry()); });
+}
+}

@@ -1,0 +1,203 @@
+#include "component/com/call_arguments.h"
+
+#include <oleauto.h>
+
+#include <utility>
+
+#include "base/com/status.h"
+#include "component/com/object_array.h"
+#include "quillmark/error.h"
+
+namespace quillmark {
+namespace {
+
+/// The description of a member; nothing where there is no such member.
+class FunctionDescription {
+ public:
+  FunctionDescription(ITypeInfo& info, DISPID member) : info_(info) {
+    for (UINT index = 0; SUCCEEDED(info.GetFuncDesc(index, &function_)); ++index) {
+      if (function_->memid == member) {
+        return;
+      }
+      info.ReleaseFuncDesc(std::exchange(function_, nullptr));
+    }
+  }
+  FunctionDescription(const FunctionDescription&) = delete;
+  FunctionDescription& operator=(const FunctionDescription&) = delete;
+  ~FunctionDescription() {
+    if (function_ != nullptr) {
+      info_.ReleaseFuncDesc(function_);
+    }
+  }
+
+  /// The declared type of a parameter, counted from 0 on the left; null where there is none.
+  [[nodiscard]] const TYPEDESC* Parameter(std::size_t index) const {
+    return function_ == nullptr || index >= static_cast<std::size_t>(function_->cParams)
+               ? nullptr
+               : &function_->lprgelemdescParam[index].tdesc;
+  }
+
+ private:
+  ITypeInfo& info_;
+  FUNCDESC* function_ = nullptr;
+};
+
+/// Which parameter an argument is for: named ones come first and say so, the others stand in
+/// reverse order.
+std::size_t ParameterOf(const DISPPARAMS& given, std::size_t argument) {
+  if (argument < given.cNamedArgs) {
+    return static_cast<std::size_t>(given.rgdispidNamedArgs[argument]);
+  }
+  return given.cArgs - 1 - argument;
+}
+
+VARIANT& Follow(VARIANT& value) {
+  VARIANT* end = &value;
+  while (V_VT(end) == (VT_BYREF | VT_VARIANT)) {
+    end = V_VARIANTREF(end);
+  }
+  return *end;
+}
+
+/// An object or Nothing; raises 13 for anything else.
+com::Variant ObjectIn(VARIANT& given) {
+  com::Variant object;
+  com::Require(VariantCopyInd(object.Put(), &given));
+  if (object.type() == VT_UNKNOWN && V_UNKNOWN(&object.get()) != nullptr) {
+    object = com::Variant::OfObject(com::Share(V_UNKNOWN(&object.get())).As<IDispatch>());
+    if (V_DISPATCH(&object.get()) == nullptr) {
+      throw Error(error_number::kTypeMismatch);
+    }
+  }
+  if (object.type() == VT_UNKNOWN) {
+    return com::Variant::OfObject({});
+  }
+  if (object.type() != VT_DISPATCH) {
+    throw Error(error_number::kTypeMismatch);
+  }
+  return object;
+}
+
+VARTYPE ElementType(const VARIANT& array) {
+  return static_cast<VARTYPE>(V_VT(&array) & ~(VT_BYREF | VT_ARRAY));
+}
+
+bool HoldsObjects(VARTYPE element) {
+  return element == VT_DISPATCH || element == VT_UNKNOWN || element == VT_VARIANT;
+}
+
+}  // namespace
+
+/// One argument by reference: what the member works on, and the caller's variable that gets it.
+/// Both the member's array and its object begin as none, since the member only replaces them.
+class CallArguments::Reference {
+ public:
+  Reference(VARTYPE declared, VARIANT& given) : declared_(declared), variable_(Follow(given)) {
+    const auto reference = static_cast<VARTYPE>(VT_BYREF | declared);
+    const bool is_variable = &variable_ != &given;
+    const bool fits = V_VT(&variable_) == reference ||
+                      (declared == VT_DISPATCH && V_VT(&variable_) == (VT_BYREF | VT_UNKNOWN)) ||
+                      (declared != VT_DISPATCH &&
+                       (V_VT(&variable_) & (VT_BYREF | VT_ARRAY)) == (VT_BYREF | VT_ARRAY) &&
+                       HoldsObjects(ElementType(variable_)));
+    if (!fits && (!is_variable || (V_VT(&variable_) & VT_BYREF) != 0)) {
+      throw Error(error_number::kTypeMismatch);
+    }
+  }
+  Reference(const Reference&) = delete;
+  Reference& operator=(const Reference&) = delete;
+  ~Reference() { SafeArrayDestroy(array_); }
+
+  /// The argument for the member.
+  [[nodiscard]] VARIANT Argument() {
+    VARIANT argument = {};
+    V_VT(&argument) = static_cast<VARTYPE>(VT_BYREF | declared_);
+    if (declared_ == VT_DISPATCH) {
+      V_DISPATCHREF(&argument) = object_.Put();
+    } else {
+      V_ARRAYREF(&argument) = &array_;
+    }
+    return argument;
+  }
+
+  void StoreResult() {
+    if (declared_ == VT_DISPATCH) {
+      StoreObject();
+    } else if (array_ != nullptr) {
+      StoreArray();
+    }
+  }
+
+ private:
+  void StoreObject() {
+    if ((V_VT(&variable_) & VT_BYREF) != 0) {
+      // IDispatch begins with IUnknown, so one pointer serves both.
+      const auto old = com::ComPtr<IDispatch>::Adopt(
+          std::exchange(*V_DISPATCHREF(&variable_), object_.Detach()));
+      return;
+    }
+    com::Require(VariantClear(&variable_));
+    variable_ = com::Variant::OfObject(std::move(object_)).Detach();
+  }
+
+  void StoreArray() {
+    const ObjectList objects = ObjectsIn(array_);
+    if ((V_VT(&variable_) & VT_BYREF) != 0) {
+      StoreObjects(objects, ElementType(variable_), *V_ARRAYREF(&variable_));
+      return;
+    }
+    // A script indexes arrays of variables alone.
+    if ((V_VT(&variable_) & VT_ARRAY) != 0 && HoldsObjects(ElementType(variable_))) {
+      StoreObjects(objects, ElementType(variable_), V_ARRAY(&variable_));
+      return;
+    }
+    SAFEARRAY* array = nullptr;
+    StoreObjects(objects, VT_VARIANT, array);
+    com::Require(VariantClear(&variable_));
+    V_VT(&variable_) = VT_ARRAY | VT_VARIANT;
+    V_ARRAY(&variable_) = array;
+  }
+
+  VARTYPE declared_;
+  VARIANT& variable_;
+  SAFEARRAY* array_ = nullptr;
+  com::ComPtr<IDispatch> object_;
+};
+
+CallArguments::CallArguments(ITypeInfo& info, DISPID member, const DISPPARAMS& given)
+    : parameters_(given) {
+  const FunctionDescription function(info, member);
+  for (std::size_t argument = 0; argument < given.cArgs; ++argument) {
+    VARIANT& value = given.rgvarg[argument];
+    const TYPEDESC* declared = function.Parameter(ParameterOf(given, argument));
+    arguments_.push_back(declared == nullptr ? value : Convert(*declared, value));
+  }
+  parameters_.rgvarg = arguments_.data();
+}
+
+CallArguments::~CallArguments() = default;
+
+VARIANT CallArguments::Convert(const TYPEDESC& declared, VARIANT& given) {
+  switch (declared.vt) {
+    case VT_I4:
+    case VT_UI1:
+      return converted_.emplace_back(com::ConvertedTo(declared.vt, given)).get();
+    case VT_DISPATCH:
+      return converted_.emplace_back(ObjectIn(given)).get();
+    case VT_PTR: {
+      const bool is_object = declared.lptdesc->vt == VT_DISPATCH;
+      const VARTYPE type = is_object ? VT_DISPATCH : VT_ARRAY | VT_DISPATCH;
+      return references_.emplace_back(std::make_unique<Reference>(type, given))->Argument();
+    }
+    default:
+      return given;
+  }
+}
+
+void CallArguments::StoreResults() const {
+  for (const auto& reference : references_) {
+    reference->StoreResult();
+  }
+}
+
+}  // namespace quillmark

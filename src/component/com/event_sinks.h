@@ -1,0 +1,49 @@
+#pragma once
+
+#include <windows.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "base/com/com_ptr.h"
+
+namespace quillmark {
+
+/// The sinks of one object's event `XMLReady`. A sink is called in its own apartment: one of the
+/// multithreaded apartment on the worker's thread itself, one of a single-threaded apartment on its
+/// thread, while its host pumps messages.
+///
+/// Threads: any; sinks come and go while a worker raises the event, and no lock is held during a
+/// call.
+class EventSinks {
+ public:
+  using Connection = std::pair<DWORD, com::ComPtr<IDispatch>>;
+
+  /// Takes a sink in, on a thread of its apartment, and returns its cookie, which is never 0.
+  /// Raises what COM refuses it with.
+  [[nodiscard]] DWORD Advise(IDispatch& sink);
+  /// False where there is no such sink. A call that is on its way to it still arrives.
+  [[nodiscard]] bool Unadvise(DWORD cookie);
+
+  /// Raises the event with every sink in turn, which see the same `cancel`. A sink without the
+  /// event counts as none; once all are called, the first failure of one is raised.
+  void Raise(const com::ComPtr<IDispatch>& node, bool& cancel) const;
+
+  /// The sinks, as seen from the calling thread's apartment.
+  [[nodiscard]] std::vector<Connection> Connections() const;
+
+ private:
+  class Sink;
+  using Snapshot = std::vector<std::pair<DWORD, std::shared_ptr<Sink>>>;
+
+  [[nodiscard]] Snapshot Current() const;
+
+  mutable std::mutex mutex_;
+  std::map<DWORD, std::shared_ptr<Sink>> sinks_;
+  DWORD last_cookie_ = 0;
+};
+
+}  // namespace quillmark

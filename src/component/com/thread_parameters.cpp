@@ -1,0 +1,44 @@
+#include "component/com/thread_parameters.h"
+
+#include <oleauto.h>
+
+#include "base/com/status.h"
+#include "base/com/variant.h"
+#include "platform/windows/com_objects.h"
+
+namespace quillmark {
+namespace {
+
+std::variant<std::int32_t, std::uint8_t, std::shared_ptr<DOMDocument>> ValueOf(VARIANT& element) {
+  com::Variant value;
+  com::Require(VariantCopyInd(value.Put(), &element));
+  switch (value.type()) {
+    case VT_DISPATCH:
+    case VT_UNKNOWN:
+      return windows::WrapDocument(com::Share(V_UNKNOWN(&value.get())));
+    case VT_UI1:
+      return V_UI1(&value.get());
+    default:
+      return std::int32_t{V_I4(&com::ConvertedTo(VT_I4, value.get()).get())};
+  }
+}
+
+}  // namespace
+
+ThreadParameters::ThreadParameters(SAFEARRAY* parameters) {
+  LONG index = 0;
+  LONG last = 0;
+  if (parameters == nullptr || parameters->cDims != 1) {
+    throw Error(error_number::kTypeMismatch);
+  }
+  com::Require(SafeArrayGetLBound(parameters, 1, &index));
+  com::Require(SafeArrayGetUBound(parameters, 1, &last));
+  for (; index <= last; ++index) {
+    com::Variant element;
+    com::Require(SafeArrayGetElement(parameters, &index, element.Put()));
+    const Value& value = values_.emplace_back(ValueOf(*element.InOut()));
+    list_.push_back(std::visit([](const auto& copy) { return Parameter(&copy); }, value));
+  }
+}
+
+}  // namespace quillmark

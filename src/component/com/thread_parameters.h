@@ -1,0 +1,32 @@
+#pragma once
+
+#include <windows.h>
+
+#include <deque>
+#include <memory>
+#include <variant>
+#include <vector>
+
+#include "quillmark/threading.h"
+
+namespace quillmark {
+
+/// The parameter list of a host's threading library: an array of Longs, Bytes and documents, by
+/// value or by reference. Everything is copied out of it at once.
+class ThreadParameters {
+ public:
+  /// Raises 13 for an element of another kind and 6 for a number out of the range of a Long.
+  explicit ThreadParameters(SAFEARRAY* parameters);
+
+  /// Refers to this object's own copies.
+  [[nodiscard]] ParameterList List() const { return list_; }
+
+ private:
+  using Value = std::variant<std::int32_t, std::uint8_t, std::shared_ptr<DOMDocument>>;
+
+  // Its elements stay where they are.
+  std::deque<Value> values_;
+  std::vector<Parameter> list_;
+};
+
+}  // namespace quillmark
