@@ -4,7 +4,7 @@ namespace quillmark::testing {
 namespace {
 
 std::string TemplateOf(DiagOnCANReprog& diag) {
-  const std::string text = diag.TesterPresent()->xml();
+  const std::string text = XmlOf(*diag.TesterPresent());
   return text.substr(0, text.find("<s>"));
 }
 
@@ -43,7 +43,7 @@ TEST_F(ComponentTest, FailingCANIDsChangesNothing) {
   diag_->CANIDs(1850, 1586);
   static_cast<void>(diag_->dounlock(String("1122334455")));
   EXPECT_ERROR(diag_->CANIDs(0, 300), 6, "Overflow");
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             Document(kPlainCAN, {Send("013E821122334455"), Receive("017E")}));
 }
 
@@ -51,34 +51,34 @@ TEST_F(ComponentTest, CANIDsStartsWithFreshFrameBuffers) {
   diag_->CANIDs(1850, 1586);
   static_cast<void>(diag_->dounlock(String("1122334455")));
   diag_->CANIDs(1850, 1586);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
 }
 
 TEST_F(ComponentTest, FormsOfCANMayFollowEachOther) {
   diag_->CANIDs(0, 0x6E);
   diag_->CANIDs(1850, 1586);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
   diag_->CANIDs(0, 0x6E);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             Document(kAddressedCAN, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}));
 }
 
 TEST_F(ComponentTest, KFormStays) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(1850, 1586);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             Document(kKLine, {Send("8111F13EC1"), Receive("81F1117E01")}));
 }
 
 TEST_F(ComponentTest, GatewayAddressAfterKFormStartsTwiceInReadseedAlone) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(0, 0x6E);
-  EXPECT_EQ(diag_->readseed()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->readseed()),
             Document(kKLine, {Send("816EF18161"), Receive("83F16EC1"), Send("826EF1278189"),
                               Receive("86F16E6781")}));
-  const std::string start = diag_->StartDiag()->xml();
+  const std::string start = XmlOf(*diag_->StartDiag());
   EXPECT_EQ(start.rfind("<?xml version='1.0'?><k>\r\n<bk>25</bk><w>25</w><s><d>816EF18161</d>", 0),
             0U);
   EXPECT_EQ(start.find("816EF18262"), std::string::npos);

@@ -9,7 +9,7 @@ class FlowControlTest : public ComponentTest {
 
   /// The steps of a request of 2 + 18 bytes and its short reply.
   void Expect20ByteRequest(const std::vector<std::string>& steps) {
-    EXPECT_EQ(diag_->dounlock(String("030405060708090A0B0C0D0E0F1011121314"))->xml(),
+    EXPECT_EQ(XmlOf(*diag_->dounlock(String("030405060708090A0B0C0D0E0F1011121314"))),
               Document(kPlainCAN, steps));
   }
 
@@ -26,10 +26,8 @@ TEST_F(FlowControlTest, IsExpectedAfterFirstFrameAndEveryBlock) {
 
 TEST_F(FlowControlTest, LargerBlockWaitsBetweenItsFrames) {
   diag_->FlowControl(2, 5);
-  EXPECT_EQ(diag_
-                ->dounlock(String("030405060708090A0B0C0D0E0F101112131415161718191A1B"
-                                  "1C1D1E1F202122"))
-                ->xml(),
+  EXPECT_EQ(XmlOf(*diag_->dounlock(String("030405060708090A0B0C0D0E0F101112131415161718191A1B"
+                                          "1C1D1E1F202122"))),
             Document(kPlainCAN, {Send("1022278203040506"), Receive("300205"),
                                  Send("210708090A0B0C0D"), "<w>5</w>", Send("220E0F1011121314"),
                                  Receive("300205"), Send("2315161718191A1B"), "<w>5</w>",
@@ -80,7 +78,7 @@ using SeparationTime = EveryForm;
 
 TEST_P(SeparationTime, EndsEveryExpectedReply) {
   diag_->FlowControl(1, 20);
-  const std::string text = diag_->TesterPresent()->xml();
+  const std::string text = XmlOf(*diag_->TesterPresent());
   EXPECT_EQ(text.substr(text.find("</r>")), "</r>\r\n<w>20</w>\r\n" + std::string(GetParam().tail));
 }
 
@@ -88,11 +86,11 @@ TEST_P(SeparationTime, BeforeCANIDsCounts) {
   const auto diag = CreateDiagOnCANReprog(platform_);
   diag->FlowControl(1, 9);
   diag->CANIDs(GetParam().RCANId, GetParam().XCANId);
-  EXPECT_NE(diag->TesterPresent()->xml().find("<w>9</w>"), std::string::npos);
+  EXPECT_NE(XmlOf(*diag->TesterPresent()).find("<w>9</w>"), std::string::npos);
 }
 
 TEST_P(SeparationTime, ZeroNeverWaits) {
-  EXPECT_EQ(diag_->writelogzone(String(""))->xml().find("<w>"), std::string::npos);
+  EXPECT_EQ(XmlOf(*diag_->writelogzone(String(""))).find("<w>"), std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, SeparationTime, ::testing::ValuesIn(kAllForms), FormName());

@@ -235,7 +235,7 @@ TEST_F(ComponentTest, SessionOpeningInPlainCANForm) {
   for (std::size_t index = 1; index < kIdentifiers.size(); ++index) {
     read_record(kIdentifiers[index], "0000000000");
   }
-  EXPECT_EQ(diag_->StartDiag()->xml(), Document(kPlainCAN, steps));
+  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kPlainCAN, steps));
 }
 
 TEST_F(ComponentTest, SessionOpeningInAddressedCANForm) {
@@ -268,7 +268,7 @@ TEST_F(ComponentTest, SessionOpeningInAddressedCANForm) {
   read_record("F3", "F5");
   steps.push_back(Send("01816EF18262"));
   steps.push_back(Receive("0181F16EC2A2"));
-  EXPECT_EQ(diag_->StartDiag()->xml(), Document(kAddressedCAN, steps));
+  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kAddressedCAN, steps));
 }
 
 TEST_F(ComponentTest, SessionOpeningInKForm) {
@@ -296,7 +296,7 @@ TEST_F(ComponentTest, SessionOpeningInKForm) {
   read_record("F5", "9A");
   read_record("F2", "97");
   read_record("F3", "98");
-  EXPECT_EQ(diag_->StartDiag()->xml(), Document(kKLine, steps));
+  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kKLine, steps));
 }
 
 }  // namespace

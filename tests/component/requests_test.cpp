@@ -18,13 +18,13 @@ class RequestTest : public ComponentTest, public ::testing::WithParamInterface<G
   RequestTest() { Configure(GetParam().form); }
 
   void ExpectGolden(const std::shared_ptr<DOMDocument>& document) const {
-    EXPECT_EQ(document->xml(), Document(GetParam().form, GetParam().steps));
+    EXPECT_EQ(XmlOf(*document), Document(GetParam().form, GetParam().steps));
   }
 };
 
 TEST_F(ComponentTest, WholeDocumentInPlainCANForm) {
   diag_->CANIDs(1850, 1586);
-  EXPECT_EQ(diag_->readseed()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->readseed()),
             "<?xml version='1.0'?><can>\r\n"
             "<x i=\"1850\">\r\n"
             "<i>1586</i>\r\n"
@@ -36,7 +36,7 @@ TEST_F(ComponentTest, WholeDocumentInPlainCANForm) {
 
 TEST_F(ComponentTest, WholeDocumentInAddressedCANForm) {
   diag_->CANIDs(0, 0x7A);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             "<?xml version='1.0'?><can>\r\n"
             "<x i=\"3\">\r\n"
             "<i>14</i>\r\n"
@@ -48,7 +48,7 @@ TEST_F(ComponentTest, WholeDocumentInAddressedCANForm) {
 
 TEST_F(ComponentTest, WholeDocumentInKForm) {
   diag_->CANIDs(0, 0x11);
-  EXPECT_EQ(diag_->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             "<?xml version='1.0'?><k>\r\n"
             "<s><d>8111F13EC1</d></s>\r\n"
             "<r><c>81F1117E01</c></r>\r\n"
@@ -190,13 +190,13 @@ TEST_P(AnyRequest, RequestBeforeCANIDsHasNoObject) {
 
 TEST_P(AnyRequest, RequestsLeaveEarlierDocumentsAlone) {
   const auto first = diag_->TesterPresent();
-  const std::string before = first->xml();
+  const std::string before = XmlOf(*first);
   static_cast<void>(diag_->stopcomm());
-  EXPECT_EQ(first->xml(), before);
+  EXPECT_EQ(XmlOf(*first), before);
 }
 
 TEST_P(AnyRequest, EmptyKeyIsTheServiceAlone) {
-  const std::string request = diag_->dounlock(String(""))->xml();
+  const std::string request = XmlOf(*diag_->dounlock(String("")));
   EXPECT_NE(request.find("2782"), std::string::npos);
 }
 
@@ -206,13 +206,13 @@ TEST_P(AnyRequest, MissingKeyHasNoObject) {
 
 TEST_P(AnyRequest, LogZoneTakes48BytesOfALongerRecord) {
   const std::string record(96, 'A');
-  EXPECT_EQ(diag_->writelogzone(String(record + "BBBB"))->xml(),
-            diag_->writelogzone(String(record))->xml());
+  EXPECT_EQ(XmlOf(*diag_->writelogzone(String(record + "BBBB"))),
+            XmlOf(*diag_->writelogzone(String(record))));
 }
 
 TEST_P(AnyRequest, LogZoneFillsAShorterRecordWithZero) {
-  EXPECT_EQ(diag_->writelogzone(String("AABB"))->xml(),
-            diag_->writelogzone(String("AABB" + std::string(92, '0')))->xml());
+  EXPECT_EQ(XmlOf(*diag_->writelogzone(String("AABB"))),
+            XmlOf(*diag_->writelogzone(String("AABB" + std::string(92, '0')))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, AnyRequest, ::testing::ValuesIn(kAllForms), FormName());

@@ -18,7 +18,7 @@ constexpr auto kNoText = "Application-defined or object-defined error";
 class RecordingClient : public XMLDocClient {
  public:
   bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override {
-    pieces.push_back(xml ? Piece(xml->xml()) : std::nullopt);
+    pieces.push_back(xml ? Piece(XmlOf(*xml)) : std::nullopt);
     return true;
   }
 
@@ -141,7 +141,7 @@ TEST_F(WorkerTest, FollowsTheLastCANIDsEvenWhereTheCallerStaysInKForm) {
   Configure(kPlainCAN);
   EXPECT_THAT(Download(Image({}), 0xFF, 1, 128),
               ElementsAre(Transferred(kPlainCAN, "0", {}), std::nullopt));
-  EXPECT_EQ(diag_->TesterPresent()->xml().substr(0, 25), "<?xml version='1.0'?><k>\r");
+  EXPECT_EQ(XmlOf(*diag_->TesterPresent()).substr(0, 25), "<?xml version='1.0'?><k>\r");
 }
 
 TEST_F(WorkerTest, BaseClientStopsTheWorker) {
@@ -188,8 +188,8 @@ TEST(FailingPlatform, ImageCrossesAsOneTextASegment) {
   image->AddSegment(*segment);
   image->AddSegment(*platform->CreateByteString());
   EXPECT_ERROR(diag->ComputeDownload(0, image, 0, 1, 128), -2147024882, kNoText);
-  EXPECT_EQ(platform->document->xml(), R"(<image><segment at="-5">)" + std::string(200000, 'A') +
-                                           R"(</segment><segment at="1"></segment></image>)");
+  EXPECT_EQ(XmlOf(*platform->document), R"(<image><segment at="-5">)" + std::string(200000, 'A') +
+                                            R"(</segment><segment at="1"></segment></image>)");
   const auto text = platform->document->selectSingleNode("/image/segment[0]")->firstChild();
   EXPECT_EQ(text->nodeType(), NodeType::kText);
   EXPECT_EQ(text->nextSibling(), nullptr);
@@ -202,7 +202,7 @@ TEST(FailingPlatform, MapCrossesAsAttributes) {
   const auto map = platform->CreateMemoryMap();
   map->AddRange(-5, 3);
   EXPECT_ERROR(diag->ComputeUpload(map, 0), -2147024882, kNoText);
-  EXPECT_EQ(platform->document->xml(), R"(<map><segment at="-5" count="3"/></map>)");
+  EXPECT_EQ(XmlOf(*platform->document), R"(<map><segment at="-5" count="3"/></map>)");
 }
 
 /// An image whose segments cannot tell their fill runs.
@@ -233,7 +233,7 @@ std::vector<Piece> RunWorkerOn(const std::shared_ptr<Platform>& platform) {
   const auto worker = CreateDiagOnCANReprog(platform);
   const std::int32_t receive = 1850;
   const std::int32_t send = 1586;
-  const std::shared_ptr<DOMDocument> document = CreatePortablePlatform()->CreateDOMDocument();
+  const std::shared_ptr<DOMDocument> document = TestPlatform()->CreateDOMDocument();
   document->loadXML(R"(<image><segment at="0">01</segment></image>)");
   const std::uint8_t rl = 0;
   const std::int32_t one = 1;
@@ -293,7 +293,7 @@ TEST(FailingPlatform, CANIDsThatRunsOutOfMemoryChangesNothing) {
   const auto diag = CreateDiagOnCANReprog(platform);
   diag->CANIDs(1850, 1586);
   EXPECT_ERROR(diag->CANIDs(0, 0x11), 7, "Out of memory");
-  EXPECT_EQ(diag->TesterPresent()->xml(),
+  EXPECT_EQ(XmlOf(*diag->TesterPresent()),
             Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
 }
 

@@ -14,7 +14,7 @@ class RequestBuilder : public ::testing::TestWithParam<Form> {
   std::string ExpectedReply(const Bytes& expected, std::int32_t reply_length) {
     Request request(context_);
     request.AddStep(Bytes{0x3E}, expected, reply_length);
-    const std::string text = request.Finish()->xml();
+    const std::string text = XmlOf(*request.Finish());
     const std::size_t start = text.find("<r>");
     return text.substr(start, text.rfind(GetParam().tail) - start);
   }
@@ -22,7 +22,7 @@ class RequestBuilder : public ::testing::TestWithParam<Form> {
   std::string SentFor(const Bytes& request_bytes) {
     Request request(context_);
     request.AddStep(request_bytes, Bytes{}, 1);
-    const std::string text = request.Finish()->xml();
+    const std::string text = XmlOf(*request.Finish());
     const std::size_t start = text.find("<s><d>") + 6;
     return text.substr(start, text.find("</d>") - start);
   }
@@ -35,7 +35,7 @@ class RequestBuilder : public ::testing::TestWithParam<Form> {
     return text;
   }
 
-  Context context_{CreatePortablePlatform()};
+  Context context_{TestPlatform()};
 };
 
 TEST_P(RequestBuilder, PrefixIsNoLongerThanTheReply) {

@@ -10,10 +10,11 @@
 #include "quillmark/quillmark.h"
 #include "support/expect_error.h"
 #include "support/forms.h"
+#include "tested_platform.h"
 
 namespace quillmark::testing {
 
-/// An object on the portable platform and what a host needs around it.
+/// An object on the tested platform and what a host needs around it.
 class ComponentTest : public ::testing::Test {
  protected:
   ~ComponentTest() override { platform_->WaitForWorkers(); }
@@ -43,7 +44,7 @@ class ComponentTest : public ::testing::Test {
                                           : "<can><x>" + replies + "</x></can>");
   }
 
-  const std::shared_ptr<PortablePlatform> platform_ = CreatePortablePlatform();
+  const std::shared_ptr<TestedPlatform> platform_ = TestPlatform();
   std::shared_ptr<DiagOnCANReprog> diag_ = CreateDiagOnCANReprog(platform_);
 };
 

@@ -4,10 +4,11 @@
 #include <utility>
 
 #include "quillmark/quillmark.h"
+#include "tested_platform.h"
 
 namespace quillmark::testing {
 
-/// Passes every operation on to a portable platform; a test overrides the one that is to fail.
+/// Passes every operation on to the tested platform; a test overrides the one that is to fail.
 class ForwardingPlatform : public Platform {
  public:
   std::shared_ptr<DOMDocument> CreateDOMDocument() override {
@@ -30,7 +31,7 @@ class ForwardingPlatform : public Platform {
   }
 
  private:
-  std::shared_ptr<PortablePlatform> platform_ = CreatePortablePlatform();
+  std::shared_ptr<TestedPlatform> platform_ = TestPlatform();
 };
 
 /// A string that passes on to another; a test overrides what is to differ.

@@ -24,7 +24,7 @@ class PieceCollector {
 
   void operator()(const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
     const std::lock_guard lock(mutex_);
-    pieces_.push_back(node ? Piece(node->xml()) : std::nullopt);
+    pieces_.push_back(node ? Piece(XmlOf(*node)) : std::nullopt);
     if (pieces_.size() != cancel_at_) {
       cancel = false;
     }
