@@ -24,7 +24,7 @@ HRESULT Report(const Error& error) noexcept {
   const HRESULT status = StatusOf(error.Number());
   try {
     SetErrorInfo(0, NewErrorInfo(error).get());
-  } catch (const Error&) {
+  } catch (...) {
     // Without memory for its text, the status alone has to do.
     SetErrorInfo(0, nullptr);
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -76,12 +77,26 @@ void RegisterTypeLibrary(ITypeLib& library, std::wstring module) {
   }
 }
 
+/// One that is not registered is unregistered already. The last is Wine's answer.
+bool SaysNotRegistered(HRESULT status) {
+  return status == TYPE_E_REGISTRYACCESS || status == TYPE_E_LIBNOTREGISTERED ||
+         status == E_INVALIDARG;
+}
+
 void UnregisterTypeLibrary(const LibraryAttributes& library) {
   const HRESULT status = UnRegisterTypeLib(library->guid, library->wMajorVerNum,
                                            library->wMinorVerNum, library->lcid, library->syskind);
-  // One that is not registered is unregistered already.
-  if (FAILED(status) && status != TYPE_E_REGISTRYACCESS) {
+  if (FAILED(status) && !SaysNotRegistered(status)) {
     throw Error(status, "Cannot unregister the type library");
+  }
+}
+
+/// Takes back what a registration that failed has written; its own failure is the one to tell of.
+void Withdraw(com::Registry& registry, std::span<const com::RegisteredClass> classes) {
+  try {
+    com::Unregister(registry, classes);
+  } catch (const Error&) {
+    return;
   }
 }
 
@@ -106,7 +121,7 @@ void RegisterComponent(com::Registry& registry) {
   try {
     RegisterTypeLibrary(*library, module);
   } catch (const Error&) {
-    com::Unregister(registry, classes);
+    Withdraw(registry, classes);
     throw;
   }
 }

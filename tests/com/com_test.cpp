@@ -1,0 +1,110 @@
+#include "com/com_test.h"
+
+#include <chrono>
+#include <thread>
+
+#include "base/com/dispatch.h"
+#include "base/com/error_info.h"
+#include "base/com/status.h"
+
+namespace quillmark::testing {
+namespace {
+
+constexpr auto kPatience = std::chrono::seconds(20);
+constexpr auto kPause = std::chrono::milliseconds(2);
+
+}  // namespace
+
+ComponentModule::ComponentModule() : module_(LoadLibraryW(L"quillmark.dll")) {
+  EXPECT_NE(module_, nullptr);
+}
+
+bool ComponentModule::CanUnloadSoon() const {
+  return PumpUntil([&] { return CanUnload(); });
+}
+
+ObjectPtr NewObject(const wchar_t* prog_id) {
+  CLSID id = {};
+  ObjectPtr object;
+  com::Require(CLSIDFromProgID(prog_id, &id));
+  RequireCall(CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, object.PutVoid()));
+  return object;
+}
+
+DiagPtr NewDiag() { return NewObject(L"Quillmark.DiagOnCANReprog").As<IDiagOnCANReprog>(); }
+
+ObjectPtr NewByteString(std::string_view hex) {
+  ObjectPtr bytes = NewObject(L"Vantrel.ByteString");
+  const com::Variant text = com::Variant::OfText(com::Bstr(hex));
+  com::SetProperty(*bytes, com::MemberOf(*bytes, L"Hex"), {&text.get()});
+  return bytes;
+}
+
+ObjectPtr NewDocument(std::wstring_view xml) {
+  ObjectPtr document = NewObject(L"Msxml2.DOMDocument");
+  std::vector<com::Variant> arguments;
+  const com::Variant loaded =
+      CallByName(*document, L"loadXML", {com::Variant::OfText(com::Bstr(xml))});
+  EXPECT_EQ(V_BOOL(&loaded.get()), VARIANT_TRUE);
+  return document;
+}
+
+com::Variant CallByName(IDispatch& object, std::wstring_view name,
+                        std::initializer_list<com::Variant> arguments) {
+  std::vector<VARIANT> reversed;
+  for (const com::Variant& argument : arguments) {
+    reversed.insert(reversed.begin(), argument.get());
+  }
+  DISPPARAMS parameters = {reversed.data(), nullptr, static_cast<UINT>(reversed.size()), 0};
+  com::Variant result;
+  EXCEPINFO exception = {};
+  const HRESULT status = object.Invoke(com::MemberOf(object, name), IID_NULL, LOCALE_USER_DEFAULT,
+                                       DISPATCH_METHOD | DISPATCH_PROPERTYGET, &parameters,
+                                       result.Put(), &exception, nullptr);
+  if (FAILED(status)) {
+    throw com::ErrorOf(status, exception);
+  }
+  return result;
+}
+
+std::string TextMember(IDispatch& object, std::wstring_view name) {
+  const com::Variant text = CallByName(object, name);
+  return com::Utf8Of(com::View(V_BSTR(&text.get())));
+}
+
+void RequireCall(HRESULT status) {
+  if (FAILED(status)) {
+    throw com::ReportedError(status);
+  }
+}
+
+Error ErrorFrom(const std::function<void()>& function) {
+  try {
+    function();
+  } catch (const Error& error) {
+    return error;
+  }
+  ADD_FAILURE() << "no error was raised";
+  return Error(0);
+}
+
+std::string ErrorText(const std::function<void()>& function) {
+  const Error error = ErrorFrom(function);
+  return std::to_string(error.Number()) + " " + error.Description();
+}
+
+void ComTest::TearDown() { EXPECT_TRUE(module_.CanUnloadSoon()); }
+
+bool PumpUntil(const std::function<bool()>& done) {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!done() && std::chrono::steady_clock::now() < end) {
+    MSG message = {};
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
+      DispatchMessageW(&message);
+    }
+    std::this_thread::sleep_for(kPause);
+  }
+  return done();
+}
+
+}  // namespace quillmark::testing
