@@ -92,8 +92,12 @@ std::uint64_t VerifyIn(Session& session, const MemoryImage& image,
 
 }  // namespace
 
-Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config)
-    : platform_(std::move(platform)), bus_(bus), config_(Checked(std::move(config))) {
+Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config,
+                       ComponentFactory create_component)
+    : platform_(std::move(platform)),
+      bus_(bus),
+      config_(Checked(std::move(config))),
+      create_component_(std::move(create_component)) {
   Demand(platform_ != nullptr, "there is no platform");
 }
 
@@ -114,7 +118,8 @@ template <typename Work>
 auto Programmer::InSession(Work work) {
   ProgressReporter progress(bus_, on_progress_);
   try {
-    Session session(platform_, bus_, config_, progress, {stop_requested_, on_document_});
+    Session session(platform_, create_component_(platform_), bus_, config_, progress,
+                    {stop_requested_, on_document_});
     return work(session, progress);
   } catch (const Error& error) {
     Failure failure;

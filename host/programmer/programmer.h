@@ -12,6 +12,7 @@
 
 #include "host/bus/bus.h"
 #include "host/runner/runner.h"
+#include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 #include "quillmark/platform.h"
@@ -98,6 +99,11 @@ struct Identification {
   /// the first history record is there.
   std::vector<Entry> entries;
 };
+
+/// Makes the component object of a session. A host that reaches the component by other means than
+/// linking it passes its own.
+using ComponentFactory =
+    std::function<std::shared_ptr<DiagOnCANReprog>(const std::shared_ptr<Platform>&)>;
 
 /// Computes the key of a seed. May throw, which fails the phase `kUnlock`.
 using KeyFunction = std::function<Bytes(const Bytes& seed)>;
@@ -198,7 +204,8 @@ class Programmer {
 
   /// `bus` must outlive the programmer. Raises std::invalid_argument with a text that names the
   /// setting for a configuration that cannot work.
-  Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config);
+  Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config,
+             ComponentFactory create_component = CreateDiagOnCANReprog);
   Programmer(const Programmer&) = delete;
   Programmer& operator=(const Programmer&) = delete;
   Programmer(Programmer&&) = delete;
@@ -239,6 +246,7 @@ class Programmer {
   std::shared_ptr<Platform> platform_;
   Bus& bus_;
   ProgrammerConfig config_;
+  ComponentFactory create_component_;
   std::function<void(const Progress&)> on_progress_;
   std::function<bool()> stop_requested_;
   std::function<void(const DocumentRun&)> on_document_;

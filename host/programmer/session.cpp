@@ -87,16 +87,16 @@ class PieceReceiver {
 
 }  // namespace
 
-Session::Session(const std::shared_ptr<Platform>& platform, Bus& bus,
-                 const ProgrammerConfig& config, ProgressReporter& progress,
+Session::Session(std::shared_ptr<Platform> platform, std::shared_ptr<DiagOnCANReprog> reprog,
+                 Bus& bus, const ProgrammerConfig& config, ProgressReporter& progress,
                  const SessionCallbacks& callbacks)
-    : platform_(platform),
+    : platform_(std::move(platform)),
       bus_(bus),
       config_(config),
       progress_(progress),
       callbacks_(callbacks),
       runner_(bus, config.form, config.timing),
-      reprog_(CreateDiagOnCANReprog(platform)) {
+      reprog_(std::move(reprog)) {
   const bool by_identifiers = config.form == TransportForm::kPlainCan;
   reprog_->CANIDs(by_identifiers ? config.receive_id : 0,
                   by_identifiers ? config.send_id : config.address);

@@ -25,9 +25,10 @@ struct SessionCallbacks {
 /// A session that is still open when it is destroyed is closed as far as the ECU answers.
 class Session {
  public:
-  /// All arguments but the platform must outlive the session.
-  Session(const std::shared_ptr<Platform>& platform, Bus& bus, const ProgrammerConfig& config,
-          ProgressReporter& progress, const SessionCallbacks& callbacks);
+  /// References must outlive the session.
+  Session(std::shared_ptr<Platform> platform, std::shared_ptr<DiagOnCANReprog> reprog, Bus& bus,
+          const ProgrammerConfig& config, ProgressReporter& progress,
+          const SessionCallbacks& callbacks);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   Session(Session&&) = delete;
