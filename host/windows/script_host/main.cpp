@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "base/com/status.h"
+#include "base/com/apartment.h"
 #include "base/com/text.h"
 #include "host/windows/script_host/script.h"
 
@@ -70,19 +70,10 @@ bool Run(const CommandLine& line) {
                      [&](const std::wstring& file) { return script.Run(file, TextOf(file)); });
 }
 
-/// COM on this thread, in a single-threaded apartment.
-class Apartment {
- public:
-  Apartment() { com::Require(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED)); }
-  Apartment(const Apartment&) = delete;
-  Apartment& operator=(const Apartment&) = delete;
-  ~Apartment() { CoUninitialize(); }
-};
-
 int Main(const std::vector<std::wstring>& words) {
   try {
     const CommandLine line = Read(words);
-    const Apartment apartment;
+    const com::Apartment apartment(COINIT_APARTMENTTHREADED);
     return Run(line) ? 0 : kFailed;
   } catch (const std::invalid_argument& error) {
     std::cerr << error.what() << '\n';

@@ -1,5 +1,7 @@
 #include "host/windows/script_host/script.h"
 
+#include <servprov.h>
+
 #include <iostream>
 #include <string_view>
 #include <utility>
@@ -16,7 +18,7 @@ constexpr const wchar_t* kItemName = L"WScript";
 }  // namespace
 
 /// What the engine asks its host for and tells it.
-class Script::Site final : public com::Unknown<IActiveScriptSite> {
+class Script::Site final : public com::Unknown<IActiveScriptSite, IServiceProvider> {
  public:
   explicit Site(com::ComPtr<WScript> wscript) : wscript_(std::move(wscript)) {}
 
@@ -66,6 +68,14 @@ class Script::Site final : public com::Unknown<IActiveScriptSite> {
               << line + 1 << ',' << column + 1 << "): error " << reported.Number() << ": "
               << reported.Description() << std::endl;
     return S_OK;
+  }
+
+  // Some engines give every object that a script creates a site of its own, and ask for this; no
+  // service is offered.
+  HRESULT STDMETHODCALLTYPE QueryService(REFGUID /*service*/, REFIID /*iid*/,
+                                         void** object) override {
+    *object = nullptr;
+    return E_NOINTERFACE;
   }
 
   HRESULT STDMETHODCALLTYPE OnEnterScript() override { return S_OK; }

@@ -8,8 +8,9 @@
 
 #include "base/checked.h"
 #include "base/com/dispatch.h"
+#include "base/com/error_info.h"
+#include "base/com/message_pump.h"
 #include "base/com/status.h"
-#include "host/windows/script_host/message_pump.h"
 
 namespace quillmark::script_host {
 namespace {
@@ -98,7 +99,7 @@ com::Variant WScript::Get(DISPID id, const com::Arguments& arguments) {
       Echo(arguments);
       return {};
     case kSleep:
-      PumpFor(std::chrono::milliseconds(arguments.Long(0)));
+      com::PumpFor(std::chrono::milliseconds(arguments.Long(0)));
       return {};
     case kQuit:
       Quit(arguments);
@@ -132,8 +133,11 @@ com::Variant WScript::CreateObject(const com::Arguments& arguments) {
   CLSID id = {};
   com::Require(CLSIDFromProgID(arguments.Text(0).get(), &id));
   com::ComPtr<IDispatch> object;
-  com::Require(
-      CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, object.PutVoid()));
+  const HRESULT status =
+      CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, object.PutVoid());
+  if (FAILED(status)) {
+    throw com::ReportedError(status);
+  }
   if (arguments.Count() > 1) {
     Connect(object, arguments.Text(1).view());
   }

@@ -1,10 +1,10 @@
-#include "host/windows/script_host/message_pump.h"
+#include "base/com/message_pump.h"
 
 #include <windows.h>
 
 #include <algorithm>
 
-namespace quillmark::script_host {
+namespace quillmark::com {
 namespace {
 
 void DispatchMessages() {
@@ -31,4 +31,4 @@ void PumpFor(std::chrono::milliseconds time) {
   }
 }
 
-}  // namespace quillmark::script_host
+}  // namespace quillmark::com
