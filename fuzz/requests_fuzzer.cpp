@@ -174,7 +174,7 @@ class Session {
   }
 
   void Unlock() {
-    constexpr std::array<std::size_t, 9> kSizes = {0, 2, 4, 5, 9, 253, 254, 4093, 4094};
+    constexpr std::array<std::size_t, 11> kSizes = {0, 2, 4, 5, 9, 61, 62, 253, 254, 4093, 4094};
     const std::size_t size = data_.ConsumeBool()
                                  ? data_.PickValueInArray(kSizes)
                                  : data_.ConsumeIntegralInRange<std::size_t>(0, 300);
