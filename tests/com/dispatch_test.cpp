@@ -4,6 +4,7 @@
 
 #include "base/com/registration.h"
 #include "base/com/status.h"
+#include "base/com/unknown.h"
 #include "com/com_test.h"
 
 namespace quillmark::testing {
@@ -185,13 +186,47 @@ TEST_F(DispatchTest, TheVtableReportsTheSameError) {
             "4010 Diag On CAN STmin can't exceed 255.");
 }
 
+TEST_F(DispatchTest, AnObjectThatLacksAMemberIsToldItsName) {
+  Configure();
+  const Error error = ErrorFrom(
+      [&] { Call(L"dounlock", {com::Variant::OfObject(NewObject(L"Vantrel.MemoryImage"))}); });
+  EXPECT_EQ(error.Number(), 438);
+  EXPECT_NE(error.Description().find("Hex"), std::string::npos) << error.Description();
+}
+
+/// An object of a host's library that fails whatever is asked of it.
+class FailingObject final : public com::Unknown<IDispatch> {
+ public:
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* /*count*/) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT /*index*/, LCID /*locale*/,
+                                        ITypeInfo** /*info*/) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
+                                          LCID /*locale*/, DISPID* ids) override {
+    *ids = 1;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID /*member*/, REFIID /*reserved*/, LCID /*locale*/,
+                                   WORD /*kind*/, DISPPARAMS* /*parameters*/, VARIANT* /*result*/,
+                                   EXCEPINFO* exception, UINT* /*bad_argument*/) override {
+    *exception = {};
+    exception->scode = static_cast<SCODE>(0x80041234);
+    exception->bstrDescription = com::Bstr(L"the seed box is locked").Detach();
+    exception->bstrSource = com::Bstr(L"a host").Detach();
+    return DISP_E_EXCEPTION;
+  }
+};
+
 TEST_F(DispatchTest, AnErrorOfTheHostLibraryPassesUnchanged) {
   Configure();
-  // A byte string whose members are there and whose values are not: an image has no Length.
-  EXPECT_EQ(ErrorFrom([&] {
-              Call(L"dounlock", {com::Variant::OfObject(NewObject(L"Vantrel.MemoryImage"))});
-            }).Number(),
-            438);
+  const auto failing = ObjectPtr::Adopt(new FailingObject);
+  EXPECT_EQ(Failure(L"dounlock", {com::Variant::OfObject(failing)}),
+            std::to_string(static_cast<HRESULT>(0x80041234)) + " the seed box is locked");
+  com::ComPtr<IDispatch> document;
+  const HRESULT status = diag_->dounlock(failing.get(), document.Put());
+  EXPECT_EQ(status, static_cast<HRESULT>(0x80041234));
+  EXPECT_EQ(ErrorFrom([&] { RequireCall(status); }).Description(), "the seed box is locked");
 }
 
 }  // namespace

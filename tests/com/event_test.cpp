@@ -257,6 +257,32 @@ TEST_F(EventTest, SinksComeAndGoWhileWorkersRun) {
   }).join();
 }
 
+TEST_F(EventTest, ASinkWhoseApartmentHasEndedHoldsNothingUp) {
+  std::thread([&] {
+    const Apartment apartment(COINIT_APARTMENTTHREADED);
+    Connect(diag_, Answering(VARIANT_FALSE));
+  }).join();
+  StartDownload(diag_);
+  EXPECT_TRUE(WorkerEnds());
+  EXPECT_EQ(record_.Events(), "");
+}
+
+TEST(Unloading, IsSafeAsSoonAsTheModuleSaysSo) {
+  constexpr int kRounds = 20;
+  const Apartment apartment(COINIT_APARTMENTTHREADED);
+  for (int round = 0; round < kRounds; ++round) {
+    {
+      const DiagPtr diag = NewDiag();
+      RequireCall(diag->CANIDs(1850, 1586));
+      StartDownload(diag);
+    }
+    EXPECT_TRUE(PumpUntil([] {
+      CoFreeUnusedLibrariesEx(0, 0);
+      return GetModuleHandleW(L"quillmark.dll") == nullptr;
+    })) << round;
+  }
+}
+
 TEST_F(EventTest, AConnectionPointAnswersForItsObject) {
   const auto point = EventsOf(diag_);
   com::ComPtr<IConnectionPointContainer> container;

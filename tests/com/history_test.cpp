@@ -134,6 +134,35 @@ TEST_F(HistoryTest, KeepsWhatWasStoredBeforeTheError) {
   EXPECT_EQ(HexOf(V_DISPATCH(&identification_.get())), "8080");
 }
 
+TEST_F(HistoryTest, LeavesTheVariablesAloneWhereItCannotRead) {
+  histories_ = com::Variant::OfText(com::Bstr(L"text"));
+  identification_ = com::Variant::OfLong(5);
+  EXPECT_EQ(ErrorText([&] {
+              CallByName(*diag_, L"gethisto",
+                         {com::Variant::OfObject(NewByteString("01")), ByReference(histories_),
+                          ByReference(reprograms_), ByReference(identification_)});
+            }),
+            "13 Type mismatch");
+  EXPECT_EQ(histories_.type(), VT_BSTR);
+  EXPECT_EQ(reprograms_.type(), VT_EMPTY);
+  EXPECT_EQ(identification_.type(), VT_I4);
+}
+
+TEST_F(HistoryTest, GivesNothingForAnIdentificationThatIsMissing) {
+  identification_ = com::Variant::OfLong(5);
+  const ObjectPtr document =
+      NewDocument(L"<can><x><r><c/><d>0250C0</d></r><r><c/><d>0250C0</d></r></x></can>");
+  EXPECT_EQ(ErrorText([&] {
+              CallByName(*diag_, L"gethisto",
+                         {com::Variant::OfObject(document), ByReference(histories_),
+                          ByReference(reprograms_), ByReference(identification_)});
+            }),
+            "4000 Ecu is not reprogrammable");
+  EXPECT_EQ(Elements(histories_.get()), kNoEntries);
+  ASSERT_EQ(identification_.type(), VT_DISPATCH);
+  EXPECT_EQ(V_DISPATCH(&identification_.get()), nullptr);
+}
+
 TEST_F(HistoryTest, NeedsVariablesByReference) {
   EXPECT_EQ(ErrorText([&] {
               CallByName(*diag_, L"gethisto",

@@ -2,6 +2,7 @@
 
 #include <oleauto.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "base/com/status.h"
@@ -120,6 +121,8 @@ class CallArguments::Reference {
     return argument;
   }
 
+  [[nodiscard]] bool HasResult() const { return array_ != nullptr || object_; }
+
   void StoreResult() {
     if (declared_ == VT_DISPATCH) {
       StoreObject();
@@ -195,6 +198,11 @@ VARIANT CallArguments::Convert(const TYPEDESC& declared, VARIANT& given) {
 }
 
 void CallArguments::StoreResults() const {
+  const bool untouched = std::none_of(references_.begin(), references_.end(),
+                                      [](const auto& reference) { return reference->HasResult(); });
+  if (untouched) {
+    return;
+  }
   for (const auto& reference : references_) {
     reference->StoreResult();
   }

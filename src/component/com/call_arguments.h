@@ -22,8 +22,8 @@ class CallArguments {
   /// What to call the member with.
   [[nodiscard]] DISPPARAMS& Parameters() { return parameters_; }
 
-  /// Hands what the member has stored by reference to the caller's variables. Raises 10 for an
-  /// array that cannot take it.
+  /// Hands what the member has stored by reference to the caller's variables, and leaves them alone
+  /// where it has stored nothing at all. Raises 10 for an array that cannot take it.
   void StoreResults() const;
 
  private:
