@@ -33,11 +33,24 @@ using ByteStringArray = std::vector<std::shared_ptr<ByteString>>;
 /// kept by every later `CANIDs`, while a transfer worker, being a fresh object, follows the last
 /// `CANIDs` alone. This is deliberate.
 ///
-/// Threads: an object is used by one thread at a time. `XMLReady` is raised on a worker's thread,
-/// may come before `ComputeDownload` has returned, and from several workers at once; its handler
-/// may call the check methods of another object, or of this one if the host does not use it
-/// meanwhile. Releasing the last reference inside the handler is fine: a destructor never waits for
-/// a thread.
+/// Threads: the members of an object are called by one thread at a time, `OnXMLReady` from any.
+/// Different objects know nothing of each other and may work at once, also on one platform.
+///
+/// `XMLReady` is raised on a worker's thread, may come before `ComputeDownload` has returned, and
+/// from several workers at once: as many transfers may run on one object as the host starts. While
+/// they run, the host may
+/// - call every member of the object, `CANIDs` and `FlowControl` included: a worker took its
+///   settings when it started;
+/// - replace the handler: an event takes the one that is there when it is raised, and the old one
+///   may still be running, and is kept, until it returns;
+/// - release the object, inside its handler or anywhere else: its workers keep it until they end,
+///   and no destructor waits for a thread;
+/// - read and change a delivered document, on any thread: no worker touches it any more;
+/// - end the process, also inside a handler.
+///
+/// The handler may block, which holds up its own worker alone. It may throw: that ends its own
+/// sequence with an empty `Node`. It may call members of this object if no other thread does
+/// meanwhile.
 ///
 /// Errors: every member raises `Error` alone where the platform does. A failed call leaves the
 /// object as it was.

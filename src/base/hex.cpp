@@ -19,7 +19,7 @@ char DigitOf(unsigned value) {
 constexpr auto kDigitPairs = [] {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::array<std::array<char, 2>, 256> pairs{};
-  for (std::size_t byte = 0; byte < pairs.size(); ++byte) {
+  for (std::size_t byte = 0; byte != pairs.size(); ++byte) {
     pairs[byte] = {kDigits[byte >> 4U], kDigits[byte & 0x0FU]};
   }
   return pairs;
