@@ -38,10 +38,11 @@ std::string WorkOnAnObject(const std::shared_ptr<PortablePlatform>& platform, co
   const auto diag = CreateDiagOnCANReprog(platform);
   diag->CANIDs(form.RCANId, form.XCANId);
   std::string texts = diag->StartDiag()->xml() + diag->starterase(1)->xml();
-  std::promise<void> ended;
-  diag->OnXMLReady([&](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
+  // Kept by the handler, since the worker still holds it when the host goes on.
+  const auto ended = std::make_shared<std::promise<void>>();
+  diag->OnXMLReady([&texts, ended](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
     if (!node) {
-      ended.set_value();
+      ended->set_value();
       return;
     }
     texts += node->xml();
@@ -50,7 +51,7 @@ std::string WorkOnAnObject(const std::shared_ptr<PortablePlatform>& platform, co
   const auto map = platform->CreateMemoryMap();
   map->AddRange(0x1000, static_cast<std::int32_t>(kImageSize));
   diag->ComputeUpload(map, 0x80);
-  ended.get_future().wait();
+  ended->get_future().wait();
   return texts;
 }
 
@@ -168,6 +169,7 @@ TEST_P(Threads, HostRunsADocumentWhileTheWorkerBuildsTheNext) {
     EXPECT_EQ(document->selectNodes("//r/d")->length(), replies->length());
     ++documents;
   }
+  platform_->WaitForWorkers();
   EXPECT_EQ(documents, 2U);
 }
 
