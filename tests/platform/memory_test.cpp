@@ -2,10 +2,10 @@
 
 #include <functional>
 
-#include "support/failing_allocator.h"
 #include "platform/xml_samples.h"
 #include "quillmark/portable_platform.h"
 #include "support/expect_error.h"
+#include "support/failing_allocator.h"
 
 namespace quillmark::testing {
 namespace {
