@@ -37,19 +37,19 @@ NodePtr CopyFor(MsxmlDocument& document, MsxmlNode& node) {
   return copy;
 }
 
-/// Where a parse failed and why.
+/// Why a parse failed, and where if MSXML tells.
 Error ParseErrorOf(MsxmlDocument& document) {
   com::ComPtr<::IXMLDOMParseError> error;
   RequireDone(document.get_parseError(error.Put()), document);
   com::Bstr reason;
-  long offset = 0;
   RequireDone(error->get_reason(reason.Put()), error);
-  RequireDone(error->get_filepos(&offset), error);
   std::string text = reason.utf8();
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) {
-    text.pop_back();
+  text.erase(text.find_last_not_of("\r\n") + 1);
+  long offset = 0;
+  if (error->get_filepos(&offset) == S_OK) {
+    text += " (offset " + std::to_string(offset) + ")";
   }
-  return {error_number::kTypeMismatch, text + " (offset " + std::to_string(offset) + ")"};
+  return {error_number::kTypeMismatch, text};
 }
 
 }  // namespace
