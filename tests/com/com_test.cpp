@@ -1,10 +1,10 @@
 #include "com/com_test.h"
 
 #include <chrono>
-#include <thread>
 
 #include "base/com/dispatch.h"
 #include "base/com/error_info.h"
+#include "base/com/message_pump.h"
 #include "base/com/status.h"
 
 namespace quillmark::testing {
@@ -98,11 +98,7 @@ void ComTest::TearDown() { EXPECT_TRUE(module_.CanUnloadSoon()); }
 bool PumpUntil(const std::function<bool()>& done) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!done() && std::chrono::steady_clock::now() < end) {
-    MSG message = {};
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE) != 0) {
-      DispatchMessageW(&message);
-    }
-    std::this_thread::sleep_for(kPause);
+    com::PumpFor(kPause);
   }
   return done();
 }

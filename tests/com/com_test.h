@@ -11,21 +11,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/com/apartment.h"
 #include "base/com/com_ptr.h"
 #include "base/com/variant.h"
 #include "component/com/quillmark_com.h"
 #include "quillmark/error.h"
 
 namespace quillmark::testing {
-
-/// The time in an apartment, which ends with the scope.
-class Apartment {
- public:
-  explicit Apartment(DWORD kind) { EXPECT_HRESULT_SUCCEEDED(CoInitializeEx(nullptr, kind)); }
-  Apartment(const Apartment&) = delete;
-  Apartment& operator=(const Apartment&) = delete;
-  ~Apartment() { CoUninitialize(); }
-};
 
 /// The DLL under test, which lies beside the tests.
 class ComponentModule {
@@ -81,7 +73,7 @@ class ComTest : public ::testing::Test {
  protected:
   void TearDown() override;
 
-  Apartment apartment_{COINIT_APARTMENTTHREADED};
+  com::Apartment apartment_{COINIT_APARTMENTTHREADED};
   ComponentModule module_;
 };
 

@@ -2,9 +2,9 @@
 
 #include <array>
 
+#include "base/com/invoke_only.h"
 #include "base/com/registration.h"
 #include "base/com/status.h"
-#include "base/com/unknown.h"
 #include "com/com_test.h"
 
 namespace quillmark::testing {
@@ -195,13 +195,8 @@ TEST_F(DispatchTest, AnObjectThatLacksAMemberIsToldItsName) {
 }
 
 /// An object of a host's library that fails whatever is asked of it.
-class FailingObject final : public com::Unknown<IDispatch> {
+class FailingObject final : public com::InvokeOnly {
  public:
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* /*count*/) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT /*index*/, LCID /*locale*/,
-                                        ITypeInfo** /*info*/) override {
-    return E_NOTIMPL;
-  }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
                                           LCID /*locale*/, DISPID* ids) override {
     *ids = 1;

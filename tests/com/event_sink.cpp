@@ -4,20 +4,6 @@
 
 namespace quillmark::testing {
 
-HRESULT EventSink::GetTypeInfoCount(UINT* count) {
-  *count = 0;
-  return S_OK;
-}
-
-HRESULT EventSink::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** /*info*/) {
-  return DISP_E_BADINDEX;
-}
-
-HRESULT EventSink::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
-                                 LCID /*locale*/, DISPID* /*ids*/) {
-  return DISP_E_UNKNOWNNAME;
-}
-
 HRESULT EventSink::Invoke(DISPID member, REFIID /*reserved*/, LCID /*locale*/, WORD /*kind*/,
                           DISPPARAMS* parameters, VARIANT* /*result*/, EXCEPINFO* exception,
                           UINT* /*bad_argument*/) {

@@ -5,23 +5,19 @@
 #include <functional>
 
 #include "base/com/com_ptr.h"
-#include "base/com/unknown.h"
+#include "base/com/invoke_only.h"
 #include "com/com_test.h"
 
 namespace quillmark::testing {
 
 /// A sink of the event `XMLReady`, by its identifier alone, as a script's is.
-class EventSink final : public com::Unknown<IDispatch> {
+class EventSink final : public com::InvokeOnly {
  public:
   /// `node` is null at the end of a sequence.
   using Handler = std::function<void(IDispatch* node, VARIANT_BOOL& cancel)>;
 
   explicit EventSink(Handler handler) : handler_(std::move(handler)) {}
 
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
-                                          DISPID* ids) override;
   HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID reserved, LCID locale, WORD kind,
                                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                                    UINT* bad_argument) override;

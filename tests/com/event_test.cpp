@@ -113,7 +113,7 @@ TEST_F(EventTest, ASinkOfTheMultithreadedApartmentIsCalledOnTheWorkersThread) {
   DWORD cookie = 0;
   DWORD own_thread = 0;
   std::thread([&] {
-    const Apartment apartment(COINIT_MULTITHREADED);
+    const com::Apartment apartment(COINIT_MULTITHREADED);
     own_thread = GetCurrentThreadId();
     cookie = Connect(diag_, Answering(VARIANT_FALSE));
     StartDownload(diag_);
@@ -145,17 +145,7 @@ TEST_F(EventTest, EverySinkIsCalledAndTheLastAnswerCounts) {
 }
 
 TEST_F(EventTest, ASinkWithoutTheEventCountsAsNone) {
-  class Deaf final : public com::Unknown<IDispatch> {
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* /*count*/) override { return E_NOTIMPL; }
-    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT /*index*/, LCID /*locale*/,
-                                          ITypeInfo** /*info*/) override {
-      return E_NOTIMPL;
-    }
-    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/,
-                                            UINT /*count*/, LCID /*locale*/,
-                                            DISPID* /*ids*/) override {
-      return E_NOTIMPL;
-    }
+  class Deaf final : public com::InvokeOnly {
     HRESULT STDMETHODCALLTYPE Invoke(DISPID /*member*/, REFIID /*reserved*/, LCID /*locale*/,
                                      WORD /*kind*/, DISPPARAMS* /*parameters*/, VARIANT* /*result*/,
                                      EXCEPINFO* /*exception*/, UINT* /*bad_argument*/) override {
@@ -245,7 +235,7 @@ TEST_F(EventTest, TwoWorkersOfOneObjectBothDeliver) {
 TEST_F(EventTest, SinksComeAndGoWhileWorkersRun) {
   constexpr int kRounds = 200;
   std::thread([&] {
-    const Apartment apartment(COINIT_MULTITHREADED);
+    const com::Apartment apartment(COINIT_MULTITHREADED);
     const DWORD steady = Connect(diag_, Answering(VARIANT_FALSE));
     StartDownload(diag_);
     StartDownload(diag_);
@@ -259,7 +249,7 @@ TEST_F(EventTest, SinksComeAndGoWhileWorkersRun) {
 
 TEST_F(EventTest, ASinkWhoseApartmentHasEndedHoldsNothingUp) {
   std::thread([&] {
-    const Apartment apartment(COINIT_APARTMENTTHREADED);
+    const com::Apartment apartment(COINIT_APARTMENTTHREADED);
     Connect(diag_, Answering(VARIANT_FALSE));
   }).join();
   StartDownload(diag_);
@@ -269,7 +259,7 @@ TEST_F(EventTest, ASinkWhoseApartmentHasEndedHoldsNothingUp) {
 
 TEST(Unloading, IsSafeAsSoonAsTheModuleSaysSo) {
   constexpr int kRounds = 20;
-  const Apartment apartment(COINIT_APARTMENTTHREADED);
+  const com::Apartment apartment(COINIT_APARTMENTTHREADED);
   for (int round = 0; round < kRounds; ++round) {
     {
       const DiagPtr diag = NewDiag();

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <windows.h>
+
+#include "base/com/unknown.h"
+
+namespace quillmark::com {
+
+/// An object that is called by the identifiers of its members alone, as the sink of an event is.
+class InvokeOnly : public Unknown<IDispatch> {
+ public:
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    *count = 0;
+    return S_OK;
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT /*index*/, LCID /*locale*/,
+                                        ITypeInfo** /*info*/) override {
+    return DISP_E_BADINDEX;
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
+                                          LCID /*locale*/, DISPID* /*ids*/) override {
+    return DISP_E_UNKNOWNNAME;
+  }
+};
+
+}  // namespace quillmark::com
