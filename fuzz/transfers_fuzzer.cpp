@@ -115,20 +115,25 @@ std::int32_t Number(FuzzedDataProvider& data, const std::array<std::int32_t, kSi
                                                 : data.PickValueInArray(usual);
 }
 
-/// Bytes of the input, now and then so often that they fill documents.
-Bytes Content(FuzzedDataProvider& data, std::int32_t MaxSize) {
-  const Bytes part =
-      data.ConsumeBytes<std::uint8_t>(data.ConsumeIntegralInRange<std::size_t>(0, 300));
+/// Bytes of the input and runs of fill, now and then so often that they fill documents.
+Bytes Content(FuzzedDataProvider& data, std::uint8_t fill, std::int32_t MaxSize) {
+  Bytes part;
+  for (auto left = data.ConsumeIntegralInRange(0, 4); left > 0; --left) {
+    const auto count = data.ConsumeIntegralInRange<std::size_t>(0, 70);
+    const Bytes more =
+        data.ConsumeBool() ? Bytes(count, fill) : data.ConsumeBytes<std::uint8_t>(count);
+    part.insert(part.end(), more.begin(), more.end());
+  }
   const std::size_t most = MaxSize >= 128 ? 35'000 : 600;
-  std::size_t times = data.ConsumeIntegralInRange(0, 15) == 0 ? 150 : 1;
-  Bytes bytes;
-  for (; times > 0 && bytes.size() + part.size() <= most; --times) {
-    bytes.insert(bytes.end(), part.begin(), part.end());
+  Bytes bytes = part;
+  if (data.ConsumeIntegralInRange(0, 15) == 0) {
+    while (!part.empty() && bytes.size() + part.size() <= most) {
+      bytes.insert(bytes.end(), part.begin(), part.end());
+    }
   }
   return bytes;
 }
 
-/// Nothing where a segment has no room at its address, which the image's own types refuse.
 std::shared_ptr<MemoryImage> ImageOf(const Download& download, PortablePlatform& platform) {
   auto image = platform.CreateMemoryImage();
   for (const Stretch& stretch : download.image) {
@@ -140,6 +145,7 @@ std::shared_ptr<MemoryImage> ImageOf(const Download& download, PortablePlatform&
   return image;
 }
 
+/// Whether a segment has an address for each byte; the host's own types refuse it elsewhere.
 bool HasRoom(const Stretch& stretch) {
   return std::int64_t{stretch.start} + static_cast<std::int64_t>(stretch.bytes.size()) - 1 <= kMost;
 }
@@ -156,7 +162,7 @@ void RunDownload(FuzzedDataProvider& data, Transfer& transfer, TransportForm for
   download.MaxSize = Number(data, kSizes);
   const auto cancel_at = data.ConsumeIntegralInRange<std::size_t>(1, 4);
   for (auto left = data.ConsumeIntegralInRange(0, 3); left > 0; --left) {
-    const Stretch stretch{Address(data), Content(data, download.MaxSize)};
+    const Stretch stretch{Address(data), Content(data, download.fill, download.MaxSize)};
     if (HasRoom(stretch)) {
       download.image.push_back(stretch);
     }
