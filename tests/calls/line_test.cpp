@@ -116,6 +116,8 @@ TEST_F(ConsoleLine, WithArgumentsThatAreNoList) {
 struct Arity {
   const char* line;
   const char* description;
+
+  friend void PrintTo(const Arity& arity, std::ostream* out) { *out << arity.line; }
 };
 
 class WrongNumberOfArguments : public ConsoleTest, public ::testing::WithParamInterface<Arity> {};
