@@ -17,6 +17,8 @@ namespace {
 
 constexpr std::size_t kAnyNumber = std::numeric_limits<std::int32_t>::max();
 
+constexpr std::int32_t kCannotCreate = 429;
+
 enum : DISPID {
   kEcho = 1,
   kSleep,
@@ -130,8 +132,11 @@ com::Variant WScript::ArgumentOf(const com::Arguments& arguments) {
 }
 
 com::Variant WScript::CreateObject(const com::Arguments& arguments) {
+  const com::Bstr prog_id = arguments.Text(0);
   CLSID id = {};
-  com::Require(CLSIDFromProgID(arguments.Text(0).get(), &id));
+  if (FAILED(CLSIDFromProgID(prog_id.get(), &id))) {
+    throw Error(kCannotCreate, "ActiveX component can't create object: " + prog_id.utf8());
+  }
   com::ComPtr<IDispatch> object;
   const HRESULT status =
       CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, object.PutVoid());
