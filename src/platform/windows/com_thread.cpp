@@ -19,6 +19,18 @@ HMODULE KeepThisModule() {
   return module;
 }
 
+/// The documents of a worker stay with the host, which may have no other thread in their apartment:
+/// it is kept for the rest of the process. A system without the function is one whose MSXML lends
+/// its free-threaded documents to every apartment, so that they need none.
+bool KeepMultithreadedApartment() {
+  using IncrementUsage = HRESULT(WINAPI*)(void**);
+  const HMODULE ole = GetModuleHandleW(L"ole32.dll");
+  const auto increment = reinterpret_cast<IncrementUsage>(
+      reinterpret_cast<void*>(GetProcAddress(ole, "CoIncrementMTAUsage")));
+  void* cookie = nullptr;
+  return increment != nullptr && SUCCEEDED(increment(&cookie));
+}
+
 /// Everything that `function` holds has ended before the apartment is left.
 void RunInApartment(std::unique_ptr<Function> function) {
   if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
@@ -49,6 +61,7 @@ DWORD WINAPI RunAndLeaveModule(LPVOID parameter) {
 }  // namespace
 
 void LaunchComThread(std::function<void()> function) {
+  [[maybe_unused]] static const bool is_kept = KeepMultithreadedApartment();
   auto start = std::make_unique<Start>();
   start->function = std::make_unique<Function>(std::move(function));
   start->module = KeepThisModule();
