@@ -87,6 +87,21 @@ bool HoldsObjects(VARTYPE element) {
   return element == VT_DISPATCH || element == VT_UNKNOWN || element == VT_VARIANT;
 }
 
+bool IsReference(const VARIANT& variable) { return (V_VT(&variable) & VT_BYREF) != 0; }
+
+bool IsArray(const VARIANT& variable) { return (V_VT(&variable) & VT_ARRAY) != 0; }
+
+/// Whether it refers to storage for an object, or for an array of objects, as the member declares.
+bool RefersToSuch(VARTYPE declared, const VARIANT& variable) {
+  if (!IsReference(variable)) {
+    return false;
+  }
+  const VARTYPE element = ElementType(variable);
+  return declared == VT_DISPATCH
+             ? !IsArray(variable) && (element == VT_DISPATCH || element == VT_UNKNOWN)
+             : IsArray(variable) && HoldsObjects(element);
+}
+
 }  // namespace
 
 /// One argument by reference: what the member works on, and the caller's variable that gets it.
@@ -94,14 +109,8 @@ bool HoldsObjects(VARTYPE element) {
 class CallArguments::Reference {
  public:
   Reference(VARTYPE declared, VARIANT& given) : declared_(declared), variable_(Follow(given)) {
-    const auto reference = static_cast<VARTYPE>(VT_BYREF | declared);
-    const bool is_variable = &variable_ != &given;
-    const bool fits = V_VT(&variable_) == reference ||
-                      (declared == VT_DISPATCH && V_VT(&variable_) == (VT_BYREF | VT_UNKNOWN)) ||
-                      (declared != VT_DISPATCH &&
-                       (V_VT(&variable_) & (VT_BYREF | VT_ARRAY)) == (VT_BYREF | VT_ARRAY) &&
-                       HoldsObjects(ElementType(variable_)));
-    if (!fits && (!is_variable || (V_VT(&variable_) & VT_BYREF) != 0)) {
+    const bool takes_anything = &variable_ != &given && !IsReference(variable_);
+    if (!takes_anything && !RefersToSuch(declared, variable_)) {
       throw Error(error_number::kTypeMismatch);
     }
   }
@@ -133,7 +142,7 @@ class CallArguments::Reference {
 
  private:
   void StoreObject() {
-    if ((V_VT(&variable_) & VT_BYREF) != 0) {
+    if (IsReference(variable_)) {
       // IDispatch begins with IUnknown, so one pointer serves both.
       const auto old = com::ComPtr<IDispatch>::Adopt(
           std::exchange(*V_DISPATCHREF(&variable_), object_.Detach()));
@@ -145,20 +154,23 @@ class CallArguments::Reference {
 
   void StoreArray() {
     const ObjectList objects = ObjectsIn(array_);
-    if ((V_VT(&variable_) & VT_BYREF) != 0) {
-      StoreObjects(objects, ElementType(variable_), *V_ARRAYREF(&variable_));
+    const VARTYPE element = ElementType(variable_);
+    if (IsReference(variable_)) {
+      StoreObjects(objects, element, *V_ARRAYREF(&variable_));
       return;
     }
-    // A script indexes arrays of variables alone.
-    if ((V_VT(&variable_) & VT_ARRAY) != 0 && HoldsObjects(ElementType(variable_))) {
-      StoreObjects(objects, ElementType(variable_), V_ARRAY(&variable_));
+    if (IsArray(variable_) && HoldsObjects(element)) {
+      StoreObjects(objects, element, V_ARRAY(&variable_));
       return;
     }
-    SAFEARRAY* array = nullptr;
-    StoreObjects(objects, VT_VARIANT, array);
+    // Of the arrays that a variable can hold, a script indexes those of variables alone.
+    SAFEARRAY* elements = nullptr;
+    StoreObjects(objects, VT_VARIANT, elements);
+    com::Variant array;
+    V_VT(array.InOut()) = VT_ARRAY | VT_VARIANT;
+    V_ARRAY(array.InOut()) = elements;
     com::Require(VariantClear(&variable_));
-    V_VT(&variable_) = VT_ARRAY | VT_VARIANT;
-    V_ARRAY(&variable_) = array;
+    variable_ = array.Detach();
   }
 
   VARTYPE declared_;
