@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -58,6 +60,14 @@ class QUILLMARK_API ByteString {
   [[nodiscard]] virtual std::string Hex() const = 0;
   /// Parses such text, lower case accepted, and assigns its bytes as `Assign` would.
   virtual void SetHex(std::string_view text) = 0;
+
+  /// The same without the text, which an implementation can spare the component that has its bytes
+  /// side by side in memory. Otherwise they go through `Hex` and `SetHex`.
+  ///
+  /// Calls `read` with the bytes, which are good for that call alone.
+  virtual void ReadBytes(const std::function<void(std::span<const std::uint8_t>)>& read) const;
+  /// `bytes` are not those of this string.
+  virtual void SetBytes(std::span<const std::uint8_t> bytes);
 
   [[nodiscard]] virtual std::int32_t StartAddress() const = 0;
   virtual void SetStartAddress(std::int32_t address) = 0;

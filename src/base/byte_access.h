@@ -17,21 +17,31 @@ namespace quillmark {
   return bytes[position - 1];
 }
 
-/// A copy of exactly `count` bytes from `position` on; a count of 0 gives none.
-[[nodiscard]] inline Bytes BytesAt(ByteView bytes, std::size_t position, std::size_t count) {
+/// Exactly `count` bytes from `position` on; a count of 0 gives none.
+[[nodiscard]] inline ByteView ViewAt(ByteView bytes, std::size_t position, std::size_t count) {
   if (position < 1 || position > bytes.size() + 1 || count > bytes.size() + 1 - position) {
     throw Error(error_number::kSubscriptOutOfRange);
   }
-  const auto part = bytes.subspan(position - 1, count);
-  return {part.begin(), part.end()};
+  return bytes.subspan(position - 1, count);
 }
 
-/// A copy of the bytes from `position` to the end, which may be none.
-[[nodiscard]] inline Bytes BytesFrom(ByteView bytes, std::size_t position) {
+/// The bytes from `position` to the end, which may be none.
+[[nodiscard]] inline ByteView ViewFrom(ByteView bytes, std::size_t position) {
   if (position < 1 || position > bytes.size() + 1) {
     throw Error(error_number::kSubscriptOutOfRange);
   }
-  const auto part = bytes.subspan(position - 1);
+  return bytes.subspan(position - 1);
+}
+
+/// A copy of what `ViewAt` gives.
+[[nodiscard]] inline Bytes BytesAt(ByteView bytes, std::size_t position, std::size_t count) {
+  const ByteView part = ViewAt(bytes, position, count);
+  return {part.begin(), part.end()};
+}
+
+/// A copy of what `ViewFrom` gives.
+[[nodiscard]] inline Bytes BytesFrom(ByteView bytes, std::size_t position) {
+  const ByteView part = ViewFrom(bytes, position);
   return {part.begin(), part.end()};
 }
 

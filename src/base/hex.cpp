@@ -1,9 +1,11 @@
 #include "base/hex.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
 
+#include "base/large_pages.h"
 #include "quillmark/error.h"
 
 namespace quillmark {
@@ -25,65 +27,112 @@ constexpr auto kDigitPairs = [] {
   return pairs;
 }();
 
-/// The value of a digit; `kNoDigit` for any other character. Computed, since a compiler can make
-/// vector code of it: three times as fast as a table.
-std::uint8_t ValueOf(char digit) {
+/// The value of a digit; `kNoDigit` for any other character.
+constexpr std::uint8_t ValueOf(char digit) {
   const auto number = static_cast<std::uint8_t>(digit - '0');
   const auto letter = static_cast<std::uint8_t>((digit | ('a' ^ 'A')) - 'a');
   const auto letter_value = static_cast<std::uint8_t>(letter < 6 ? letter + 10 : kNoDigit);
   return number < 10 ? number : letter_value;
 }
 
-/// Looks digits up: for a CAN frame, which is too short for vectors, in three fifths of the time.
-void WriteFewDigits(char* digits, ByteView bytes) {
-  for (const std::uint8_t byte : bytes) {
-    std::memcpy(digits, kDigitPairs[byte].data(), 2);
-    digits += 2;
+constexpr auto kDigitValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  for (std::size_t code = 0; code < values.size(); ++code) {
+    values[code] = ValueOf(static_cast<char>(code));
   }
-}
+  return values;
+}();
 
-/// Computes them, in vectors: for whole blocks, in half the time.
-void WriteManyDigits(char* digits, ByteView bytes) {
+std::uint8_t LookUpValueOf(char digit) { return kDigitValues[static_cast<std::uint8_t>(digit)]; }
+
+/// A compiler makes vectors of this many bytes of what is computed. What is left over is looked up,
+/// a CAN frame as a whole: 40 % fewer instructions for a frame, half of them for a K line message.
+constexpr std::size_t kVectorSize = 16;
+
+/// Text is converted through a buffer of this many bytes, since memory for the result would else be
+/// written twice, first with zeros: a tenth of the time for the text of 16 MiB.
+constexpr std::size_t kChunkSize = 256;
+using Chunk = std::array<std::uint8_t, kChunkSize>;
+
+void WriteDigits(char* digits, ByteView bytes) {
   const std::uint8_t* const from = bytes.data();
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
+  const std::size_t many = bytes.size() - bytes.size() % kVectorSize;
+  for (std::size_t i = 0; i < many; ++i) {
     digits[2 * i] = DigitOf(from[i] >> 4U);
     digits[2 * i + 1] = DigitOf(from[i] & 0x0FU);
   }
+  for (std::size_t i = many; i < bytes.size(); ++i) {
+    std::memcpy(digits + 2 * i, kDigitPairs[from[i]].data(), 2);
+  }
+}
+
+/// Reads `count` bytes with `Value` for a digit's value, `kNoDigit` or more where it is none.
+/// Returns all values in one, so that nothing leaves the loop early.
+template <std::uint8_t (*Value)(char)>
+std::uint8_t ReadDigitsWith(std::uint8_t* bytes, const char* digits, std::size_t count) {
+  std::uint8_t all = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t high = Value(digits[2 * i]);
+    const std::uint8_t low = Value(digits[2 * i + 1]);
+    all = static_cast<std::uint8_t>(all | high | low);
+    bytes[i] = static_cast<std::uint8_t>(high << 4U | low);
+  }
+  return all;
+}
+
+/// False where a character is no digit.
+bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
+  const std::size_t many = count - count % kVectorSize;
+  return ReadDigitsWith<ValueOf>(bytes, digits, many) < kNoDigit &&
+         ReadDigitsWith<LookUpValueOf>(bytes + many, digits + 2 * many, count - many) < kNoDigit;
 }
 
 }  // namespace
 
 void AppendHex(std::string& text, ByteView bytes) {
-  const std::size_t at = text.size();
-  text.resize(at + 2 * bytes.size());
-  constexpr std::size_t kMany = 16;
-  (bytes.size() < kMany ? WriteFewDigits : WriteManyDigits)(text.data() + at, bytes);
+  std::array<char, 2 * kChunkSize> digits;
+  while (!bytes.empty()) {
+    const ByteView chunk = bytes.first(std::min(bytes.size(), kChunkSize));
+    WriteDigits(digits.data(), chunk);
+    text.append(digits.data(), 2 * chunk.size());
+    bytes = bytes.subspan(chunk.size());
+  }
 }
 
 std::string HexOf(ByteView bytes) {
   std::string text;
+  text.reserve(2 * bytes.size());
+  PreferLargePages(text.data(), text.capacity());
   AppendHex(text, bytes);
   return text;
 }
 
 Bytes BytesOfHex(std::string_view text) {
-  if (text.size() % 2 != 0) {
-    throw Error(error_number::kTypeMismatch);
-  }
-  Bytes bytes(text.size() / 2);
-  const char* const from = text.data();
-  std::uint8_t* const to = bytes.data();
-  std::uint8_t all = 0;  // The values of all digits in one, so that nothing leaves the loop early.
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const std::uint8_t high = ValueOf(from[2 * i]);
-    const std::uint8_t low = ValueOf(from[2 * i + 1]);
-    all = static_cast<std::uint8_t>(all | high | low);
-    to[i] = static_cast<std::uint8_t>(high << 4U | low);
-  }
-  if (all >= kNoDigit) {
+  Bytes bytes;
+  bytes.reserve(text.size() / 2);
+  PreferLargePages(bytes.data(), bytes.capacity());
+  if (!AppendBytesOfHex(bytes, text)) {
     throw Error(error_number::kTypeMismatch);
   }
   return bytes;
+}
+
+bool AppendBytesOfHex(Bytes& bytes, std::string_view text) {
+  if (text.size() % 2 != 0) {
+    return false;
+  }
+  const std::size_t size_before = bytes.size();
+  Chunk chunk;
+  while (!text.empty()) {
+    const std::size_t count = std::min(text.size() / 2, kChunkSize);
+    if (!ReadDigits(chunk.data(), text.data(), count)) {
+      bytes.resize(size_before);
+      return false;
+    }
+    bytes.insert(bytes.end(), chunk.data(), chunk.data() + count);
+    text.remove_prefix(2 * count);
+  }
+  return true;
 }
 
 std::string ShortHexOf(std::uint8_t value) {

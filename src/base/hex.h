@@ -19,6 +19,8 @@ void AppendHex(std::string& text, ByteView bytes);
 /// The bytes of such text, lower case accepted. Raises 13 for an odd number of digits and for any
 /// character that is no digit, blanks included.
 [[nodiscard]] Bytes BytesOfHex(std::string_view text);
+/// Appends them; false, and nothing appended, where `BytesOfHex` raises.
+[[nodiscard]] bool AppendBytesOfHex(Bytes& bytes, std::string_view text);
 
 /// Upper case without leading zeros: 0x05 gives "5".
 [[nodiscard]] std::string ShortHexOf(std::uint8_t value);

@@ -54,7 +54,7 @@ bool ReadRecord(const Context& context, const std::shared_ptr<DOMDocument>& root
     return false;
   }
   auto copy = context.GetPlatform().CreateByteString();
-  copy->SetHex(HexOf(BytesFrom(reply, kRecordPosition)));
+  copy->SetBytes(ViewFrom(reply, kRecordPosition));
   record = std::move(copy);
   return true;
 }

@@ -29,7 +29,11 @@ std::shared_ptr<DOMDocument> writelogzone(Context& context,
   const auto checksum = platform.CreateChecksumCalculator();
   checksum->Add(*block->Mid(1, kHeaderLength + kHistoryLength));
   checksum->StoreInto(*block);
-  return SingleStepRequest(context, BytesOfHex(block->Hex()), Bytes{0x74, 0x02}, 2);
+  std::shared_ptr<DOMDocument> document;
+  block->ReadBytes([&](ByteView request) {
+    document = SingleStepRequest(context, request, Bytes{0x74, 0x02}, 2);
+  });
+  return document;
 }
 
 void checkwritelogzone(const std::shared_ptr<DOMDocument>& root) {

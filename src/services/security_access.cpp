@@ -68,13 +68,13 @@ std::shared_ptr<ByteString> getseed(const Context& context,
   const Bytes reply =
       form == TransportForm::kKLine ? ReadSeedReplyOnKLine(root) : ReadSeedReplyOnCAN(form, root);
   auto seed = context.GetPlatform().CreateByteString();
-  seed->SetHex(HexOf(BytesFrom(reply, kSeedPosition)));
+  seed->SetBytes(ViewFrom(reply, kSeedPosition));
   return seed;
 }
 
 std::shared_ptr<DOMDocument> dounlock(Context& context, const std::shared_ptr<ByteString>& key) {
   Bytes request = {0x27, 0x82};
-  Append(request, BytesOfHex(Require(key).Hex()));
+  Require(key).ReadBytes([&](ByteView bytes) { Append(request, bytes); });
   return SingleStepRequest(context, request, Bytes{0x67, 0x82}, kUnlockReplyLength);
 }
 

@@ -1,6 +1,7 @@
 #include "transfer/download_worker.h"
 
 #include <array>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -30,7 +31,9 @@ class BlockBuilder {
         checksum_(platform.CreateChecksumCalculator()),
         RL_(RL) {}
 
-  [[nodiscard]] Bytes Build(ByteString& segment, std::int32_t address, std::int32_t count) {
+  /// Builds the block of `count` bytes from `address` on, then calls `use` with it.
+  template <typename Use>
+  void Build(ByteString& segment, std::int32_t address, std::int32_t count, Use use) {
     MakeRoom(count);
     WriteHeader(address, checked::ToByte(count));
     data_->Assign(*segment.Mid(address, count));
@@ -38,7 +41,7 @@ class BlockBuilder {
     checksum_->Reset();
     checksum_->Add(*summed_);
     checksum_->StoreInto(*block_);
-    return BytesOfHex(block_->Hex());
+    block_->ReadBytes(std::ref(use));
   }
 
  private:
@@ -48,6 +51,7 @@ class BlockBuilder {
       return;
     }
     block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
+    header_ = block_->Mid(1, kHeaderLength);
     data_ = block_->Mid(kHeaderLength + 1, count);
     summed_ = block_->Mid(1, kHeaderLength + count);
     count_ = count;
@@ -55,17 +59,16 @@ class BlockBuilder {
 
   void WriteHeader(std::int32_t address, std::uint8_t count) {
     const auto [high, middle, low] = AddressBytes(address);
-    std::int32_t position = 1;
-    for (const std::uint8_t byte : {kDownloadRequest, RL_, high, middle, low, count}) {
-      block_->SetItem(position++, byte);
-    }
+    header_->SetBytes(
+        std::array<std::uint8_t, kHeaderLength>{kDownloadRequest, RL_, high, middle, low, count});
   }
 
   std::shared_ptr<ByteString> block_;
   std::shared_ptr<ChecksumCalculator> checksum_;
   std::uint8_t RL_;
   std::int32_t count_ = 0;              ///< data bytes that the block has room for
-  std::shared_ptr<ByteString> data_;    ///< view on the data bytes of the block
+  std::shared_ptr<ByteString> header_;  ///< view on its first bytes
+  std::shared_ptr<ByteString> data_;    ///< view on its data bytes
   std::shared_ptr<ByteString> summed_;  ///< view on what its checksum covers
 };
 
@@ -78,8 +81,11 @@ bool StreamSegment(ByteString& segment, const CutRule& rule, BlockBuilder& block
     if (cut->count == 0) {
       break;
     }
-    const Bytes block = blocks.Build(segment, cut->address, cut->count);
-    if (!stream.Add(block, kExpectedReply, kReplyLength, cut->count)) {
+    bool goes_on = false;
+    blocks.Build(segment, cut->address, cut->count, [&](ByteView block) {
+      goes_on = stream.Add(block, kExpectedReply, kReplyLength, cut->count);
+    });
+    if (!goes_on) {
       return false;
     }
   }

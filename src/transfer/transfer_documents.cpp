@@ -84,7 +84,7 @@ std::shared_ptr<MemoryImage> ReadImage(Platform& platform, const DOMDocument& do
   ForEachSegment(document, [&](const IXMLDOMNode& node) {
     Require(node.firstChild()).readNodeValue([&](std::string_view hex) { segment->SetHex(hex); });
     segment->SetStartAddress(LongAttribute(node, kAt));
-    image->AddSegment(*segment);
+    image->TakeSegment(*segment);
   });
   return image;
 }

@@ -354,6 +354,36 @@ TYPED_TEST_P(ByteStringLaws, StringsOfAnotherImplementationAreCopied) {
   EXPECT_EQ(string->Hex(), "AA11CC0E0F");
 }
 
+TYPED_TEST_P(ByteStringLaws, BytesAreReadWithoutText) {
+  const auto string = this->Of("0A0B0C", 10);
+  const auto read = [](const ByteString& from) {
+    std::vector<std::uint8_t> bytes;
+    from.ReadBytes(
+        [&](std::span<const std::uint8_t> view) { bytes.assign(view.begin(), view.end()); });
+    return bytes;
+  };
+  EXPECT_EQ(read(*string), (std::vector<std::uint8_t>{0x0A, 0x0B, 0x0C}));
+  EXPECT_EQ(read(*string->Mid(11, 1)), (std::vector<std::uint8_t>{0x0B}));
+  EXPECT_EQ(read(*TypeParam::Make()), std::vector<std::uint8_t>{});
+}
+
+TYPED_TEST_P(ByteStringLaws, BytesAreSetAsAssignedOnes) {
+  const std::vector<std::uint8_t> bytes = {0xAA, 0xBB, 0xCC};
+  const auto string = this->Of("0102", 10);
+  string->SetBytes(bytes);
+  EXPECT_EQ(string->Hex(), "AABBCC");
+  EXPECT_EQ(string->StartAddress(), 10);
+  string->Mid(11, 1)->SetBytes(bytes);
+  EXPECT_EQ(string->Hex(), "AAAACC");
+  string->Mid(12, 0)->SetBytes(bytes);
+  EXPECT_EQ(string->Hex(), "AAAAAABBCC");
+  string->SetBytes({});
+  EXPECT_EQ(string->Hex(), "");
+  string->SetStartAddress(this->kLargest);
+  EXPECT_ERROR(string->SetBytes(bytes), 6, "Overflow");
+  EXPECT_EQ(string->Hex(), "");
+}
+
 TYPED_TEST_P(ByteStringLaws, FillRunsAreCountedFromAnAddress) {
   const auto string = this->Of("00FFFFFF01FF", 1000);
   EXPECT_EQ(string->FillRunLength(0xFF, 1000), 0);
@@ -388,6 +418,7 @@ REGISTER_TYPED_TEST_SUITE_P(
     ACountedViewKeepsItsLength, GrowthThroughAViewRespectsTheParentsAddresses,
     AnOpenViewFollowsItsParentsLength, AViewWhoseBytesAreGoneRaises9,
     OverlappingAssignmentsCopyFirst, StringsOfAnotherImplementationAreCopied,
-    FillRunsAreCountedFromAnAddress, AFillRunOutsideIsNegative);
+    BytesAreReadWithoutText, BytesAreSetAsAssignedOnes, FillRunsAreCountedFromAnAddress,
+    AFillRunOutsideIsNegative);
 
 }  // namespace quillmark::testing

@@ -150,6 +150,8 @@ TEST_F(OutOfMemory, ByteStrings) {
   expect([&](ByteString&) { static_cast<void>(platform_->CreateByteString()); });
   expect([&](ByteString& string) { string.Assign(*other); });
   expect([&](ByteString& string) { string.SetHex(kLong); });
+  const std::vector<std::uint8_t> bytes(1000);
+  expect([&](ByteString& string) { string.SetBytes(bytes); });
   expect([&](ByteString& string) { string.SetLength(1000); });
   expect([&](ByteString& string) { static_cast<void>(string.Clone()); });
   expect([&](ByteString& string) { static_cast<void>(string.Mid(1, 1)); });
@@ -163,6 +165,9 @@ TEST_F(OutOfMemory, ImagesAndMaps) {
   const auto image = platform_->CreateMemoryImage();
   ExpectOutOfMemoryEverywhere([&] { image->AddSegment(*segment); },
                               [&] { return std::to_string(image->Segments().size()); });
+  ExpectOutOfMemoryEverywhere(
+      [&] { image->TakeSegment(*segment); },
+      [&] { return std::to_string(image->Segments().size()) + segment->Hex(); });
   const auto map = platform_->CreateMemoryMap();
   ExpectOutOfMemoryEverywhere([&] { map->AddRange(1, 2); },
                               [&] { return std::to_string(map->Ranges().size()); });

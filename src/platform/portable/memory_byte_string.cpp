@@ -29,16 +29,18 @@ void RequireAddresses(std::int32_t start, std::int64_t length) {
 
 }  // namespace
 
-MemoryByteString::MemoryByteString() : storage_(std::make_shared<Storage>()) {}
-
-MemoryByteString::MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
+MemoryByteString::MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
                                    std::optional<std::size_t> count)
-    : storage_(std::move(storage)), is_view_(true), offset_(offset), count_(count) {}
+    : whole_(std::move(whole)), storage_(&whole_->own_), offset_(offset), count_(count) {}
 
 const MemoryByteString* MemoryByteString::From(const ByteString& string) {
   // The class is final: no object of another class is one of this, and a cast need not look for it.
   return typeid(string) == typeid(MemoryByteString) ? static_cast<const MemoryByteString*>(&string)
                                                     : nullptr;
+}
+
+MemoryByteString* MemoryByteString::From(ByteString& string) {
+  return const_cast<MemoryByteString*>(From(std::as_const(string)));
 }
 
 std::span<std::uint8_t> MemoryByteString::WritableView() const {
@@ -99,8 +101,9 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
   } else if (count_.has_value()) {
     view_count = *count_ - from;
   }
+  const auto whole = IsWhole() ? shared_from_this() : whole_;
   return OrOutOfMemory(
-      [&] { return std::make_shared<MemoryByteString>(storage_, offset_ + from, view_count); });
+      [&] { return std::make_shared<MemoryByteString>(whole, offset_ + from, view_count); });
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Clone() const {
@@ -147,7 +150,7 @@ std::string MemoryByteString::Hex() const {
 void MemoryByteString::SetHex(std::string_view text) {
   OrOutOfMemory([&] {
     Bytes bytes = BytesOfHex(text);
-    if (is_view_) {
+    if (!IsWhole()) {
       AssignBytes(bytes);
       return;
     }
@@ -157,16 +160,27 @@ void MemoryByteString::SetHex(std::string_view text) {
   });
 }
 
+void MemoryByteString::ReadBytes(const std::function<void(ByteView)>& read) const { read(View()); }
+
+void MemoryByteString::SetBytes(ByteView bytes) {
+  OrOutOfMemory([&] { AssignBytes(bytes); });
+}
+
+void MemoryByteString::TakeFrom(MemoryByteString& source) {
+  storage_->bytes = std::exchange(source.storage_->bytes, {});
+  storage_->start_address = source.storage_->start_address;
+}
+
 std::int32_t MemoryByteString::StartAddress() const {
-  return is_view_ ? 1 : storage_->start_address;
+  return IsWhole() ? storage_->start_address : 1;
 }
 
 void MemoryByteString::SetStartAddress(std::int32_t address) {
-  if (is_view_ && address != 1) {
+  if (!IsWhole() && address != 1) {
     RaiseOutside();
   }
   RequireAddresses(address, Length());
-  if (!is_view_) {
+  if (IsWhole()) {
     storage_->start_address = address;
   }
 }
