@@ -22,6 +22,17 @@ struct TemplateCopy {
   std::string_view text;
 };
 
+/// What `IXMLDOMNode::readChildTexts` tells of one child element.
+struct ChildText {
+  enum class State : std::uint8_t {
+    kNoPart,     ///< it has no such part
+    kEmptyPart,  ///< the part has no content
+    kText,
+  };
+  State state;
+  std::string_view text;  ///< good for the call alone
+};
+
 /// The numeric node types of the W3C document object model.
 enum class NodeType : std::uint8_t {
   kElement = 1,
@@ -116,6 +127,24 @@ class QUILLMARK_API IXMLDOMNode {
       std::string_view path) const = 0;
   [[nodiscard]] virtual std::shared_ptr<IXMLDOMNodeList> selectNodes(
       std::string_view path) const = 0;
+
+  /// Calls `read` for each child element called `name`, in document order, with the text of the
+  /// first child of its first child element called `part`. Both are names, not paths. A platform
+  /// may go through the thousands of frames of a transfer without a node object for each.
+  virtual void readChildTexts(std::string_view name, std::string_view part,
+                              const std::function<void(const ChildText&)>& read) const {
+    const auto children = selectNodes(name);
+    for (std::size_t index = 0; index < children->length(); ++index) {
+      const auto found = children->item(index)->selectSingleNode(part);
+      const auto content = found ? found->firstChild() : nullptr;
+      if (content) {
+        const std::string text = content->text();
+        read({ChildText::State::kText, text});
+      } else {
+        read({found ? ChildText::State::kEmptyPart : ChildText::State::kNoPart, {}});
+      }
+    }
+  }
 };
 
 /// An element.

@@ -61,9 +61,11 @@ void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteV
   steps.WaitSeparationTime();
 }
 
-Bytes ReadReply(const Bytes& first, ReplyFrames& frames) {
+Bytes ReadReply(ByteView first, ReplyFrames& frames) {
   const std::size_t frame_count = ByteAt(first, 1);
-  Bytes message = BytesFrom(first, 2);
+  Bytes message;
+  message.reserve(frame_count * kCANFrameSize + first.size());
+  Append(message, ViewFrom(first, 2));
   for (std::size_t received = 1; received < frame_count; ++received) {
     Append(message, frames.NextData());
   }

@@ -21,6 +21,6 @@ void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteV
 
 /// The message that starts in `first`. Raises 2000 for a further frame without data, 2003 for a
 /// message that is cut short or has a wrong checksum, 9 for an empty first frame.
-[[nodiscard]] Bytes ReadReply(const Bytes& first, ReplyFrames& frames);
+[[nodiscard]] Bytes ReadReply(ByteView first, ReplyFrames& frames);
 
 }  // namespace quillmark::addressed_can

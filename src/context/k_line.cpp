@@ -16,6 +16,6 @@ void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expecte
   steps.WaitSeparationTime();
 }
 
-Bytes ReadReply(const Bytes& message) { return k_message::Read(message); }
+Bytes ReadReply(ByteView message) { return k_message::Read(message); }
 
 }  // namespace quillmark::k_line

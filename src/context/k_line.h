@@ -17,6 +17,6 @@ void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expecte
                std::int32_t reply_length);
 
 /// Raises 2003 for a message that is cut short or has a wrong checksum.
-[[nodiscard]] Bytes ReadReply(const Bytes& message);
+[[nodiscard]] Bytes ReadReply(ByteView message);
 
 }  // namespace quillmark::k_line

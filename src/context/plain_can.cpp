@@ -101,16 +101,21 @@ void AddSegmentedReply(StepWriter& steps, ByteView expected, std::size_t length)
   }
 }
 
-Bytes ReadSegments(const Bytes& first, ReplyFrames& frames) {
+Bytes ReadSegments(ByteView first, ReplyFrames& frames) {
   const std::size_t length = std::size_t{256} * (ByteAt(first, 1) & kLengthMask) + ByteAt(first, 2);
-  Bytes message = BytesAt(first, 3, kFirstFrameData);
+  Bytes message;
+  message.reserve(length + kConsecutiveFrameData);
+  Append(message, ViewAt(first, 3, kFirstFrameData));
   std::size_t received = kFirstFrameData;
   // Sequence numbers are deliberately not compared: the host has compared them with the `c`
   // elements.
   for (; received < length; received += kConsecutiveFrameData) {
-    Append(message, BytesFrom(frames.NextData(), 2));
+    Append(message, ViewFrom(frames.NextData(), 2));
   }
-  return received > length ? BytesAt(message, 1, length) : message;
+  if (received > length) {
+    message.resize(ViewAt(message, 1, length).size());
+  }
+  return message;
 }
 
 }  // namespace
@@ -143,7 +148,7 @@ void AddExpectedReply(StepWriter& steps, ByteView expected, std::int32_t reply_l
   steps.WaitSeparationTime();
 }
 
-std::optional<Bytes> ReadReply(const Bytes& first, ReplyFrames& frames) {
+std::optional<Bytes> ReadReply(ByteView first, ReplyFrames& frames) {
   const std::uint8_t header = ByteAt(first, 1);
   switch (header & kFrameTypeMask) {
     case 0x00:

@@ -23,6 +23,6 @@ void AddExpectedReply(StepWriter& steps, ByteView expected, std::int32_t reply_l
 
 /// The message that starts in `first`; nothing where that is neither a single nor a first frame.
 /// Raises 2000 for a consecutive frame without data, 9 where a frame ends before what it announces.
-[[nodiscard]] std::optional<Bytes> ReadReply(const Bytes& first, ReplyFrames& frames);
+[[nodiscard]] std::optional<Bytes> ReadReply(ByteView first, ReplyFrames& frames);
 
 }  // namespace quillmark::plain_can

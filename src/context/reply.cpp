@@ -5,14 +5,13 @@
 #include "context/addressed_can.h"
 #include "context/k_line.h"
 #include "context/plain_can.h"
-#include "context/reply_frames.h"
 
 namespace quillmark {
 
 namespace {
 
 /// The message that starts in the frame `first`, of which `frames` gives what follows.
-std::optional<Bytes> ReadMessage(TransportForm form, const Bytes& first, ReplyFrames& frames) {
+std::optional<Bytes> ReadMessage(TransportForm form, ByteView first, ReplyFrames& frames) {
   switch (form) {
     case TransportForm::kKLine:
       return k_line::ReadReply(first);
@@ -30,15 +29,13 @@ std::optional<Bytes> ReadReply(TransportForm form, const std::shared_ptr<IXMLDOM
   if (!node) {
     return Bytes{};
   }
-  ReplyFrames frames(node);
+  SiblingFrames frames(node);
   const auto first = frames.Next();
   return first ? ReadMessage(form, *first, frames) : Bytes{};
 }
 
-std::optional<Bytes> ReadReceivedReply(TransportForm form,
-                                       const std::shared_ptr<IXMLDOMNode>& node) {
-  ReplyFrames frames(node);
-  const Bytes first = frames.NextData();
+std::optional<Bytes> ReadReceivedReply(TransportForm form, ReplyFrames& frames) {
+  const ByteView first = frames.NextData();
   return ReadMessage(form, first, frames);
 }
 

@@ -7,6 +7,7 @@
 
 #include "base/hex.h"
 #include "context/addressing.h"
+#include "context/reply_frames.h"
 #include "quillmark/dom.h"
 #include "quillmark/error.h"
 
@@ -22,9 +23,9 @@ namespace quillmark {
 [[nodiscard]] std::optional<Bytes> ReadReply(TransportForm form,
                                              const std::shared_ptr<IXMLDOMNode>& node);
 
-/// The same where the frame `node` must have data: raises 2000 where it has none.
-[[nodiscard]] std::optional<Bytes> ReadReceivedReply(TransportForm form,
-                                                     const std::shared_ptr<IXMLDOMNode>& node);
+/// The same for the message that begins in the next of `frames`, which must have data: raises 2000
+/// where it has none.
+[[nodiscard]] std::optional<Bytes> ReadReceivedReply(TransportForm form, ReplyFrames& frames);
 
 /// The message that starts in the `r` element with `index`, counted from 0, of the form's exchange;
 /// used at once, and so 91 where that frame does not begin a message.

@@ -12,17 +12,27 @@ bool IsReplyFrame(const IXMLDOMNode& node) {
 
 }  // namespace
 
-std::optional<Bytes> ReplyFrames::Next() {
-  while (next_ && !IsReplyFrame(*next_)) {
-    next_ = next_->nextSibling();
+ByteView ReplyFrames::NextData() {
+  const auto data = Next();
+  if (!data) {
+    throw Error(error_number::kNoReply);
   }
-  if (!next_) {
+  return *data;
+}
+
+std::optional<ByteView> SiblingFrames::Next() {
+  if (has_frame_) {
+    node_ = node_->nextSibling();
+  }
+  while (node_ && !IsReplyFrame(*node_)) {
+    node_ = node_->nextSibling();
+  }
+  if (!node_) {
     throw Error(error_number::kObjectNotSet);
   }
-  const auto frame = next_;
-  next_ = frame->nextSibling();
+  has_frame_ = true;
 
-  const auto data = frame->selectSingleNode("d");
+  const auto data = node_->selectSingleNode("d");
   if (!data) {
     return std::nullopt;
   }
@@ -30,15 +40,8 @@ std::optional<Bytes> ReplyFrames::Next() {
   if (!content) {
     throw Error(error_number::kObjectNotSet);
   }
-  return BytesOfHex(content->text());
-}
-
-Bytes ReplyFrames::NextData() {
-  auto data = Next();
-  if (!data) {
-    throw Error(error_number::kNoReply);
-  }
-  return *std::move(data);
+  bytes_ = BytesOfHex(content->text());
+  return bytes_;
 }
 
 }  // namespace quillmark

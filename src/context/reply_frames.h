@@ -2,27 +2,44 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "base/hex.h"
 #include "quillmark/dom.h"
 
 namespace quillmark {
 
-/// The received frames of a run document: the `r` elements from a node on, in document order among
-/// its siblings; send elements and texts between them are skipped.
+/// Received frames of a run document, one after another.
 class ReplyFrames {
  public:
-  explicit ReplyFrames(std::shared_ptr<IXMLDOMNode> start) : next_(std::move(start)) {}
+  ReplyFrames() = default;
+  ReplyFrames(const ReplyFrames&) = delete;
+  ReplyFrames& operator=(const ReplyFrames&) = delete;
+  ReplyFrames(ReplyFrames&&) = delete;
+  ReplyFrames& operator=(ReplyFrames&&) = delete;
+  virtual ~ReplyFrames() = default;
 
-  /// The bytes of the next frame; nothing where the host received none (no `d`). Raises 91 where no
-  /// further frame follows or a `d` has no text, 13 where its text is not hex.
-  [[nodiscard]] std::optional<Bytes> Next();
+  /// The bytes of the next frame, good until the one after it is asked for; nothing where the host
+  /// received none (no `d`). Raises 91 where no further frame follows or a `d` has no text, 13
+  /// where its text is not hex.
+  [[nodiscard]] virtual std::optional<ByteView> Next() = 0;
 
   /// The same for a frame that must be there: raises 2000 where the host received none.
-  [[nodiscard]] Bytes NextData();
+  [[nodiscard]] ByteView NextData();
+};
+
+/// The `r` elements from a node on, in document order among its siblings; send elements and texts
+/// between them are skipped.
+class SiblingFrames final : public ReplyFrames {
+ public:
+  explicit SiblingFrames(std::shared_ptr<IXMLDOMNode> start) : node_(std::move(start)) {}
+
+  [[nodiscard]] std::optional<ByteView> Next() override;
 
  private:
-  std::shared_ptr<IXMLDOMNode> next_;
+  std::shared_ptr<IXMLDOMNode> node_;  ///< the last frame, or where the first is looked for
+  bool has_frame_ = false;             ///< `node_` is a frame that was given
+  Bytes bytes_;
 };
 
 }  // namespace quillmark

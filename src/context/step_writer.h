@@ -13,7 +13,8 @@
 namespace quillmark {
 
 /// Appends the steps of an exchange to a request element. Steps are gathered and appended a row at
-/// a time, which takes a tenth of the time; the element has all of them after `Flush`.
+/// a time, which a platform can do in a quarter of the instructions; the element has all of them
+/// after `Flush`.
 class StepWriter {
  public:
   /// `separation_time` in milliseconds.

@@ -69,6 +69,10 @@ void AppendLineEnd(DOMDocument& document, IXMLDOMNode& parent) {
   parent.appendChild(document.createTextNode(kLineEnd));
 }
 
+std::string_view RequestPath(TransportForm form) {
+  return form == TransportForm::kKLine ? "/k" : "/can/x";
+}
+
 Templates BuildTemplates(Platform& platform, const Addressing& addressing, bool free_threaded) {
   const bool k_form = addressing.Form() == TransportForm::kKLine;
   const auto building = CreateDocument(platform, free_threaded);
@@ -82,7 +86,7 @@ Templates BuildTemplates(Platform& platform, const Addressing& addressing, bool 
   templates.document = CreateDocument(platform, free_threaded);
   templates.document->setAsync(false);
   building->save(*templates.document);
-  templates.request_path = k_form ? "/k" : "/can/x";
+  templates.request_path = RequestPath(addressing.Form());
   templates.send = BuildFrameFragment(*building, "s", "d");
   templates.reply = BuildFrameFragment(*building, "r", "c");
   templates.wait = BuildWaitFragment(*building);

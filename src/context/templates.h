@@ -22,6 +22,9 @@ struct Templates {
   std::shared_ptr<IXMLDOMNode> wait;      ///< `w`
 };
 
+/// Selects the element that takes the steps: "/k" in K form, otherwise "/can/x".
+[[nodiscard]] std::string_view RequestPath(TransportForm form);
+
 [[nodiscard]] Templates BuildTemplates(Platform& platform, const Addressing& addressing,
                                        bool free_threaded);
 

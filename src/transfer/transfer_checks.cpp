@@ -8,22 +8,44 @@
 #include "base/byte_access.h"
 #include "context/error_mark.h"
 #include "context/message_table.h"
+#include "context/received_frames.h"
 #include "context/reply.h"
 
 namespace quillmark::transfer {
 namespace {
 
-/// What one upload reply brings: 75 | RL | address (3) | n | n data bytes | checksum (2).
-struct UploadedBlock {
-  std::int32_t address;
-  Bytes data;
-};
+/// What the replies of an upload bring: 75 | RL | address (3) | n | n data bytes | checksum (2).
+class UploadedData {
+ public:
+  void Add(ByteView reply) {
+    const std::size_t count = ByteAt(reply, 6);
+    const std::int32_t address =
+        ByteAt(reply, 3) * 65536 + ByteAt(reply, 4) * 256 + ByteAt(reply, 5);
+    Append(bytes_, ViewAt(reply, 7, count));
+    blocks_.push_back({address, count});
+  }
 
-UploadedBlock ParseUploadReply(const Bytes& reply) {
-  const std::size_t count = ByteAt(reply, 6);
-  const std::int32_t address = ByteAt(reply, 3) * 65536 + ByteAt(reply, 4) * 256 + ByteAt(reply, 5);
-  return {address, BytesAt(reply, 7, count)};
-}
+  /// Adds a segment for each reply; one string is filled anew for all of them.
+  void StoreInto(MemoryImage& image, Platform& platform) const {
+    const auto segment = platform.CreateByteString();
+    ByteView rest = bytes_;
+    for (const Block& block : blocks_) {
+      segment->SetBytes(rest.first(block.count));
+      segment->SetStartAddress(block.address);
+      image.AddSegment(*segment);
+      rest = rest.subspan(block.count);
+    }
+  }
+
+ private:
+  struct Block {
+    std::int32_t address;
+    std::size_t count;
+  };
+
+  Bytes bytes_;  ///< of all blocks
+  std::vector<Block> blocks_;
+};
 
 /// How far the next reply is. In addressed CAN form a reply's own frames and the acknowledgement of
 /// the next request are passed over. Elsewhere every `r` is looked at: in plain CAN form what does
@@ -35,29 +57,18 @@ std::size_t StrideTo(TransportForm form, const std::optional<Bytes>& reply) {
   return 1;
 }
 
-std::vector<UploadedBlock> ReadBlocks(TransportForm form, const DOMDocument& root) {
-  const auto frames = root.selectNodes(ReplyPath(form));
-  std::vector<UploadedBlock> blocks;
-  for (std::size_t index = ReplyIndexOfLongRequest(form); index < frames->length();) {
-    const auto reply = ReadReceivedReply(form, frames->item(index));
+UploadedData ReadReplies(TransportForm form, const DOMDocument& root) {
+  const ReceivedFrames frames(form, root);
+  UploadedData data;
+  for (std::size_t index = ReplyIndexOfLongRequest(form); index < frames.size();) {
+    ReceivedFrames::From following(frames, index);
+    const auto reply = ReadReceivedReply(form, following);
     if (reply) {
-      blocks.push_back(ParseUploadReply(*reply));
+      data.Add(*reply);
     }
     index += StrideTo(form, reply);
   }
-  return blocks;
-}
-
-std::vector<std::shared_ptr<ByteString>> MakeSegments(Platform& platform,
-                                                      const std::vector<UploadedBlock>& blocks) {
-  std::vector<std::shared_ptr<ByteString>> segments;
-  segments.reserve(blocks.size());
-  for (const UploadedBlock& block : blocks) {
-    const auto& segment = segments.emplace_back(platform.CreateByteString());
-    segment->SetHex(HexOf(block.data));
-    segment->SetStartAddress(block.address);
-  }
-  return segments;
+  return data;
 }
 
 }  // namespace
@@ -74,10 +85,7 @@ void checkupload(const Context& context, const std::shared_ptr<DOMDocument>& roo
     RaiseMessage(Message::kUpload);
   }
   MemoryImage& image = Require(Image);
-  const auto segments = MakeSegments(context.GetPlatform(), ReadBlocks(context.Form(), *root));
-  for (const auto& segment : segments) {
-    image.AddSegment(*segment);
-  }
+  ReadReplies(context.Form(), *root).StoreInto(image, context.GetPlatform());
 }
 
 }  // namespace quillmark::transfer

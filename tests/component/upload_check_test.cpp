@@ -134,6 +134,48 @@ TEST_F(ComponentTest, UploadCheckPassesOverWhatBeginsNoMessage) {
   EXPECT_EQ(image->Segments()[0]->StartAddress(), 1);
 }
 
+TEST_F(ComponentTest, UploadCheckLooksAtNoFrameBetweenTheRepliesOfAGateway) {
+  Configure(kAddressedCAN);
+  const auto image = platform_->CreateMemoryImage();
+  diag_->checkupload(Replies(kAddressedCAN, {"no hex", "028AF16E75000123", "4502AABB024575", "-",
+                                             "038CF16E75000123", "47040102030400EE", "C7"}),
+                     image);
+  EXPECT_EQ(image->Segments().size(), 2U);
+}
+
+TEST_F(ComponentTest, UploadCheckRaisesTheFirstErrorInTheOrderOfReplies) {
+  Configure(kPlainCAN);
+  const auto image = platform_->CreateMemoryImage();
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"0775000123450411", "-", "no hex"}), image),
+               9, "Subscript out of range");
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"100A750001234502", "-", "no hex"}), image),
+               2000, kNoText);
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"100A750001234502", "no hex", "-"}), image),
+               13, "Type mismatch");
+}
+
+TEST_F(ComponentTest, UploadCheckReadsTheRepliesOfAllExchanges) {
+  Configure(kPlainCAN);
+  const auto image = platform_->CreateMemoryImage();
+  const std::string first = "<x><r><d>077500FFFFFF0142</d></r></x>";
+  diag_->checkupload(Parse("<can>" + first + "<x/><x><s/><r><d>0775000000020143</d></r></x></can>"),
+                     image);
+  EXPECT_EQ(image->Segments().size(), 2U);
+  // A message does not go on in the next exchange.
+  EXPECT_ERROR(diag_->checkupload(Parse("<can><x><r><d>100A750001234502</d></r></x>"
+                                        "<x><r><d>21AABB0245000000</d></r></x></can>"),
+                                  image),
+               91, "Object variable or With block variable not set");
+  EXPECT_EQ(image->Segments().size(), 2U);
+}
+
+TEST_F(ComponentTest, UploadCheckRaisesForDataWithoutText) {
+  Configure(kPlainCAN);
+  EXPECT_ERROR(
+      diag_->checkupload(Parse("<can><x><r><d/></r></x></can>"), platform_->CreateMemoryImage()),
+      91, "Object variable or With block variable not set");
+}
+
 TEST_F(ComponentTest, UploadCheckReadsAddressesAs24Bits) {
   Configure(kPlainCAN);
   const auto image = platform_->CreateMemoryImage();

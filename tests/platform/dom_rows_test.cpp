@@ -12,6 +12,11 @@ namespace quillmark {
 namespace {
 
 constexpr std::string_view kFrame = "<f><s><d>0</d></s>\n</f>";
+/// Longer than what is made of markup.
+constexpr std::string_view kLong =
+    "34800000007F00112233445566778899AABBCCDDEEFF00112233445566778899AABBCCDDEEFF";
+constexpr std::string_view kLongWithMarkup =
+    "34800000007F00112233445566778899AABBCCDDEEFF0011<&>33445566778899AABBCCDDEEFF";
 constexpr std::string_view kWait = "<f><w>0</w>\n</f>";
 
 class DomRows : public ::testing::Test {
@@ -65,7 +70,8 @@ TEST_F(DomRows, MayBeEmpty) {
 TEST_F(DomRows, KeepTextsThatAParserWouldNot) {
   const auto frame = Template(kFrame);
   for (const std::string_view text :
-       {"", "-", " ", "\r\n", "<", "&", "&amp;", "<a/>", "]]>", "\xC3\xA4"}) {
+       std::vector<std::string_view>{"", "-", " ", "\r\n", "<", "&", "&amp;", "<a/>", "]]>",
+                                     "\xC3\xA4", kLong, kLongWithMarkup}) {
     ExpectSameAsOneByOne({{frame.get(), text}});
     x_ = Template("<x>old</x>");
     ExpectSameAsOneByOne({{frame.get(), ""}, {frame.get(), text}, {frame.get(), "1"}});
@@ -122,6 +128,11 @@ TEST_F(DomRows, AreAppendedAllOrNone) {
   EXPECT_ERROR(x_->appendTemplates(std::vector<TemplateCopy>{
                    {frame.get(), "1"}, {frame.get(), std::string_view("\0", 1)}}),
                13, "XML text cannot hold the character U+0000");
+  std::string with_nul(kLong);
+  with_nul[10] = '\0';
+  EXPECT_ERROR(
+      x_->appendTemplates(std::vector<TemplateCopy>{{frame.get(), "1"}, {frame.get(), with_nul}}),
+      13, "XML text cannot hold the character U+0000");
   EXPECT_EQ(x_->xml(), "<x>old</x>");
 }
 

@@ -25,6 +25,52 @@ TEST(DomSelection, IndexesCountFromZero) {
   EXPECT_EQ(document->selectSingleNode("/can/x/r[3]"), nullptr);
 }
 
+/// Paths of names are followed without an expression, but only when one node is asked for.
+TEST(DomSelection, PathsOfNamesSelectWhatTheirExpressionsDo) {
+  const auto document = Loaded(
+      "<can><?x 1?><x><?r 2?><i>3</i></x><a.b/><x><r>4</r><y><r>5</r></y><r>6</r></x>"
+      "<x><r>7</r><r>8</r><r>9<d>10</d></r></x></can>");
+  for (const char* path : {"can",
+                           "x",
+                           "/can",
+                           "/can/x",
+                           "/can/x/r",
+                           "/can/x/r[0]",
+                           "/can/x/r[1]",
+                           "/can/x/r[2]",
+                           "/can/x/r[3]",
+                           "/can/x[0]/r",
+                           "/can/x[1]/r[1]",
+                           "/can/x[3]/r",
+                           "/can[0]/x[2]/r[2]",
+                           "/can/x/y/r",
+                           "/can/x/r/d",
+                           "/can/x[2]/r[2]/d",
+                           "/x",
+                           "/can/a.b",
+                           "can/x[1]/r",
+                           "/can/x/r[4294967296]",
+                           "/can/x/r[ 1 ]",
+                           "/can/x /r",
+                           "/can/x/r[00]"}) {
+    SCOPED_TRACE(path);
+    const auto expected = RaisedBy([&] { static_cast<void>(document->selectNodes(path)); });
+    std::shared_ptr<IXMLDOMNode> first;
+    EXPECT_EQ(RaisedBy([&] { first = document->selectSingleNode(path); }), expected);
+    const auto all = expected ? nullptr : document->selectNodes(path)->item(0);
+    EXPECT_EQ(first ? first->xml() : "none", all ? all->xml() : "none");
+  }
+}
+
+TEST(DomSelection, ABadPathOfNamesIsReported) {
+  const auto document = Loaded(kReplies);
+  for (const char* path : {"/can/", "/can/x/r[", "/can/x/r[]", "/can/x/r[1", "/can/x]", "x::r"}) {
+    const auto raised = RaisedBy([&] { static_cast<void>(document->selectSingleNode(path)); });
+    ASSERT_TRUE(raised.has_value()) << path;
+    EXPECT_EQ(raised, RaisedBy([&] { static_cast<void>(document->selectNodes(path)); })) << path;
+  }
+}
+
 TEST(DomSelection, FindsNodesInDocumentOrder) {
   const auto document = Loaded(kReplies);
   EXPECT_EQ(TextsOf(*document->selectNodes("/can/x/r/d")), (std::vector<std::string>{"A", "C"}));

@@ -152,6 +152,11 @@ class NodeOperations : public Interface, public NodeObject {
                                         SelectAll(node(), handle().tree->content(), path));
     });
   }
+
+  void readChildTexts(std::string_view name, std::string_view part,
+                      const std::function<void(const ChildText&)>& read) const override {
+    OrOutOfMemory([&] { ReadChildTexts(node(), name, part, read); });
+  }
 };
 
 using PlainNode = NodeOperations<IXMLDOMNode>;

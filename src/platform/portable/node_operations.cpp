@@ -1,9 +1,12 @@
 #include "platform/portable/node_operations.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <deque>
 #include <utility>
 #include <vector>
 
+#include "platform/portable/child_elements.h"
 #include "platform/portable/template_markup.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
@@ -55,6 +58,21 @@ pugi::xml_node_type TreeTypeOf(NodeType type) {
       return pugi::node_pi;
     default:
       RaiseMismatch("Nodes of this type cannot be created");
+  }
+}
+
+/// Calls `read` with what `readChildTexts` tells of a part, which may be missing.
+void ReadPart(pugi::xml_node part, const std::function<void(const ChildText&)>& read) {
+  const pugi::xml_node content = part.first_child();
+  switch (content.type()) {
+    case pugi::node_null:
+      return read({part ? ChildText::State::kEmptyPart : ChildText::State::kNoPart, {}});
+    case pugi::node_element: {
+      const std::string text = TextOf(content);
+      return read({ChildText::State::kText, text});
+    }
+    default:
+      return read({ChildText::State::kText, content.value()});
   }
 }
 
@@ -135,6 +153,18 @@ std::string TextOf(pugi::xml_node node) {
   return text;
 }
 
+void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view part,
+                    const std::function<void(const ChildText&)>& read) {
+  RequireName(name);
+  RequireName(part);
+  const std::string child_name(name);
+  const std::string part_name(part);
+  const char* const called = child_name.c_str();
+  for (auto child = FirstChildElement(node, called); child; child = NextElement(child, called)) {
+    ReadPart(FirstChildElement(child, part_name.c_str()), read);
+  }
+}
+
 void ReplaceValue(const NodeHandle& handle, std::string_view value) {
   const NodeType type = TypeOf(handle.node);
   if (!IsLeaf(type)) {
@@ -203,45 +233,62 @@ NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
 
 namespace {
 
+/// How often `c` is in `text`. Counted in bytes, of which a vector holds many: 7 % of the
+/// instructions of a plain CAN download.
+std::size_t CountOf(char c, std::string_view text) {
+  constexpr std::size_t kPartSize = 240;  // What a byte can count.
+  std::size_t count = 0;
+  for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPartSize))) {
+    std::uint8_t in_part = 0;
+    for (const char other : text.substr(0, kPartSize)) {
+      in_part = static_cast<std::uint8_t>(in_part + (other == c ? 1 : 0));
+    }
+    count += in_part;
+  }
+  return count;
+}
+
+bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
+
 /// A row of copies as markup; that of each template is made once.
 class MarkupRow {
  public:
   MarkupRow(const NodeHandle& parent, HandleOfNode handle_of)
       : parent_(parent), handle_of_(handle_of) {}
 
-  /// False for a copy that cannot be made of markup.
-  bool Add(const TemplateCopy& copy) {
-    const TemplateMarkup* markup = Find(copy.fragment);
-    if (markup == nullptr) {
-      return false;
-    }
-    markup->AppendCopy(text_, copy.text);
-    tag_count_ += markup->tag_count();
-    has_empty_ = has_empty_ || copy.text.empty();
-    return true;
-  }
-
-  /// Whether a parser gives back the texts of the copies as they are.
-  [[nodiscard]] bool IsLiteral() const {
-    return text_.find('&') == std::string::npos && text_.find('\0') == std::string::npos &&
-           std::cmp_equal(std::count(text_.begin(), text_.end(), '<'), tag_count_);
-  }
-
-  /// Appends the copies that were added.
-  void Append(std::span<const TemplateCopy> copies) {
-    const pugi::xml_node last_before = parent_.node.last_child();
-    AppendMarkup(parent_.node, text_);
-    if (!has_empty_) {
-      return;
-    }
-    pugi::xml_node top = last_before ? last_before.next_sibling() : parent_.node.first_child();
+  /// False where the copies cannot be made of markup.
+  bool Write(std::span<const TemplateCopy> copies) {
+    std::size_t size = 0;
+    std::size_t tag_count = 0;
     for (const TemplateCopy& copy : copies) {
       const TemplateMarkup* markup = Find(copy.fragment);
-      if (copy.text.empty()) {
-        markup->EmptyText(top);
+      const bool is_apart = TemplateMarkup::IsApart(copy.text);
+      if (markup == nullptr || (is_apart && HasNul(copy.text))) {
+        return false;
       }
-      top = markup->After(top);
+      markups_.push_back(markup);
+      size += markup->SizeOf(copy.text);
+      tag_count += markup->tag_count();
+      has_apart_ = has_apart_ || is_apart;
     }
+    text_.resize(size);
+    char* end = text_.data();
+    for (std::size_t index = 0; index < copies.size(); ++index) {
+      end = markups_[index]->WriteCopy(end, copies[index].text);
+    }
+    return IsLiteral(tag_count);
+  }
+
+  /// Appends the copies that were written.
+  void Append(std::span<const TemplateCopy> copies) {
+    AppendAllOrNothing(parent_.node, [&] {
+      const pugi::xml_node last_before = parent_.node.last_child();
+      AppendMarkup(parent_.node, text_);
+      if (has_apart_) {
+        SetTextsApart(last_before ? last_before.next_sibling() : parent_.node.first_child(),
+                      copies);
+      }
+    });
   }
 
  private:
@@ -249,6 +296,22 @@ class MarkupRow {
     const IXMLDOMNode* fragment;
     std::optional<TemplateMarkup> markup;
   };
+
+  /// Whether a parser gives back the texts in the markup as they are.
+  [[nodiscard]] bool IsLiteral(std::size_t tag_count) const {
+    return text_.find('&') == std::string::npos && !HasNul(text_) &&
+           CountOf('<', text_) == tag_count;
+  }
+
+  void SetTextsApart(pugi::xml_node top, std::span<const TemplateCopy> copies) {
+    for (std::size_t index = 0; index < copies.size(); ++index) {
+      const std::string_view text = copies[index].text;
+      if (TemplateMarkup::IsApart(text)) {
+        markups_[index]->SetText(top, text);
+      }
+      top = markups_[index]->After(top);
+    }
+  }
 
   /// Null for a template that cannot be made of markup.
   const TemplateMarkup* Find(const IXMLDOMNode* fragment) {
@@ -265,10 +328,10 @@ class MarkupRow {
 
   const NodeHandle& parent_;
   HandleOfNode handle_of_;
-  std::vector<Template> templates_;
+  std::deque<Template> templates_;
+  std::vector<const TemplateMarkup*> markups_;  ///< of the copies in turn
   std::string text_;
-  std::size_t tag_count_ = 0;
-  bool has_empty_ = false;
+  bool has_apart_ = false;
 };
 
 }  // namespace
@@ -276,9 +339,7 @@ class MarkupRow {
 void AppendTemplates(const NodeHandle& parent, std::span<const TemplateCopy> copies,
                      HandleOfNode handle_of) {
   MarkupRow row(parent, handle_of);
-  const auto can_be_parsed = [&](const TemplateCopy& copy) { return row.Add(copy); };
-  if (TypeOf(parent.node) == NodeType::kElement &&
-      std::all_of(copies.begin(), copies.end(), can_be_parsed) && row.IsLiteral()) {
+  if (TypeOf(parent.node) == NodeType::kElement && row.Write(copies)) {
     row.Append(copies);
     return;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -15,6 +16,9 @@ namespace quillmark::portable {
 [[nodiscard]] std::string NameOf(pugi::xml_node node);
 /// The text of a leaf, and the joined text and CDATA content of any other node.
 [[nodiscard]] std::string TextOf(pugi::xml_node node);
+
+void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view part,
+                    const std::function<void(const ChildText&)>& read);
 
 /// Raises 13 where the node has no value or its value cannot hold that text.
 void ReplaceValue(const NodeHandle& handle, std::string_view value);

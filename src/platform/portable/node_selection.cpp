@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "platform/portable/name_path.h"
 #include "platform/portable/xml_lexis.h"
 #include "platform/portable/xsl_pattern.h"
 
@@ -36,18 +37,6 @@ pugi::xml_node RequireNode(const pugi::xpath_node& selected, std::string_view pa
   return selected.node();
 }
 
-bool IsName(std::string_view pattern) {
-  return !pattern.empty() && NameLength(pattern) == pattern.size();
-}
-
-/// What a name alone selects. Found without an expression: a check looks for the `d` of every
-/// `r`, and `checkupload` takes a quarter of the time for it.
-pugi::xml_node FirstChildElement(pugi::xml_node context, std::string_view name) {
-  return context.find_child([&](pugi::xml_node child) {
-    return child.type() == pugi::node_element && child.name() == name;
-  });
-}
-
 }  // namespace
 
 std::vector<pugi::xml_node> SelectAll(pugi::xml_node context, pugi::xml_node document,
@@ -66,8 +55,8 @@ std::vector<pugi::xml_node> SelectAll(pugi::xml_node context, pugi::xml_node doc
 
 pugi::xml_node SelectFirst(pugi::xml_node context, pugi::xml_node document,
                            std::string_view pattern) {
-  if (IsName(pattern)) {
-    return FirstChildElement(context, pattern);
+  if (const auto path = NamePath::Of(pattern)) {
+    return path->First(context, document);
   }
   return Select(document, pattern, [&](const pugi::xpath_query& query) {
     return RequireNode(query.evaluate_node(context), pattern);

@@ -1,11 +1,12 @@
 #include "platform/portable/template_markup.h"
 
+#include <algorithm>
+
 #include "platform/portable/tree_edits.h"
 
 namespace quillmark::portable {
 namespace {
 
-constexpr std::string_view kPlaceHolder = "-";
 /// Beyond this a template is no small one, and is copied node by node.
 constexpr std::size_t kMaxDepth = 16;
 
@@ -66,15 +67,19 @@ bool TemplateMarkup::AddElement(pugi::xml_node element) {
   return true;
 }
 
-void TemplateMarkup::AppendCopy(std::string& markup, std::string_view text) const {
-  markup.append(before_).append(text.empty() ? kPlaceHolder : text).append(after_);
+char* TemplateMarkup::WriteCopy(char* to, std::string_view text) const {
+  for (const std::string_view part :
+       {std::string_view(before_), InMarkup(text), std::string_view(after_)}) {
+    to = std::copy(part.begin(), part.end(), to);
+  }
+  return to;
 }
 
-void TemplateMarkup::EmptyText(pugi::xml_node top) const {
+void TemplateMarkup::SetText(pugi::xml_node top, std::string_view text) const {
   for (std::size_t level = 0; level < text_depth_; ++level) {
     top = top.first_child();
   }
-  SetValue(top, {});
+  SetValue(top, text);
 }
 
 pugi::xml_node TemplateMarkup::After(pugi::xml_node top) const {
@@ -87,11 +92,9 @@ pugi::xml_node TemplateMarkup::After(pugi::xml_node top) const {
 void AppendMarkup(pugi::xml_node target, const std::string& markup) {
   // Nothing is converted: names and texts come out as they went in.
   constexpr unsigned kLiteral = pugi::parse_minimal | pugi::parse_ws_pcdata | pugi::parse_fragment;
-  AppendAllOrNothing(target, [&] {
-    const auto result =
-        target.append_buffer(markup.data(), markup.size(), kLiteral, pugi::encoding_utf8);
-    RequireMemory(static_cast<bool>(result));
-  });
+  const auto result =
+      target.append_buffer(markup.data(), markup.size(), kLiteral, pugi::encoding_utf8);
+  RequireMemory(static_cast<bool>(result));
 }
 
 }  // namespace quillmark::portable

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <pugixml.hpp>
+
+/// Child elements by name. A processing instruction may have the same name and is passed over.
+namespace quillmark::portable {
+
+/// `node`, or where it is no element the next sibling called `name` that is one.
+[[nodiscard]] inline pugi::xml_node ElementFrom(pugi::xml_node node, const char* name) {
+  while (node.type() != pugi::node_element && node) {
+    node = node.next_sibling(name);
+  }
+  return node;
+}
+
+/// An empty node where there is none.
+[[nodiscard]] inline pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name) {
+  return ElementFrom(parent.child(name), name);
+}
+
+[[nodiscard]] inline pugi::xml_node NextElement(pugi::xml_node element, const char* name) {
+  return ElementFrom(element.next_sibling(name), name);
+}
+
+}  // namespace quillmark::portable

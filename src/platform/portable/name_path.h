@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <pugixml.hpp>
+#include <string>
+#include <string_view>
+
+namespace quillmark::portable {
+
+/// A pattern of few names, each with an index or without: "d", "/can/x", "/can/x/r[3]". Most
+/// patterns are such, and are followed without an expression.
+class NamePath {
+ public:
+  /// Nothing for any other pattern.
+  [[nodiscard]] static std::optional<NamePath> Of(std::string_view pattern);
+
+  /// The first node in document order that the path selects, seen from `context`; `document` is
+  /// where paths from the root begin. An empty one where there is none.
+  [[nodiscard]] pugi::xml_node First(pugi::xml_node context, pugi::xml_node document) const {
+    return FirstBelow(is_from_root_ ? document : context, 0);
+  }
+
+ private:
+  struct Step {
+    std::string name;
+    std::optional<std::uint32_t> index;  ///< among the children of that name, counted from 0
+  };
+  static constexpr std::size_t kMaxSteps = 3;
+
+  /// Reads a step off `rest`; false where none begins there.
+  bool AddStep(std::string_view& rest);
+  [[nodiscard]] pugi::xml_node FirstBelow(pugi::xml_node parent, std::size_t step) const;
+
+  bool is_from_root_ = false;
+  std::array<Step, kMaxSteps> steps_;
+  std::size_t step_count_ = 0;
+};
+
+}  // namespace quillmark::portable
