@@ -4,6 +4,7 @@
 namespace quillmark::bench {
 
 void RunDownloads(bool quick);
+void RunPartsOfDownload(bool quick);
 void RunUploads(bool quick);
 void RunChecks(bool quick);
 void RunCalls(bool quick);

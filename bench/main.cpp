@@ -21,7 +21,8 @@ struct Group {
   void (*run)(bool quick);
 };
 
-constexpr std::array<Group, 7> kGroups = {{{"download", RunDownloads},
+constexpr std::array<Group, 8> kGroups = {{{"download", RunDownloads},
+                                           {"parts", RunPartsOfDownload},
                                            {"upload", RunUploads},
                                            {"checks", RunChecks},
                                            {"calls", RunCalls},

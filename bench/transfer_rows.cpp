@@ -1,4 +1,7 @@
 // Whole downloads and uploads, from the call to the end marker, beside the two references.
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,6 +17,7 @@ namespace {
 
 constexpr std::int32_t kAlignment = 16;
 constexpr std::size_t kBoundFrom = 4 * kMiB;
+constexpr double kBoundOnSpread = 1.15;
 
 const std::vector<std::string> kColumns = {"row",         "ours",        "rate",
                                            "ours a MiB",  "reference A", "ours / A",
@@ -58,9 +62,30 @@ void PrintTransfer(const std::string& name, std::size_t size, const std::vector<
             verdict});
 }
 
-int Repetitions(std::size_t size) { return size >= 16 * kMiB ? 3 : 7; }
+int Repetitions(std::size_t size) { return size > 16 * kMiB ? 3 : 7; }
 
-void RunDownload(const Form& form, Span image, std::int32_t max_size, Filling filling) {
+/// Seconds a MiB of the dense downloads in one form, the smallest image first.
+using Series = std::vector<double>;
+
+void PrintLinearity(const std::map<std::string, Series>& all,
+                    const std::vector<std::size_t>& sizes) {
+  std::vector<std::string> columns = {"row"};
+  for (const std::size_t size : sizes) {
+    columns.push_back("a MiB of " + std::to_string(size));
+  }
+  columns.insert(columns.end(), {"most / least", "bound"});
+  PrintHeader("Linearity of dense downloads", columns);
+  for (const auto& [name, series] : all) {
+    std::vector<std::string> cells = {name};
+    std::transform(series.begin(), series.end(), std::back_inserter(cells), Duration);
+    const auto [least, most] = std::minmax_element(series.begin(), series.end());
+    cells.insert(cells.end(), {Number(*most / *least), AtMost(kBoundOnSpread, *most / *least)});
+    PrintRow(cells);
+  }
+}
+
+/// Returns the seconds of ours.
+double RunDownload(const Form& form, Span image, std::int32_t max_size, Filling filling) {
   RequireSameDownload(form, image, kAlignment, max_size);
   Session session(form);
   const auto memory = session.Image(image);
@@ -78,6 +103,7 @@ void RunDownload(const Form& form, Span image, std::int32_t max_size, Filling fi
       ", " + std::to_string(max_size) + " a block, " + std::string(NameOf(filling));
   PrintTransfer(Name(form, image.size(), rest), image.size(), seconds,
                 is_bound ? AtMost(1.3, seconds[0] / seconds[1]) : "");
+  return seconds[0];
 }
 
 void RunUpload(const Form& form, std::size_t size) {
@@ -99,16 +125,22 @@ void RunDownloads(bool quick) {
   PrintHeader("ComputeDownload", kColumns);
   const std::vector<std::size_t> sizes =
       quick ? std::vector<std::size_t>{1, 4} : std::vector<std::size_t>{1, 4, 16, 64};
+  std::map<std::string, Series> dense;
   for (const Filling filling : {Filling::kDense, Filling::kHalf, Filling::kSparse}) {
     for (const std::size_t size : sizes) {
       const std::vector<std::uint8_t> image = MakeImage(size * kMiB, filling);
       for (const Form& form : kForms) {
         for (const std::int32_t max_size : {128, 240}) {
-          RunDownload(form, image, max_size, filling);
+          const double seconds = RunDownload(form, image, max_size, filling);
+          if (filling == Filling::kDense) {
+            dense[std::string(form.name) + ", " + std::to_string(max_size) + " a block"].push_back(
+                seconds / static_cast<double>(size));
+          }
         }
       }
     }
   }
+  PrintLinearity(dense, sizes);
 }
 
 void RunUploads(bool quick) {
