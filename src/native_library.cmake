@@ -8,7 +8,8 @@ add_library(quillmark::quillmark ALIAS quillmark)
 target_include_directories(quillmark PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
                                             $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(quillmark PUBLIC cxx_std_20)
-target_link_libraries(quillmark PRIVATE $<BUILD_INTERFACE:quillmark_options> pugixml::pugixml Threads::Threads)
+target_link_libraries(quillmark PRIVATE $<BUILD_INTERFACE:quillmark_options> $<BUILD_INTERFACE:quillmark_hardened_link>
+                                        pugixml::pugixml Threads::Threads)
 set_target_properties(quillmark PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
 
 if(QUILLMARK_BUILD_TESTS)
