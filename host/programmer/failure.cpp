@@ -3,42 +3,10 @@
 #include <array>
 #include <utility>
 
+#include "host/services/response_code.h"
+
 namespace quillmark::host {
 namespace {
-
-struct CodeMeaning {
-  std::uint8_t code;
-  std::string_view meaning;
-};
-
-constexpr std::array kCodeMeanings{
-    CodeMeaning{0x10, "general reject"},
-    CodeMeaning{0x11, "service not supported"},
-    CodeMeaning{0x12, "sub-function not supported"},
-    CodeMeaning{0x13, "incorrect message length"},
-    CodeMeaning{0x21, "busy, repeat request"},
-    CodeMeaning{0x22, "conditions not correct"},
-    CodeMeaning{0x23, "routine not complete"},
-    CodeMeaning{0x31, "request out of range"},
-    CodeMeaning{0x33, "security access denied"},
-    CodeMeaning{0x35, "invalid key"},
-    CodeMeaning{0x36, "exceeded number of attempts"},
-    CodeMeaning{0x37, "required time delay not expired"},
-    CodeMeaning{0x72, "programming failure"},
-    CodeMeaning{0x77, "block checksum error"},
-    CodeMeaning{0x78, "response pending"},
-    CodeMeaning{0x80, "service not supported in this session"},
-};
-
-std::string CodeText(std::uint8_t code) {
-  std::string text = "negative response " + HexOf(Bytes{code});
-  for (const CodeMeaning& known : kCodeMeanings) {
-    if (known.code == code) {
-      text.append(", ").append(known.meaning);
-    }
-  }
-  return text;
-}
 
 /// Of a request that names one: download, upload. The log zone is no address of memory.
 std::optional<std::uint32_t> AddressOf(const Bytes& request) {
@@ -82,7 +50,7 @@ std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error)
   }
   std::string text = error ? error->Description() : outcome.reason;
   if (outcome.response_code) {
-    text += "; " + CodeText(*outcome.response_code);
+    text += "; negative response " + ResponseCodeText(*outcome.response_code);
   }
   return text;
 }

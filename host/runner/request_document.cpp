@@ -32,13 +32,33 @@ std::vector<Node> ChildElements(const IXMLDOMNode& parent) {
   return elements;
 }
 
-/// The text of the one element `name` in `parent`, which holds no other.
-std::string TextOfOnly(const IXMLDOMNode& parent, const std::string& name) {
-  const std::vector<Node> elements = ChildElements(parent);
-  if (elements.size() != 1 || elements[0]->nodeName() != name) {
-    Refuse(Quoted(parent.nodeName()) + " must hold one " + Quoted(name) + " and nothing else");
+/// The texts of a step's children.
+struct StepTexts {
+  std::optional<std::string> data;
+  std::optional<std::string> expected;
+  std::optional<std::string> failure;
+  bool has_others = false;
+};
+
+StepTexts TextsOf(const IXMLDOMNode& step) {
+  StepTexts texts;
+  for (const Node& child : ChildElements(step)) {
+    const std::string name = child->nodeName();
+    std::optional<std::string>* const text = name == "d"   ? &texts.data
+                                             : name == "c" ? &texts.expected
+                                             : name == "e" ? &texts.failure
+                                                           : nullptr;
+    if (text == nullptr || *text) {
+      texts.has_others = true;
+    } else {
+      *text = child->text();
+    }
   }
-  return elements[0]->text();
+  return texts;
+}
+
+[[noreturn]] void RefuseChildren(const IXMLDOMNode& step, const std::string& needed) {
+  Refuse(Quoted(step.nodeName()) + " must hold one " + Quoted(needed) + " and nothing else");
 }
 
 std::uint32_t Decimal(const std::string& text, const std::string& what, std::uint32_t most) {
@@ -50,13 +70,19 @@ std::uint32_t Decimal(const std::string& text, const std::string& what, std::uin
   return value;
 }
 
-std::chrono::milliseconds Time(const IXMLDOMNode& element) {
+/// The failure of a wait stands behind its number.
+std::chrono::milliseconds Time(const IXMLDOMNode& element, const StepTexts& texts) {
   constexpr std::uint32_t kLongest = std::numeric_limits<std::int32_t>::max();
-  return std::chrono::milliseconds(Decimal(element.text(), element.nodeName(), kLongest));
+  std::string text = element.text();
+  text.resize(text.size() - texts.failure.value_or("").size());
+  return std::chrono::milliseconds(Decimal(text, element.nodeName(), kLongest));
 }
 
-Bytes FrameToSend(const IXMLDOMNode& element, TransportForm form) {
-  const std::string text = TextOfOnly(element, "d");
+Bytes FrameToSend(const IXMLDOMNode& element, const StepTexts& texts, TransportForm form) {
+  if (!texts.data || texts.expected || texts.has_others) {
+    RefuseChildren(element, "d");
+  }
+  const std::string& text = *texts.data;
   const std::optional<Bytes> frame = BytesOfHex(text);
   if (!frame || frame->empty()) {
     Refuse("the frame " + Quoted(text) + " is no hex text");
@@ -67,11 +93,11 @@ Bytes FrameToSend(const IXMLDOMNode& element, TransportForm form) {
   return *frame;
 }
 
-std::string ExpectedText(const IXMLDOMNode& element) {
-  if (element.selectSingleNode("d") || element.selectSingleNode("e")) {
-    Refuse("it has been run before");
+std::string ExpectedText(const IXMLDOMNode& element, const StepTexts& texts) {
+  if (!texts.expected || texts.has_others) {
+    RefuseChildren(element, "c");
   }
-  std::string text = TextOfOnly(element, "c");
+  std::string text = *texts.expected;
   const auto is_hex = [](unsigned char digit) { return std::isxdigit(digit) != 0; };
   if (!std::all_of(text.begin(), text.end(), is_hex)) {
     Refuse("the expected frame " + Quoted(text) + " is no hex text");
@@ -81,21 +107,35 @@ std::string ExpectedText(const IXMLDOMNode& element) {
   return text;
 }
 
+std::optional<Bytes> ReceivedFrame(const StepTexts& texts) {
+  if (!texts.data) {
+    return std::nullopt;
+  }
+  const std::optional<Bytes> frame = BytesOfHex(*texts.data);
+  if (!frame) {
+    Refuse("the received frame " + Quoted(*texts.data) + " is no hex text");
+  }
+  return frame;
+}
+
 Step ReadStep(const Node& element, TransportForm form) {
   const std::string name = element->nodeName();
+  const StepTexts texts = TextsOf(*element);
+  Step step{.element = element, .failure = texts.failure};
   if (name == "s") {
-    return {.kind = StepKind::kSend, .element = element, .frame = FrameToSend(*element, form)};
+    step.kind = StepKind::kSend;
+    step.frame = FrameToSend(*element, texts, form);
+  } else if (name == "r") {
+    step.kind = StepKind::kReceive;
+    step.expected = ExpectedText(*element, texts);
+    step.received = ReceivedFrame(texts);
+  } else if (name == "w" || (name == "bk" && form == TransportForm::kKLine)) {
+    step.kind = name == "w" ? StepKind::kWait : StepKind::kBreak;
+    step.time = Time(*element, texts);
+  } else {
+    Refuse(Quoted(name) + " is no step");
   }
-  if (name == "r") {
-    return {.kind = StepKind::kReceive, .element = element, .expected = ExpectedText(*element)};
-  }
-  if (name == "w") {
-    return {.kind = StepKind::kWait, .element = element, .time = Time(*element)};
-  }
-  if (name == "bk" && form == TransportForm::kKLine) {
-    return {.kind = StepKind::kBreak, .element = element, .time = Time(*element)};
-  }
-  Refuse(Quoted(name) + " is no step");
+  return step;
 }
 
 Exchange ReadCanExchange(const IXMLDOMNode& x, const std::vector<Node>& children,
@@ -132,7 +172,7 @@ RequestDocument ReadCanDocument(const IXMLDOMNode& can, TransportForm form) {
 
 }  // namespace
 
-RequestDocument ReadRequestDocument(const DOMDocument& document, TransportForm form) {
+RequestDocument ReadDocument(const DOMDocument& document, TransportForm form) {
   const Node root = document.documentElement();
   if (!root) {
     Refuse("it is empty");
@@ -146,6 +186,15 @@ RequestDocument ReadRequestDocument(const DOMDocument& document, TransportForm f
   }
   const std::vector<Node> children = ChildElements(*root);
   return ReadSteps({.form = form}, children.begin(), children.end());
+}
+
+RequestDocument ReadRequestDocument(const DOMDocument& document, TransportForm form) {
+  RequestDocument request = ReadDocument(document, form);
+  const auto was_run = [](const Step& step) { return step.received || step.failure; };
+  if (std::any_of(request.steps.begin(), request.steps.end(), was_run)) {
+    Refuse("it has been run before");
+  }
+  return request;
 }
 
 }  // namespace quillmark::host

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ struct Step {
   std::string expected{};
   /// `kWait`, `kBreak`.
   std::chrono::milliseconds time{};
+  /// `kReceive`, after a run: the frame that came.
+  std::optional<Bytes> received{};
+  /// After a run: why it ended here; nothing where it did not.
+  std::optional<std::string> failure{};
 };
 
 struct RequestDocument {
@@ -30,8 +35,11 @@ struct RequestDocument {
   std::vector<Step> steps;
 };
 
-/// Reads the steps of a document, in their order. Raises Error 13 with a text that says what is
-/// wrong where `document` is no request document of the form, or already holds replies.
+/// Reads the steps of a document that may have been run or not, in their order. Raises Error 13
+/// with a text that says what is wrong where `document` is no document of the form.
+[[nodiscard]] RequestDocument ReadDocument(const DOMDocument& document, TransportForm form);
+
+/// The same for a document that is to be run. Raises Error 13 also where it already holds replies.
 [[nodiscard]] RequestDocument ReadRequestDocument(const DOMDocument& document, TransportForm form);
 
 }  // namespace quillmark::host

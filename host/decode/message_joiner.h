@@ -1,0 +1,97 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/bus/bus.h"
+
+namespace quillmark::host {
+
+/// What a frame is for its message.
+enum class FrameKind : std::uint8_t {
+  kSingle,
+  kFirst,
+  kConsecutive,
+  kFlowControl,      ///< goes the other way than its message
+  kPiece,            ///< of a message through a gateway
+  kAcknowledgement,  ///< of such a piece; goes the other way
+  kMessage,          ///< a whole K line message
+  kStray,            ///< belongs to no message; counts as one of its own
+};
+
+/// "single frame", "flow control", …
+[[nodiscard]] std::string_view NameOf(FrameKind kind);
+
+/// The place of a frame in its message.
+struct JoinedFrame {
+  FrameKind kind = FrameKind::kStray;
+  /// Index of the message.
+  std::size_t message = 0;
+  /// The service bytes in the frame.
+  std::size_t payload_at = 0;
+  std::size_t payload_size = 0;
+
+  friend bool operator==(const JoinedFrame&, const JoinedFrame&) = default;
+};
+
+struct JoinedMessage {
+  Direction direction = Direction::kToEcu;
+  /// The service bytes that came, and how many were announced.
+  Bytes bytes{};
+  std::size_t announced = 0;
+  /// What is wrong with it; empty where nothing is.
+  std::string defect{};
+
+  friend bool operator==(const JoinedMessage&, const JoinedMessage&) = default;
+};
+
+/// Joins the frames of both directions of an exchange, as an observer who takes no part.
+class MessageJoiner {
+ public:
+  explicit MessageJoiner(TransportForm form) : form_(form) {}
+
+  JoinedFrame Add(Direction direction, ByteView frame);
+
+  /// No more frames come: what is not whole breaks off.
+  void Finish();
+
+  /// Whether a message waits for frames.
+  [[nodiscard]] bool IsInsideMessage() const;
+  [[nodiscard]] const std::vector<JoinedMessage>& messages() const { return messages_; }
+
+ private:
+  /// A message that is not whole yet.
+  struct Assembly {
+    std::optional<std::size_t> message{};
+    std::size_t missing_bytes = 0;
+    /// Plain CAN: the number of the next consecutive frame.
+    unsigned next_number = 1;
+    /// Gateway: pieces that are still to come, and what came so far, without the count.
+    std::size_t missing_pieces = 0;
+    Bytes raw{};
+  };
+
+  JoinedFrame AddCanFrame(Direction direction, ByteView frame);
+  JoinedFrame AddConsecutiveFrame(Direction direction, ByteView frame);
+  JoinedFrame AddGatewayFrame(Direction direction, ByteView frame);
+  JoinedFrame AddPiece(Direction direction, ByteView frame, std::size_t payload_at);
+  JoinedFrame AddKLineMessage(Direction direction, ByteView frame);
+  JoinedFrame AddStray(Direction direction, ByteView frame, const char* defect);
+
+  void Begin(Direction direction, std::size_t announced);
+  JoinedFrame Append(Direction direction, FrameKind kind, ByteView frame, std::size_t payload_at);
+  void BreakOff(Direction direction);
+  void SetDefect(std::size_t message, const std::string& defect);
+  [[nodiscard]] Assembly& OpenOf(Direction direction);
+
+  TransportForm form_;
+  std::vector<JoinedMessage> messages_;
+  std::array<Assembly, 2> open_{};
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,119 @@
+#include "host/services/description.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "host/services/parameters.h"
+#include "host/services/response_code.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::uint8_t kResponseBit = 0x40;
+constexpr std::uint8_t kDownload = 0x34;
+constexpr std::uint8_t kUpload = 0x35;
+constexpr std::size_t kBlockHeader = 6;
+
+std::string NoParameters(ByteView /*message*/) { return {}; }
+
+struct Service {
+  std::uint8_t identifier;
+  std::string_view name;
+  std::string (*parameters)(ByteView message);
+};
+
+constexpr std::array kServices{
+    Service{0x10, "start diagnostic session", SessionParameters},
+    Service{0x21, "read data by local identifier", RecordParameters},
+    Service{0x27, "security access", SecurityParameters},
+    Service{0x31, "start routine by local identifier", RoutineParameters},
+    Service{kDownload, "request download", DownloadParameters},
+    Service{kUpload, "request upload", UploadParameters},
+    Service{0x3E, "tester present", NoParameters},
+    Service{0x81, "start communication", KeyByteParameters},
+    Service{0x82, "stop communication", NoParameters},
+};
+
+const Service* Find(std::uint8_t identifier) {
+  const auto* const found = std::find_if(
+      kServices.begin(), kServices.end(),
+      [identifier](const Service& service) { return service.identifier == identifier; });
+  return found == kServices.end() ? nullptr : found;
+}
+
+std::string NameOfService(std::uint8_t identifier) {
+  const Service* const service = Find(identifier);
+  return service != nullptr ? std::string(service->name) : "service " + HexOf(Bytes{identifier});
+}
+
+Description DescribeNegative(ByteView message) {
+  Description description{.kind = MessageKind::kNegative};
+  if (message.size() >= 2) {
+    description.service = message[1];
+    description.name = NameOfService(message[1]);
+  }
+  if (message.size() >= 3) {
+    const bool is_pending = message[2] == kResponsePending;
+    description.kind = is_pending ? MessageKind::kPending : MessageKind::kNegative;
+    description.parameters = ResponseCodeText(message[2]);
+  }
+  return description;
+}
+
+/// Addresses are those of the request, and of an upload's response, which repeats them.
+void AddMemory(ByteView message, Description& description) {
+  const bool carries_data = description.service == kDownload
+                                ? description.kind == MessageKind::kRequest
+                                : description.kind == MessageKind::kPositive;
+  const bool has_address =
+      description.service == kUpload || (description.service == kDownload && carries_data);
+  if (!has_address || message.size() < kBlockHeader ||
+      (description.service == kDownload && IsForLogZone(message))) {
+    return;
+  }
+  description.memory = AddressedBytes{
+      .address = message[2] * 0x10000U + message[3] * 0x100U + message[4], .count = message[5]};
+  description.data_at = carries_data ? kBlockHeader : 0;
+}
+
+}  // namespace
+
+Description Describe(ByteView message) {
+  if (message.empty()) {
+    return {};
+  }
+  if (message[0] == kNegativeResponse) {
+    return DescribeNegative(message);
+  }
+  const bool is_response = (message[0] & kResponseBit) != 0;
+  Description description{.kind = is_response ? MessageKind::kPositive : MessageKind::kRequest};
+  description.service =
+      is_response ? static_cast<std::uint8_t>(message[0] - kResponseBit) : message[0];
+  description.name = NameOfService(description.service);
+  if (const Service* const service = Find(description.service)) {
+    description.parameters = service->parameters(message);
+  }
+  AddMemory(message, description);
+  return description;
+}
+
+std::string TextOf(const Description& description) {
+  std::string text = description.name;
+  switch (description.kind) {
+    case MessageKind::kRequest:
+      break;
+    case MessageKind::kPositive:
+      text += ", positive";
+      break;
+    case MessageKind::kNegative:
+      text += " refused";
+      break;
+    case MessageKind::kPending:
+      text += " not answered yet";
+      break;
+  }
+  return description.parameters.empty() ? text : text + ": " + description.parameters;
+}
+
+}  // namespace quillmark::host
