@@ -21,6 +21,8 @@ void AddReadCommand(CLI::App& app, Command& command);
 void AddIdentifyCommand(CLI::App& app, Command& command);
 void AddPlanCommand(CLI::App& app, Command& command);
 void AddCallsCommand(CLI::App& app, Command& command);
+void AddDecodeCommand(CLI::App& app, Command& command);
+void AddReportCommand(CLI::App& app, Command& command);
 
 /// Adds --json.
 void AddJsonOption(CLI::App& app, Command& command);

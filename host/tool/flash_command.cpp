@@ -2,6 +2,7 @@
 
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
+#include "host/tool/download_plan.h"
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
@@ -53,14 +54,45 @@ void Report(Reporter& reporter, const ProgramResult& result) {
                           {"seconds", SecondsOf(result.total_time)}});
 }
 
-void Run(const Options& options, Reporter& reporter) {
-  CheckLinkOptions(options.link);
-  CheckTransferOptions(options.transfer, options.link);
-  const ImageFile image = ReadImageOf(options.transfer);
-  CatchInterrupts();
-  Recording recording(options.recording, options.link.form);
+Json RangesOf(const ImageSegments& segments) {
+  Json ranges = Json::array();
+  for (const ImageSegment& segment : segments) {
+    ranges.push_back({segment.address, segment.bytes.size()});
+  }
+  return ranges;
+}
+
+/// What is going to be done, for the artifacts.
+Json PlanOf(const Options& options, const ImageFile& image) {
+  const DownloadPlan plan = PlanDownload(options.transfer, options.link, image.segments, "");
+  Json blocks = Json::array();
+  for (const AddressedBytes& block : plan.wire.memory()) {
+    blocks.push_back({block.address, block.count});
+  }
+  return {{"command", "flash"},
+          {"image",
+           {{"file", options.transfer.file},
+            {"format", NameOf(image.format)},
+            {"bytes", plan.image_bytes},
+            {"segments", RangesOf(image.segments)}}},
+          {"memory", options.transfer.memory},
+          {"fill", options.transfer.fill},
+          {"fill_bytes", plan.fill_bytes()},
+          {"sent_bytes", plan.wire.data_bytes()},
+          {"blocks", blocks},
+          {"documents", plan.documents},
+          {"wire_seconds", SecondsOf(plan.wire.wire_time())},
+          {"verify", options.flash.verify}};
+}
+
+void Flash(const Options& options, const ImageFile& image, Recording& recording,
+           Reporter& reporter) {
+  if (recording.wants_plan()) {
+    recording.Plan(PlanOf(options, image));
+  }
   Connection connection(options.link, options.session, ConfigOf(options),
                         [&recording](Bus& bus) { return recording.Tap(bus); });
+  recording.Follow(connection.programmer());
   ReportImage(reporter, options.transfer.file, image);
   connection.programmer().OnProgress(
       [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
@@ -68,7 +100,15 @@ void Run(const Options& options, Reporter& reporter) {
       ToMemoryImage(image.segments, connection.platform()), {.verify = options.flash.verify});
   reporter.EndProgress();
   Report(reporter, result);
-  recording.Close();
+}
+
+void Run(const Options& options, Reporter& console) {
+  CheckLinkOptions(options.link);
+  CheckTransferOptions(options.transfer, options.link);
+  const ImageFile image = ReadImageOf(options.transfer);
+  CatchInterrupts();
+  Recording recording(options.recording, options.link, console);
+  recording.Run([&](Reporter& reporter) { Flash(options, image, recording, reporter); });
 }
 
 }  // namespace

@@ -74,6 +74,8 @@ int Main(int argc, char** argv) {
   AddIdentifyCommand(app, command);
   AddPlanCommand(app, command);
   AddCallsCommand(app, command);
+  AddDecodeCommand(app, command);
+  AddReportCommand(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Error& error) {

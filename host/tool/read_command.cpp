@@ -85,16 +85,27 @@ void Report(Reporter& reporter, const Options& options, ImageFormat format,
                           {"filled_bytes", filled}});
 }
 
-void Run(const Options& options, Reporter& reporter) {
-  CheckLinkOptions(options.link);
-  CheckRanges(options.ranges);
-  OutputFile file(options.output);
+/// What is going to be done, for the artifacts.
+Json PlanOf(const Options& options) {
+  Json ranges = Json::array();
+  for (const Range& range : options.ranges) {
+    ranges.push_back({range.start, range.count});
+  }
+  return {{"command", "read"},
+          {"output", options.output},
+          {"memory", options.memory},
+          {"ranges", ranges}};
+}
+
+void Read(const Options& options, OutputFile& file, Recording& recording, Reporter& reporter) {
+  if (recording.wants_plan()) {
+    recording.Plan(PlanOf(options));
+  }
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.memory;
-  CatchInterrupts();
-  Recording recording(options.recording, options.link.form);
   Connection connection(options.link, options.session, config,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
+  recording.Follow(connection.programmer());
   const auto map = connection.platform().CreateMemoryMap();
   for (const Range& range : options.ranges) {
     map->AddRange(range.start, range.count);
@@ -108,7 +119,15 @@ void Run(const Options& options, Reporter& reporter) {
   const std::uint64_t filled = WriteImage(file.stream(), format, segments, options.fill);
   file.Commit();
   Report(reporter, options, format, segments, filled);
-  recording.Close();
+}
+
+void Run(const Options& options, Reporter& console) {
+  CheckLinkOptions(options.link);
+  CheckRanges(options.ranges);
+  OutputFile file(options.output);
+  CatchInterrupts();
+  Recording recording(options.recording, options.link, console);
+  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); });
 }
 
 }  // namespace

@@ -1,34 +1,259 @@
 #include "host/tool/recording.h"
 
-#include "host/trace/tracing_bus.h"
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "host/report/artifacts.h"
+#include "host/tool/download_plan.h"
+#include "host/tool/exit_code.h"
+#include "host/tool/text.h"
 
 namespace quillmark::host {
+namespace {
+
+std::string DateNow() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(now));
+}
+
+/// The report on the exception in flight, wrong options included.
+FailureReport ReportCurrentFailure() {
+  try {
+    throw;
+  } catch (const CLI::Error& error) {
+    return {ExitCode::kUsage, error.what()};
+  } catch (...) {
+    return ReportCurrentException();
+  }
+}
+
+}  // namespace
+
+/// Tells the console and the log, and lets the recording listen.
+class Recording::RecordingReporter : public Reporter {
+ public:
+  RecordingReporter(Recording& recording, Reporter& console)
+      : recording_(recording), console_(console) {}
+
+  void Line(const std::string& text) override { console_.Line(text); }
+
+  void Event(const std::string& name, const Json& members) override {
+    console_.Event(name, members);
+    recording_.OnEvent(name, members);
+  }
+
+  void OnProgress(const Progress& progress) override {
+    console_.OnProgress(progress);
+    recording_.OnProgress(progress);
+  }
+
+  void EndProgress() override {
+    console_.EndProgress();
+    recording_.EndPhase();
+  }
+
+ private:
+  Recording& recording_;
+  Reporter& console_;
+};
+
+/// A bus that ends before the recording leaves its last time behind.
+class Recording::TappedBus : public TracingBus {
+ public:
+  TappedBus(Recording& recording, Bus& bus)
+      : TracingBus(bus, [&recording](const TraceEntry& entry) { recording.Record(entry); }),
+        recording_(recording) {
+    recording_.bus_ = this;
+  }
+  TappedBus(const TappedBus&) = delete;
+  TappedBus& operator=(const TappedBus&) = delete;
+  TappedBus(TappedBus&&) = delete;
+  TappedBus& operator=(TappedBus&&) = delete;
+  ~TappedBus() override {
+    recording_.last_time_ = TraceTime();
+    recording_.bus_ = nullptr;
+  }
+
+ private:
+  Recording& recording_;
+};
 
 void AddRecordingOptions(CLI::App& app, RecordingOptions& options) {
   app.add_option("--trace", options.trace,
                  "record every frame: .log as candump does, .asc for Vector tools; on a K line "
                  ".log or .txt, readable lines")
       ->type_name("FILE");
+  app.add_option(
+         "--artifacts", options.artifacts,
+         "leave plan, documents, replies, trace, log and result in a new folder; see report")
+      ->type_name("DIR");
 }
 
-Recording::Recording(const RecordingOptions& options, TransportForm form) {
+Recording::Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console)
+    : link_(link), reporter_(std::make_unique<RecordingReporter>(*this, console)) {
   if (!options.trace.empty()) {
-    trace_.emplace(options.trace, TraceFormatOfName(options.trace, form));
+    trace_.emplace(options.trace, TraceFormatOfName(options.trace, link.form));
   }
+  if (!options.artifacts.empty()) {
+    folder_.emplace(options.artifacts, link.form);
+    log_ = MakeReporter(ReportStyle::kJson, folder_->log());
+  }
+}
+
+Recording::~Recording() = default;
+
+void Recording::Run(const std::function<void(Reporter& reporter)>& work) {
+  try {
+    work(*reporter_);
+  } catch (...) {
+    RecordFailure();
+    throw;
+  }
+  WriteResult({{"outcome", "done"}, {"exit", 0}});
+  Close();
+}
+
+void Recording::Plan(Json plan) {
+  const bool plain = link_.form == TransportForm::kPlainCan;
+  plan["started"] = DateNow();
+  plan["form"] = NameOf(link_.form);
+  plan["receive"] = plain ? link_.ReceiveId() : 0;
+  plan["send"] = plain ? link_.SendId() : 0;
+  plan["bit_rate"] = BitRateOf(link_);
+  folder_->WritePlan(plan);
 }
 
 std::unique_ptr<Bus> Recording::Tap(Bus& bus) {
-  if (!trace_) {
+  if (!trace_ && !folder_) {
     return nullptr;
   }
-  return std::make_unique<TracingBus>(bus,
-                                      [this](const TraceEntry& entry) { trace_->Write(entry); });
+  return std::make_unique<TappedBus>(*this, bus);
+}
+
+void Recording::Follow(Programmer& programmer) {
+  if (folder_) {
+    programmer.OnDocument([this](const DocumentRun& run) { OnDocument(run); });
+  }
+}
+
+void Recording::Record(const TraceEntry& entry) {
+  if (trace_) {
+    trace_->Write(entry);
+  }
+  if (folder_) {
+    folder_->trace().Write(entry);
+  }
+}
+
+void Recording::OnEvent(const std::string& name, const Json& members) {
+  if (!log_) {
+    return;
+  }
+  Json logged = {{"at", SecondsOf(Now())}};
+  logged.update(members);
+  log_->Event(name, logged);
+  if (name == "done") {
+    told_.update(members);
+  } else if (members.contains("ecu")) {
+    told_["ecu"] = members["ecu"];
+  }
+}
+
+void Recording::OnProgress(const Progress& progress) {
+  if (!log_) {
+    return;
+  }
+  log_->OnProgress(progress);
+  const std::string name(NameOf(progress.phase));
+  if (phases_.empty() || phases_.back().name != name || phases_.back().ended) {
+    EndPhase();
+    phases_.push_back({name, Now(), std::nullopt});
+  }
+}
+
+/// It must not throw: the work on the ECU goes on without what cannot be written.
+void Recording::OnDocument(const DocumentRun& run) {
+  try {
+    WriteDocument(run);
+  } catch (const std::exception& error) {
+    if (document_error_.empty()) {
+      document_error_ = error.what();
+    }
+  }
+}
+
+void Recording::WriteDocument(const DocumentRun& run) {
+  if (run.outcome == nullptr) {
+    last_request_ = folder_->WriteRequest(run);
+    return;
+  }
+  OnEvent("document", {{"phase", NameOf(run.phase)},
+                       {"request", last_request_},
+                       {"reply", folder_->WriteReply(run)},
+                       {"complete", run.outcome->complete()},
+                       {"step", run.outcome->step},
+                       {"reason", run.outcome->reason},
+                       {"seconds", SecondsOf(run.outcome->elapsed)}});
+}
+
+void Recording::EndPhase() {
+  if (!phases_.empty() && !phases_.back().ended) {
+    phases_.back().ended = Now();
+  }
+}
+
+void Recording::WriteResult(Json result) {
+  if (!folder_) {
+    return;
+  }
+  EndPhase();
+  told_["seconds"] = told_.value("seconds", SecondsOf(Now()));
+  for (const auto& [name, value] : told_.items()) {
+    if (!result.contains(name)) {
+      result[name] = value;
+    }
+  }
+  result["phases"] = Json::array();
+  for (const PhaseTimes& phase : phases_) {
+    result["phases"].push_back({{"phase", phase.name},
+                                {"began", SecondsOf(phase.began)},
+                                {"ended", SecondsOf(*phase.ended)}});
+  }
+  folder_->WriteResult(result);
+}
+
+/// The failure of the work says more than what else may fail now.
+void Recording::RecordFailure() {
+  const FailureReport report = ReportCurrentFailure();
+  try {
+    Json result = {{"outcome", report.code == ExitCode::kInterrupted ? "cancelled" : "failed"},
+                   {"exit", static_cast<int>(report.code)},
+                   {"message", report.message}};
+    result.update(report.details);
+    OnEvent("error", result);
+    WriteResult(result);
+    Close();
+  } catch (const std::exception&) {
+    return;
+  }
 }
 
 void Recording::Close() {
   if (trace_) {
     trace_->Close();
   }
+  if (folder_) {
+    folder_->Close();
+  }
+  if (!document_error_.empty()) {
+    throw ToolError(ExitCode::kInputOutput, document_error_);
+  }
 }
+
+Duration Recording::Now() const { return bus_ == nullptr ? last_time_ : bus_->TraceTime(); }
 
 }  // namespace quillmark::host

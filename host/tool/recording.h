@@ -1,40 +1,90 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/bus/bus.h"
+#include "host/programmer/programmer.h"
+#include "host/tool/artifact_folder.h"
+#include "host/tool/link_options.h"
+#include "host/tool/reporter.h"
 #include "host/tool/trace_file.h"
+#include "host/trace/tracing_bus.h"
 
 namespace quillmark::host {
 
 /// What a command leaves behind for later.
 struct RecordingOptions {
   std::string trace;
+  std::string artifacts;
 };
 
-/// Adds --trace.
+/// Adds --trace and --artifacts.
 void AddRecordingOptions(CLI::App& app, RecordingOptions& options);
 
 /// Records what a command does on a bus, as far as the options ask for it.
 class Recording {
  public:
   /// Creates the files. Raises ToolError (cannot create) and CLI::ValidationError before anything
-  /// is sent.
-  Recording(const RecordingOptions& options, TransportForm form);
+  /// is sent. `console` must outlive the recording.
+  Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console);
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+  Recording(Recording&&) = delete;
+  Recording& operator=(Recording&&) = delete;
+  ~Recording();
 
+  /// Runs `work`, which reports to what it is given, and records how it ends. Raises what `work`
+  /// raises; where that was done, ToolError (input/output) if not everything could be written.
+  void Run(const std::function<void(Reporter& reporter)>& work);
+
+  [[nodiscard]] bool wants_plan() const { return folder_.has_value(); }
+  /// What `work` is about to do, for the folder; the link is added.
+  void Plan(Json plan);
   /// The bus to use instead of `bus`; null where nothing is to be recorded. Neither `bus` nor the
   /// recording may end before it.
   [[nodiscard]] std::unique_ptr<Bus> Tap(Bus& bus);
-
-  /// At the end of the work, whether it was done or not. Raises ToolError (input/output) where not
-  /// everything could be written.
-  void Close();
+  /// Records the documents that `programmer` runs.
+  void Follow(Programmer& programmer);
 
  private:
+  class RecordingReporter;
+  class TappedBus;
+  struct PhaseTimes {
+    std::string name;
+    Duration began;
+    std::optional<Duration> ended;
+  };
+
+  void Record(const TraceEntry& entry);
+  void OnEvent(const std::string& name, const Json& members);
+  void OnProgress(const Progress& progress);
+  void OnDocument(const DocumentRun& run);
+  void WriteDocument(const DocumentRun& run);
+  void EndPhase();
+  void WriteResult(Json result);
+  void RecordFailure();
+  void Close();
+  [[nodiscard]] Duration Now() const;
+
+  LinkOptions link_;
   std::optional<TraceFile> trace_;
+  std::optional<ArtifactFolder> folder_;
+  std::unique_ptr<Reporter> log_;
+  std::unique_ptr<RecordingReporter> reporter_;
+  /// Null before and after the bus.
+  const TracingBus* bus_ = nullptr;
+  Duration last_time_{};
+  std::vector<PhaseTimes> phases_;
+  /// What the work said of its result.
+  Json told_ = Json::object();
+  std::string last_request_;
+  /// Why a document could not be written; empty where all were.
+  std::string document_error_;
 };
 
 }  // namespace quillmark::host

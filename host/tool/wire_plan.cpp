@@ -7,7 +7,6 @@ namespace quillmark::host {
 namespace {
 
 constexpr std::uint8_t kDownloadService = 0x34;
-constexpr std::size_t kDataSizePosition = 5;
 constexpr std::size_t kCanFrameSize = 8;
 constexpr std::size_t kAcknowledgementSize = 1;
 
@@ -45,9 +44,10 @@ void WirePlan::Add(const DOMDocument& document) {
 }
 
 void WirePlan::AddRequest(ByteView request) {
-  if (request.size() > kDataSizePosition && request.front() == kDownloadService) {
-    ++blocks_;
-    data_bytes_ += request[kDataSizePosition];
+  const Description description = Describe(request);
+  if (description.service == kDownloadService && description.memory) {
+    memory_.push_back(*description.memory);
+    data_bytes_ += description.memory->count;
   }
 }
 

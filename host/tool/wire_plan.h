@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "host/bus/bus.h"
 #include "host/bus/wire_time.h"
+#include "host/services/description.h"
 #include "quillmark/dom.h"
 
 namespace quillmark::host {
@@ -17,8 +19,10 @@ class WirePlan {
   void Add(const DOMDocument& document);
 
   /// Download requests, and the data bytes in them.
-  [[nodiscard]] std::uint64_t blocks() const { return blocks_; }
+  [[nodiscard]] std::uint64_t blocks() const { return memory_.size(); }
   [[nodiscard]] std::uint64_t data_bytes() const { return data_bytes_; }
+  /// Where these requests go, in their order.
+  [[nodiscard]] const std::vector<AddressedBytes>& memory() const { return memory_; }
   /// Of all frames both ways and of all waits; the ECU's own time comes on top.
   [[nodiscard]] Duration wire_time() const { return wire_time_; }
 
@@ -27,7 +31,7 @@ class WirePlan {
 
   TransportForm form_;
   WireSpeed speed_;
-  std::uint64_t blocks_ = 0;
+  std::vector<AddressedBytes> memory_;
   std::uint64_t data_bytes_ = 0;
   Duration wire_time_{};
 };

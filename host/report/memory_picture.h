@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "host/calls/json.h"
+#include "host/decode/exchanges.h"
+
+namespace quillmark::host {
+
+/// What became of a stretch of memory, as far as the frames on the bus tell.
+enum class MemoryState : std::uint8_t {
+  kOutside,   ///< no concern of the command
+  kPlanned,   ///< not reached
+  kFill,      ///< left out, because an erased memory holds the same
+  kErased,    ///< erased, and not written since
+  kWritten,   ///< sent, and accepted by the ECU
+  kVerified,  ///< read back as it should be
+  kRead,      ///< read
+  kFailed,    ///< refused, not answered, or read back as something else
+};
+
+/// The name by which the page knows a state.
+[[nodiscard]] std::string_view NameOf(MemoryState state);
+
+struct MemoryStretch {
+  std::uint64_t start = 0;
+  std::uint64_t count = 0;
+  MemoryState state = MemoryState::kOutside;
+
+  friend bool operator==(const MemoryStretch&, const MemoryStretch&) = default;
+};
+
+/// States of addresses; what is painted later covers what was there.
+class MemoryPicture {
+ public:
+  void Paint(std::uint64_t start, std::uint64_t count, MemoryState state);
+  [[nodiscard]] MemoryState StateAt(std::uint64_t address) const;
+  /// In address order, without what is outside; neighbours differ in state or have a gap between.
+  [[nodiscard]] std::vector<MemoryStretch> Stretches() const;
+
+ private:
+  /// Where each state begins; it reaches to the next one.
+  std::map<std::uint64_t, MemoryState> begins_{{0, MemoryState::kOutside}};
+};
+
+/// The memory that `plan` is about, after the exchanges. Raises Json::exception for a plan that is
+/// none.
+[[nodiscard]] MemoryPicture PictureOf(const Json& plan, const Decoding& decoding,
+                                      const std::vector<DecodedExchange>& exchanges);
+
+}  // namespace quillmark::host

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/decode/decoding.h"
+#include "host/report/artifacts.h"
+
+namespace quillmark::host {
+
+/// How a command ended, for the head of the page.
+struct Outcome {
+  std::string state;   ///< done, failed, cancelled, unfinished
+  std::string line;    ///< a sentence
+  std::string advice;  ///< what to do next; empty where nothing is to be said
+};
+
+[[nodiscard]] Outcome OutcomeOf(const Artifacts& artifacts);
+
+/// Names and values: which ECU, which image, which bus, when.
+[[nodiscard]] std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifacts,
+                                                                       const Decoding& decoding);
+
+}  // namespace quillmark::host

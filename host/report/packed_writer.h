@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/bus/bytes.h"
+
+namespace quillmark::host {
+
+/// Collects numbers and bytes for the page's script: 7 bits a byte, the low ones first.
+class PackedWriter {
+ public:
+  void Number(std::uint64_t number);
+  /// Small numbers of either sign are short.
+  void Signed(std::int64_t number);
+  void Append(ByteView bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+
+  [[nodiscard]] std::string Base64() const;
+
+ private:
+  Bytes bytes_;
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,96 @@
+#include "host/report/page.h"
+
+#include <map>
+#include <string_view>
+
+#include "host/report/outcome.h"
+#include "host/report/page_data.h"
+#include "host/report/page_sources.h"
+
+namespace quillmark::host {
+namespace {
+
+std::string Escaped(std::string_view text) {
+  std::string escaped;
+  for (const char character : text) {
+    switch (character) {
+      case '&':
+        escaped += "&amp;";
+        break;
+      case '<':
+        escaped += "&lt;";
+        break;
+      case '>':
+        escaped += "&gt;";
+        break;
+      default:
+        escaped += character;
+    }
+  }
+  return escaped;
+}
+
+/// JSON that cannot end the script element that it stands in.
+std::string DataText(const Json& data) {
+  const std::string json = data.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string text;
+  text.reserve(json.size());
+  for (const char character : json) {
+    if (character == '<') {
+      text += "\\u003c";
+    } else {
+      text += character;
+    }
+  }
+  return text;
+}
+
+/// Puts `values` into the places `@NAME@` of a template.
+std::string Filled(std::string_view text, const std::map<std::string_view, std::string>& values) {
+  std::string filled;
+  while (true) {
+    const std::size_t start = text.find('@');
+    const std::size_t end = start == std::string_view::npos ? start : text.find('@', start + 1);
+    if (end == std::string_view::npos) {
+      return filled.append(text);
+    }
+    const auto value = values.find(text.substr(start + 1, end - start - 1));
+    if (value == values.end()) {
+      filled.append(text.substr(0, end));
+      text.remove_prefix(end);
+      continue;
+    }
+    filled.append(text.substr(0, start)).append(value->second);
+    text.remove_prefix(end + 1);
+  }
+}
+
+std::string Script() {
+  std::string script;
+  for (const std::string_view part : kPageScripts) {
+    script.append(part);
+  }
+  return script;
+}
+
+}  // namespace
+
+std::string RenderPage(const Artifacts& artifacts) {
+  const Json data = PageDataOf(artifacts);
+  const Outcome outcome = OutcomeOf(artifacts);
+  const std::string command = artifacts.plan.at("command");
+  return Filled(
+      kPageTemplate,
+      {{"TITLE", Escaped(outcome.line) + " · Quillmark"},
+       {"KICKER", "Quillmark · report of <b>" + Escaped(command) + "</b>"},
+       {"STATE", Escaped(outcome.state)},
+       {"OUTCOME", Escaped(outcome.line)},
+       {"FOOTER",
+        "Times are those of the bus, counted from its first frame. What became of the memory "
+        "is read off the frames themselves."},
+       {"STYLE", std::string(kPageStyle)},
+       {"SCRIPT", Script()},
+       {"DATA", DataText(data)}});
+}
+
+}  // namespace quillmark::host

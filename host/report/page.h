@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "host/report/artifacts.h"
+
+namespace quillmark::host {
+
+/// A whole page in HTML, which needs no other file and no network. Raises DamagedArtifacts.
+[[nodiscard]] std::string RenderPage(const Artifacts& artifacts);
+
+}  // namespace quillmark::host

@@ -1,0 +1,167 @@
+// What the two pictures share: a stretch of numbers on the screen that one can zoom and pan, with
+// keys, wheel and buttons, and the colours of the page.
+
+/** Which part of `first` to `last` is seen, on `width` pixels. */
+class View {
+  constructor(first, last, smallest) {
+    this.first = first;
+    this.last = Math.max(last, first + smallest);
+    this.smallest = smallest;
+    this.width = 1;
+    this.fit();
+  }
+
+  fit() {
+    this.from = this.first;
+    this.to = this.last;
+  }
+
+  get span() { return this.to - this.from; }
+
+  x(value) { return (value - this.from) / this.span * this.width; }
+
+  value(x) { return this.from + x / this.width * this.span; }
+
+  zoom(center, factor) {
+    const span = Math.min(Math.max(this.span * factor, this.smallest), this.last - this.first);
+    const share = (center - this.from) / this.span;
+    this.show(center - share * span, span);
+  }
+
+  show(from, span) {
+    this.from = Math.min(Math.max(from, this.first), this.last - span);
+    this.to = this.from + span;
+  }
+
+  pan(share) { this.show(this.from + share * this.span, this.span); }
+
+  /** Moves as little as it takes to see `from` to `to`. */
+  reveal(from, to) {
+    const margin = this.span * 0.05;
+    if (to - from > this.span || from < this.from) {
+      this.show(from - margin, this.span);
+    } else if (to > this.to) {
+      this.show(to + margin - this.span, this.span);
+    }
+  }
+}
+
+const paper = { isUsed: false };
+
+function palette() {
+  const source = paper.isUsed ? document.querySelector(".paper") : document.documentElement;
+  const style = getComputedStyle(source);
+  return (name) => style.getPropertyValue(`--${name}`).trim();
+}
+
+/** Sizes a canvas to its place and says what it shows; returns a context in CSS pixels. */
+function prepare(canvas, width, height, view) {
+  if (view) {
+    canvas.parentElement.dataset.view = `${view.from} ${view.to}`;
+  }
+  const density = Math.max(window.devicePixelRatio || 1, paper.isUsed ? 3 : 1);
+  canvas.width = Math.round(width * density);
+  canvas.height = Math.round(height * density);
+  canvas.style.height = `${height}px`;
+  const context = canvas.getContext("2d");
+  context.setTransform(density, 0, 0, density, 0, 0);
+  context.clearRect(0, 0, width, height);
+  return context;
+}
+
+/** Fills a box; `pattern` tells states apart where colours do not. */
+function fillBox(context, x, y, width, height, colour, pattern, ink) {
+  context.fillStyle = colour;
+  context.fillRect(x, y, width, height);
+  if (!pattern || width < 3) {
+    return;
+  }
+  context.save();
+  context.beginPath();
+  context.rect(x, y, width, height);
+  context.clip();
+  context.strokeStyle = ink;
+  context.lineWidth = 1;
+  context.beginPath();
+  if (pattern === "outline") {
+    context.rect(x + 0.5, y + 0.5, width - 1, height - 1);
+  } else {
+    const step = pattern === "cross" ? 5 : 6;
+    for (let at = x - height - (x % step); at < x + width; at += step) {
+      context.moveTo(at, y + height);
+      context.lineTo(at + height, y);
+    }
+  }
+  context.stroke();
+  context.restore();
+}
+
+/** A step of 1, 2 or 5 times a power of ten of which about `count` fit into `span`. */
+function decimalStep(span, count) {
+  const power = 10 ** Math.floor(Math.log10(span / count));
+  return [1, 2, 5, 10].map((factor) => factor * power).find((step) => span / step <= count);
+}
+
+/** The same for addresses: a power of two of at least 1. */
+function binaryStep(span, count) {
+  return 2 ** Math.max(0, Math.ceil(Math.log2(span / count)));
+}
+
+/**
+ * Lets keys, wheel, buttons and resizing work on a picture, which has `view`, `draw()`,
+ * `center()`, `step(by)`, `enter()`, `hover(x, y)` and `leave()`.
+ */
+function makeNavigable(picture, place, tools, name) {
+  const redraw = () => picture.draw();
+  const zoom = (factor) => { picture.view.zoom(picture.center(), factor); redraw(); };
+  const fit = () => { picture.view.fit(); redraw(); };
+  const pan = (share) => { picture.view.pan(share); redraw(); };
+  const keys = {
+    "+": () => zoom(0.5), "=": () => zoom(0.5), "-": () => zoom(2), "0": fit,
+    "ArrowLeft": (event) => event.shiftKey ? pan(-0.2) : picture.step(-1),
+    "ArrowRight": (event) => event.shiftKey ? pan(0.2) : picture.step(1),
+    "Home": () => picture.step(-Infinity), "End": () => picture.step(Infinity),
+    "Enter": () => picture.enter(),
+  };
+  place.addEventListener("keydown", (event) => {
+    const act = keys[event.key];
+    if (act && !event.ctrlKey && !event.metaKey && !event.altKey) {
+      event.preventDefault();
+      act(event);
+    }
+  });
+  const canvas = place.querySelector("canvas");
+  const offset = (event) => {
+    const box = canvas.getBoundingClientRect();
+    return [event.clientX - box.left, event.clientY - box.top];
+  };
+  place.addEventListener("wheel", (event) => {
+    if (event.ctrlKey || event.shiftKey) {
+      event.preventDefault();
+      const turned = event.deltaY || event.deltaX;
+      picture.view.zoom(picture.valueAt(offset(event)[0]), turned > 0 ? 1.25 : 0.8);
+      redraw();
+    }
+  }, { passive: false });
+  place.addEventListener("pointermove", (event) => picture.hover(...offset(event)));
+  place.addEventListener("pointerleave", () => picture.leave());
+  place.addEventListener("click", (event) => picture.click(...offset(event)));
+  place.addEventListener("focus", () => picture.focus());
+  const buttons = [["−", `Zoom out of the ${name}`, () => zoom(2)],
+    ["+", `Zoom into the ${name}`, () => zoom(0.5)], ["All", `See all of the ${name}`, fit]];
+  for (const [text, label, act] of buttons) {
+    const button = element("button", { type: "button", "aria-label": label, title: label }, text);
+    button.addEventListener("click", act);
+    tools.append(button);
+  }
+  new ResizeObserver(redraw).observe(place);
+}
+
+/** A legend entry with a swatch drawn like the picture. */
+function legendEntry(paint, text) {
+  const entry = element("li");
+  const swatch = element("canvas", { "aria-hidden": "true" });
+  paint(prepare(swatch, 18, 12));
+  entry.append(swatch, text);
+  return entry;
+}

@@ -1,0 +1,207 @@
+#include "host/report/page_data.h"
+
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "host/bus/wire_time.h"
+#include "host/decode/exchanges.h"
+#include "host/report/memory_picture.h"
+#include "host/report/outcome.h"
+#include "host/report/packed_writer.h"
+
+namespace quillmark::host {
+namespace {
+
+/// Texts that occur often, each once.
+class TextTable {
+ public:
+  std::size_t IndexOf(const std::string& text) {
+    const auto [known, is_new] = indices_.try_emplace(text, texts_.size());
+    if (is_new) {
+      texts_.push_back(text);
+    }
+    return known->second;
+  }
+
+  [[nodiscard]] const std::vector<std::string>& texts() const { return texts_; }
+
+ private:
+  std::unordered_map<std::string, std::size_t> indices_;
+  std::vector<std::string> texts_;
+};
+
+int IsToEcu(Direction direction) { return direction == Direction::kToEcu ? 1 : 0; }
+
+Json FramesOf(const Decoding& decoding) {
+  PackedWriter packed;
+  Duration last_time{};
+  std::size_t last_message = 0;
+  for (const DecodedFrame& frame : decoding.frames) {
+    // Times of a log may stand still but not go back.
+    const Duration time = std::max(frame.at, last_time);
+    packed.Number(static_cast<std::uint64_t>((time - last_time).count()));
+    packed.Signed(static_cast<std::int64_t>(frame.role.message) -
+                  static_cast<std::int64_t>(last_message));
+    packed.Number(2 * static_cast<std::uint64_t>(frame.role.kind) +
+                  static_cast<std::uint64_t>(IsToEcu(frame.direction)));
+    packed.Number(frame.role.payload_at);
+    packed.Number(frame.role.payload_size);
+    packed.Number(frame.data.size());
+    packed.Append(frame.data);
+    last_time = time;
+    last_message = frame.role.message;
+  }
+  return {{"count", decoding.frames.size()}, {"base64", packed.Base64()}};
+}
+
+Json MessagesOf(const Decoding& decoding, TextTable& texts) {
+  std::vector<std::size_t> text;
+  std::vector<int> to_ecu;
+  for (const DecodedMessage& message : decoding.messages) {
+    text.push_back(texts.IndexOf(TextOf(message)));
+    to_ecu.push_back(IsToEcu(message.message.direction));
+  }
+  return {{"text", text}, {"toEcu", to_ecu}};
+}
+
+Json ExchangeColumnsOf(const Decoding& decoding, const std::vector<DecodedExchange>& exchanges,
+                       TextTable& names) {
+  std::vector<std::size_t> messages;
+  std::vector<int> outcome;
+  std::vector<std::size_t> pending;
+  std::vector<int> repeat;
+  std::vector<std::size_t> name;
+  std::vector<std::uint32_t> address;
+  std::vector<std::uint32_t> size;
+  for (const DecodedExchange& exchange : exchanges) {
+    const Description& request = decoding.messages[exchange.first_message].description;
+    const AddressedBytes memory = request.memory.value_or(AddressedBytes{});
+    messages.push_back(exchange.messages);
+    outcome.push_back(static_cast<int>(exchange.outcome));
+    pending.push_back(exchange.pending);
+    repeat.push_back(exchange.is_repeat ? 1 : 0);
+    name.push_back(names.IndexOf(request.name.empty() ? "unknown" : request.name));
+    address.push_back(memory.address);
+    size.push_back(memory.count);
+  }
+  return {{"messages", messages}, {"outcome", outcome}, {"pending", pending}, {"repeat", repeat},
+          {"name", name},         {"address", address}, {"size", size}};
+}
+
+/// A phase with what moved in it.
+struct PhaseSums {
+  std::string name;
+  Duration began{};
+  Duration ended{};
+  std::uint64_t bytes = 0;
+  Duration wire{};
+};
+
+Duration DurationOf(const Json& seconds) {
+  return std::chrono::round<Duration>(std::chrono::duration<double>(seconds.get<double>()));
+}
+
+std::vector<PhaseSums> PhasesOf(const Artifacts& artifacts, const Decoding& decoding) {
+  std::vector<PhaseSums> phases;
+  if (artifacts.result.contains("phases")) {
+    for (const Json& phase : artifacts.result["phases"]) {
+      phases.push_back({.name = phase.at("phase"),
+                        .began = DurationOf(phase.at("began")),
+                        .ended = DurationOf(phase.at("ended"))});
+    }
+  }
+  if (phases.empty() && !decoding.frames.empty()) {
+    phases.push_back({.name = "everything", .ended = decoding.frames.back().at + Duration(1)});
+  }
+  return phases;
+}
+
+/// The phase that a moment belongs to: the last one that has begun.
+PhaseSums* PhaseAt(std::vector<PhaseSums>& phases, Duration at) {
+  const auto next =
+      std::upper_bound(phases.begin(), phases.end(), at,
+                       [](Duration time, const PhaseSums& phase) { return time < phase.began; });
+  return next == phases.begin() ? nullptr : &*std::prev(next);
+}
+
+WireSpeed SpeedOf(const Json& plan) {
+  const std::uint32_t rate = std::max(plan.at("bit_rate").get<std::uint32_t>(), 1U);
+  return {.can_bit_rate = rate, .k_line_baud = rate};
+}
+
+void AddTraffic(const Json& plan, const Decoding& decoding,
+                const std::vector<DecodedExchange>& exchanges, std::vector<PhaseSums>& phases) {
+  const WireSpeed speed = SpeedOf(plan);
+  for (const DecodedFrame& frame : decoding.frames) {
+    if (PhaseSums* const phase = PhaseAt(phases, frame.at)) {
+      phase->wire += WireTime(decoding.exchange, frame.data.size(), speed);
+    }
+  }
+  for (const DecodedExchange& exchange : exchanges) {
+    const DecodedMessage& request = decoding.messages[exchange.first_message];
+    PhaseSums* const phase = PhaseAt(phases, request.began);
+    const bool moved = exchange.outcome == ExchangeOutcome::kAnswered && request.description.memory;
+    if (phase != nullptr && moved) {
+      phase->bytes += request.description.memory->count;
+    }
+  }
+}
+
+double SecondsOf(Duration time) { return std::chrono::duration<double>(time).count(); }
+
+Json ToJson(const std::vector<PhaseSums>& phases) {
+  Json json = Json::array();
+  for (const PhaseSums& phase : phases) {
+    json.push_back({{"name", phase.name},
+                    {"began", SecondsOf(phase.began)},
+                    {"ended", SecondsOf(phase.ended)},
+                    {"bytes", phase.bytes},
+                    {"wire", SecondsOf(phase.wire)}});
+  }
+  return json;
+}
+
+Json ToJson(const MemoryPicture& picture) {
+  Json json = Json::array();
+  for (const MemoryStretch& stretch : picture.Stretches()) {
+    json.push_back({stretch.start, stretch.count, NameOf(stretch.state)});
+  }
+  return json;
+}
+
+Json Build(const Artifacts& artifacts) {
+  const Decoding decoding = Decode(artifacts.trace);
+  const std::vector<DecodedExchange> exchanges = ExchangesOf(decoding);
+  std::vector<PhaseSums> phases = PhasesOf(artifacts, decoding);
+  AddTraffic(artifacts.plan, decoding, exchanges, phases);
+  const Duration end = std::max(phases.empty() ? Duration() : phases.back().ended,
+                                decoding.frames.empty() ? Duration() : decoding.frames.back().at);
+  TextTable texts;
+  TextTable names;
+  Json data;
+  data["advice"] = OutcomeOf(artifacts).advice;
+  data["facts"] = FactsOf(artifacts, decoding);
+  data["duration"] = SecondsOf(end);
+  data["memory"] = ToJson(PictureOf(artifacts.plan, decoding, exchanges));
+  data["phases"] = ToJson(phases);
+  data["messages"] = MessagesOf(decoding, texts);
+  data["exchanges"] = ExchangeColumnsOf(decoding, exchanges, names);
+  data["texts"] = texts.texts();
+  data["names"] = names.texts();
+  data["frames"] = FramesOf(decoding);
+  return data;
+}
+
+}  // namespace
+
+Json PageDataOf(const Artifacts& artifacts) {
+  try {
+    return Build(artifacts);
+  } catch (const Json::exception& error) {
+    throw DamagedArtifacts(std::string("the plan or the result is damaged: ") + error.what());
+  }
+}
+
+}  // namespace quillmark::host

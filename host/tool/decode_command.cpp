@@ -1,0 +1,110 @@
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/decode/listing.h"
+#include "host/tool/command.h"
+#include "host/tool/number.h"
+#include "host/trace/trace_reader.h"
+#include "quillmark/error.h"
+#include "quillmark/portable_platform.h"
+
+namespace quillmark::host {
+namespace {
+
+struct Options {
+  std::string file;
+  std::optional<Exchange> exchange;
+  bool frames = false;
+};
+
+std::uint32_t ParseIdentifier(const std::string& text) {
+  return static_cast<std::uint32_t>(ParseNumber("--ids", text, {1, 0x1FFFFFFF}));
+}
+
+std::ifstream Opened(const std::string& path) {
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  if (!file || file.peek() == std::ifstream::traits_type::eof()) {
+    throw ToolError(
+        ExitCode::kNoInput,
+        fmt::format("{}: {}", path, errno != 0 ? std::strerror(errno) : "the file is empty"));
+  }
+  return file;
+}
+
+/// A document does not say whether a gateway or an ECU is meant; the gateway's numbers do.
+TransportForm FormOf(const DOMDocument& document) {
+  const auto root = document.documentElement();
+  if (root && root->nodeName() == "k") {
+    return TransportForm::kKLine;
+  }
+  const auto gateway = document.selectSingleNode("/can/x/i");
+  const auto x = std::dynamic_pointer_cast<IXMLDOMElement>(document.selectSingleNode("/can/x"));
+  const bool has_gateway_numbers = x && gateway && x->getAttribute("i").value_or("") == "3" &&
+                                   (gateway->text() == "13" || gateway->text() == "14");
+  return has_gateway_numbers ? TransportForm::kGateway : TransportForm::kPlainCan;
+}
+
+void ListDocumentFile(std::istream& file, const Options& options, ListingDetail detail) {
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const auto document = CreatePortablePlatform()->CreateDOMDocument();
+  try {
+    document->loadXML(text);
+    ListDocument(std::cout, *document, FormOf(*document), detail);
+  } catch (const Error& error) {
+    throw ToolError(ExitCode::kData, fmt::format("{}: {}", options.file, error.Description()));
+  }
+}
+
+void ListTraceFile(std::istream& file, const Options& options, ListingDetail detail) {
+  try {
+    ListTrace(std::cout, Decode(ReadTrace(file, options.exchange)), detail);
+  } catch (const DamagedTrace& error) {
+    throw ToolError(ExitCode::kData, fmt::format("{}: {}", options.file, error.what()));
+  }
+}
+
+void Run(const Options& options) {
+  std::ifstream file = Opened(options.file);
+  const ListingDetail detail = options.frames ? ListingDetail::kFrames : ListingDetail::kMessages;
+  if (file.peek() == '<') {
+    ListDocumentFile(file, options, detail);
+  } else {
+    ListTraceFile(file, options, detail);
+  }
+}
+
+}  // namespace
+
+void AddDecodeCommand(CLI::App& app, Command& command) {
+  CLI::App& decode = *app.add_subcommand("decode", "say what a document or a trace holds");
+  const auto options = std::make_shared<Options>();
+  decode
+      .add_option("FILE", options->file,
+                  "a request or reply document, a candump log, an ASC file or a K line trace")
+      ->required();
+  decode.add_flag("--frames", options->frames, "list the frames of each message as well");
+  decode
+      .add_option_function<std::vector<std::string>>(
+          "--ids",
+          [options](const std::vector<std::string>& ids) {
+            options->exchange = {TransportForm::kPlainCan, ParseIdentifier(ids[0]),
+                                 ParseIdentifier(ids[1])};
+          },
+          "whose frames of a CAN trace are meant; default the first two identifiers in it")
+      ->type_name("RECEIVE SEND")
+      ->expected(2);
+  decode.callback(
+      [options, &command] { command.run = [options](Reporter& /*reporter*/) { Run(*options); }; });
+}
+
+}  // namespace quillmark::host

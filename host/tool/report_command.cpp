@@ -1,0 +1,59 @@
+#include <fmt/format.h>
+
+#include "host/report/outcome.h"
+#include "host/report/page.h"
+#include "host/tool/command.h"
+#include "host/tool/output_file.h"
+#include "host/tool/text.h"
+
+namespace quillmark::host {
+namespace {
+
+struct Options {
+  std::string folder;
+  std::string output;
+};
+
+Artifacts ReadFolder(const std::string& folder) {
+  try {
+    return ReadArtifacts(folder);
+  } catch (const DamagedArtifacts& error) {
+    throw ToolError(ExitCode::kNoInput, error.what());
+  }
+}
+
+std::string Rendered(const Artifacts& artifacts, const std::string& folder) {
+  try {
+    return RenderPage(artifacts);
+  } catch (const DamagedArtifacts& error) {
+    throw ToolError(ExitCode::kData, fmt::format("{}: {}", folder, error.what()));
+  }
+}
+
+void Run(const Options& options, Reporter& reporter) {
+  const Artifacts artifacts = ReadFolder(options.folder);
+  const std::string page = Rendered(artifacts, options.folder);
+  OutputFile file(options.output);
+  file.stream() << page;
+  file.Commit();
+  const std::string outcome = OutcomeOf(artifacts).line;
+  reporter.Line(fmt::format("outcome   {}", outcome));
+  reporter.Line(fmt::format("written   {} to {}", BytesText(page.size()), options.output));
+}
+
+}  // namespace
+
+void AddReportCommand(CLI::App& app, Command& command) {
+  CLI::App& report =
+      *app.add_subcommand("report", "make a page out of what --artifacts left behind");
+  const auto options = std::make_shared<Options>();
+  report.add_option("DIR", options->folder, "folder that flash or read wrote")->required();
+  report.add_option("-o,--output", options->output, "the page, one HTML file")
+      ->type_name("FILE")
+      ->required();
+  report.callback([options, &command] {
+    command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+  });
+}
+
+}  // namespace quillmark::host
