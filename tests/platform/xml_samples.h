@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/portable/portable_platform_factory.h"
+#include "platform/send_template.h"
 #include "quillmark/dom.h"
 
 namespace quillmark::testing {
@@ -20,17 +21,6 @@ inline std::shared_ptr<DOMDocument> Loaded(std::string_view xml) {
   auto document = NewDocument();
   document->loadXML(xml);
   return document;
-}
-
-/// The fragment that a send step is copied from: `s` with a `d` with an empty text, and a line end.
-inline std::shared_ptr<IXMLDOMNode> SendTemplate(DOMDocument& document) {
-  const auto s = document.createElement("s");
-  const auto d = s->appendChild(document.createElement("d"));
-  d->appendChild(document.createTextNode(""));
-  auto fragment = document.createDocumentFragment();
-  fragment->appendChild(s);
-  fragment->appendChild(document.createTextNode("\r\n"));
-  return fragment;
 }
 
 }  // namespace quillmark::testing

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/foreign_document.h"
+#include "platform/send_template.h"
 #include "platform/windows/com_objects.h"
 #include "platform/windows/create_object.h"
 #include "platform/windows/msxml.h"
@@ -18,17 +19,6 @@ class Documents : public ::testing::Test {
     auto document = platform_->CreateDOMDocument();
     document->loadXML(xml);
     return document;
-  }
-
-  /// `s` with a `d` with an empty text, and a line end.
-  static std::shared_ptr<IXMLDOMNode> SendTemplate(DOMDocument& document) {
-    const auto s = document.createElement("s");
-    const auto d = s->appendChild(document.createElement("d"));
-    d->appendChild(document.createTextNode(""));
-    auto fragment = document.createDocumentFragment();
-    fragment->appendChild(s);
-    fragment->appendChild(document.createTextNode("\r\n"));
-    return fragment;
   }
 
   const std::shared_ptr<TestedPlatform> platform_ = TestPlatform();
