@@ -18,7 +18,7 @@ diag.CANIDs(1850, 1586);
 var map = new ActiveXObject("Vantrel.MemoryMap");
 map.AddRange(4096, 100);
 diag.ComputeUpload(map, 1);
-for (var wait = 0; wait < 200 && totals.length === 0; ++wait) {
+for (var wait = 0; wait < 3000 && totals.length === 0; ++wait) {
   WScript.Sleep(20);
 }
 WScript.Sleep(200);

@@ -27,21 +27,7 @@ void EventReceiver::SetHandler(DiagOnCANReprog::XMLReadyHandler handler) {
 
 void* EventReceiver::Find(REFIID iid) {
   return iid == __uuidof(_IDiagOnCANReprogEvents) ? static_cast<IDispatch*>(this)
-                                                  : Unknown::Find(iid);
-}
-
-HRESULT EventReceiver::GetTypeInfoCount(UINT* count) {
-  *count = 0;
-  return S_OK;
-}
-
-HRESULT EventReceiver::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** /*info*/) {
-  return DISP_E_BADINDEX;
-}
-
-HRESULT EventReceiver::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
-                                     LCID /*locale*/, DISPID* /*ids*/) {
-  return DISP_E_UNKNOWNNAME;
+                                                  : InvokeOnly::Find(iid);
 }
 
 HRESULT EventReceiver::Invoke(DISPID id, REFIID /*reserved*/, LCID /*locale*/, WORD /*kind*/,

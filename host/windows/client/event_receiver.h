@@ -5,23 +5,19 @@
 #include <memory>
 #include <mutex>
 
-#include "base/com/unknown.h"
+#include "base/com/invoke_only.h"
 #include "host/windows/client/com_component.h"
 
 namespace quillmark::host {
 
 /// The sink of one component object: hands the event to a handler, which may be replaced meanwhile.
-class EventReceiver final : public com::Unknown<IDispatch> {
+class EventReceiver final : public com::InvokeOnly {
  public:
   explicit EventReceiver(std::shared_ptr<RunningTransfers> transfers)
       : transfers_(std::move(transfers)) {}
 
   void SetHandler(DiagOnCANReprog::XMLReadyHandler handler);
 
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
-                                          DISPID* ids) override;
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD kind,
                                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                                    UINT* bad_argument) override;

@@ -114,24 +114,7 @@ EventSink::EventSink(com::ComPtr<IDispatch> script, std::wstring prefix, EventIn
     : script_(std::move(script)), prefix_(std::move(prefix)), events_(std::move(events)) {}
 
 void* EventSink::Find(REFIID iid) {
-  return iid == events_.id ? static_cast<IDispatch*>(this) : Unknown::Find(iid);
-}
-
-HRESULT EventSink::GetTypeInfoCount(UINT* count) {
-  if (count == nullptr) {
-    return E_POINTER;
-  }
-  *count = 0;
-  return S_OK;
-}
-
-HRESULT EventSink::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** /*info*/) {
-  return DISP_E_BADINDEX;
-}
-
-HRESULT EventSink::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,
-                                 LCID /*locale*/, DISPID* /*ids*/) {
-  return DISP_E_UNKNOWNNAME;
+  return iid == events_.id ? static_cast<IDispatch*>(this) : InvokeOnly::Find(iid);
 }
 
 HRESULT EventSink::Invoke(DISPID id, REFIID /*reserved*/, LCID locale, WORD /*kind*/,

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/com/com_ptr.h"
-#include "base/com/unknown.h"
+#include "base/com/invoke_only.h"
 
 namespace quillmark::script_host {
 
@@ -27,14 +27,10 @@ struct EventInterface {
 /// A by-reference Boolean reaches the procedure as a reference on a value and is converted back
 /// afterwards: that way an engine that only writes back into values, like one that writes back into
 /// Booleans, can answer.
-class EventSink final : public com::Unknown<IDispatch> {
+class EventSink final : public com::InvokeOnly {
  public:
   EventSink(com::ComPtr<IDispatch> script, std::wstring prefix, EventInterface events);
 
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
-                                          DISPID* ids) override;
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD kind,
                                    DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                                    UINT* bad_argument) override;
