@@ -1,0 +1,178 @@
+#include "host/bus/bus_uri.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+#include <vector>
+
+#include "host/bus/slcan_codec.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr std::uint32_t kFastestPort = 4'000'000;
+constexpr std::uint32_t kLongestPause = 10'000;
+constexpr std::size_t kLongestInterfaceName = 15;
+
+std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
+[[noreturn]] void Refuse(std::string_view uri, const std::string& reason) {
+  throw BusUriError("found " + Quoted(uri) + ": " + reason + "; the forms are " +
+                    std::string(kBusUriForms));
+}
+
+struct Scheme {
+  std::string_view name;
+  BusKind kind;
+  /// What the device is called in a message; empty where there is none.
+  std::string_view device;
+  std::uint32_t baud;
+};
+
+constexpr std::array<Scheme, 4> kSchemes{{
+    {"sim", BusKind::kSimulated, "", 0},
+    {"slcan", BusKind::kSlcan, "the serial device", 115'200},
+    {"socketcan", BusKind::kSocketCan, "the CAN interface", 0},
+    {"kline", BusKind::kKLine, "the serial device", 10'400},
+}};
+
+/// A URI while it is being read.
+class Parser {
+ public:
+  explicit Parser(std::string_view text) : text_(text) {}
+
+  BusUri Parse() {
+    const std::size_t colon = text_.find(':');
+    const Scheme& scheme = SchemeOf(text_.substr(0, colon));
+    if (colon == std::string_view::npos) {
+      Refuse(text_, "a \":\" must follow " + Quoted(scheme.name));
+    }
+    const std::string_view rest = text_.substr(colon + 1);
+    const std::size_t question = rest.find('?');
+    uri_.kind = scheme.kind;
+    uri_.baud = scheme.baud;
+    uri_.device = rest.substr(0, question);
+    CheckDevice(scheme);
+    if (question != std::string_view::npos) {
+      ReadParameters(rest.substr(question + 1));
+    }
+    return uri_;
+  }
+
+ private:
+  [[nodiscard]] const Scheme& SchemeOf(std::string_view name) const {
+    const auto* const scheme = std::find_if(kSchemes.begin(), kSchemes.end(),
+                                            [&](const Scheme& each) { return each.name == name; });
+    if (scheme == kSchemes.end()) {
+      Refuse(text_, "there is no bus " + Quoted(name));
+    }
+    return *scheme;
+  }
+
+  void CheckDevice(const Scheme& scheme) const {
+    if (scheme.device.empty() && !uri_.device.empty()) {
+      Refuse(text_, "nothing may follow \"" + std::string(scheme.name) + ":\"");
+    }
+    if (!scheme.device.empty() && uri_.device.empty()) {
+      Refuse(text_, std::string(scheme.device) + " is missing");
+    }
+    if (uri_.kind == BusKind::kSocketCan && uri_.device.size() > kLongestInterfaceName) {
+      Refuse(text_, "no interface has so long a name");
+    }
+  }
+
+  void ReadParameters(std::string_view text) {
+    for (;;) {
+      const std::size_t ampersand = text.find('&');
+      ReadParameter(text.substr(0, ampersand));
+      if (ampersand == std::string_view::npos) {
+        return;
+      }
+      text.remove_prefix(ampersand + 1);
+    }
+  }
+
+  void ReadParameter(std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos) {
+      Refuse(text_, Quoted(text) + " is no NAME=VALUE");
+    }
+    const std::string_view name = text.substr(0, equals);
+    const std::string_view value = text.substr(equals + 1);
+    const bool known = (uri_.kind == BusKind::kSlcan && ReadSlcanParameter(name, value)) ||
+                       (uri_.kind == BusKind::kKLine && ReadKLineParameter(name, value));
+    if (!known) {
+      Refuse(text_, "there is no parameter " + Quoted(name) + " for this bus");
+    }
+  }
+
+  bool ReadSlcanParameter(std::string_view name, std::string_view value) {
+    if (name == "bitrate") {
+      uri_.bit_rate = BitRate(value);
+    } else if (name == "baud") {
+      uri_.baud = Number(name, value, 1, kFastestPort);
+    } else if (name == "confirms") {
+      uri_.confirms = YesOrNo(name, value);
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  bool ReadKLineParameter(std::string_view name, std::string_view value) {
+    const auto pause = [&](std::uint32_t shortest) {
+      return std::chrono::milliseconds(Number(name, value, shortest, kLongestPause));
+    };
+    if (name == "baud") {
+      uri_.baud = Number(name, value, 1, kFastestPort);
+    } else if (name == "p1") {
+      uri_.p1 = pause(1);
+    } else if (name == "p3") {
+      uri_.p3 = pause(0);
+    } else if (name == "p4") {
+      uri_.p4 = pause(0);
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] std::uint32_t BitRate(std::string_view value) const {
+    const std::uint32_t bit_rate = Number("bitrate", value, 1, 1'000'000);
+    if (!SlcanBitRateCommand(bit_rate)) {
+      Refuse(text_,
+             "the bit rates of slcan are 10000, 20000, 50000, 100000, 125000, 250000, 500000, "
+             "800000 and 1000000");
+    }
+    return bit_rate;
+  }
+
+  [[nodiscard]] std::uint32_t Number(std::string_view name, std::string_view value,
+                                     std::uint32_t least, std::uint32_t most) const {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+    if (error != std::errc{} || end != value.data() + value.size() || number < least ||
+        number > most) {
+      Refuse(text_, std::string(name) + " must be a number from " + std::to_string(least) + " to " +
+                        std::to_string(most));
+    }
+    return number;
+  }
+
+  [[nodiscard]] bool YesOrNo(std::string_view name, std::string_view value) const {
+    if (value != "yes" && value != "no") {
+      Refuse(text_, std::string(name) + " must be yes or no");
+    }
+    return value == "yes";
+  }
+
+  std::string_view text_;
+  BusUri uri_;
+};
+
+}  // namespace
+
+BusUri ParseBusUri(std::string_view text) { return Parser(text).Parse(); }
+
+}  // namespace quillmark::host

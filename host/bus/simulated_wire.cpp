@@ -1,0 +1,87 @@
+#include "host/bus/simulated_wire.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace quillmark::host {
+
+SimulatedWire::SimulatedWire(SimulatedNode& node, const WireSpeed& speed)
+    : node_(node), speed_(speed) {
+  if (speed.can_bit_rate == 0 || speed.k_line_baud == 0) {
+    throw std::invalid_argument("the bit rate of a bus cannot be 0");
+  }
+}
+
+Duration SimulatedWire::Send(ByteView frame) {
+  Transmit(Direction::kToEcu, Bytes(frame.begin(), frame.end()));
+  return wire_free_at_;
+}
+
+void SimulatedWire::SendEndingAt(ByteView frame, Duration end) {
+  wire_free_at_ = std::max(wire_free_at_, end);
+  PutOnWire({Direction::kToEcu, wire_free_at_, Bytes(frame.begin(), frame.end())});
+}
+
+void SimulatedWire::Transmit(Direction direction, Bytes data) {
+  wire_free_at_ = std::max(clock_, wire_free_at_) + WireTime(exchange_, data.size(), speed_);
+  PutOnWire({direction, wire_free_at_, std::move(data)});
+}
+
+void SimulatedWire::PutOnWire(FrameOnWire frame) {
+  if (!injector_) {
+    in_flight_.emplace(frame.at, std::move(frame));
+    return;
+  }
+  for (FrameOnWire& arriving : injector_(frame)) {
+    arriving.direction = frame.direction;
+    in_flight_.emplace(arriving.at, std::move(arriving));
+  }
+}
+
+std::optional<Duration> SimulatedWire::NextEvent() const {
+  const std::optional<Duration> due = node_.NextDue();
+  if (in_flight_.empty()) {
+    return due;
+  }
+  const Duration arrival = in_flight_.begin()->first;
+  return due ? std::min(*due, arrival) : arrival;
+}
+
+void SimulatedWire::RunEvent(Duration at) {
+  clock_ = std::max(clock_, at);
+  if (!in_flight_.empty() && in_flight_.begin()->first <= at) {
+    Arrive(in_flight_.extract(in_flight_.begin()).mapped());
+  } else {
+    Transmit(Direction::kToTester, node_.TakeFrame(clock_));
+  }
+}
+
+void SimulatedWire::Arrive(const FrameOnWire& frame) {
+  if (observer_) {
+    observer_(exchange_, frame);
+  }
+  if (frame.direction == Direction::kToTester) {
+    received_.push_back(frame.data);
+  } else if (node_.Hears(exchange_)) {
+    node_.OnFrame(frame.data, clock_);
+  }
+}
+
+void SimulatedWire::AdvanceTo(Duration time) {
+  for (std::optional<Duration> event = NextEvent(); event && *event <= time; event = NextEvent()) {
+    RunEvent(*event);
+  }
+  clock_ = std::max(clock_, time);
+}
+
+std::optional<Bytes> SimulatedWire::TakeReceived() {
+  if (received_.empty()) {
+    return std::nullopt;
+  }
+  Bytes frame = std::move(received_.front());
+  received_.pop_front();
+  return frame;
+}
+
+}  // namespace quillmark::host

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "host/bus/bus.h"
+#include "host/bus/wire_time.h"
+
+namespace quillmark::host {
+
+/// What sits at the other end of a simulated wire. It has no clock of its own: it is told the time.
+class SimulatedNode {
+ public:
+  SimulatedNode() = default;
+  SimulatedNode(const SimulatedNode&) = delete;
+  SimulatedNode& operator=(const SimulatedNode&) = delete;
+  SimulatedNode(SimulatedNode&&) = delete;
+  SimulatedNode& operator=(SimulatedNode&&) = delete;
+  virtual ~SimulatedNode() = default;
+
+  /// Whether frames of this exchange reach the node.
+  [[nodiscard]] virtual bool Hears(const Exchange& exchange) const = 0;
+  /// A frame has arrived, at `now`.
+  virtual void OnFrame(ByteView frame, Duration now) = 0;
+  /// A K line break of length `low` has ended, at `now`.
+  virtual void OnBreak(Duration low, Duration now) = 0;
+  /// When the node's next frame is ready; nothing where it has none to send.
+  [[nodiscard]] virtual std::optional<Duration> NextDue() const = 0;
+  /// Hands over the frame that `NextDue` announced, once its time has come.
+  virtual Bytes TakeFrame(Duration now) = 0;
+};
+
+/// A frame on its way.
+struct FrameOnWire {
+  Direction direction = Direction::kToEcu;
+  /// When its last bit arrives.
+  Duration at{};
+  Bytes data;
+};
+
+/// A wire between a tester and a simulated node. Every frame occupies it for its time at the chosen
+/// speed. The wire's clock is what its owner advances it to: a simulated bus as fast as it can
+/// compute, a simulator in a process of its own as fast as time goes by.
+class SimulatedWire {
+ public:
+  /// Sees every frame as it arrives at its receiver.
+  using Observer = std::function<void(const Exchange&, const FrameOnWire&)>;
+
+  /// Decides what becomes of a frame on the wire: no frame loses it, two double it, other bytes
+  /// damage it, a later `at` delays it (and may let another one overtake it). BusError takes the
+  /// tester's adapter away; it passes through the wire.
+  using FaultInjector = std::function<std::vector<FrameOnWire>(const FrameOnWire&)>;
+
+  /// `node` must outlive the wire. Raises std::invalid_argument for a speed of 0.
+  SimulatedWire(SimulatedNode& node, const WireSpeed& speed);
+
+  void OnFrame(Observer observer) { observer_ = std::move(observer); }
+  void InjectFaults(FaultInjector injector) { injector_ = std::move(injector); }
+
+  void Select(const Exchange& exchange) { exchange_ = exchange; }
+  [[nodiscard]] const Exchange& exchange() const { return exchange_; }
+
+  /// The tester sends a frame as soon as the wire is free. Returns when its last bit will arrive.
+  Duration Send(ByteView frame);
+  /// The same for a frame whose last bit is known to arrive at `end`.
+  void SendEndingAt(ByteView frame, Duration end);
+  /// The tester has held the line low for `low`, until now.
+  void Break(Duration low) { node_.OnBreak(low, clock_); }
+
+  /// When something happens next; nothing where all is quiet.
+  [[nodiscard]] std::optional<Duration> NextEvent() const;
+  /// Lets everything happen that happens until `time`.
+  void AdvanceTo(Duration time);
+  [[nodiscard]] Duration Now() const { return clock_; }
+
+  /// The next frame that arrived at the tester; nothing where none is left.
+  [[nodiscard]] std::optional<Bytes> TakeReceived();
+  void DiscardReceived() { received_.clear(); }
+
+ private:
+  void Transmit(Direction direction, Bytes data);
+  void PutOnWire(FrameOnWire frame);
+  void RunEvent(Duration at);
+  void Arrive(const FrameOnWire& frame);
+
+  SimulatedNode& node_;
+  WireSpeed speed_;
+  Observer observer_;
+  FaultInjector injector_;
+  Exchange exchange_;
+  Duration clock_{};
+  Duration wire_free_at_{};
+  std::multimap<Duration, FrameOnWire> in_flight_;
+  std::deque<Bytes> received_;
+};
+
+}  // namespace quillmark::host
