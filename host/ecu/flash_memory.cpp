@@ -12,6 +12,9 @@ bool Overlap(const FlashAreaOptions& a, const FlashAreaOptions& b) {
 }
 
 void CheckArea(const FlashAreaOptions& area) {
+  if (area.first_cells.size() > area.size) {
+    throw std::invalid_argument("a flash area holds more than its size");
+  }
   if (area.size == 0 || area.start >= FlashMemory::kAddressEnd ||
       area.size > FlashMemory::kAddressEnd - area.start) {
     throw std::invalid_argument("a flash area is empty or leaves the 24-bit addresses");
@@ -37,6 +40,10 @@ FlashMemory::FlashMemory(const std::vector<FlashAreaOptions>& areas,
   CheckAreas(areas);
   for (const FlashAreaOptions& area : areas) {
     areas_.push_back({area.identifier, area.start, area.size, area.content, {}});
+    std::uint32_t address = area.start;
+    for (const std::uint8_t cell : area.first_cells) {
+      areas_.back().SetCell(address++, cell);
+    }
   }
 }
 
@@ -59,6 +66,7 @@ void FlashMemory::Erase(std::uint8_t identifier) {
     if (area.identifier == identifier) {
       area.content = kErased;
       area.pages.clear();
+      ++changes_;
     }
   }
 }
@@ -70,6 +78,7 @@ bool FlashMemory::IsErased(std::uint32_t address, std::size_t count) const {
 
 void FlashMemory::Write(std::uint32_t address, ByteView data) {
   Area& area = areas_[IndexAt(address)];
+  ++changes_;
   for (const std::uint8_t value : data) {
     if (!bad_cells_.contains(address)) {
       area.SetCell(address, value);
@@ -80,9 +89,16 @@ void FlashMemory::Write(std::uint32_t address, ByteView data) {
 
 Bytes FlashMemory::Read(std::uint32_t address, std::size_t count) const {
   const Area& area = areas_[IndexAt(address)];
-  Bytes cells(count);
-  for (std::uint8_t& cell : cells) {
-    cell = area.Cell(address++);
+  Bytes cells(count, area.content);
+  for (std::size_t at = 0; at < count;) {
+    const std::uint32_t offset = address % kPageSize;
+    const std::size_t size = std::min<std::size_t>(count - at, kPageSize - offset);
+    if (const auto page = area.pages.find(address / kPageSize); page != area.pages.end()) {
+      std::copy_n(page->second.begin() + offset, size,
+                  cells.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    address += static_cast<std::uint32_t>(size);
+    at += size;
   }
   return cells;
 }
@@ -99,11 +115,6 @@ std::size_t FlashMemory::IndexAt(std::uint32_t address) const {
 bool FlashMemory::Area::Holds(std::uint32_t address, std::size_t count) const {
   return address >= start && address - start < size && count >= 1 &&
          count <= size - (address - start);
-}
-
-std::uint8_t FlashMemory::Area::Cell(std::uint32_t address) const {
-  const auto page = pages.find(address / kPageSize);
-  return page == pages.end() ? content : page->second[address % kPageSize];
 }
 
 void FlashMemory::Area::SetCell(std::uint32_t address, std::uint8_t value) {

@@ -33,6 +33,9 @@ class FlashMemory {
   /// Whether all `count` cells from `address` on are erased.
   [[nodiscard]] bool IsErased(std::uint32_t address, std::size_t count) const;
 
+  /// How often something was erased or written.
+  [[nodiscard]] std::uint64_t changes() const { return changes_; }
+
   /// Writes cells of an area. A bad cell stays erased, and nothing tells.
   void Write(std::uint32_t address, ByteView data);
 
@@ -51,7 +54,6 @@ class FlashMemory {
     std::map<std::uint32_t, Bytes> pages;
 
     [[nodiscard]] bool Holds(std::uint32_t address, std::size_t count) const;
-    [[nodiscard]] std::uint8_t Cell(std::uint32_t address) const;
     void SetCell(std::uint32_t address, std::uint8_t value);
   };
 
@@ -60,6 +62,7 @@ class FlashMemory {
 
   std::vector<Area> areas_;
   std::set<std::uint32_t> bad_cells_;
+  std::uint64_t changes_ = 0;
 };
 
 }  // namespace quillmark::host

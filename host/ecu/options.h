@@ -20,6 +20,8 @@ struct FlashAreaOptions {
   std::uint32_t size = 0x1000000;
   /// What every cell holds before the first erase: the old program.
   std::uint8_t content = 0x5A;
+  /// What the first cells hold instead, at most as many as there are.
+  Bytes first_cells{};
 };
 
 /// One entry of the ECU's history, 24 bytes each.

@@ -29,6 +29,9 @@ class SimulatedEcu : public SimulatedNode {
   /// deaf.
   void Reset(Duration now);
 
+  /// How a tester reaches the ECU.
+  [[nodiscard]] const Exchange& exchange() const { return exchange_; }
+
   [[nodiscard]] bool Hears(const Exchange& exchange) const override;
   void OnFrame(ByteView frame, Duration now) override;
   void OnBreak(Duration low, Duration now) override;

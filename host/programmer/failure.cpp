@@ -70,8 +70,9 @@ std::string MessageOf(const Failure& failure) {
 }  // namespace
 
 std::string_view NameOf(Phase phase) {
-  constexpr std::array<std::string_view, 9> kNames{
-      "prepare", "identify", "unlock", "erase", "download", "check", "upload", "log zone", "close"};
+  constexpr std::array<std::string_view, 10> kNames{"prepare",  "identify", "unlock", "backup",
+                                                    "erase",    "download", "check",  "upload",
+                                                    "log zone", "close"};
   return kNames.at(static_cast<std::size_t>(phase));
 }
 
@@ -86,6 +87,10 @@ Failure ExchangeFailure(Phase phase, const RunOutcome& outcome, const std::optio
   failure.text = TextOf(outcome, error);
   failure.address = AddressOf(outcome.request);
   failure.response_code = outcome.response_code;
+  failure.document_step = outcome.step;
+  if (!outcome.request.empty()) {
+    failure.service = outcome.request.front();
+  }
   return failure;
 }
 

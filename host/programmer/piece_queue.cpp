@@ -15,9 +15,11 @@ bool PieceQueue::Push(std::shared_ptr<IXMLDOMNode> piece) {
   return true;
 }
 
-std::shared_ptr<IXMLDOMNode> PieceQueue::Pop() {
+std::optional<std::shared_ptr<IXMLDOMNode>> PieceQueue::Pop(std::chrono::milliseconds timeout) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return !pieces_.empty(); });
+  if (!changed_.wait_for(lock, timeout, [this] { return !pieces_.empty(); })) {
+    return std::nullopt;
+  }
   std::shared_ptr<IXMLDOMNode> piece = std::move(pieces_.front());
   pieces_.pop_front();
   changed_.notify_all();

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "quillmark/dom.h"
 
@@ -19,8 +21,9 @@ class PieceQueue {
   /// is closed: the owner wants no more.
   bool Push(std::shared_ptr<IXMLDOMNode> piece);
 
-  /// Waits for the next document; null at the end of the sequence.
-  [[nodiscard]] std::shared_ptr<IXMLDOMNode> Pop();
+  /// The next document, null at the end of the sequence; nothing where it is not there within
+  /// `timeout`.
+  [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Pop(std::chrono::milliseconds timeout);
 
   /// Lets every `Push` fail from now on, one that waits included.
   void Close();

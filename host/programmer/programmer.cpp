@@ -46,6 +46,7 @@ ProgrammerConfig Checked(ProgrammerConfig config) {
   Demand(Within(config.block_size, 0, 255), "the block size must be 0 to 255");
   Demand(Within(config.separation_time, 0, 255), "the separation time must be 0 to 255 ms");
   Demand(config.alignment >= 1, "the alignment must be at least 1");
+  Demand(config.tester_present_interval.count() >= 1, "tester present needs an interval");
   const bool plain_can = config.form == TransportForm::kPlainCan;
   Demand(Within(config.max_block, 1, plain_can ? 255 : 247),
          "a block must have 1 to 255 bytes, in gateway and K form at most 247");
@@ -82,7 +83,7 @@ const Object& Required(const std::shared_ptr<Object>& object, const char* name) 
 /// Reads the addresses of `image` back; returns the number of bytes found equal.
 std::uint64_t VerifyIn(Session& session, const MemoryImage& image,
                        const std::shared_ptr<MemoryMap>& map, std::uint64_t size) {
-  const std::shared_ptr<MemoryImage> found = session.Upload(map, size);
+  const std::shared_ptr<MemoryImage> found = session.Upload(map, size, Phase::kUpload);
   const Comparison comparison = Compare(image, *found);
   if (comparison.different_bytes != 0) {
     FailForDifferences(comparison);
@@ -113,6 +114,10 @@ void Programmer::OnDocument(std::function<void(const DocumentRun&)> on_document)
   on_document_ = std::move(on_document);
 }
 
+void Programmer::OnIdentified(std::function<void(const Identification&)> on_identified) {
+  on_identified_ = std::move(on_identified);
+}
+
 /// A session that `work` leaves open because it fails closes itself.
 template <typename Work>
 auto Programmer::InSession(Work work) {
@@ -121,8 +126,10 @@ auto Programmer::InSession(Work work) {
     Session session(platform_, create_component_(platform_), bus_, config_, progress,
                     {stop_requested_, on_document_});
     return work(session, progress);
+  } catch (const ProgrammingError& error) {
+    throw ProgrammingError(progress.WithState(error.failure()));
   } catch (const Error& error) {
-    Failure failure;
+    Failure failure = progress.WithState({});
     failure.phase = progress.phase();
     failure.cause = Cause::kComponent;
     failure.number = error.Number();
@@ -132,8 +139,8 @@ auto Programmer::InSession(Work work) {
 }
 
 Identification Programmer::Identify() {
-  return InSession([](Session& session, ProgressReporter&) {
-    Identification identification = session.Identify();
+  return InSession([this](Session& session, ProgressReporter&) {
+    Identification identification = IdentifyIn(session);
     session.Close();
     return identification;
   });
@@ -144,8 +151,14 @@ ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
   ProgramResult result;
   result.image_bytes = CheckedSize(Required(image, "image"));
   InSession([&](Session& session, ProgressReporter& progress) {
-    result.identification = session.Identify();
+    result.identification = IdentifyIn(session);
+    if (options.confirm) {
+      session.AwaitConfirmation([&] { return options.confirm(result.identification); });
+    }
     session.Unlock();
+    if (options.backup) {
+      options.backup(*session.Upload(MapOf(*image), result.image_bytes, Phase::kBackup));
+    }
     session.Erase();
     result.sent_bytes = session.Download(image, result.image_bytes);
     result.download_time = progress.PhaseTime();
@@ -163,9 +176,9 @@ ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
 std::shared_ptr<MemoryImage> Programmer::Read(const std::shared_ptr<MemoryMap>& map) {
   const std::uint64_t size = CheckedSize(Required(map, "map"));
   return InSession([&](Session& session, ProgressReporter&) {
-    static_cast<void>(session.Identify());
+    static_cast<void>(IdentifyIn(session));
     session.Unlock();
-    std::shared_ptr<MemoryImage> image = session.Upload(map, size);
+    std::shared_ptr<MemoryImage> image = session.Upload(map, size, Phase::kUpload);
     session.Close();
     return image;
   });
@@ -174,12 +187,20 @@ std::shared_ptr<MemoryImage> Programmer::Read(const std::shared_ptr<MemoryMap>& 
 std::uint64_t Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
   const std::uint64_t size = CheckedSize(Required(image, "image"));
   return InSession([&](Session& session, ProgressReporter&) {
-    static_cast<void>(session.Identify());
+    static_cast<void>(IdentifyIn(session));
     session.Unlock();
     const std::uint64_t equal_bytes = VerifyIn(session, *image, MapOf(*image), size);
     session.Close();
     return equal_bytes;
   });
+}
+
+Identification Programmer::IdentifyIn(Session& session) const {
+  Identification identification = session.Identify();
+  if (on_identified_) {
+    on_identified_(identification);
+  }
+  return identification;
 }
 
 std::shared_ptr<MemoryMap> Programmer::MapOf(const MemoryImage& image) const {

@@ -24,6 +24,7 @@ enum class Phase : std::uint8_t {
   kPrepare,   ///< looking at the arguments; nothing has been sent
   kIdentify,  ///< opening the session, reading identification and history
   kUnlock,    ///< security access
+  kBackup,    ///< reading back what is about to be erased
   kErase,     ///< starting the erase and polling it
   kDownload,
   kCheck,   ///< the ECU's check routine, started and polled
@@ -59,6 +60,15 @@ struct Difference {
   friend bool operator==(const Difference&, const Difference&) = default;
 };
 
+/// What a call has done to the memory of the ECU.
+enum class EcuMemory : std::uint8_t {
+  kUntouched,
+  kPerhapsErased,  ///< the erase was begun, its end was not seen
+  kPartlyWritten,  ///< erased, and the download was begun
+  kWritten,        ///< every block was taken
+  kChecked,        ///< and the check routine found the memory right
+};
+
 struct Failure {
   Phase phase = Phase::kPrepare;
   Cause cause = Cause::kArgument;
@@ -70,9 +80,20 @@ struct Failure {
   std::optional<std::uint32_t> address;
   /// The code of the ECU's negative response. 0x36 and 0x37 forbid another try at the key.
   std::optional<std::uint8_t> response_code;
+  /// The service of the request that failed, and the step of its document, counted from 1; nothing
+  /// and 0 where none did.
+  std::optional<std::uint8_t> service;
+  std::size_t document_step = 0;
   /// The first differing bytes, at most 16, and how many there are in all.
   std::vector<Difference> differences;
   std::uint64_t different_bytes = 0;
+
+  /// What became of the ECU's memory, with the bytes of the image that it has confirmed while it is
+  /// partly written, and of its session: whether it may still be open.
+  EcuMemory memory = EcuMemory::kUntouched;
+  std::uint64_t written_bytes = 0;
+  std::uint64_t image_bytes = 0;
+  bool session_open = false;
 };
 
 /// The one way in which a Programmer fails. `what` is a whole sentence for a user.
@@ -137,6 +158,9 @@ struct ProgrammerConfig {
 
   RunnerTiming timing;
   std::chrono::milliseconds poll_interval{100};
+  /// After so long without a request tester present is sent, while a session is open and the host
+  /// itself pauses: S3 of the tester, at least 1 ms.
+  std::chrono::milliseconds tester_present_interval{2000};
   /// How long the erase and the check routine may stay busy.
   std::chrono::milliseconds busy_limit{120'000};
 };
@@ -172,6 +196,8 @@ struct ProgramResult {
   Duration total_time{};
 };
 
+class Session;
+
 /// Drives whole sessions with one ECU: it asks the component for request documents, runs them on
 /// the bus and lets the component check them.
 ///
@@ -197,9 +223,18 @@ struct ProgramResult {
 /// while the bus is busy with the last.
 class Programmer {
  public:
+  enum class Answer : std::uint8_t { kNotYet, kYes, kNo };
+
   struct ProgramOptions {
     /// Upload what was written and compare it, before the log zone is written.
     bool verify = false;
+    /// Asked once the ECU is identified and before anything of it is changed; again and again while
+    /// the answer is `kNotYet`, and the session is kept alive meanwhile, so a call should not take
+    /// longer than a second. `kNo` cancels. Without it the answer is yes.
+    std::function<Answer(const Identification&)> confirm{};
+    /// Gets what the addresses of the image hold before they are erased. What it throws ends the
+    /// call, and nothing was erased.
+    std::function<void(const MemoryImage&)> backup{};
   };
 
   /// `bus` must outlive the programmer. Raises std::invalid_argument with a text that names the
@@ -222,12 +257,15 @@ class Programmer {
   /// Called with every document right before it is run and right after. It must not throw.
   void OnDocument(std::function<void(const DocumentRun&)> on_document);
 
+  /// Called as soon as an ECU has been identified, before anything is asked of its key function.
+  void OnIdentified(std::function<void(const Identification&)> on_identified);
+
   /// Opens a session, reads identification and history, and closes it.
   [[nodiscard]] Identification Identify();
 
-  /// Identify, unlock, erase, download, check routine, verification where asked for, log zone, stop
-  /// communication. Raises ProgrammingError, `Cause::kArgument` for an image without bytes, with
-  /// overlapping segments or with addresses outside 0..0xFFFFFF.
+  /// Identify, unlock, backup where asked for, erase, download, check routine, verification where
+  /// asked for, log zone, stop communication. Raises ProgrammingError, `Cause::kArgument` for an
+  /// image without bytes, with overlapping segments or with addresses outside 0..0xFFFFFF.
   ProgramResult Program(const std::shared_ptr<MemoryImage>& image, const ProgramOptions& options);
 
   /// Identify, unlock, upload of the ranges, stop communication. The image has one segment a reply
@@ -241,6 +279,7 @@ class Programmer {
  private:
   template <typename Work>
   auto InSession(Work work);
+  [[nodiscard]] Identification IdentifyIn(Session& session) const;
   [[nodiscard]] std::shared_ptr<MemoryMap> MapOf(const MemoryImage& image) const;
 
   std::shared_ptr<Platform> platform_;
@@ -250,6 +289,7 @@ class Programmer {
   std::function<void(const Progress&)> on_progress_;
   std::function<bool()> stop_requested_;
   std::function<void(const DocumentRun&)> on_document_;
+  std::function<void(const Identification&)> on_identified_;
 };
 
 }  // namespace quillmark::host

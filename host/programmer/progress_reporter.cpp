@@ -21,6 +21,16 @@ void ProgressReporter::BytesDone(std::uint64_t bytes) {
   }
 }
 
+Failure ProgressReporter::WithState(Failure failure) const {
+  failure.memory = memory_;
+  failure.session_open = session_open_;
+  if (memory_ == EcuMemory::kPartlyWritten) {
+    failure.written_bytes = progress_.bytes_done;
+    failure.image_bytes = progress_.bytes_total;
+  }
+  return failure;
+}
+
 void ProgressReporter::Report() {
   if (!on_progress_) {
     return;

@@ -16,7 +16,12 @@ class ProgressReporter {
   void Begin(Phase phase, std::uint64_t bytes_total = 0);
   void BytesDone(std::uint64_t bytes);
 
+  void SetMemory(EcuMemory memory) { memory_ = memory; }
+  void SetSessionOpen(bool open) { session_open_ = open; }
+
   [[nodiscard]] Phase phase() const { return progress_.phase; }
+  /// Adds what is known of the ECU.
+  [[nodiscard]] Failure WithState(Failure failure) const;
   /// As of now.
   [[nodiscard]] Duration PhaseTime() const { return bus_.Now() - phase_began_; }
   [[nodiscard]] Duration TotalTime() const { return bus_.Now() - began_; }
@@ -29,6 +34,8 @@ class ProgressReporter {
   Duration began_;
   Duration phase_began_;
   Progress progress_;
+  EcuMemory memory_ = EcuMemory::kUntouched;
+  bool session_open_ = false;
 };
 
 }  // namespace quillmark::host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <exception>
 #include <string>
 #include <utility>
@@ -60,8 +61,16 @@ bool KeyFits(TransportForm form, std::size_t size) {
   }
 }
 
+/// Whether a failed start of the erase certainly left the memory alone.
+bool WasNotStarted(const Failure& failure) {
+  const bool refused = failure.cause == Cause::kUnexpectedReply && failure.response_code;
+  return failure.cause == Cause::kCancelled || refused;
+}
+
+}  // namespace
+
 /// Takes a worker's documents for as long as it lives.
-class PieceReceiver {
+class Session::PieceReceiver {
  public:
   explicit PieceReceiver(DiagOnCANReprog& reprog) : reprog_(reprog) {
     reprog_.OnXMLReady([queue = queue_](const std::shared_ptr<IXMLDOMNode>& piece, bool& cancel) {
@@ -77,15 +86,16 @@ class PieceReceiver {
     reprog_.OnXMLReady({});
   }
 
-  /// Null at the end of the sequence.
-  [[nodiscard]] std::shared_ptr<IXMLDOMNode> Next() { return queue_->Pop(); }
+  /// Null at the end of the sequence; nothing where the worker needs longer than `timeout`.
+  [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
+      std::chrono::milliseconds timeout) {
+    return queue_->Pop(timeout);
+  }
 
  private:
   DiagOnCANReprog& reprog_;
   std::shared_ptr<PieceQueue> queue_ = std::make_shared<PieceQueue>();
 };
-
-}  // namespace
 
 Session::Session(std::shared_ptr<Platform> platform, std::shared_ptr<DiagOnCANReprog> reprog,
                  Bus& bus, const ProgrammerConfig& config, ProgressReporter& progress,
@@ -101,9 +111,12 @@ Session::Session(std::shared_ptr<Platform> platform, std::shared_ptr<DiagOnCANRe
   reprog_->CANIDs(by_identifiers ? config.receive_id : 0,
                   by_identifiers ? config.send_id : config.address);
   reprog_->FlowControl(config.block_size, config.separation_time);
-  runner_.OnStopRequested(
-      [this] { return !closing_ && callbacks_.stop_requested && callbacks_.stop_requested(); });
+  runner_.OnStopRequested([this] { return StopRequested(); });
   runner_.OnRequestDone([this](ByteView request) { OnRequestDone(request); });
+}
+
+bool Session::StopRequested() const {
+  return !closing_ && callbacks_.stop_requested && callbacks_.stop_requested();
 }
 
 Session::~Session() {
@@ -114,13 +127,13 @@ Session::~Session() {
     StopCommunication();
   } catch (...) {
     // The host hears of what went wrong first.
-    open_ = false;
+    open_ = false;  // as far as this session can close it
   }
 }
 
 Identification Session::Identify() {
   progress_.Begin(Phase::kIdentify);
-  open_ = true;
+  SetOpen(true);
   const Document document = reprog_->StartDiag();
   const RunOutcome outcome = Run(document);
   ByteStringArray history;
@@ -135,14 +148,27 @@ Identification Session::Identify() {
     throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, error));
   }
   if (config_.form == TransportForm::kGateway && outcome.complete()) {
-    open_ = false;
+    SetOpen(false);
   }
   return IdentificationOf(record, history, reprogramming);
 }
 
+void Session::AwaitConfirmation(const std::function<Programmer::Answer()>& confirm) {
+  Programmer::Answer answer = confirm();
+  for (; answer == Programmer::Answer::kNotYet; answer = confirm()) {
+    if (StopRequested()) {
+      Fail(Cause::kCancelled, "cancelled");
+    }
+    KeepAlive();
+  }
+  if (answer == Programmer::Answer::kNo) {
+    Fail(Cause::kCancelled, "not confirmed");
+  }
+}
+
 void Session::Unlock() {
   progress_.Begin(Phase::kUnlock);
-  open_ = true;
+  SetOpen(true);
   std::shared_ptr<ByteString> seed_string;
   Exchange(reprog_->readseed(),
            [&](const Document& reply) { seed_string = reprog_->getseed(reply); });
@@ -158,20 +184,30 @@ void Session::Unlock() {
 
 void Session::Erase() {
   progress_.Begin(Phase::kErase);
-  Exchange(reprog_->starterase(config_.memory),
-           [&](const Document& reply) { reprog_->checkstarterase(reply); });
+  progress_.SetMemory(EcuMemory::kPerhapsErased);
+  try {
+    Exchange(reprog_->starterase(config_.memory),
+             [&](const Document& reply) { reprog_->checkstarterase(reply); });
+  } catch (const ProgrammingError& error) {
+    if (WasNotStarted(error.failure())) {
+      progress_.SetMemory(EcuMemory::kUntouched);
+    }
+    throw;
+  }
   Poll([&] { return reprog_->checkerase(); },
        [&](const Document& reply) { return reprog_->checkcheckerase(reply); });
 }
 
 std::uint64_t Session::Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size) {
   progress_.Begin(Phase::kDownload, size);
+  progress_.SetMemory(EcuMemory::kPartlyWritten);
   Stream(
       [&] {
         reprog_->ComputeDownload(config_.memory, image, config_.fill_byte, config_.alignment,
                                  config_.max_block);
       },
       [&](const Document& reply) { reprog_->checkdownload(reply); }, size);
+  progress_.SetMemory(EcuMemory::kWritten);
   return moved_;
 }
 
@@ -182,11 +218,12 @@ void Session::Check() {
            [&](const Document& reply) { reprog_->checkstartroutine(reply, routine); });
   Poll([&] { return reprog_->routinestatus(routine); },
        [&](const Document& reply) { return reprog_->checkroutine(reply, routine); });
+  progress_.SetMemory(EcuMemory::kChecked);
 }
 
 std::shared_ptr<MemoryImage> Session::Upload(const std::shared_ptr<MemoryMap>& map,
-                                             std::uint64_t size) {
-  progress_.Begin(Phase::kUpload, size);
+                                             std::uint64_t size, Phase phase) {
+  progress_.Begin(phase, size);
   const std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
   Stream([&] { reprog_->ComputeUpload(map, config_.memory); },
          [&](const Document& reply) { reprog_->checkupload(reply, image); }, size);
@@ -213,12 +250,33 @@ void Session::Close() {
 void Session::StopCommunication() {
   closing_ = true;
   Exchange(reprog_->stopcomm(), [](const Document&) {});
-  open_ = false;
+  SetOpen(false);
+}
+
+void Session::SetOpen(bool open) {
+  open_ = open;
+  progress_.SetSessionOpen(open);
+}
+
+void Session::KeepAlive() {
+  if (open_ && bus_.Now() - last_request_ >= config_.tester_present_interval) {
+    Exchange(reprog_->TesterPresent(), [](const Document&) {});
+  }
+}
+
+void Session::Pause(std::chrono::milliseconds time) {
+  const Duration end = bus_.Now() + time;
+  for (Duration left = time; left > Duration::zero(); left = end - bus_.Now()) {
+    bus_.Wait(std::min(std::chrono::ceil<std::chrono::milliseconds>(left),
+                       config_.tester_present_interval));
+    KeepAlive();
+  }
 }
 
 RunOutcome Session::Run(const Document& document) {
   TellDocument(document, nullptr);
   RunOutcome outcome = runner_.Run(*document);
+  last_request_ = bus_.Now();
   TellDocument(document, &outcome);
   if (outcome.status == RunStatus::kStopped) {
     throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, std::nullopt));
@@ -260,7 +318,17 @@ void Session::Poll(const std::function<Document()>& request,
       Fail(Cause::kStillBusy,
            "the ECU is still busy after " + std::to_string(config_.busy_limit.count()) + " ms");
     }
-    bus_.Wait(config_.poll_interval);
+    Pause(config_.poll_interval);
+  }
+}
+
+std::shared_ptr<IXMLDOMNode> Session::NextPiece(PieceReceiver& receiver) {
+  constexpr std::chrono::milliseconds kLookUp{50};
+  for (;;) {
+    if (auto piece = receiver.Next(kLookUp)) {
+      return *piece;
+    }
+    KeepAlive();
   }
 }
 
@@ -270,7 +338,7 @@ void Session::Stream(const std::function<void()>& start, const CheckDocument& ch
   moved_ = 0;
   PieceReceiver receiver(*reprog_);
   start();
-  while (const std::shared_ptr<IXMLDOMNode> piece = receiver.Next()) {
+  while (const std::shared_ptr<IXMLDOMNode> piece = NextPiece(receiver)) {
     covered_ += static_cast<std::uint64_t>(RunPiece(piece, check));
     progress_.BytesDone(covered_);
   }
@@ -299,7 +367,9 @@ std::int32_t Session::RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
 void Session::OnRequestDone(ByteView request) {
   constexpr std::size_t kBlockHeader = 6;
   const Phase phase = progress_.phase();
-  if ((phase != Phase::kDownload && phase != Phase::kUpload) || request.size() < kBlockHeader) {
+  const bool moves_bytes =
+      phase == Phase::kDownload || phase == Phase::kUpload || phase == Phase::kBackup;
+  if (!moves_bytes || request.size() < kBlockHeader) {
     return;
   }
   moved_ += request[kBlockHeader - 1];

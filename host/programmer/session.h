@@ -37,14 +37,16 @@ class Session {
 
   /// Opens the session; in gateway form the component's sequence also closes it again.
   [[nodiscard]] Identification Identify();
+  /// Asks for an answer until there is one, and fails where it is no (`Cause::kCancelled`).
+  void AwaitConfirmation(const std::function<Programmer::Answer()>& confirm);
   void Unlock();
   void Erase();
   /// `size` is the number of bytes of the image. Returns how many of them were sent.
   std::uint64_t Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size);
   void Check();
-  /// `size` is the number of bytes of the ranges.
+  /// `size` is the number of bytes of the ranges; `phase` is what it is for.
   [[nodiscard]] std::shared_ptr<MemoryImage> Upload(const std::shared_ptr<MemoryMap>& map,
-                                                    std::uint64_t size);
+                                                    std::uint64_t size, Phase phase);
   /// Nothing where the configuration has no log record.
   void WriteLogZone();
   void Close();
@@ -53,7 +55,13 @@ class Session {
   using Document = std::shared_ptr<DOMDocument>;
   using CheckDocument = std::function<void(const Document&)>;
 
+  [[nodiscard]] bool StopRequested() const;
+  void SetOpen(bool open);
   void StopCommunication();
+  /// Sends tester present where the last request is too long ago for the session to stay.
+  void KeepAlive();
+  /// Lets time pass and keeps the session alive.
+  void Pause(std::chrono::milliseconds time);
   RunOutcome Run(const Document& document);
   void TellDocument(const Document& document, const RunOutcome* outcome) const;
   /// Runs a document and demands that it is complete and passes its check.
@@ -61,6 +69,9 @@ class Session {
   /// Asks until `is_finished` says so of a document's reply.
   void Poll(const std::function<Document()>& request,
             const std::function<bool(const Document&)>& is_finished);
+  class PieceReceiver;
+  /// Waits for a worker's next document and keeps the session alive.
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextPiece(PieceReceiver& receiver);
   /// Runs the documents of a worker that `start` starts; `size` is what they must add up to.
   void Stream(const std::function<void()>& start, const CheckDocument& check, std::uint64_t size);
   [[nodiscard]] std::int32_t RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
@@ -79,6 +90,7 @@ class Session {
   std::shared_ptr<DiagOnCANReprog> reprog_;
   bool open_ = false;
   bool closing_ = false;
+  Duration last_request_{};
   /// Of the running transfer: bytes of the documents that are done, and bytes sent or received.
   std::uint64_t covered_ = 0;
   std::uint64_t moved_ = 0;

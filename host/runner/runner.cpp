@@ -89,7 +89,7 @@ class Execution {
   bool Receive(const Step& step) {
     turn_is_ours_ = true;
     const Duration deadline = bus_.Now() + timing_.pending_limit;
-    std::chrono::milliseconds timeout = timing_.reply_timeout;
+    std::chrono::milliseconds timeout = timing_.p2;
     for (int pending = 0;; ++pending) {
       std::optional<Bytes> frame = bus_.Receive(timeout);
       if (!frame) {
@@ -105,7 +105,7 @@ class Execution {
       if (pending >= timing_.max_pending || bus_.Now() > deadline) {
         return FailWith(step, RunStatus::kPendingTooLong, std::move(*frame));
       }
-      timeout = timing_.pending_timeout;
+      timeout = timing_.p2_star;
     }
   }
 

@@ -14,10 +14,10 @@ namespace quillmark::host {
 
 /// How long the tester waits for the ECU.
 struct RunnerTiming {
-  /// For a frame that answers (P2 and what the bus adds).
-  std::chrono::milliseconds reply_timeout{1000};
-  /// For the next frame after a negative response 0x78, response pending (P2*).
-  std::chrono::milliseconds pending_timeout{5000};
+  /// P2: for a frame that answers. What the bus and an adapter add is part of it.
+  std::chrono::milliseconds p2{1000};
+  /// P2*: for the next frame after a negative response 0x78, response pending.
+  std::chrono::milliseconds p2_star{5000};
   /// How many of these a request may meet, and for how long altogether.
   int max_pending = 1000;
   std::chrono::milliseconds pending_limit{60'000};

@@ -23,6 +23,7 @@ void AddPlanCommand(CLI::App& app, Command& command);
 void AddCallsCommand(CLI::App& app, Command& command);
 void AddDecodeCommand(CLI::App& app, Command& command);
 void AddReportCommand(CLI::App& app, Command& command);
+void AddSimulateCommand(CLI::App& app, Command& command);
 
 /// Adds --json.
 void AddJsonOption(CLI::App& app, Command& command);

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "host/bus/simulated_bus.h"
+#include "host/bus/bus.h"
 #include "host/ecu/simulated_ecu.h"
 #include "host/programmer/programmer.h"
 #include "host/tool/link_options.h"
@@ -21,9 +21,13 @@ using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 
 /// A programmer on the bus that the options name, with everything that it stands on. On a simulated
 /// bus the ECU is made to fit the configuration.
+///
+/// Without a key command only a simulated ECU, in this process or in another, gets a key: a guess
+/// would cost a real one an attempt.
 class Connection {
  public:
-  /// Raises CLI::ValidationError for a bus that there is not and for settings that cannot work.
+  /// Raises BusError where an adapter cannot be opened, and CLI::ValidationError for settings that
+  /// cannot work.
   Connection(const LinkOptions& link, const SessionOptions& session, const ProgrammerConfig& config,
              const BusTap& tap = {});
   Connection(const Connection&) = delete;
@@ -37,11 +41,16 @@ class Connection {
   [[nodiscard]] Programmer& programmer() { return *programmer_; }
 
  private:
+  void OpenBus(const LinkOptions& link, const SessionOptions& session,
+               const ProgrammerConfig& config);
+  [[nodiscard]] Bytes KeyOfSimulatedEcu(const Bytes& seed) const;
+
   std::shared_ptr<PortablePlatform> platform_;
   std::unique_ptr<SimulatedEcu> ecu_;
-  std::unique_ptr<SimulatedBus> bus_;
+  std::unique_ptr<Bus> bus_;
   std::unique_ptr<Bus> tapped_bus_;
   std::unique_ptr<Programmer> programmer_;
+  bool ecu_is_simulated_;
 };
 
 }  // namespace quillmark::host

@@ -7,6 +7,7 @@
 
 #include "host/bus/bus.h"
 #include "host/image/image_file.h"
+#include "host/programmer/advice.h"
 #include "host/programmer/programmer.h"
 #include "host/tool/interrupt.h"
 #include "quillmark/error.h"
@@ -62,6 +63,11 @@ Json DetailsOf(const Failure& failure, const CauseInfo& cause) {
   if (failure.response_code) {
     details["response_code"] = *failure.response_code;
   }
+  if (failure.phase != Phase::kPrepare) {
+    details["step"] = StepText(failure);
+    details["ecu_state"] = EcuStateText(failure);
+    details["next"] = AdviceText(failure);
+  }
   if (!failure.differences.empty()) {
     details["different_bytes"] = failure.different_bytes;
     details["differences"] = Json::array();
@@ -72,12 +78,23 @@ Json DetailsOf(const Failure& failure, const CauseInfo& cause) {
   return details;
 }
 
+std::vector<std::string> LinesOf(const Failure& failure) {
+  if (failure.phase == Phase::kPrepare) {
+    return {};
+  }
+  return {"step      " + StepText(failure), "ecu       " + EcuStateText(failure),
+          "next      " + AdviceText(failure)};
+}
+
 FailureReport ReportOf(const ProgrammingError& error) {
   // Whatever an interrupted command failed with, such as a key command that got the signal too, the
   // interruption is the reason.
-  const Cause cause = Interrupted() ? Cause::kCancelled : error.failure().cause;
-  const CauseInfo info = Describe(cause);
-  return {info.code, error.what(), DetailsOf(error.failure(), info)};
+  Failure failure = error.failure();
+  if (Interrupted()) {
+    failure.cause = Cause::kCancelled;
+  }
+  const CauseInfo info = Describe(failure.cause);
+  return {info.code, error.what(), LinesOf(failure), DetailsOf(failure, info)};
 }
 
 }  // namespace
@@ -92,9 +109,9 @@ const char* const kExitCodeHelp =
     "   69  the ECU does not answer, or the key command fails\n"
     "   70  internal error\n"
     "   73  an output file cannot be created\n"
-    "   74  reading, writing or the bus failed\n"
+    "   74  reading, writing or the bus failed, or its device is gone\n"
     "   76  the ECU refused a request, answered wrongly or stayed busy\n"
-    "  130  interrupted; the session with the ECU was closed";
+    "  130  interrupted or not confirmed; the session with the ECU was closed";
 
 FailureReport ReportCurrentException() {
   try {

@@ -4,6 +4,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "host/calls/json.h"
 
@@ -42,6 +43,8 @@ class ToolError : public std::runtime_error {
 struct FailureReport {
   ExitCode code = ExitCode::kInternal;
   std::string message;
+  /// For people: the step, the state of the ECU, what to do next.
+  std::vector<std::string> lines{};
   Json details = Json::object();  ///< phase, cause, address, … as far as they are known
 };
 

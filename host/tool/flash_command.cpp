@@ -1,11 +1,16 @@
 #include <fmt/format.h>
 
+#include <memory>
+#include <optional>
+
 #include "host/tool/command.h"
+#include "host/tool/confirmation.h"
 #include "host/tool/connection.h"
 #include "host/tool/download_plan.h"
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
+#include "host/tool/memory_file.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -85,10 +90,62 @@ Json PlanOf(const Options& options, const ImageFile& image) {
           {"verify", options.flash.verify}};
 }
 
+/// Says what is about to happen to which ECU, and asks.
+class Announcement {
+ public:
+  Announcement(Reporter& reporter, const Options& options, const ImageSegments& segments)
+      : reporter_(reporter),
+        options_(options),
+        segments_(segments),
+        question_(!options.flash.yes) {}
+
+  [[nodiscard]] Programmer::Answer Make(const Identification& identification) {
+    if (!made_) {
+      made_ = true;
+      Tell(RecordText(identification.record));
+    }
+    return question_.Ask();
+  }
+
+ private:
+  void Tell(const std::string& ecu) {
+    const std::uint64_t bytes = SizeOf(segments_);
+    const std::uint32_t first = segments_.front().address;
+    const auto last =
+        static_cast<std::uint32_t>(segments_.back().address + segments_.back().bytes.size() - 1);
+    reporter_.Line(
+        fmt::format("about to  erase memory {:02X} of {}\n"
+                    "          and write {} into {:06X} to {:06X}",
+                    options_.transfer.memory, ecu, BytesText(bytes), first, last));
+    reporter_.Event("about-to-erase", {{"ecu", ecu},
+                                       {"memory", options_.transfer.memory},
+                                       {"image_bytes", bytes},
+                                       {"first_address", first},
+                                       {"last_address", last}});
+  }
+
+  Reporter& reporter_;
+  const Options& options_;
+  const ImageSegments& segments_;
+  Confirmation question_;
+  bool made_ = false;
+};
+
+void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile::Content& content) {
+  reporter.Line(fmt::format("backup    {} in {} as {}", BytesText(content.bytes), path,
+                            NameOf(content.format)));
+  reporter.Event("backup",
+                 {{"file", path}, {"format", NameOf(content.format)}, {"bytes", content.bytes}});
+}
+
 void Flash(const Options& options, const ImageFile& image, Recording& recording,
            Reporter& reporter) {
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, image));
+  }
+  std::optional<MemoryFile> backup;
+  if (!options.flash.backup.empty()) {
+    backup.emplace(options.flash.backup);
   }
   Connection connection(options.link, options.session, ConfigOf(options),
                         [&recording](Bus& bus) { return recording.Tap(bus); });
@@ -96,8 +153,16 @@ void Flash(const Options& options, const ImageFile& image, Recording& recording,
   ReportImage(reporter, options.transfer.file, image);
   connection.programmer().OnProgress(
       [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
-  const ProgramResult result = connection.programmer().Program(
-      ToMemoryImage(image.segments, connection.platform()), {.verify = options.flash.verify});
+  Announcement announcement(reporter, options, image.segments);
+  Programmer::ProgramOptions what{.verify = options.flash.verify};
+  what.confirm = [&announcement](const Identification& ecu) { return announcement.Make(ecu); };
+  if (backup) {
+    what.backup = [&](const MemoryImage& memory) {
+      ReportBackup(reporter, backup->path(), backup->Write(memory, options.transfer.fill));
+    };
+  }
+  const ProgramResult result =
+      connection.programmer().Program(ToMemoryImage(image.segments, connection.platform()), what);
   reporter.EndProgress();
   Report(reporter, result);
 }
@@ -123,6 +188,7 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   AddRecordingOptions(flash, options->recording);
   AddJsonOption(flash, command);
   flash.callback([options, &command] {
+    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });
 }

@@ -69,6 +69,7 @@ void AddIdentifyCommand(CLI::App& app, Command& command) {
   AddSessionOptions(identify, options->session);
   AddJsonOption(identify, command);
   identify.callback([options, &command] {
+    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });
 }

@@ -65,7 +65,8 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
                  "how messages travel: can (ISO 15765-2), gateway or kline (ISO 14230-2); "
                  "default can")
       ->type_name("FORM")
-      ->transform(CLI::CheckedTransformer(forms).description(""));
+      ->transform(CLI::CheckedTransformer(forms).description(""))
+      ->each([&options](const std::string& /*form*/) { options.form_given = true; });
   AddPair(app, "--ids", "RECEIVE SEND",
           "CAN identifiers of form can; above 0x7FF extended ones; default 0x73A 0x632",
           [&options](const std::string& receive, const std::string& send) {
@@ -85,7 +86,7 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
                 ParseNumber("--flow-control", separation_time, kByteRange));
           });
   AddNumber(app, "--bitrate", options.bit_rate, kBitRateRange,
-            "bits a second on the wire; default 500000, kline 10400");
+            "bits a second on a simulated wire; default 500000, kline 10400");
 }
 
 void CheckLinkOptions(const LinkOptions& options) {

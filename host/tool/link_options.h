@@ -14,6 +14,7 @@ namespace quillmark::host {
 /// How the ECU is reached.
 struct LinkOptions {
   TransportForm form = TransportForm::kPlainCan;
+  bool form_given = false;
   std::optional<std::int32_t> receive_id;
   std::optional<std::int32_t> send_id;
   std::optional<std::int32_t> address;

@@ -53,6 +53,9 @@ int Run(const CLI::App& app, const Command& command) {
     event.update(report.details);
     reporter->Event("error", event);
     std::cerr << "quillmark: " << report.message << std::endl;
+    for (const std::string& line : report.lines) {
+      std::cerr << line << std::endl;
+    }
     return ToStatus(report.code);
   }
   if (!std::cout.flush()) {
@@ -76,6 +79,7 @@ int Main(int argc, char** argv) {
   AddCallsCommand(app, command);
   AddDecodeCommand(app, command);
   AddReportCommand(app, command);
+  AddSimulateCommand(app, command);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Error& error) {

@@ -4,13 +4,12 @@
 #include <iterator>
 #include <vector>
 
-#include "host/image/image_file.h"
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
+#include "host/tool/memory_file.h"
 #include "host/tool/number.h"
-#include "host/tool/output_file.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -60,29 +59,18 @@ void CheckRanges(std::vector<Range> ranges) {
   }
 }
 
-// The segments of what was read, joined where they are adjacent.
-ImageSegments SegmentsOf(const MemoryImage& image, const std::string& file) {
-  ImageBuilder builder(file);
-  for (const auto& segment : image.Segments()) {
-    const auto bytes = BytesOfHex(segment->Hex());
-    builder.Add(static_cast<std::uint32_t>(segment->StartAddress()), *bytes, 1);
-  }
-  return builder.Finish();
-}
-
-void Report(Reporter& reporter, const Options& options, ImageFormat format,
-            const ImageSegments& segments, std::uint64_t filled) {
-  const std::uint64_t size = SizeOf(segments);
+void Report(Reporter& reporter, const Options& options, const MemoryFile::Content& content) {
+  const std::string_view format = NameOf(content.format);
   reporter.Line(
-      fmt::format("read      {} to {} as {}", BytesText(size), options.output, NameOf(format)));
-  if (filled > 0) {
+      fmt::format("read      {} to {} as {}", BytesText(content.bytes), options.output, format));
+  if (content.filled_bytes > 0) {
     reporter.Line(fmt::format("          {} between the ranges filled with {:02X}",
-                              BytesText(filled), options.fill));
+                              BytesText(content.filled_bytes), options.fill));
   }
   reporter.Event("done", {{"file", options.output},
-                          {"format", NameOf(format)},
-                          {"bytes", size},
-                          {"filled_bytes", filled}});
+                          {"format", format},
+                          {"bytes", content.bytes},
+                          {"filled_bytes", content.filled_bytes}});
 }
 
 /// What is going to be done, for the artifacts.
@@ -97,7 +85,7 @@ Json PlanOf(const Options& options) {
           {"ranges", ranges}};
 }
 
-void Read(const Options& options, OutputFile& file, Recording& recording, Reporter& reporter) {
+void Read(const Options& options, MemoryFile& file, Recording& recording, Reporter& reporter) {
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options));
   }
@@ -114,17 +102,13 @@ void Read(const Options& options, OutputFile& file, Recording& recording, Report
       [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
   const auto image = connection.programmer().Read(map);
   reporter.EndProgress();
-  const ImageSegments segments = SegmentsOf(*image, options.output);
-  const ImageFormat format = FormatOfName(options.output);
-  const std::uint64_t filled = WriteImage(file.stream(), format, segments, options.fill);
-  file.Commit();
-  Report(reporter, options, format, segments, filled);
+  Report(reporter, options, file.Write(*image, options.fill));
 }
 
 void Run(const Options& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckRanges(options.ranges);
-  OutputFile file(options.output);
+  MemoryFile file(options.output);
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
   recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); });
@@ -159,6 +143,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddRecordingOptions(read, options->recording);
   AddJsonOption(read, command);
   read.callback([options, &command] {
+    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });
 }

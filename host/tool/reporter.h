@@ -22,7 +22,8 @@ class Reporter {
   /// A line for people.
   virtual void Line(const std::string& text) = 0;
   /// A line of JSON for machines: `{"event":NAME, …}`. The names are `image` (what a file holds),
-  /// `progress`, `plan`, `identification`, `done` (what flash and read did) and `error`, which is
+  /// `progress`, `plan`, `identification`, `about-to-erase`, `backup`, `ready` (where a
+  /// simulator listens), `done` (what flash and read did) and `error`, which is
   /// the last line wherever a command fails.
   virtual void Event(const std::string& name, const Json& members) = 0;
   /// How far the work is.

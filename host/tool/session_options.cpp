@@ -5,12 +5,13 @@
 #include <string_view>
 
 #include "host/tool/number.h"
-#include "host/tool/sim_fault.h"
 
 namespace quillmark::host {
 namespace {
 
 constexpr std::size_t kLogRecordSize = 48;
+constexpr NumberRange kTimeRange = {1, 600'000};
+constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
 
 // Readable text, so that whoever reads the record sees which tool programmed the ECU.
@@ -34,20 +35,80 @@ std::optional<Bytes> ParseLogRecord(const std::string& text) {
   return record;
 }
 
+BusUri ParseBus(const std::string& uri) {
+  try {
+    return ParseBusUri(uri);
+  } catch (const BusUriError& error) {
+    throw CLI::ValidationError("--bus", error.what());
+  }
+}
+
+void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& time,
+             const std::string& help) {
+  app.add_option_function<std::string>(
+         name,
+         [&time, name](const std::string& text) {
+           time = std::chrono::milliseconds(ParseNumber(name, text, kTimeRange));
+         },
+         fmt::format("{}; default {}", help, time.count()))
+      ->type_name("MS");
+}
+
+void AddTimingOptions(CLI::App& app, SessionOptions& options) {
+  AddTime(app, "--p2", options.timing.p2, "how long the ECU may take to answer");
+  AddTime(app, "--p2-star", options.timing.p2_star,
+          "the same after it has answered \"response pending\"");
+  AddNumber(app, "--max-pending", options.timing.max_pending, kPendingRange,
+            "how many of these a request may meet; default 1000");
+  AddTime(app, "--tester-present", options.tester_present_interval,
+          "after so long without a request the session is kept alive");
+}
+
 }  // namespace
 
 void AddSessionOptions(CLI::App& app, SessionOptions& options) {
-  app.add_option("--bus", options.bus, "where the ECU is; sim: (default) simulates one")
+  app.add_option_function<std::string>(
+         "--bus", [&options](const std::string& uri) { options.bus = ParseBus(uri); },
+         fmt::format("where the ECU is: {}; default sim:, which simulates one", kBusUriForms))
       ->type_name("URI");
   app.add_option("--key-command", options.key_command,
                  "program that gets the seed as its last argument, in hexadecimal digits, and "
-                 "prints the key, 2 to 5 bytes; default on sim: what the simulated ECU wants")
+                 "prints the key, 2 to 5 bytes; only a simulated ECU needs none")
       ->type_name("COMMAND");
-  app.add_option("--sim-fault", options.sim_faults,
-                 fmt::format("what the simulated ECU does wrong: {}", kSimFaultHelp))
+  app.add_option_function<std::vector<std::string>>(
+         "--fault",
+         [&options](const std::vector<std::string>& texts) {
+           options.faults = ParseFaults(texts);
+           options.has_faults = true;
+         },
+         fmt::format("what goes wrong on sim:, once or several times: {}", kFaultHelp))
       ->type_name("FAULT")
       ->expected(1)
       ->take_all();
+  AddTimingOptions(app, options);
+}
+
+void FitToBus(LinkOptions& link, const SessionOptions& session) {
+  const BusKind bus = session.bus.kind;
+  if (bus == BusKind::kSimulated) {
+    return;
+  }
+  if (session.has_faults) {
+    throw CLI::ValidationError("--fault", "only for --bus sim: and for quillmark simulate");
+  }
+  if (link.bit_rate) {
+    throw CLI::ValidationError("--bitrate",
+                               "only for --bus sim:, an adapter is told its own in its URI");
+  }
+  if (link.form_given && link.form == TransportForm::kGateway) {
+    throw CLI::ValidationError("--form", "the gateway form runs on the simulator only, --bus sim:");
+  }
+  const bool k_line = bus == BusKind::kKLine;
+  if (link.form_given && (link.form == TransportForm::kKLine) != k_line) {
+    throw CLI::ValidationError(
+        "--form", fmt::format("this bus carries the form {} alone", k_line ? "kline" : "can"));
+  }
+  link.form = k_line ? TransportForm::kKLine : TransportForm::kPlainCan;
 }
 
 void AddFlashOptions(CLI::App& app, FlashOptions& options) {
@@ -60,6 +121,11 @@ void AddFlashOptions(CLI::App& app, FlashOptions& options) {
          "48 bytes for the log zone as hexadecimal digits, or none; default a text")
       ->type_name("HEX");
   app.add_flag("--verify", options.verify, "read the memory back and compare");
+  app.add_option("--backup", options.backup,
+                 "before the erase, read what the image will replace into this file, in the format "
+                 "of its extension as for read")
+      ->type_name("FILE");
+  app.add_flag("--yes", options.yes, "do not ask on a terminal before the ECU is erased");
 }
 
 }  // namespace quillmark::host

@@ -1,23 +1,35 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/bus/bus_uri.h"
 #include "host/bus/bytes.h"
+#include "host/runner/runner.h"
+#include "host/tool/fault_option.h"
+#include "host/tool/link_options.h"
 
 namespace quillmark::host {
 
 /// The bus and what a session on it needs.
 struct SessionOptions {
-  std::string bus = "sim:";
+  BusUri bus;
   std::string key_command;
-  std::vector<std::string> sim_faults;
+  Faults faults;
+  bool has_faults = false;
+  RunnerTiming timing;
+  std::chrono::milliseconds tester_present_interval{2000};
 };
 
 void AddSessionOptions(CLI::App& app, SessionOptions& options);
+
+/// Gives `link` the form that the bus carries where none was asked for. Raises CLI::ValidationError
+/// for options that do not go with the bus.
+void FitToBus(LinkOptions& link, const SessionOptions& session);
 
 /// What a flash session does beside the transfer.
 struct FlashOptions {
@@ -25,6 +37,8 @@ struct FlashOptions {
   /// 48 bytes; nothing: no log zone is written.
   std::optional<Bytes> log_record;
   bool verify = false;
+  bool yes = false;
+  std::string backup;
 };
 
 void AddFlashOptions(CLI::App& app, FlashOptions& options);

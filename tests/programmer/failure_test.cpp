@@ -78,6 +78,7 @@ TEST(Phase, HasAName) {
   EXPECT_EQ(NameOf(Phase::kPrepare), "prepare");
   EXPECT_EQ(NameOf(Phase::kIdentify), "identify");
   EXPECT_EQ(NameOf(Phase::kUnlock), "unlock");
+  EXPECT_EQ(NameOf(Phase::kBackup), "backup");
   EXPECT_EQ(NameOf(Phase::kErase), "erase");
   EXPECT_EQ(NameOf(Phase::kDownload), "download");
   EXPECT_EQ(NameOf(Phase::kCheck), "check");

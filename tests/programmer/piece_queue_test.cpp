@@ -11,6 +11,10 @@
 namespace quillmark::host {
 namespace {
 
+std::shared_ptr<IXMLDOMNode> Popped(PieceQueue& queue) {
+  return queue.Pop(std::chrono::minutes(1)).value();
+}
+
 std::shared_ptr<IXMLDOMNode> Piece() { return CreatePortablePlatform()->CreateDOMDocument(); }
 
 TEST(PieceQueue, HandsPiecesOverInTheirOrder) {
@@ -19,14 +23,19 @@ TEST(PieceQueue, HandsPiecesOverInTheirOrder) {
   const auto second = Piece();
   EXPECT_TRUE(queue.Push(first));
   EXPECT_TRUE(queue.Push(second));
-  EXPECT_EQ(queue.Pop(), first);
-  EXPECT_EQ(queue.Pop(), second);
+  EXPECT_EQ(Popped(queue), first);
+  EXPECT_EQ(Popped(queue), second);
 }
 
 TEST(PieceQueue, HandsTheEndOver) {
   PieceQueue queue;
   EXPECT_TRUE(queue.Push(nullptr));
-  EXPECT_EQ(queue.Pop(), nullptr);
+  EXPECT_EQ(Popped(queue), nullptr);
+}
+
+TEST(PieceQueue, HasNothingWhileTheWorkerComputes) {
+  PieceQueue queue;
+  EXPECT_EQ(queue.Pop(std::chrono::milliseconds(1)), std::nullopt);
 }
 
 TEST(PieceQueue, LetsTheWorkerBeTwoPiecesAhead) {
@@ -38,7 +47,7 @@ TEST(PieceQueue, LetsTheWorkerBeTwoPiecesAhead) {
     }
   });
   for (int popped = 0; popped < 100; ++popped) {
-    EXPECT_NE(queue.Pop(), nullptr);
+    EXPECT_NE(Popped(queue), nullptr);
     EXPECT_LE(pushed, popped + 4) << "two that wait, one that is handed out, one that was pushed";
   }
   queue.Close();
@@ -70,7 +79,7 @@ TEST(PieceQueue, HandsAPieceOverToAnOwnerThatWaits) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     queue.Push(piece);
   });
-  EXPECT_EQ(queue.Pop(), piece);
+  EXPECT_EQ(Popped(queue), piece);
   worker.join();
 }
 

@@ -26,7 +26,10 @@ TEST_F(FlashCommand, FlashesAnImageWithoutAnyOption) {
                                ": Motorola S-record, 4 bytes in 2 segments\n"
                                "          001000 to 001001  2 bytes\n"
                                "          008000 to 008001  2 bytes\n"
-                               "identify\nunlock\nerase\ndownload    0 %  0 of 4 B\n"),
+                               "identify\n"
+                               "about to  erase memory 00 of SIMULATED ECU 001 REV A\n"
+                               "          and write 4 bytes into 001000 to 008001\n"
+                               "unlock\nerase\ndownload    0 %  0 of 4 B\n"),
                     HasSubstr("\ncheck\nlog zone\nclose\necu       SIMULATED ECU 001 REV A\n"
                               "sent      4 bytes in "),
                     HasSubstr("; 0 bytes left out as fill\n"
@@ -111,8 +114,8 @@ TEST_F(FlashCommand, ReachesTheLastAddressOf24Bits) {
 }
 
 TEST_F(FlashCommand, WaitsForAnEcuThatIsPending) {
-  const ToolResult result = Run(
-      {"flash", folder_.Write("a.s19", kTwoSegments), "--verify", "--sim-fault", "pending@0x34:3"});
+  const ToolResult result =
+      Run({"flash", folder_.Write("a.s19", kTwoSegments), "--verify", "--fault", "pending@0x34:3"});
   EXPECT_EQ(result.status, 0);
 }
 
@@ -125,7 +128,11 @@ TEST_F(FlashCommand, TakesTheKeyOfAProgram) {
   EXPECT_EQ(result.status, 76);
   EXPECT_EQ(result.err,
             "quillmark: unlock: Requested Service : 27 Negative response code : 35; negative "
-            "response 35, invalid key (error 2037)\n");
+            "response 35, invalid key (error 2037)\n"
+            "step      unlock, service 27, step 2 of the document\n"
+            "ecu       as before, nothing was erased or written; no session is open\n"
+            "next      find out the right key before another try: the ECU counts wrong keys and "
+            "closes its security access after a few\n");
 }
 
 TEST_F(FlashCommand, PrintsLinesOfJson) {

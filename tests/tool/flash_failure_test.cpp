@@ -11,6 +11,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 class FlashFailure : public ToolTest {
  protected:
@@ -22,7 +23,7 @@ class FlashFailure : public ToolTest {
 
   static void ExpectFailure(const ToolResult& result, int status, const std::string& message) {
     EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.err, "quillmark: " + message + "\n");
+    EXPECT_THAT(result.err, StartsWith("quillmark: " + message + "\n"));
     EXPECT_THAT(result.out, Not(HasSubstr("done")));
   }
 };
@@ -75,43 +76,43 @@ TEST_F(FlashFailure, OfAnSRecordWithABase) {
 }
 
 TEST_F(FlashFailure, OfASilentEcu) {
-  ExpectFailure(Flash({"--sim-fault", "silent"}), 69,
+  ExpectFailure(Flash({"--fault", "silent"}), 69,
                 "identify: the ECU does not answer (no frame within 1000 ms, expected 0250C0) "
                 "(error 4000)");
 }
 
 TEST_F(FlashFailure, OfASilentEcuInTheOtherForms) {
-  EXPECT_EQ(Flash({"--form", "gateway", "--sim-fault", "silent"}).status, 69);
-  const ToolResult k_line = Flash({"--form", "kline", "--sim-fault", "silent"});
+  EXPECT_EQ(Flash({"--form", "gateway", "--fault", "silent"}).status, 69);
+  const ToolResult k_line = Flash({"--form", "kline", "--fault", "silent"});
   EXPECT_EQ(k_line.status, 69);
   EXPECT_THAT(k_line.err, HasSubstr("the ECU does not answer"));
 }
 
 TEST_F(FlashFailure, OfARefusedKey) {
-  ExpectFailure(Flash({"--sim-fault", "refuse-key"}), 76,
+  ExpectFailure(Flash({"--fault", "refuse-key"}), 76,
                 "unlock: Requested Service : 27 Negative response code : 35; negative response "
                 "35, invalid key (error 2037)");
 }
 
 TEST_F(FlashFailure, OfARefusedErase) {
-  ExpectFailure(Flash({"--sim-fault", "negative@0x31:0x22"}), 76,
+  ExpectFailure(Flash({"--fault", "negative@0x31:0x22"}), 76,
                 "erase: Start erase error 7F3122; negative response 22, conditions not correct "
                 "(error 4003)");
 }
 
 TEST_F(FlashFailure, OfABadChecksumNamesTheAddress) {
-  ExpectFailure(Flash({"--sim-fault", "bad-checksum@2"}), 76,
+  ExpectFailure(Flash({"--fault", "bad-checksum@2"}), 76,
                 "download at 0x008000: Download error 037F3477AAAAAAAA; negative response 77, "
                 "block checksum error (error 4005)");
 }
 
 TEST_F(FlashFailure, OfABadCellIsFoundByTheCheckRoutine) {
-  ExpectFailure(Flash({"--verify", "--sim-fault", "bad-cell@0x1001"}), 76,
+  ExpectFailure(Flash({"--verify", "--fault", "bad-cell@0x1001"}), 76,
                 "check: Start routine 2H error 710203 (error 4006)");
 }
 
 TEST_F(FlashFailure, OfAnEcuThatStaysPending) {
-  ExpectFailure(Flash({"--sim-fault", "pending@0x34:1000"}), 76,
+  ExpectFailure(Flash({"--fault", "pending@0x34:1000"}), 76,
                 "download at 0x001000: the ECU stays busy (received 037F3478AAAAAAAA, expected "
                 "027402) (error 4005)");
 }
@@ -147,7 +148,7 @@ TEST_F(FlashFailure, OfAKeyOfTheWrongLength) {
 }
 
 TEST_F(FlashFailure, IsAnEventForMachines) {
-  const ToolResult result = Flash({"--json", "--sim-fault", "bad-checksum@2"});
+  const ToolResult result = Flash({"--json", "--fault", "bad-checksum@2"});
   EXPECT_EQ(result.status, 76);
   const std::string last = result.out.substr(result.out.rfind('\n', result.out.size() - 2) + 1);
   const auto event = nlohmann::json::parse(last);

@@ -48,14 +48,14 @@ TEST_F(IdentifyCommand, PrintsALineOfJson) {
 }
 
 TEST_F(IdentifyCommand, ReportsASilentEcu) {
-  const ToolResult result = Run({"identify", "--sim-fault", "silent"});
+  const ToolResult result = Run({"identify", "--fault", "silent"});
   EXPECT_EQ(result.status, 69);
   EXPECT_EQ(result.out, "");
   EXPECT_THAT(result.err, StartsWith("quillmark: identify: the ECU does not answer"));
 }
 
 TEST_F(IdentifyCommand, ReportsASilentEcuOnAKLineToo) {
-  const ToolResult result = Run({"identify", "--form", "kline", "--sim-fault", "silent"});
+  const ToolResult result = Run({"identify", "--form", "kline", "--fault", "silent"});
   EXPECT_EQ(result.status, 69);
   EXPECT_EQ(result.out, "");
 }

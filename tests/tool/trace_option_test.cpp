@@ -47,7 +47,7 @@ TEST_F(TraceOption, WritesReadableLinesOfAKLine) {
 }
 
 TEST_F(TraceOption, KeepsWhatWasSeenOfAFailedFlash) {
-  EXPECT_EQ(Flash(folder_.Path("t.log"), {"--sim-fault", "refuse-key"}).status, 76);
+  EXPECT_EQ(Flash(folder_.Path("t.log"), {"--fault", "refuse-key"}).status, 76);
   EXPECT_THAT(folder_.Read("t.log"), HasSubstr(" can0 73A#037F2735"));
 }
 

@@ -38,10 +38,9 @@ TEST_F(Usage, HelpListsCommandsAndExitStatuses) {
 TEST_F(Usage, HelpOfACommandListsItsOptions) {
   const ToolResult result = Run({"flash", "--help"});
   EXPECT_EQ(result.status, 0);
-  for (const char* text :
-       {"--form", "--ids", "--address", "--rl", "--routine", "--log-record", "--fill", "--align",
-        "--block", "--flow-control", "--bitrate", "--key-command", "--base", "--verify", "--json",
-        "--bus", "--sim-fault"}) {
+  for (const char* text : {"--form", "--ids", "--address", "--rl", "--routine", "--log-record",
+                           "--fill", "--align", "--block", "--flow-control", "--bitrate",
+                           "--key-command", "--base", "--verify", "--json", "--bus", "--fault"}) {
     EXPECT_THAT(result.out, HasSubstr(text));
   }
 }
@@ -104,7 +103,9 @@ TEST_F(Usage, AddressThatStandsForTheOtherForm) {
 }
 
 TEST_F(Usage, UnknownBus) {
-  ExpectOptionError({"--bus", "can0"}, "--bus: expected \"sim:\", found \"can0\"");
+  ExpectOptionError({"--bus", "can0"},
+                    "--bus: found \"can0\": there is no bus \"can0\"; the forms are sim:, "
+                    "slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400");
 }
 
 TEST_F(Usage, LogRecordOfAnotherLength) {
@@ -113,10 +114,10 @@ TEST_F(Usage, LogRecordOfAnotherLength) {
 }
 
 TEST_F(Usage, UnknownFault) {
-  ExpectOptionError({"--sim-fault", "slow"},
-                    "--sim-fault: expected silent, refuse-key, bad-checksum@BLOCK, "
-                    "bad-cell@ADDRESS, pending@SERVICE:COUNT or negative@SERVICE:CODE, found "
-                    "\"slow\"");
+  ExpectOptionError({"--fault", "slow"},
+                    "--fault: expected silent, silent@FRAME, lose-frame@FRAME, flip-byte@FRAME, "
+                    "unplug@FRAME, refuse-key, bad-checksum@BLOCK, bad-cell@ADDRESS, "
+                    "pending@SERVICE:COUNT or negative@SERVICE:CODE, found \"slow\"");
 }
 
 }  // namespace

@@ -1,0 +1,27 @@
+#include "host/adapters/open_bus.h"
+
+#include <stdexcept>
+
+#include "host/adapters/k_line_bus.h"
+#include "host/adapters/slcan_bus.h"
+#include "host/adapters/socket_can_bus.h"
+
+namespace quillmark::host {
+
+std::unique_ptr<Bus> OpenBus(const BusUri& uri) {
+  switch (uri.kind) {
+    case BusKind::kSlcan:
+      return std::make_unique<SlcanBus>(OpenSerialPort(uri.device, uri.baud), uri.bit_rate,
+                                        uri.confirms);
+    case BusKind::kKLine:
+      return std::make_unique<KLineBus>(OpenSerialPort(uri.device, uri.baud), uri.baud,
+                                        KLineTiming{.p1 = uri.p1, .p3 = uri.p3, .p4 = uri.p4});
+    case BusKind::kSocketCan:
+      return std::make_unique<SocketCanBus>(uri.device);
+    case BusKind::kSimulated:
+      break;
+  }
+  throw std::invalid_argument("a simulated bus has no adapter");
+}
+
+}  // namespace quillmark::host

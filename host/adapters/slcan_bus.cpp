@@ -1,0 +1,117 @@
+#include "host/adapters/slcan_bus.h"
+
+#include <utility>
+
+namespace quillmark::host {
+namespace {
+
+/// An adapter that has nothing more to say to what was left of an earlier session.
+constexpr std::chrono::milliseconds kQuiet{100};
+constexpr std::chrono::milliseconds kLongestDraining{1000};
+constexpr std::chrono::milliseconds kConfirmationLimit{2000};
+
+}  // namespace
+
+SlcanBus::SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, bool confirms)
+    : port_(std::move(port)), confirms_(confirms) {
+  // The empty lines end whatever half a command the adapter still holds.
+  Write("\r\rC");
+  const Duration deadline = Now() + kLongestDraining;
+  while (!port_->Read(kQuiet).empty() && Now() < deadline) {
+  }
+  Command(SlcanBitRateCommand(bit_rate).value());
+  Command("O");
+}
+
+SlcanBus::~SlcanBus() {
+  try {
+    Write("C");
+  } catch (const BusError&) {
+    // There is nobody left to tell.
+    received_.clear();
+  }
+}
+
+void SlcanBus::Select(const Exchange& exchange) {
+  if (exchange.form != TransportForm::kPlainCan) {
+    throw BusError("slcan: carries the plain CAN form alone");
+  }
+  exchange_ = exchange;
+}
+
+void SlcanBus::DiscardReceived() {
+  ReadEvents(Duration::zero(), "");
+  received_.clear();
+}
+
+void SlcanBus::Send(ByteView frame) { Command(SlcanLineOf(CanFrameTo(exchange_.send, frame))); }
+
+std::optional<Bytes> SlcanBus::Receive(std::chrono::milliseconds timeout) {
+  const Duration deadline = Now() + timeout;
+  while (received_.empty()) {
+    const Duration left = Left(deadline);
+    ReadEvents(left, "");
+    if (received_.empty() && left == Duration::zero()) {
+      return std::nullopt;
+    }
+  }
+  Bytes frame = std::move(received_.front());
+  received_.pop_front();
+  return frame;
+}
+
+void SlcanBus::Break(std::chrono::milliseconds /*low*/) {
+  throw BusError("a CAN bus knows no break");
+}
+
+void SlcanBus::Write(const std::string& line) {
+  Bytes bytes(line.begin(), line.end());
+  bytes.push_back(static_cast<std::uint8_t>(kSlcanEndOfLine));
+  port_->Write(bytes);
+}
+
+void SlcanBus::Command(const std::string& line) {
+  Write(line);
+  if (confirms_) {
+    AwaitConfirmation(line);
+  }
+}
+
+void SlcanBus::AwaitConfirmation(const std::string& line) {
+  const Duration deadline = Now() + kConfirmationLimit;
+  while (!ReadEvents(Left(deadline), line)) {
+    if (Now() >= deadline) {
+      throw BusError("the adapter does not confirm \"" + line + "\" within " +
+                     std::to_string(kConfirmationLimit.count()) +
+                     " ms; one that never does needs \"confirms=no\"");
+    }
+  }
+}
+
+bool SlcanBus::ReadEvents(Duration timeout, const std::string& line) {
+  bool confirmed = false;
+  for (const SlcanEvent& event : receiver_.Take(port_->Read(timeout))) {
+    switch (event.kind) {
+      case SlcanEvent::Kind::kFrame:
+        Keep(event.frame);
+        break;
+      case SlcanEvent::Kind::kAccepted:
+        confirmed = true;
+        break;
+      case SlcanEvent::Kind::kRefused:
+        throw BusError(line.empty() ? "the adapter reports an error"
+                                    : "the adapter refuses \"" + line + "\"");
+      default:
+        break;
+    }
+  }
+  return confirmed;
+}
+
+void SlcanBus::Keep(const CanFrame& frame) {
+  if (frame == CanFrameTo(exchange_.receive, frame.data)) {
+    received_.push_back(frame.data);
+  }
+}
+
+}  // namespace quillmark::host

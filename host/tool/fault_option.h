@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/bus/wire_faults.h"
+#include "host/ecu/options.h"
+
+namespace quillmark::host {
+
+/// What goes wrong with a simulated ECU and on the wire to it.
+struct Faults {
+  Misbehaviour ecu{};
+  WireFaults wire{};
+};
+
+/// What --fault accepts, for --help and for messages.
+extern const char* const kFaultHelp;
+
+/// Reads the values of --fault. Raises CLI::ValidationError for a text that is none of the forms in
+/// `kFaultHelp`.
+[[nodiscard]] Faults ParseFaults(const std::vector<std::string>& texts);
+
+}  // namespace quillmark::host

@@ -1,0 +1,180 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+#include "host/bus/simulated_wire.h"
+#include "host/ecu/simulated_ecu.h"
+#include "host/simulator/ecu_server.h"
+#include "host/simulator/k_line_adapter.h"
+#include "host/simulator/pseudo_terminal.h"
+#include "host/simulator/slcan_adapter.h"
+#include "host/tool/command.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/link_options.h"
+#include "host/tool/number.h"
+#include "host/tool/output_file.h"
+#include "host/tool/simulated_ecu_options.h"
+#include "host/tool/text.h"
+#include "host/tool/transfer_options.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr NumberRange kSizeRange = {1, FlashMemory::kAddressEnd};
+
+struct Options {
+  std::string bus;
+  LinkOptions link;
+  std::uint8_t memory = 0;
+  std::uint8_t check_routine = 0x02;
+  std::uint32_t size = 0x100000;
+  std::string memory_file;
+  Faults faults;
+};
+
+bool IsKLine(const Options& options) { return options.bus == "kline"; }
+
+/// The flash of a simulated ECU as a raw binary, from address 0 to its end.
+class FlashFile {
+ public:
+  explicit FlashFile(const Options& options) : path_(options.memory_file), size_(options.size) {}
+
+  /// What the last run left; empty where there was none.
+  [[nodiscard]] Bytes Load() const {
+    if (path_.empty() || !std::filesystem::exists(path_)) {
+      return {};
+    }
+    std::ifstream file(path_, std::ios::binary);
+    Bytes content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    if (!file || content.size() != size_) {
+      throw ToolError(ExitCode::kNoInput,
+                      fmt::format("{}: expected a memory of {}, found {}", path_, BytesText(size_),
+                                  BytesText(content.size())));
+    }
+    return content;
+  }
+
+  /// Writes what has changed since the last time.
+  void Save(const FlashMemory& flash) {
+    if (path_.empty() || (saved_ && flash.changes() == saved_changes_)) {
+      return;
+    }
+    OutputFile file(path_);
+    const Bytes content = flash.Read(0, size_);
+    file.stream().write(reinterpret_cast<const char*>(content.data()),
+                        static_cast<std::streamsize>(content.size()));
+    file.Commit();
+    saved_ = true;
+    saved_changes_ = flash.changes();
+  }
+
+ private:
+  std::string path_;
+  std::uint32_t size_;
+  bool saved_ = false;
+  std::uint64_t saved_changes_ = 0;
+};
+
+EcuOptions EcuOptionsOf(const Options& options, Bytes first_cells) {
+  EcuOptions ecu =
+      SimulatedEcuFor(options.link, options.memory, options.check_routine, options.faults);
+  ecu.areas.front().size = options.size;
+  ecu.areas.front().first_cells = std::move(first_cells);
+  // A pseudo-terminal carries no break.
+  ecu.needs_break = false;
+  return ecu;
+}
+
+std::unique_ptr<SimulatedAdapter> MakeAdapter(const Options& options, SimulatedWire& wire) {
+  const WireSpeed speed = options.link.Speed();
+  if (IsKLine(options)) {
+    return std::make_unique<KLineAdapter>(wire, speed);
+  }
+  return std::make_unique<SlcanAdapter>(wire, speed.can_bit_rate);
+}
+
+std::string UriOf(const Options& options, const std::string& device) {
+  const std::string uri = fmt::format("{}:{}", options.bus, device);
+  if (!options.link.bit_rate) {
+    return uri;
+  }
+  return fmt::format("{}?{}={}", uri, IsKLine(options) ? "baud" : "bitrate",
+                     *options.link.bit_rate);
+}
+
+void ReportReady(Reporter& reporter, const Options& options, const std::string& device) {
+  const std::string uri = UriOf(options, device);
+  reporter.Line(fmt::format("device    {}", device));
+  reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}", uri));
+  reporter.Event("ready", {{"device", device}, {"bus", uri}});
+}
+
+void Run(const Options& options, Reporter& reporter) {
+  CheckLinkOptions(options.link);
+  CatchInterrupts();
+  FlashFile file(options);
+  SimulatedEcu ecu(EcuOptionsOf(options, file.Load()));
+  const auto save = [&] { file.Save(ecu.application().flash()); };
+  save();
+  SimulatedWire wire(ecu, options.link.Speed());
+  wire.Select(ecu.exchange());
+  wire.InjectFaults(InjectorOf(options.faults.wire));
+  const auto adapter = MakeAdapter(options, wire);
+  auto terminal = std::make_unique<PseudoTerminal>();
+  ReportReady(reporter, options, terminal->device());
+  try {
+    EcuServer(*terminal, wire, *adapter).Run({.stop_requested = Interrupted, .on_quiet = save});
+  } catch (const BusError& error) {
+    terminal.reset();
+    reporter.Line(fmt::format("unplugged {}", error.what()));
+  }
+  save();
+  const std::uint32_t blocks = ecu.application().blocks_written();
+  reporter.Line(fmt::format("done      {} were written", CountText(blocks, "block")));
+  reporter.Event("done", {{"blocks", blocks}});
+}
+
+}  // namespace
+
+void AddSimulateCommand(CLI::App& app, Command& command) {
+  CLI::App& simulate = *app.add_subcommand(
+      "simulate", "be an ECU behind a pseudo-terminal, in real time, until interrupted");
+  const auto options = std::make_shared<Options>();
+  simulate.add_option("--bus", options->bus, "the adapter to be: slcan or kline")
+      ->type_name("BUS")
+      ->required()
+      ->check(CLI::IsMember({"slcan", "kline"}).description(""));
+  simulate
+      .add_option("--memory", options->memory_file,
+                  "keep the flash in this file from run to run, a raw binary from address 0")
+      ->type_name("FILE");
+  AddNumber(simulate, "--size", options->size, kSizeRange, "bytes of the flash; default 1048576");
+  AddMemoryOption(simulate, options->memory);
+  AddNumber(simulate, "--routine", options->check_routine, kByteRange,
+            "identifier of the check routine; default 2");
+  AddLinkOptions(simulate, options->link);
+  simulate
+      .add_option_function<std::vector<std::string>>(
+          "--fault",
+          [options](const std::vector<std::string>& texts) {
+            options->faults = ParseFaults(texts);
+          },
+          fmt::format("what goes wrong, once or several times: {}", kFaultHelp))
+      ->type_name("FAULT")
+      ->expected(1)
+      ->take_all();
+  AddJsonOption(simulate, command);
+  simulate.callback([options, &command] {
+    const TransportForm form = IsKLine(*options) ? TransportForm::kKLine : TransportForm::kPlainCan;
+    if (options->link.form_given && options->link.form != form) {
+      throw CLI::ValidationError("--form", "--bus decides on it");
+    }
+    options->link.form = form;
+    command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+  });
+}
+
+}  // namespace quillmark::host

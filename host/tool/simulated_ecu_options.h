@@ -1,0 +1,13 @@
+#pragma once
+
+#include "host/ecu/options.h"
+#include "host/tool/fault_option.h"
+#include "host/tool/link_options.h"
+
+namespace quillmark::host {
+
+/// A simulated ECU that is reached in the way of `link` and misbehaves as `faults` say.
+[[nodiscard]] EcuOptions SimulatedEcuFor(const LinkOptions& link, std::uint8_t memory,
+                                         std::uint8_t check_routine, const Faults& faults);
+
+}  // namespace quillmark::host
