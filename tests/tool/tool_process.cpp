@@ -33,7 +33,7 @@ struct Ends {
 
 Ends OpenOutput(ToolProcess::Output output) {
   Ends ends{};
-  if (output == ToolProcess::Output::kTerminal) {
+  if (output != ToolProcess::Output::kPipe) {
     winsize size{24, 100, 0, 0};
     EXPECT_EQ(::openpty(&ends.test, &ends.tool, nullptr, nullptr, &size), 0);
     return ends;
@@ -51,8 +51,13 @@ ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const std::s
   descriptor_ = ends.test;
   process_ = ::fork();
   if (process_ == 0) {
-    Redirect(input_file, O_RDONLY, STDIN_FILENO);
-    Redirect(error_file, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    if (output == Output::kWholeTerminal) {
+      ::dup2(ends.tool, STDIN_FILENO);
+      ::dup2(ends.tool, STDERR_FILENO);
+    } else {
+      Redirect(input_file, O_RDONLY, STDIN_FILENO);
+      Redirect(error_file, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
+    }
     ::dup2(ends.tool, STDOUT_FILENO);
     ::close(ends.tool);
     ::close(ends.test);
@@ -78,6 +83,10 @@ bool ToolProcess::ReadUntil(const std::string& text) {
 }
 
 void ToolProcess::Signal(int signal) const { ::kill(process_, signal); }
+
+void ToolProcess::Write(const std::string& text) const {
+  EXPECT_EQ(::write(descriptor_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+}
 
 void ToolProcess::CloseOutput() {
   ::close(descriptor_);

@@ -19,7 +19,8 @@ struct ToolResult {
 /// A run of the real program whose standard output a test reads as it comes.
 class ToolProcess {
  public:
-  enum class Output { kPipe, kTerminal };
+  /// `kWholeTerminal`: standard input and error are the same terminal, and no files.
+  enum class Output { kPipe, kTerminal, kWholeTerminal };
 
   ToolProcess(const std::vector<std::string>& arguments, const std::string& input_file,
               const std::string& error_file, Output output = Output::kPipe);
@@ -32,6 +33,8 @@ class ToolProcess {
   /// Reads on until the output has `text` in it; false where it ends before.
   bool ReadUntil(const std::string& text);
   void Signal(int signal) const;
+  /// Types on its terminal.
+  void Write(const std::string& text) const;
   /// Lets nobody read the output any more.
   void CloseOutput();
   /// Reads the rest and waits for the end.

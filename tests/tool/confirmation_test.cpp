@@ -1,0 +1,68 @@
+// What stands between a command line and an erased ECU.
+#include <gmock/gmock.h>
+
+#include "tool/images.h"
+#include "tool/tool_process.h"
+
+namespace quillmark::host::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+class ConfirmationTest : public ToolTest {
+ protected:
+  ToolProcess Flash(const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments{"flash", folder_.Write("a.s19", kTwoSegments)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return {arguments, "", "", ToolProcess::Output::kWholeTerminal};
+  }
+};
+
+TEST_F(ConfirmationTest, IsAskedForOnATerminal) {
+  ToolProcess process = Flash();
+  ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
+  EXPECT_THAT(process.output(), HasSubstr("about to  erase memory 00 of SIMULATED ECU 001 REV A"));
+  EXPECT_THAT(process.output(), Not(HasSubstr("unlock")));
+  process.Write("y\n");
+  EXPECT_EQ(process.Wait(), 0);
+  EXPECT_THAT(process.output(), HasSubstr("done"));
+}
+
+TEST_F(ConfirmationTest, IsRefusedByAnythingElse) {
+  for (const char* answer : {"\n", "n\n", "yeah\n"}) {
+    ToolProcess process = Flash();
+    ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
+    process.Write(answer);
+    EXPECT_EQ(process.Wait(), 130);
+    EXPECT_THAT(process.output(), HasSubstr("quillmark: identify: not confirmed"));
+    EXPECT_THAT(process.output(),
+                HasSubstr("as before, nothing was erased or written; no session"));
+  }
+}
+
+TEST_F(ConfirmationTest, IsNotAskedForWithYes) {
+  ToolProcess process = Flash({"--yes"});
+  EXPECT_EQ(process.Wait(), 0);
+  EXPECT_THAT(process.output(), Not(HasSubstr("[y/N]")));
+}
+
+class Backup : public ToolTest {};
+
+TEST_F(Backup, HoldsWhatTheEcuHeldBefore) {
+  const ToolResult result = Run({"flash", folder_.Write("a.s19", kTwoSegments), "--backup",
+                                 folder_.Path("old.s19"), "--json"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(folder_.Read("old.s19"), HasSubstr("S10510005A5A36"));
+  EXPECT_THAT(result.out, HasSubstr("{\"event\":\"backup\",\"file\":\"" + folder_.Path("old.s19")));
+}
+
+TEST_F(Backup, ThatCannotBeWrittenKeepsTheEcuFromBeingTouched) {
+  const ToolResult result = Run({"flash", folder_.Write("a.s19", kTwoSegments), "--backup",
+                                 folder_.Path("none") + "/old.bin"});
+  EXPECT_EQ(result.status, 73);
+  EXPECT_THAT(result.out, Not(HasSubstr("identify")));
+}
+
+}  // namespace
+}  // namespace quillmark::host::testing

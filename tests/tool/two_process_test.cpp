@@ -1,0 +1,267 @@
+// The tool in one process, the simulated ECU in another, and a real terminal between them.
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <optional>
+
+#include "tool/images.h"
+#include "tool/tool_process.h"
+
+namespace quillmark::host::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr std::size_t kBase = 0x1000;
+
+class TwoProcesses : public ToolTest {
+ protected:
+  /// Starts a simulator whose memory lies in the file "memory".
+  void Simulate(const std::string& bus, const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments{"simulate", "--bus",  bus,      "--memory",
+                                       Memory(),   "--size", "0x10000"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    simulator_.emplace(arguments, "/dev/null", folder_.Path("simulator-errors"));
+    ASSERT_TRUE(simulator_->ReadUntil("\ntry"));
+    const std::string label = "device    ";
+    const std::string& out = simulator_->output();
+    device_ = out.substr(label.size(), out.find('\n') - label.size());
+  }
+
+  void StopSimulator(int signal = SIGINT) {
+    simulator_->Signal(signal);
+    EXPECT_EQ(simulator_->Wait(), 0);
+    simulator_.reset();
+  }
+
+  std::string Memory() { return folder_.Path("memory"); }
+
+  /// What the simulator kept of its flash, once it has ended.
+  std::string Kept(std::size_t size) { return folder_.Read("memory").substr(kBase, size); }
+
+  /// A patient command line: the machine may be busy elsewhere.
+  std::vector<std::string> FlashCommand(const std::string& image, const std::string& bus,
+                                        const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments{"flash",  folder_.Write("image.bin", image),
+                                       "--base", std::to_string(kBase),
+                                       "--bus",  bus,
+                                       "--p2",   "5000",
+                                       "--yes"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return arguments;
+  }
+
+  std::optional<ToolProcess> simulator_;
+  std::string device_;
+};
+
+TEST_F(TwoProcesses, FlashTensOfKilobytesOverSlcan) {
+  const std::string image = Pattern(20'000);
+  Simulate("slcan", {"--flow-control", "0", "0"});
+  const ToolResult result =
+      Run(FlashCommand(image, "slcan:" + device_, {"--verify", "--flow-control", "0", "0"}));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("verify    20,000 bytes read back and found equal\n"));
+  StopSimulator();
+  EXPECT_EQ(Kept(image.size()), image);
+}
+
+TEST_F(TwoProcesses, FlashTwoKilobytesOverAKLine) {
+  const std::string image = Pattern(2048);
+  Simulate("kline");
+  const ToolResult result =
+      Run(FlashCommand(image, "kline:" + device_ + "?p1=5000&p3=0&p4=0", {"--verify"}));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("verify    2,048 bytes read back and found equal\n"));
+  StopSimulator(SIGTERM);
+  EXPECT_EQ(Kept(image.size()), image);
+}
+
+TEST_F(TwoProcesses, KeepTheMemoryFromRunToRun) {
+  const std::string image = Pattern(100);
+  Simulate("slcan", {"--ids", "0x18DAF110", "0x18DA10F1"});
+  const std::vector<std::string> identifiers{"--ids", "0x18DAF110", "0x18DA10F1"};
+  ASSERT_EQ(Run(FlashCommand(image, "slcan:" + device_, identifiers)).status, 0);
+  StopSimulator();
+  Simulate("slcan");
+  const ToolResult read = Run({"read", "--range", "0x1000:100", "-o", folder_.Path("read.bin"),
+                               "--bus", "slcan:" + device_, "--p2", "5000"});
+  EXPECT_EQ(read.status, 0) << read.err;
+  EXPECT_EQ(folder_.Read("read.bin"), image);
+}
+
+TEST_F(TwoProcesses, SpeakAtTheSameBitRateOrNotAtAll) {
+  Simulate("slcan", {"--bitrate", "250000"});
+  EXPECT_EQ(Run({"identify", "--bus", "slcan:" + device_, "--p2", "300"}).status, 69);
+  EXPECT_EQ(
+      Run({"identify", "--bus", "slcan:" + device_ + "?bitrate=250000", "--p2", "5000"}).status, 0);
+}
+
+TEST_F(TwoProcesses, LockTheEcuAfterThreeWrongKeysAndNeverTryAgainByThemselves) {
+  Simulate("slcan", {"--fault", "refuse-key"});
+  std::vector<std::string> errors;
+  for (int run = 0; run < 4; ++run) {
+    const ToolResult result = Run(FlashCommand(Pattern(10), "slcan:" + device_));
+    EXPECT_EQ(result.status, 76);
+    errors.push_back(result.err);
+  }
+  EXPECT_THAT(errors[0], AllOf(HasSubstr("negative response 35, invalid key"),
+                               HasSubstr("\nnext      find out the right key before another try")));
+  EXPECT_THAT(errors[1], HasSubstr("negative response 35, invalid key"))
+      << "one key a run, else this would be the third";
+  EXPECT_THAT(errors[2],
+              AllOf(HasSubstr("negative response 36, exceeded number of attempts"),
+                    HasSubstr("\nnext      the ECU got too many wrong keys and has closed")));
+  EXPECT_THAT(errors[3], AllOf(HasSubstr("negative response 37, required time delay not expired"),
+                               HasSubstr("\nnext      the ECU still waits out its delay")));
+}
+
+struct Interruption {
+  int signal;
+  const char* name;
+};
+
+class Interrupted : public TwoProcesses, public ::testing::WithParamInterface<Interruption> {};
+
+TEST_P(Interrupted, LeaveWordOfTheStateOfTheEcu) {
+  const std::string image = Pattern(20'000);
+  Simulate("slcan");
+  ToolProcess flash(FlashCommand(image, "slcan:" + device_), "/dev/null", folder_.Path("stderr"));
+  ASSERT_TRUE(flash.ReadUntil("download   10 %"));
+  flash.Signal(GetParam().signal);
+  EXPECT_EQ(flash.Wait(), 130);
+  EXPECT_THAT(flash.output(), Not(HasSubstr("done")));
+  EXPECT_THAT(
+      folder_.Read("stderr"),
+      AllOf(HasSubstr("quillmark: download at 0x00"), HasSubstr(": cancelled\n"),
+            HasSubstr(" of 20000 bytes are written and confirmed: it holds no whole program; no "
+                      "session is open\n"),
+            HasSubstr("\nnext      keep the ECU powered and flash the whole image again")));
+  StopSimulator();
+  EXPECT_NE(Kept(image.size()), image);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, Interrupted,
+                         ::testing::Values(Interruption{SIGINT, "INT"},
+                                           Interruption{SIGTERM, "TERM"}),
+                         [](const auto& test) { return test.param.name; });
+
+struct Fault {
+  const char* name;
+  const char* fault;
+  std::vector<std::string> options;
+  int status;
+  const char* message;
+  const char* state;
+
+  friend void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+};
+
+class Faulty : public TwoProcesses, public ::testing::WithParamInterface<Fault> {};
+
+TEST_P(Faulty, EndWithMessageStateAndAdviceAndNeverWithAFalseSuccess) {
+  const Fault& fault = GetParam();
+  const std::string image = Pattern(300);
+  Simulate("slcan", {"--fault", fault.fault});
+  std::vector<std::string> options = fault.options;
+  options.emplace_back("--verify");
+  const ToolResult result = Run(FlashCommand(image, "slcan:" + device_, options));
+  EXPECT_EQ(result.status, fault.status);
+  EXPECT_THAT(result.out, Not(HasSubstr("done")));
+  EXPECT_THAT(result.err, AllOf(HasSubstr(fault.message), HasSubstr("\nstep      download"),
+                                HasSubstr(fault.state), HasSubstr("\nnext      ")));
+  if (std::string(fault.name) != "Unplugged") {
+    simulator_->Signal(SIGINT);
+  }
+  EXPECT_EQ(simulator_->Wait(), 0);
+  simulator_.reset();
+  EXPECT_NE(Kept(image.size()), image);
+}
+
+// Frames 1 to 154 identify, unlock and erase; 155 is the first frame of the first block, from 157
+// on every second one carries data of it.
+INSTANTIATE_TEST_SUITE_P(
+    Faults, Faulty,
+    ::testing::Values(
+        Fault{"LostFrame",
+              "lose-frame@161",
+              {"--p2", "1000"},
+              69,
+              "quillmark: download at 0x001000: the ECU does not answer (no frame within 1000 ms, "
+              "expected 3001)",
+              "\necu       erased, 0 of 300 bytes are written and confirmed: it holds no whole "
+              "program"},
+        Fault{"FlippedByte",
+              "flip-byte@161",
+              {},
+              76,
+              "quillmark: download at 0x001000: Download error 037F3477AAAAAAAA; negative response "
+              "77, block checksum error (error 4005)",
+              "\necu       erased, 0 of 300 bytes"},
+        Fault{"SilentEcu",
+              "silent@220",
+              {"--p2", "1000"},
+              69,
+              "quillmark: download at 0x001080: the ECU does not answer",
+              "\necu       erased, 128 of 300 bytes are written and confirmed: it holds no whole "
+              "program; its session may still be open"},
+        Fault{"NegativeResponse",
+              "negative@0x34:0x72",
+              {},
+              76,
+              "negative response 72, programming failure",
+              "\necu       erased, 0 of 300 bytes"},
+        Fault{"EndlesslyPending",
+              "pending@0x34:5",
+              {"--max-pending", "2"},
+              76,
+              "quillmark: download at 0x001000: the ECU stays busy (received 037F3478AAAAAAAA, "
+              "expected 027402)",
+              "\necu       erased, 0 of 300 bytes"},
+        Fault{"Unplugged",
+              "unplug@220",
+              {},
+              74,
+              " is gone: ",
+              "\necu       erased, 128 of 300 bytes are written and confirmed: it holds no whole "
+              "program; its session may still be open"}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(TwoProcesses, WaitForAnEcuThatIsPending) {
+  Simulate("slcan", {"--fault", "pending@0x34:2"});
+  const ToolResult result = Run(FlashCommand(Pattern(10), "slcan:" + device_, {"--verify"}));
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
+class TargetUri : public ToolTest {};
+
+TEST_F(TargetUri, OfADeviceThatIsNotThere) {
+  const ToolResult result = Run({"identify", "--bus", "slcan:/dev/none"});
+  EXPECT_EQ(result.status, 74);
+  EXPECT_EQ(result.err, "quillmark: /dev/none cannot be opened: No such file or directory\n");
+}
+
+TEST_F(TargetUri, DecidesOnTheForm) {
+  const ToolResult gateway = Run({"identify", "--form", "gateway", "--bus", "slcan:/dev/none"});
+  EXPECT_EQ(gateway.status, 64);
+  EXPECT_THAT(gateway.err,
+              HasSubstr("--form: the gateway form runs on the simulator only, --bus sim:"));
+  const ToolResult k_line = Run({"identify", "--form", "can", "--bus", "kline:/dev/none"});
+  EXPECT_EQ(k_line.status, 64);
+  EXPECT_THAT(k_line.err, HasSubstr("--form: this bus carries the form kline alone"));
+  const ToolResult can = Run({"identify", "--form", "kline", "--bus", "socketcan:can0"});
+  EXPECT_EQ(can.status, 64);
+  EXPECT_THAT(can.err, HasSubstr("--form: this bus carries the form can alone"));
+}
+
+TEST_F(TargetUri, OfAnAdapterTakesNoOptionOfTheSimulator) {
+  EXPECT_THAT(Run({"identify", "--bus", "slcan:/dev/none", "--fault", "silent"}).err,
+              HasSubstr("--fault: only for --bus sim: and for quillmark simulate"));
+  EXPECT_THAT(Run({"identify", "--bus", "slcan:/dev/none", "--bitrate", "1"}).err,
+              HasSubstr("--bitrate: only for --bus sim:"));
+}
+
+}  // namespace
+}  // namespace quillmark::host::testing
