@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -102,7 +101,7 @@ std::optional<Bytes> SocketCanBus::Receive(std::chrono::milliseconds timeout) {
       return frame;
     }
     const Duration left = Left(deadline);
-    if (!Poll(POLLIN, left) && left == Duration::zero()) {
+    if (!AwaitInput(left) && left == Duration::zero()) {
       return std::nullopt;
     }
   }
@@ -112,8 +111,8 @@ void SocketCanBus::Break(std::chrono::milliseconds /*low*/) {
   throw BusError("a CAN bus knows no break");
 }
 
-bool SocketCanBus::Poll(short events, Duration timeout) const {
-  pollfd descriptor{socket_, events, 0};
+bool SocketCanBus::AwaitInput(Duration timeout) const {
+  pollfd descriptor{socket_, POLLIN, 0};
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
   const std::chrono::nanoseconds rest = timeout - seconds;
   const timespec limit{seconds.count(), rest.count()};

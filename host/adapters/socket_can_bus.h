@@ -27,8 +27,8 @@ class SocketCanBus : public RealTimeBus {
 
  private:
   [[noreturn]] void Fail(const std::string& what) const;
-  /// Whether the socket can be read, or written, within `timeout`.
-  [[nodiscard]] bool Poll(short events, Duration timeout) const;
+  /// Whether there is something to read, an error included, within `timeout`.
+  [[nodiscard]] bool AwaitInput(Duration timeout) const;
   /// The next frame that has arrived; nothing where none has.
   [[nodiscard]] std::optional<Bytes> ReadFrame() const;
 

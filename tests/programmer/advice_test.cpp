@@ -39,9 +39,9 @@ TEST(EcuStateText, SaysWhatBecameOfMemoryAndSession) {
 }
 
 TEST(AdviceText, NeverSendsAnyoneToRetryAKeyBlindly) {
-  for (const std::uint8_t code : {0x35, 0x36, 0x37}) {
+  for (const int code : {0x35, 0x36, 0x37}) {
     Failure failure = FailureIn(Phase::kUnlock, Cause::kUnexpectedReply, EcuMemory::kUntouched);
-    failure.response_code = code;
+    failure.response_code = static_cast<std::uint8_t>(code);
     EXPECT_THAT(AdviceText(failure), ::testing::Not(HasSubstr("run the command again")));
     EXPECT_THAT(AdviceText(failure), HasSubstr("right key"));
   }

@@ -18,10 +18,7 @@ class RealTimeSimulation : public Bus {
 
   void Select(const Exchange& exchange) override { bus_.Select(exchange); }
   void DiscardReceived() override { bus_.DiscardReceived(); }
-  void Send(ByteView frame) override {
-    CatchUp();
-    bus_.Send(frame);
-  }
+  void Send(ByteView frame) override { bus_.Send(frame); }
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override {
     return bus_.Receive(timeout);
   }

@@ -124,7 +124,7 @@ class ReportTest(unittest.TestCase):
         self.assertRegex(row, r"30,064 bytes\s+[\d.]+ kB/s\s+[\d.]+ kB/s\s+\d+ %")
 
     def test_shows_a_failed_flash_as_failed(self):
-        folder = folders.flash(TOOL, self.path / "failed", "--sim-fault", "bad-checksum@60", status=76)
+        folder = folders.flash(TOOL, self.path / "failed", "--fault", "bad-checksum@60", status=76)
         self.open(folders.report(TOOL, folder))
         self.assertEqual(self.browser.run("return document.querySelector('h1').dataset.state"), "failed")
         self.assertRegex(self.text("h1"), r"Flash failed: download at 0x009D80: .*77, block checksum error")
@@ -136,7 +136,7 @@ class ReportTest(unittest.TestCase):
         self.assertIn("request download refused: 77", self.text(".grid-row[data-row='0']"))
 
     def test_shows_cells_that_did_not_take_their_value(self):
-        folder = folders.flash(TOOL, self.path / "cell", "--verify", "--sim-fault", "bad-cell@0x8100", status=76)
+        folder = folders.flash(TOOL, self.path / "cell", "--verify", "--fault", "bad-cell@0x8100", status=76)
         self.open(folders.report(TOOL, folder))
         self.assertEqual(self.browser.run("return document.querySelector('h1').dataset.state"), "failed")
 

@@ -41,13 +41,14 @@ class TwoProcesses : public ToolTest {
   /// What the simulator kept of its flash, once it has ended.
   std::string Kept(std::size_t size) { return folder_.Read("memory").substr(kBase, size); }
 
-  /// A patient command line: the machine may be busy elsewhere.
+  /// A command line that is patient, since the machine may be busy elsewhere.
   std::vector<std::string> FlashCommand(const std::string& image, const std::string& bus,
-                                        const std::vector<std::string>& options = {}) {
+                                        const std::vector<std::string>& options = {},
+                                        const std::string& p2 = "5000") {
     std::vector<std::string> arguments{"flash",  folder_.Write("image.bin", image),
                                        "--base", std::to_string(kBase),
                                        "--bus",  bus,
-                                       "--p2",   "5000",
+                                       "--p2",   p2,
                                        "--yes"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return arguments;
@@ -151,6 +152,8 @@ INSTANTIATE_TEST_SUITE_P(Signals, Interrupted,
 struct Fault {
   const char* name;
   const char* fault;
+  /// How long the ECU may take; short where it is silent for good.
+  const char* p2;
   std::vector<std::string> options;
   int status;
   const char* message;
@@ -167,7 +170,7 @@ TEST_P(Faulty, EndWithMessageStateAndAdviceAndNeverWithAFalseSuccess) {
   Simulate("slcan", {"--fault", fault.fault});
   std::vector<std::string> options = fault.options;
   options.emplace_back("--verify");
-  const ToolResult result = Run(FlashCommand(image, "slcan:" + device_, options));
+  const ToolResult result = Run(FlashCommand(image, "slcan:" + device_, options, fault.p2));
   EXPECT_EQ(result.status, fault.status);
   EXPECT_THAT(result.out, Not(HasSubstr("done")));
   EXPECT_THAT(result.err, AllOf(HasSubstr(fault.message), HasSubstr("\nstep      download"),
@@ -187,7 +190,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Fault{"LostFrame",
               "lose-frame@161",
-              {"--p2", "1000"},
+              "1000",
+              {},
               69,
               "quillmark: download at 0x001000: the ECU does not answer (no frame within 1000 ms, "
               "expected 3001)",
@@ -195,6 +199,7 @@ INSTANTIATE_TEST_SUITE_P(
               "program"},
         Fault{"FlippedByte",
               "flip-byte@161",
+              "5000",
               {},
               76,
               "quillmark: download at 0x001000: Download error 037F3477AAAAAAAA; negative response "
@@ -202,19 +207,22 @@ INSTANTIATE_TEST_SUITE_P(
               "\necu       erased, 0 of 300 bytes"},
         Fault{"SilentEcu",
               "silent@220",
-              {"--p2", "1000"},
+              "1000",
+              {},
               69,
               "quillmark: download at 0x001080: the ECU does not answer",
               "\necu       erased, 128 of 300 bytes are written and confirmed: it holds no whole "
               "program; its session may still be open"},
         Fault{"NegativeResponse",
               "negative@0x34:0x72",
+              "5000",
               {},
               76,
               "negative response 72, programming failure",
               "\necu       erased, 0 of 300 bytes"},
         Fault{"EndlesslyPending",
               "pending@0x34:5",
+              "5000",
               {"--max-pending", "2"},
               76,
               "quillmark: download at 0x001000: the ECU stays busy (received 037F3478AAAAAAAA, "
@@ -222,6 +230,7 @@ INSTANTIATE_TEST_SUITE_P(
               "\necu       erased, 0 of 300 bytes"},
         Fault{"Unplugged",
               "unplug@220",
+              "5000",
               {},
               74,
               " is gone: ",
