@@ -65,7 +65,7 @@ TEST_F(SlcanAdapterTest, AnswersWhatItIsAsked) {
 
 TEST_F(SlcanAdapterTest, TakesFramesForOthersAndNothingHappens) {
   Say("S6\rO\r");
-  EXPECT_EQ(Say("t12330102FF\rT00000632802108100000000000\r"), "\a\a");
+  EXPECT_EQ(Say("t12330102\rT00000632802108100000000000\r"), "\a\a");
   EXPECT_EQ(Say("t12320102\rT0000063280210810000000000\r"), "z\rZ\r");
   EXPECT_EQ(Later(), "");
 }
