@@ -159,7 +159,7 @@ struct Fault {
   const char* message;
   const char* state;
 
-  friend void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.name; }
+  friend void PrintTo(const Fault& each, std::ostream* out) { *out << each.name; }
 };
 
 class Faulty : public TwoProcesses, public ::testing::WithParamInterface<Fault> {};
