@@ -1,26 +1,40 @@
 #include "host/adapters/slcan_bus.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace quillmark::host {
 namespace {
 
-/// An adapter that has nothing more to say to what was left of an earlier session.
+/// For an adapter to tell its version, and to have nothing more to say where it tells none.
+constexpr std::chrono::milliseconds kVersionLimit{2000};
 constexpr std::chrono::milliseconds kQuiet{100};
-constexpr std::chrono::milliseconds kLongestDraining{1000};
 constexpr std::chrono::milliseconds kConfirmationLimit{2000};
 
 }  // namespace
 
 SlcanBus::SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, bool confirms)
     : port_(std::move(port)), confirms_(confirms) {
-  // The empty lines end whatever half a command the adapter still holds.
-  Write("\r\rC");
-  const Duration deadline = Now() + kLongestDraining;
-  while (!port_->Read(kQuiet).empty() && Now() < deadline) {
-  }
+  CloseChannel();
   Command(SlcanBitRateCommand(bit_rate).value());
   Command("O");
+}
+
+/// The empty lines end whatever half a command the adapter still holds. What it has to say to them
+/// and to the end of an earlier session comes before its version.
+void SlcanBus::CloseChannel() {
+  Write("\r\rC\rV");
+  const auto is_version = [](const SlcanEvent& event) {
+    return event.kind == SlcanEvent::Kind::kAnswer && event.text.starts_with('V');
+  };
+  const Duration deadline = Now() + (confirms_ ? kVersionLimit : kQuiet);
+  while (Left(deadline) > Duration::zero()) {
+    const std::vector<SlcanEvent> events = receiver_.Take(port_->Read(Left(deadline)));
+    if (std::any_of(events.begin(), events.end(), is_version)) {
+      return;
+    }
+  }
 }
 
 SlcanBus::~SlcanBus() {

@@ -32,6 +32,7 @@ class SlcanBus : public RealTimeBus {
   void Break(std::chrono::milliseconds low) override;
 
  private:
+  void CloseChannel();
   void Write(const std::string& line);
   void Command(const std::string& line);
   void AwaitConfirmation(const std::string& line);

@@ -47,6 +47,7 @@ TEST_F(KLineBusTest, TakesTheEchoForWhatItIs) {
   bus.Send(kRequest);
   EXPECT_EQ(bus.Receive(kPlenty), kReply);
   EXPECT_EQ(bus.Receive(1ms), std::nullopt);
+  const std::scoped_lock lock(mutex_);
   EXPECT_EQ(heard_, kRequest);
 }
 

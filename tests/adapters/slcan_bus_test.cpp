@@ -22,13 +22,13 @@ class SlcanBusTest : public ::testing::Test {
   Bytes Confirm(const Bytes& heard) {
     const std::scoped_lock lock(mutex_);
     heard_ += TextOf(heard);
-    std::string answer;
+    std::string answer = heard_.ends_with("V\r") ? extra_ + "\r\r\aV1013" : "";
     for (const std::uint8_t byte : heard) {
-      if (byte == '\r') {
+      if (byte == '\r' && !heard_.ends_with("V\r")) {
         answer += refused_.empty() || !heard_.ends_with(refused_ + "\r") ? "\r" : "\a";
       }
     }
-    return BytesOfText(answer + extra_);
+    return BytesOfText(heard_.ends_with("V\r") ? answer + "\r" : answer);
   }
 
   std::unique_ptr<SlcanBus> Open(std::uint32_t bit_rate = 500'000) {
@@ -43,18 +43,34 @@ class SlcanBusTest : public ::testing::Test {
     return heard_;
   }
 
+  /// Says this, left by an earlier session, before its version.
+  void LeaveBehind(const std::string& text) {
+    const std::scoped_lock lock(mutex_);
+    extra_ = text;
+  }
+
+  /// Answers this line with BEL.
+  void Refuse(const std::string& line) {
+    const std::scoped_lock lock(mutex_);
+    refused_ = line;
+  }
+
   std::mutex mutex_;
   std::string heard_;
-  /// A line that is answered with BEL.
   std::string refused_;
-  /// What follows every answer.
   std::string extra_;
   ScriptedDevice device_{[this](const Bytes& heard) { return Confirm(heard); }};
 };
 
 TEST_F(SlcanBusTest, ClosesTheChannelChoosesTheBitRateAndOpensIt) {
   const auto bus = Open(250'000);
-  EXPECT_EQ(Heard(), "\r\rC\rS5\rO\r");
+  EXPECT_EQ(Heard(), "\r\rC\rV\rS5\rO\r");
+}
+
+TEST_F(SlcanBusTest, PassesOverWhatAnEarlierSessionLeft) {
+  LeaveBehind("t73A101\r\a\at73A102\rt7");
+  const auto bus = Open();
+  EXPECT_EQ(bus->Receive(1ms), std::nullopt);
 }
 
 TEST_F(SlcanBusTest, ClosesTheChannelInTheEnd) {
@@ -97,7 +113,6 @@ TEST_F(SlcanBusTest, ReceivesFramesThatComeInPiecesOrTogetherOrWithJunk) {
 
 TEST_F(SlcanBusTest, KeepsAFrameThatComesBeforeAConfirmation) {
   const auto bus = Open();
-  extra_ = "";
   device_.Say(BytesOfText("t73A101\r"));
   bus->Send(Bytes{0x3E});
   EXPECT_EQ(bus->Receive(kPlenty), Bytes{0x01});
@@ -130,12 +145,12 @@ TEST_F(SlcanBusTest, NeverWaitsShorterThanAsked) {
 }
 
 TEST_F(SlcanBusTest, FailsWhereTheAdapterRefusesItsBitRate) {
-  refused_ = "S6";
+  Refuse("S6");
   EXPECT_EQ(BusErrorOf([&] { Open(); }), "the adapter refuses \"S6\"");
 }
 
 TEST_F(SlcanBusTest, FailsWhereTheAdapterRefusesAFrame) {
-  refused_ = "t632101";
+  Refuse("t632101");
   const auto bus = Open();
   EXPECT_EQ(BusErrorOf([&] { bus->Send(Bytes{0x01}); }), "the adapter refuses \"t632101\"");
 }
