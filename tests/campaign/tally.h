@@ -18,7 +18,7 @@ class Tally {
   void Print(std::ostream& out) const;
 
  private:
-  static constexpr std::size_t kPhases = 9;
+  static constexpr std::size_t kPhases = static_cast<std::size_t>(host::Phase::kClose) + 1;
 
   struct Ends {
     std::uint64_t happened = 0;
