@@ -35,13 +35,15 @@ constexpr std::uint8_t ValueOf(char digit) {
   return number < 10 ? number : letter_value;
 }
 
-constexpr auto kDigitValues = [] {
+constexpr std::array<std::uint8_t, 256> MakeDigitValues() {
   std::array<std::uint8_t, 256> values{};
   for (std::size_t code = 0; code < values.size(); ++code) {
     values[code] = ValueOf(static_cast<char>(code));
   }
   return values;
-}();
+}
+
+constexpr auto kDigitValues = MakeDigitValues();
 
 std::uint8_t LookUpValueOf(char digit) { return kDigitValues[static_cast<std::uint8_t>(digit)]; }
 
