@@ -131,7 +131,7 @@ std::optional<Bytes> SocketCanBus::ReadFrame() const {
   if ((raw.can_id & CAN_ERR_FLAG) != 0) {
     throw BusError(interface_ + " is off the bus");
   }
-  const std::uint8_t* const data = static_cast<const std::uint8_t*>(raw.data);
+  const auto* const data = static_cast<const std::uint8_t*>(raw.data);
   return Bytes(data, data + std::min<std::size_t>(raw.can_dlc, CanFrame::kMostBytes));
 }
 
