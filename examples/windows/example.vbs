@@ -18,7 +18,7 @@ WScript.Echo "seed " & reprog.getseed(document).Hex
 ' An error is an Err.Number with its description.
 received.text = "037F2736"
 On Error Resume Next
-reprog.getseed document
+Call reprog.getseed(document)
 WScript.Echo "error " & Err.Number & ": " & Err.Description
 On Error GoTo 0
 

@@ -7,5 +7,5 @@ Set received = document.createElement("d")
 received.text = "0667811122334455"
 document.selectSingleNode("/can/x/r").appendChild received
 On Error Resume Next
-reprog.getseed document
+Call reprog.getseed(document)
 WScript.Echo Err.Number & ": " & Err.Description
