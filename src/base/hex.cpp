@@ -92,7 +92,8 @@ bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
 }  // namespace
 
 void AppendHex(std::string& text, ByteView bytes) {
-  std::array<char, 2 * kChunkSize> digits;
+  // Filled before it is read; zeros would cost a frame more than its digits.
+  std::array<char, 2 * kChunkSize> digits;  // NOLINT(cppcoreguidelines-pro-type-member-init)
   while (!bytes.empty()) {
     const ByteView chunk = bytes.first(std::min(bytes.size(), kChunkSize));
     WriteDigits(digits.data(), chunk);
