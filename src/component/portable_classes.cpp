@@ -1,5 +1,4 @@
 #include <string>
-#include <utility>
 
 #include "component/component_classes.h"
 #include "component/memory_guard.h"
@@ -10,9 +9,8 @@ namespace quillmark {
 std::shared_ptr<PortablePlatform> CreatePortablePlatform() {
   return GuardMemory([] {
     auto platform = MakePortablePlatform();
-    ForEachComponentClass([&](std::string progID, auto factory) {
-      platform->RegisterClass(std::move(progID), factory);
-    });
+    ForEachComponentClass(
+        [&](const std::string& progID, auto factory) { platform->RegisterClass(progID, factory); });
     return platform;
   });
 }

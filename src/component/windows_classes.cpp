@@ -1,5 +1,4 @@
 #include <string>
-#include <utility>
 
 #include "component/component_classes.h"
 #include "component/memory_guard.h"
@@ -11,7 +10,7 @@ std::shared_ptr<WindowsPlatform> CreateWindowsPlatform() {
   return GuardMemory([] {
     auto platform = MakeWindowsPlatform();
     ForEachComponentClass(
-        [&](std::string progID, auto factory) { platform->AddClass(std::move(progID), factory); });
+        [&](const std::string& progID, auto factory) { platform->AddClass(progID, factory); });
     return platform;
   });
 }
