@@ -35,6 +35,7 @@ class QUILLMARK_API ByteString {
 
   /// The byte at a position.
   [[nodiscard]] virtual std::uint8_t Item(std::int32_t position) const = 0;
+  /// Writes the byte at a position.
   virtual void SetItem(std::int32_t position, std::uint8_t value) = 0;
 
   /// A view on the `count` bytes from `start` on. It shares storage with this string, counts its
@@ -61,16 +62,20 @@ class QUILLMARK_API ByteString {
   /// Parses such text, lower case accepted, and assigns its bytes as `Assign` would.
   virtual void SetHex(std::string_view text) = 0;
 
-  /// The same without the text, which an implementation can spare the component that has its bytes
-  /// side by side in memory. Otherwise they go through `Hex` and `SetHex`.
-  ///
-  /// Calls `read` with the bytes, which are good for that call alone.
+  /// Calls `read` with the bytes, which are good for that call alone. An implementation that has
+  /// its bytes side by side in memory spares the component the text of `Hex`, through which this
+  /// one goes.
   virtual void ReadBytes(const std::function<void(std::span<const std::uint8_t>)>& read) const;
-  /// `bytes` are not those of this string.
+  /// Assigns `bytes`, which are not those of this string, as `Assign` would. Like `ReadBytes`, it
+  /// goes through the text unless an implementation knows better.
   virtual void SetBytes(std::span<const std::uint8_t> bytes);
 
+  /// The address of the first byte; of a view always 1.
   [[nodiscard]] virtual std::int32_t StartAddress() const = 0;
+  /// Moves the string to an address; its bytes stay as they are. Raises 6 where the last byte would
+  /// lie behind 2147483647, 9 on a view.
   virtual void SetStartAddress(std::int32_t address) = 0;
+  /// The address of the last byte; of an empty string the start address less 1.
   [[nodiscard]] virtual std::int32_t EndAddress() const = 0;
 
   /// Number of consecutive bytes equal to `fill` from `address` on; 0 where the byte at `address`

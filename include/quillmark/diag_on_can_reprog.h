@@ -52,10 +52,16 @@ using ByteStringArray = std::vector<std::shared_ptr<ByteString>>;
 /// sequence with an empty `Node`. It may call members of this object if no other thread does
 /// meanwhile.
 ///
+/// Ownership: a document or byte string that a member returns is new and the host's own. Of an
+/// argument nothing is kept: a transfer takes a copy of its image or map before it returns.
+///
 /// Errors: every member raises `Error` alone where the platform does. A failed call leaves the
-/// object as it was.
+/// object as it was. Any request method raises 91 before `CANIDs`, any check method 91 for a null
+/// document, 13 for received bytes that are not hexadecimal text, and in gateway and K form 2003
+/// "Checksum error …" for a damaged message.
 class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
  public:
+  /// The name by which a threading library creates a worker.
   static constexpr std::string_view kProgID = "Quillmark.DiagOnCANReprog";
 
   /// Handler of the event: `Node` is a transfer document, or null at the end of a sequence, whether
@@ -70,7 +76,8 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   /// Chooses the transport form and builds the templates. `RCANId` other than 0: plain CAN
   /// (ISO 15765-2), receiving on `RCANId` and sending on `XCANId`. `RCANId` = 0: an ECU address in
   /// `XCANId`, behind a CAN gateway for 0x6E and 0x7A, on a K line (ISO 14230-2) for any other.
-  /// Raises 6 for an address outside 0..255.
+  /// Raises 6 for an address outside 0..255. The identifiers are written as they are: what the bus
+  /// can carry is the host's to know.
   virtual void CANIDs(std::int32_t RCANId, std::int32_t XCANId) = 0;
 
   /// The whole session-opening sequence, with the requests whose replies `gethisto` reads.
@@ -93,21 +100,24 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   [[nodiscard]] virtual std::shared_ptr<ByteString> getseed(
       const std::shared_ptr<DOMDocument>& root) = 0;
 
-  /// Sends the key (service 27 82). `checkunlock` reads back the replies to keys of 2 to 9 bytes in
-  /// gateway form, 0 to 5 in plain CAN form, any in K form; with other lengths it looks at an
-  /// acknowledgement or a flow control instead of the reply and fails.
+  /// Sends the key (service 27 82), which the host computes. Raises 91 without a key, 1000 for one
+  /// that no message can hold: over 4093 bytes in plain CAN form, over 253 else. `checkunlock`
+  /// reads back the replies to keys of 2 to 9 bytes in gateway form, 0 to 5 in plain CAN form, any
+  /// in K form; with other lengths it looks at an acknowledgement or a flow control instead of the
+  /// reply and fails.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> dounlock(
       const std::shared_ptr<ByteString>& key) = 0;
 
   /// Raises the negative responses 2032 to 2044, and 2003 "SA#2 Illegal Reply …".
   virtual void checkunlock(const std::shared_ptr<DOMDocument>& root) = 0;
 
-  /// Starts the erase (routine 31 81) of the memory that `RL` names.
+  /// Starts the erase (routine 31 81) of the memory that `RL` names, an identifier of the ECU's.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> starterase(std::uint8_t RL) = 0;
   /// Raises 4003 "Start erase error …".
   virtual void checkstarterase(const std::shared_ptr<DOMDocument>& root) = 0;
 
-  /// Asks whether the erase has finished.
+  /// Asks whether the erase has finished: run and check it again and again, with a pause of the
+  /// host's choice between.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> checkerase() = 0;
   /// True when the erase has finished, false while it runs. Raises 2000 without a reply, else 4004
   /// "Erase error …".
@@ -117,13 +127,13 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   /// marked a failure with an `e` element.
   virtual void checkdownload(const std::shared_ptr<DOMDocument>& root) = 0;
 
-  /// Starts a routine by its local identifier.
+  /// Starts a routine by its local identifier, 0..255, one of the ECU's.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> startroutine(std::uint8_t Routine) = 0;
   /// Raises 4006 "Start routine …H error …".
   virtual void checkstartroutine(const std::shared_ptr<DOMDocument>& root,
                                  std::uint8_t Routine) = 0;
 
-  /// Asks whether a routine has finished.
+  /// Asks whether a routine has finished, like `checkerase`.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> routinestatus(std::uint8_t Routine) = 0;
   /// True when the routine has finished, false while it runs. Raises 2000 without a reply, else
   /// 4006; 9 where a reply that begins rightly ends before its status.
@@ -131,7 +141,7 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
                                           std::uint8_t Routine) = 0;
 
   /// Writes the 48-byte history record `Histo`; of a shorter or longer one, as many bytes as both
-  /// have.
+  /// have, the others 0. Raises 91 without a record.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> writelogzone(
       const std::shared_ptr<ByteString>& Histo) = 0;
   /// Raises 4008 "Write log zone error …" where the host marked a failure with an `e` element.
@@ -143,7 +153,8 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   virtual void checkupload(const std::shared_ptr<DOMDocument>& root,
                            const std::shared_ptr<MemoryImage>& Image) = 0;
 
-  /// Ends the session.
+  /// Ends the session (service 82, in plain CAN form 10 81). Its reply has no check: the host sees
+  /// from its own run whether it came.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> stopcomm() = 0;
 
   /// Computes the download of `Image` on a worker and returns once the worker has started;
@@ -155,10 +166,12 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   virtual void ComputeDownload(std::uint8_t RL, const std::shared_ptr<MemoryImage>& Image,
                                std::uint8_t FillByte, std::int32_t IMod, std::int32_t MaxSize) = 0;
 
-  /// Computes the upload of the ranges of `Map`, like `ComputeDownload`, in requests of 48 bytes.
+  /// Computes the upload of the ranges of `Map`, like `ComputeDownload`, in requests of at most 48
+  /// bytes, which the ECU answers for the memory `RL`.
   virtual void ComputeUpload(const std::shared_ptr<MemoryMap>& Map, std::uint8_t RL) = 0;
 
-  /// Keeps the session alive (service 3E).
+  /// Keeps the session alive (service 3E). When it is due is the host's to know: the ECU's session
+  /// lapses after some seconds without a request (S3 of ISO 14230-3). Its reply has no check.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> TesterPresent() = 0;
 
   /// ISO 15765-2 flow control that requests expect of the ECU: block size `BS` (0..255; 0 means

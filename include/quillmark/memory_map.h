@@ -26,6 +26,7 @@ class QUILLMARK_API MemoryMap {
  public:
   virtual ~MemoryMap() = default;
 
+  /// Adds the `count` bytes from `start` on. Ranges may overlap; they are read in turn.
   virtual void AddRange(std::int32_t start, std::int32_t count) = 0;
 
   /// The ranges in the order in which they were added.

@@ -37,8 +37,11 @@ class QUILLMARK_API Platform {
 
   /// An empty string with start address 1.
   [[nodiscard]] virtual std::shared_ptr<ByteString> CreateByteString() = 0;
+  /// An image without segments: for the host, and for a worker's own copy of what it downloads.
   [[nodiscard]] virtual std::shared_ptr<MemoryImage> CreateMemoryImage() = 0;
+  /// A map without ranges: for the host, and for a worker's own copy of what it uploads.
   [[nodiscard]] virtual std::shared_ptr<MemoryMap> CreateMemoryMap() = 0;
+  /// A calculator to which nothing was added.
   [[nodiscard]] virtual std::shared_ptr<ChecksumCalculator> CreateChecksumCalculator() = 0;
 
   /// Creates the object of `progID` on a new thread, calls its `IThread::GetParameter` with

@@ -13,6 +13,7 @@ namespace quillmark {
 /// host sees the event `XMLReady` instead.
 class QUILLMARK_API XMLDocClient : public virtual Object {
  public:
+  /// The name under which the class is registered, though it cannot be created.
   static constexpr std::string_view kProgID = "Quillmark.XMLDocClient";
 
   /// Called on the worker's thread with a transfer document, or with null at the end of a sequence.
