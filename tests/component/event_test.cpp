@@ -38,6 +38,13 @@ TEST_P(EventTest, CancelledSequenceHasNoEnd) {
   }
 }
 
+TEST_P(EventTest, CancelledUploadHasNoEnd) {
+  const auto map = platform_->CreateMemoryMap();
+  map->AddRange(0, 70000);
+  PieceCollector collector(1);
+  EXPECT_THAT(Collect([&] { diag_->ComputeUpload(map, 0x80); }, collector), SizeIs(1));
+}
+
 TEST_P(EventTest, UntouchedCancelStopsTheWorker) {
   std::atomic<int> events = 0;
   diag_->OnXMLReady([&](const auto&, bool& cancel) {
