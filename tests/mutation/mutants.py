@@ -33,6 +33,7 @@ OPERATOR = re.compile("|".join(re.escape(key) for key in sorted(SWAPS, key=len, 
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9A-Fa-f]+|\d+)(U?)(?![\w.'])")
 TEXT = re.compile(r'"([^"\\]+)"')
 CONDITION = re.compile(r"\bif \((\w+)\)")
+COMMENT = re.compile(r"\s+//")
 NO_CODE = re.compile(r"^\s*(//|#|static_assert|template|\[\[|///|using )")
 
 
@@ -52,7 +53,7 @@ class Mutant:
 
 def changes_of(line):
     """(start, before, after) of every change in one line of code."""
-    code = line.split("  // ")[0]
+    code = COMMENT.split(line)[0]
     texts = [match.span() for match in TEXT.finditer(code)]
 
     def in_text(at):
