@@ -37,10 +37,13 @@ void Run() {
   const auto reprog = quillmark::CreateDiagOnCANReprog(platform);
   reprog->CANIDs(1850, 1586);  // plain CAN: receive on 0x73A, send on 0x632
 
+  // [pair]
   const Document request = reprog->readseed();
   WriteReplies(request, {"06678111223344AA"});
   std::cout << "seed " << reprog->getseed(request)->Hex() << '\n';
+  // [pair]
 
+  // [transfer]
   // The handler is called on the worker's thread. Leaving Cancel true would end the transfer.
   int bytes = 0;
   const auto checker = quillmark::CreateDiagOnCANReprog(platform);
@@ -57,6 +60,7 @@ void Run() {
 
   // A worker's error looks like an end: the sum of all `totalbytes` tells the two apart.
   std::cout << (bytes == 8 ? "download complete\n" : "download incomplete\n");
+  // [transfer]
 }
 
 }  // namespace

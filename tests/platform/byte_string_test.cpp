@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "examples/own_types/own_byte_string.h"
 #include "platform/byte_string_laws.h"
 #include "platform/naive_byte_string.h"
 #include "platform/portable/fill_run.h"
@@ -21,6 +22,12 @@ struct NaiveStrings {
   static std::shared_ptr<ByteString> MakeOther() { return ReferenceStrings::Make(); }
 };
 
+struct ExampleStrings {
+  static std::shared_ptr<ByteString> Make() { return std::make_shared<example::OwnByteString>(); }
+  static std::shared_ptr<ByteString> MakeOther() { return MakeNaiveByteString(); }
+};
+
+INSTANTIATE_TYPED_TEST_SUITE_P(Example, ByteStringLaws, ExampleStrings);
 INSTANTIATE_TYPED_TEST_SUITE_P(Reference, ByteStringLaws, ReferenceStrings);
 INSTANTIATE_TYPED_TEST_SUITE_P(Naive, ByteStringLaws, NaiveStrings);
 
