@@ -44,11 +44,13 @@ public static class Host
 
     static void ShowSeedAndError(IDiagOnCANReprog reprog)
     {
+        // [pair]
         dynamic document = reprog.readseed();
         Console.WriteLine((string)document.xml);
         WriteReply(document, "0667811122334455");
         dynamic seed = reprog.getseed(document);
         Console.WriteLine("seed " + (string)seed.Hex);
+        // [pair]
 
         document = reprog.readseed();
         WriteReply(document, "037F2736");
