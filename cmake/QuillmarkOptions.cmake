@@ -35,8 +35,9 @@ if(QUILLMARK_SANITIZE)
   target_compile_definitions(quillmark_options INTERFACE _GLIBCXX_ASSERTIONS)
 else()
   # A sanitizer's run-time library is linked into the program alone, so a shared library leaves its
-  # symbols open there.
-  target_link_options(quillmark_options INTERFACE LINKER:--no-undefined)
+  # symbols open there. A module finds some in the program that loads it.
+  target_link_options(quillmark_options INTERFACE
+                      $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:LINKER:--no-undefined>)
 endif()
 
 if(QUILLMARK_COVERAGE)

@@ -19,7 +19,7 @@ def main():
     # Each block ends with a NUL, which parts what the blocks print.
     script = "".join(f"{text}printf '\\0'\n" for text in commands)
     run = subprocess.run(["bash", "-ec", script], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                         text=True, cwd=page.parents[1], env=environment, check=False)
+                         text=True, cwd=pathlib.Path(__file__).parents[2], env=environment, check=False)
     printed = run.stdout.split("\0")
     wrong = run.returncode != 0 or not commands
     number = -1

@@ -1,0 +1,92 @@
+#include "arguments.h"
+
+#include <array>
+#include <string>
+#include <utility>
+
+#include "quillmark/error.h"
+#include "transfer_platform.h"
+
+namespace quillmark::python {
+namespace {
+
+constexpr std::array<std::pair<std::string_view, host::TransportForm>, 3> kForms = {{
+    {"can", host::TransportForm::kPlainCan},
+    {"gateway", host::TransportForm::kGateway},
+    {"kline", host::TransportForm::kKLine},
+}};
+
+}  // namespace
+
+std::int32_t IntegerOf(py::handle number, std::int32_t lowest, std::int32_t highest) {
+  const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(number.ptr()));
+  if (!index) {
+    throw py::error_already_set();
+  }
+  int overflow = 0;
+  const long long value = PyLong_AsLongLongAndOverflow(index.ptr(), &overflow);
+  if (overflow != 0 || value < lowest || value > highest) {
+    throw Error(error_number::kOverflow, Error::DefaultDescription(error_number::kOverflow) +
+                                             ": expected " + std::to_string(lowest) + " to " +
+                                             std::to_string(highest) + ", found " +
+                                             py::cast<std::string>(py::str(index)));
+  }
+  return static_cast<std::int32_t>(value);
+}
+
+ByteArgument BytesOf(py::handle source) {
+  Py_buffer view{};
+  if (PyObject_GetBuffer(source.ptr(), &view, PyBUF_SIMPLE) != 0) {
+    throw py::error_already_set();
+  }
+  const auto* const first = static_cast<const std::uint8_t*>(view.buf);
+  ByteArgument argument{{first, first + view.len}};
+  PyBuffer_Release(&view);
+  return argument;
+}
+
+std::pair<py::object, py::object> PairOf(py::handle pair, const char* what) {
+  const bool is_pair = PySequence_Check(pair.ptr()) != 0 && PySequence_Size(pair.ptr()) == 2;
+  if (!is_pair) {
+    PyErr_Clear();
+    throw py::type_error(std::string("expected pairs of ") + what + ", found " +
+                         py::cast<std::string>(py::repr(pair)));
+  }
+  return {pair[py::int_(0)], pair[py::int_(1)]};
+}
+
+std::shared_ptr<ByteString> NativeOf(const ByteArgument& argument) {
+  auto string = SharedPlatform()->CreateByteString();
+  string->SetBytes(argument.bytes);
+  return string;
+}
+
+py::bytes PythonBytes(host::ByteView bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+py::bytes PythonBytes(const ByteString& string) {
+  py::bytes result;
+  string.ReadBytes([&](std::span<const std::uint8_t> bytes) { result = PythonBytes(bytes); });
+  return result;
+}
+
+py::object OptionalBytes(const std::shared_ptr<ByteString>& string) {
+  return string ? py::object(PythonBytes(*string)) : py::none();
+}
+
+host::TransportForm FormOf(std::string_view name) {
+  for (const auto& [form_name, form] : kForms) {
+    if (name == form_name) {
+      return form;
+    }
+  }
+  throw py::value_error("form: expected \"can\", \"gateway\" or \"kline\", found \"" +
+                        std::string(name) + '"');
+}
+
+std::string_view NameOf(host::TransportForm form) {
+  return kForms.at(static_cast<std::size_t>(form)).first;
+}
+
+}  // namespace quillmark::python

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "interpreter.h"
+
+namespace quillmark::python {
+
+/// Each adds its classes and functions to the module. The order in module.cpp is that in which they
+/// name each other.
+void BindErrors(py::module_& module);
+void BindDocuments(py::module_& module);
+void BindImages(py::module_& module);
+void BindTransfers(py::module_& module);
+void BindReprog(py::module_& module);
+void BindBuses(py::module_& module);
+void BindRunner(py::module_& module);
+
+}  // namespace quillmark::python

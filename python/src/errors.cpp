@@ -1,0 +1,56 @@
+#include "errors.h"
+
+#include <exception>
+
+#include "bindings.h"
+#include "host/bus/bus.h"
+#include "host/image/image.h"
+#include "host/image/image_file.h"
+
+namespace quillmark::python {
+namespace {
+
+py::object TypeNamed(const char* name) {
+  return py::module_::import("quillmark._types").attr(name);
+}
+
+/// What pybind11 does not know: an error of the component and those of the reference host.
+void Translate(std::exception_ptr raised) {
+  try {
+    std::rethrow_exception(std::move(raised));
+  } catch (const Error& error) {
+    PyErr_SetObject(TypeNamed("Error").ptr(), PythonError(error).ptr());
+  } catch (const host::BusError& error) {
+    PyErr_SetString(TypeNamed("BusError").ptr(), error.what());
+  } catch (const host::UnreadableImage& error) {
+    PyErr_SetString(PyExc_OSError, error.what());
+  } catch (const host::DamagedImage& error) {
+    PyErr_SetString(PyExc_ValueError, error.what());
+  } catch (const host::MisplacedBase& error) {
+    PyErr_SetString(PyExc_ValueError, error.what());
+  }
+}
+
+}  // namespace
+
+py::object PythonError(const Error& error) {
+  return TypeNamed("Error")(error.Number(), error.Description());
+}
+
+void Raise(const py::object& error) {
+  PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(error.ptr())), error.ptr());
+  throw py::error_already_set();
+}
+
+void RaiseIncomplete(std::int64_t delivered, std::int64_t expected) {
+  Raise(TypeNamed("TransferIncomplete")(delivered, expected));
+}
+
+py::object MakeHistory(const py::list& histories, const py::list& reprogrammings,
+                       const py::object& identification) {
+  return TypeNamed("History")(histories, reprogrammings, identification);
+}
+
+void BindErrors(py::module_& /*module*/) { py::register_exception_translator(&Translate); }
+
+}  // namespace quillmark::python

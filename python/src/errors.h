@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "interpreter.h"
+#include "quillmark/error.h"
+
+namespace quillmark::python {
+
+/// The types that the package defines in Python, in _types.py.
+
+/// An instance of `Error`, not raised.
+[[nodiscard]] py::object PythonError(const Error& error);
+
+/// Raises an instance of an exception.
+[[noreturn]] void Raise(const py::object& error);
+
+/// Raises `TransferIncomplete`.
+[[noreturn]] void RaiseIncomplete(std::int64_t delivered, std::int64_t expected);
+
+/// A `History`.
+[[nodiscard]] py::object MakeHistory(const py::list& histories, const py::list& reprogrammings,
+                                     const py::object& identification);
+
+}  // namespace quillmark::python

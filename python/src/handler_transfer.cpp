@@ -1,0 +1,163 @@
+#include "handler_transfer.h"
+
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <chrono>
+
+#include "bindings.h"
+#include "errors.h"
+#include "stream_transfer.h"
+
+namespace quillmark::python {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// The exception in flight as an object, its traceback included.
+py::object Caught(const py::error_already_set& error) {
+  py::object value = error.value();
+  if (error.trace()) {
+    PyException_SetTraceback(value.ptr(), error.trace().ptr());
+  }
+  return value;
+}
+
+/// Reports an exception that nobody has asked for, as threads do.
+void ReportUnasked(const py::object& raised, const py::object& context) {
+  PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
+  PyErr_WriteUnraisable(context.ptr());
+}
+
+}  // namespace
+
+HandlerTransfer::~HandlerTransfer() {
+  if (Py_IsInitialized() == 0) {
+    handler_.release();
+    raised_.release();
+    return;
+  }
+  const py::gil_scoped_acquire gil;
+  if (raised_) {
+    ReportUnasked(raised_, handler_);
+  }
+  handler_ = {};
+  raised_ = {};
+}
+
+bool HandlerTransfer::XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) {
+  const End end = cancelled_ ? End::kCancelled : EndAfter(xml);
+  if (end != End::kNotYet) {
+    SetEnd(end);
+  }
+  return end == End::kNotYet;
+}
+
+HandlerTransfer::End HandlerTransfer::EndAfter(const std::shared_ptr<IXMLDOMNode>& node) {
+  const py::gil_scoped_acquire gil;
+  if (node) {
+    delivery_.Add(*node);
+  }
+  try {
+    const bool cancel = CallHandler(node);
+    if (node) {
+      return cancel ? End::kCancelled : End::kNotYet;
+    }
+  } catch (const py::error_already_set& error) {
+    raised_ = Caught(error);
+    return End::kRaised;
+  }
+  return delivery_.complete() ? End::kComplete : End::kIncomplete;
+}
+
+/// What `Cancel` is after the event: it comes in as true, and None leaves it so.
+bool HandlerTransfer::CallHandler(const std::shared_ptr<IXMLDOMNode>& node) {
+  const py::object answer = handler_(node ? py::cast(MakeDocument(node)) : py::none());
+  if (answer.is_none()) {
+    return true;
+  }
+  const int is_true = PyObject_IsTrue(answer.ptr());
+  if (is_true < 0) {
+    throw py::error_already_set();
+  }
+  return is_true != 0;
+}
+
+void HandlerTransfer::SetEnd(End end) {
+  const std::lock_guard lock(mutex_);
+  end_ = end;
+  changed_.notify_all();
+}
+
+bool HandlerTransfer::Ended() const {
+  const std::lock_guard lock(mutex_);
+  return end_ != End::kNotYet;
+}
+
+HandlerTransfer::End HandlerTransfer::AwaitEnd(std::optional<double> seconds) {
+  constexpr std::chrono::milliseconds kLookUp{50};
+  const auto deadline = Clock::now() + std::chrono::duration<double>(seconds.value_or(0));
+  for (;;) {
+    {
+      const WithoutGil released;
+      std::unique_lock lock(mutex_);
+      const auto until = seconds ? std::min<Clock::time_point>(
+                                       Clock::now() + kLookUp,
+                                       std::chrono::time_point_cast<Clock::duration>(deadline))
+                                 : Clock::now() + kLookUp;
+      changed_.wait_until(lock, until, [this] { return end_ != End::kNotYet; });
+      if (end_ != End::kNotYet) {
+        return end_;
+      }
+    }
+    CheckSignals();
+    if (seconds && Clock::now() >= deadline) {
+      return End::kNotYet;
+    }
+  }
+}
+
+bool HandlerTransfer::Wait(std::optional<double> seconds) {
+  switch (AwaitEnd(seconds)) {
+    case End::kNotYet:
+      PyErr_SetString(PyExc_TimeoutError, "the transfer has not ended yet");
+      throw py::error_already_set();
+    case End::kRaised:
+      if (raised_) {
+        Raise(std::exchange(raised_, py::object()));
+      }
+      return false;
+    case End::kIncomplete:
+      RaiseIncomplete(delivery_.delivered(), delivery_.expected());
+    case End::kComplete:
+      return true;
+    default:
+      return false;
+  }
+}
+
+void BindTransfers(py::module_& module) {
+  py::class_<HandlerTransfer, std::shared_ptr<HandlerTransfer>>(
+      module, "Transfer",
+      R"(A transfer whose documents go to a handler.
+
+It goes on where this object is dropped. An exception of the handler that no wait() has raised is reported
+by sys.unraisablehook.)")
+      .def("wait", &HandlerTransfer::Wait, py::arg("timeout") = py::none(),
+           "Waits for the end of the transfer, at most timeout seconds. True where the handler "
+           "took every\ndocument, False where it was cancelled.\n\nRaises what the handler raised "
+           "(once; then False), TransferIncomplete where the worker failed,\nTimeoutError.")
+      .def("cancel", &HandlerTransfer::Cancel,
+           "Ends the transfer; the handler is called no more. Returns at once.")
+      .def_property_readonly("done", &HandlerTransfer::Ended, "Whether it has ended.");
+
+  py::class_<DocumentStream, std::shared_ptr<DocumentStream>>(module, "_DocumentStream")
+      .def("next", &DocumentStream::Next)
+      .def("close", &DocumentStream::Close);
+
+  module.def("wait_for_workers", &WaitForWorkers,
+             "Returns once no transfer of this process computes any more.");
+  py::module_::import("atexit").attr("register")(py::cpp_function(&EndTransfers));
+}
+
+}  // namespace quillmark::python

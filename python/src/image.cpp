@@ -1,0 +1,174 @@
+#include "image.h"
+
+#include <pybind11/stl.h>
+#include <pybind11/stl/filesystem.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "arguments.h"
+#include "bindings.h"
+#include "host/image/image_file.h"
+#include "quillmark/error.h"
+#include "transfer_platform.h"
+
+namespace quillmark::python {
+namespace {
+
+namespace fs = std::filesystem;
+
+void Add(const Image& self, Long address, const ByteArgument& data) {
+  const auto segment = NativeOf(data);
+  segment->SetStartAddress(address.value);
+  self.Use([&](const auto& image) { image->TakeSegment(*segment); });
+}
+
+/// A mapping gives its items, anything else must give pairs itself.
+std::shared_ptr<Image> MakeImage(const py::object& segments) {
+  const auto image = std::make_shared<Image>(SharedPlatform()->CreateMemoryImage());
+  const py::object pairs = py::hasattr(segments, "items") ? segments.attr("items")() : segments;
+  for (const py::handle pair : pairs) {
+    const auto [address, data] = PairOf(pair, "an address and bytes");
+    Add(*image, {IntegerOf(address, INT32_MIN, INT32_MAX)}, BytesOf(data));
+  }
+  return image;
+}
+
+/// A number from 0 to 0xFFFFFFFF as the signed one that the component counts addresses in.
+std::int32_t AddressOf(std::uint32_t address) {
+  if (address > INT32_MAX) {
+    throw Error(error_number::kOverflow);
+  }
+  return static_cast<std::int32_t>(address);
+}
+
+std::shared_ptr<Image> ReadFile(const fs::path& path, std::optional<std::uint32_t> base) {
+  const auto image = SharedPlatform()->CreateMemoryImage();
+  for (const host::ImageSegment& segment : host::ReadImageFile(path, base).segments) {
+    const auto string = SharedPlatform()->CreateByteString();
+    string->SetBytes(segment.bytes);
+    string->SetStartAddress(AddressOf(segment.address));
+    image->TakeSegment(*string);
+  }
+  return std::make_shared<Image>(image);
+}
+
+using Segments = std::vector<std::pair<std::int32_t, py::bytes>>;
+
+Segments SegmentsOf(const Image& self) {
+  return self.Use([](const auto& image) {
+    Segments segments;
+    for (const auto& segment : image->Segments()) {
+      segments.emplace_back(segment->StartAddress(), PythonBytes(*segment));
+    }
+    return segments;
+  });
+}
+
+/// The segments, with those joined that follow one another. Raises ValueError where two overlap.
+std::vector<std::pair<std::int64_t, std::string>> Joined(const Image& self) {
+  std::vector<std::pair<std::int64_t, std::string>> joined;
+  for (const auto& [address, data] : SegmentsOf(self)) {
+    const auto bytes = static_cast<std::string>(data);
+    if (bytes.empty()) {
+      continue;
+    }
+    const std::int64_t end =
+        joined.empty()
+            ? INT64_MIN
+            : joined.back().first + static_cast<std::int64_t>(joined.back().second.size());
+    if (address < end) {
+      throw py::value_error("two segments of the image overlap at address " +
+                            std::to_string(address));
+    }
+    if (address == end) {
+      joined.back().second += bytes;
+    } else {
+      joined.emplace_back(address, bytes);
+    }
+  }
+  return joined;
+}
+
+py::dict JoinedDict(const Image& self) {
+  py::dict result;
+  for (const auto& [address, bytes] : Joined(self)) {
+    result[py::int_(address)] = py::bytes(bytes);
+  }
+  return result;
+}
+
+void SaveFile(const Image& self, const fs::path& path, Byte fill) {
+  host::ImageSegments segments;
+  for (const auto& [address, bytes] : Joined(self)) {
+    if (address < 0) {
+      throw py::value_error("a file has no addresses below 0");
+    }
+    segments.push_back({static_cast<std::uint32_t>(address), {bytes.begin(), bytes.end()}});
+  }
+  std::ofstream out(path, std::ios::binary);
+  host::WriteImage(out, host::FormatOfName(path), segments, fill.value);
+  if (!out.flush()) {
+    PyErr_SetString(PyExc_OSError, ("cannot write " + path.string()).c_str());
+    throw py::error_already_set();
+  }
+}
+
+std::string Repr(const Image& self) {
+  return self.Use([](const auto& image) {
+    return "<quillmark.MemoryImage " + std::to_string(SizeOf(*image)) + " bytes in " +
+           std::to_string(image->Segments().size()) + " segments>";
+  });
+}
+
+}  // namespace
+
+std::int64_t SizeOf(const MemoryImage& image) {
+  std::int64_t size = 0;
+  for (const auto& segment : image.Segments()) {
+    size += segment->Length();
+  }
+  return size;
+}
+
+std::shared_ptr<Image> ImageOf(const py::object& argument) {
+  return py::isinstance<Image>(argument) ? py::cast<std::shared_ptr<Image>>(argument)
+                                         : MakeImage(argument);
+}
+
+void BindImages(py::module_& module) {
+  py::class_<Image, std::shared_ptr<Image>>(
+      module, "MemoryImage",
+      R"(What is to be written into an ECU, or what was read from it.
+
+MemoryImage({0x8000: b"..."}) takes a mapping of addresses to bytes, or pairs of the two; addresses are
+signed 32-bit numbers. Segments are kept as they were added. Raises Error 6 for an address out of range
+and for a segment that goes past it.)")
+      .def(py::init(&MakeImage), py::arg("segments") = py::tuple())
+      .def_static("from_file", &ReadFile, py::arg("path"), py::arg("base") = py::none(),
+                  "Reads Intel HEX, Motorola S-records or, with its first address as base, a raw "
+                  "binary.\n\nRaises OSError for a file that cannot be read, ValueError with file, "
+                  "line and reason for a damaged\none and for a base that is missing or out of "
+                  "place.")
+      .def("save", &SaveFile, py::arg("path"), py::arg("fill") = 0xFF,
+           "Writes a file in the format of its extension (.hex, .s19, .srec, ...; otherwise raw "
+           "binary from\nthe first address on, gaps filled with the byte fill). Raises OSError, "
+           "and ValueError where\nsegments overlap.")
+      .def("add", &Add, py::arg("address"), py::arg("data"), "Adds a segment.")
+      .def_property_readonly("segments", &SegmentsOf,
+                             "Pairs of address and bytes, in address order.")
+      .def("joined", &JoinedDict,
+           "A dict of addresses and bytes with neighbouring segments joined, as after an upload. "
+           "Raises\nValueError where two overlap.")
+      .def_property_readonly(
+          "size",
+          [](const Image& self) {
+            return self.Use([](const auto& image) { return SizeOf(*image); });
+          },
+          "Number of bytes of all segments.")
+      .def("__repr__", &Repr);
+}
+
+}  // namespace quillmark::python

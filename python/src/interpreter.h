@@ -1,0 +1,80 @@
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+namespace quillmark::python {
+
+namespace py = pybind11;
+
+/// Gives up the interpreter's lock (GIL) for as long as it lives. A thread that comes back while
+/// the interpreter ends has nowhere to go and waits for the end of the process.
+class WithoutGil {
+ public:
+  WithoutGil() : state_(PyEval_SaveThread()) {}
+  WithoutGil(const WithoutGil&) = delete;
+  WithoutGil& operator=(const WithoutGil&) = delete;
+  WithoutGil(WithoutGil&&) = delete;
+  WithoutGil& operator=(WithoutGil&&) = delete;
+  // Where the end begins only now, the interpreter unwinds the thread through here.
+  ~WithoutGil() noexcept(false) {
+    while (_Py_IsFinalizing() != 0) {
+      std::this_thread::sleep_for(std::chrono::hours(1));
+    }
+    PyEval_RestoreThread(state_);
+  }
+
+ private:
+  PyThreadState* state_;
+};
+
+/// What the interpreter wants done now and then: signal handlers, so that Ctrl-C ends a wait.
+/// Raises what they raise.
+inline void CheckSignals() {
+  if (PyErr_CheckSignals() != 0) {
+    throw py::error_already_set();
+  }
+}
+
+/// One thread's turn with an object. Waiting for it leaves the interpreter to the others.
+class Turn {
+ public:
+  explicit Turn(std::recursive_mutex& mutex) : lock_(mutex, std::try_to_lock) {
+    if (!lock_.owns_lock()) {
+      const WithoutGil released;
+      lock_.lock();
+    }
+  }
+
+ private:
+  std::unique_lock<std::recursive_mutex> lock_;
+};
+
+/// An object that one thread at a time may use, as Python threads share it: each takes its turn.
+template <typename Object>
+class Shared {
+ public:
+  explicit Shared(std::shared_ptr<Object> object, std::shared_ptr<std::recursive_mutex> mutex =
+                                                      std::make_shared<std::recursive_mutex>())
+      : object_(std::move(object)), mutex_(std::move(mutex)) {}
+
+  /// Calls `work` with the object. The interpreter's lock is held unless `work` gives it up.
+  template <typename Work>
+  decltype(auto) Use(Work&& work) const {
+    const Turn turn(*mutex_);
+    return std::forward<Work>(work)(object_);
+  }
+
+  /// For another object that works on this one.
+  [[nodiscard]] const std::shared_ptr<std::recursive_mutex>& mutex() const { return mutex_; }
+
+ private:
+  std::shared_ptr<Object> object_;
+  std::shared_ptr<std::recursive_mutex> mutex_;
+};
+
+}  // namespace quillmark::python

@@ -1,0 +1,66 @@
+#include "live_transfers.h"
+
+#include <algorithm>
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "transfer_platform.h"
+
+namespace quillmark::python {
+namespace {
+
+struct LiveTransfers {
+  std::mutex mutex;
+  std::vector<std::weak_ptr<TransferClient>> clients;
+  bool ending = false;
+};
+
+/// Never destroyed: a client may end at any time.
+LiveTransfers& Live() {
+  static auto* const live = new LiveTransfers;
+  return *live;
+}
+
+}  // namespace
+
+void Register(const std::shared_ptr<TransferClient>& client) {
+  LiveTransfers& live = Live();
+  const std::lock_guard lock(live.mutex);
+  if (live.ending) {
+    throw std::runtime_error("no transfer can start while the interpreter ends");
+  }
+  std::erase_if(live.clients, [](const auto& other) { return other.expired(); });
+  live.clients.push_back(client);
+}
+
+void WaitForWorkers() {
+  constexpr std::chrono::milliseconds kLookUp{5};
+  while (SharedPlatform()->RunningWorkers() > 0) {
+    {
+      const WithoutGil released;
+      std::this_thread::sleep_for(kLookUp);
+    }
+    CheckSignals();
+  }
+}
+
+void EndTransfers() {
+  LiveTransfers& live = Live();
+  std::vector<std::weak_ptr<TransferClient>> clients;
+  {
+    const std::lock_guard lock(live.mutex);
+    live.ending = true;
+    clients.swap(live.clients);
+  }
+  for (const auto& weak : clients) {
+    if (const auto client = weak.lock()) {
+      client->Cancel();
+    }
+  }
+  WaitForWorkers();
+}
+
+}  // namespace quillmark::python

@@ -1,0 +1,19 @@
+#include "bindings.h"
+
+namespace {
+
+PYBIND11_MODULE(_native, module) {
+  using namespace quillmark::python;
+  // What users see is the package.
+  module.attr("__module__") = "quillmark";
+  module.attr("__version__") = QUILLMARK_VERSION;
+  BindErrors(module);
+  BindDocuments(module);
+  BindImages(module);
+  BindTransfers(module);
+  BindReprog(module);
+  BindBuses(module);
+  BindRunner(module);
+}
+
+}  // namespace

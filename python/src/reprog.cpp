@@ -1,0 +1,278 @@
+#include <pybind11/stl.h>
+
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "arguments.h"
+#include "bindings.h"
+#include "document.h"
+#include "errors.h"
+#include "handler_transfer.h"
+#include "image.h"
+#include "quillmark/diag_on_can_reprog.h"
+#include "stream_transfer.h"
+#include "transfer_platform.h"
+
+namespace quillmark::python {
+namespace {
+
+/// An object of the component with its platform.
+class Reprog : public Shared<DiagOnCANReprog> {
+ public:
+  Reprog() : Reprog(std::make_shared<TransferPlatform>()) {}
+
+  /// Calls `start`, whose worker reports to `client`.
+  template <typename Start>
+  void StartTransfer(const std::shared_ptr<TransferClient>& client, Start start) {
+    Register(client);
+    Use([&](const auto& object) {
+      const WithoutGil released;
+      platform_->SetClient(client);
+      try {
+        start(*object);
+      } catch (...) {
+        platform_->SetClient(nullptr);
+        throw;
+      }
+    });
+  }
+
+ private:
+  explicit Reprog(const std::shared_ptr<TransferPlatform>& platform)
+      : Shared(CreateDiagOnCANReprog(platform)), platform_(platform) {}
+
+  std::shared_ptr<TransferPlatform> platform_;
+};
+
+using DocumentArgument = std::shared_ptr<Document>;
+
+/// A member that takes numbers and bytes and gives a document or nothing.
+template <auto kMember, typename... Arguments>
+auto Call(Reprog& self, const Arguments&... arguments) {
+  using Result = decltype((std::declval<DiagOnCANReprog&>().*kMember)(NativeOf(arguments)...));
+  return self.Use([&](const std::shared_ptr<DiagOnCANReprog>& object) {
+    if constexpr (std::is_void_v<Result>) {
+      ((*object).*kMember)(NativeOf(arguments)...);
+    } else {
+      return MakeDocument(((*object).*kMember)(NativeOf(arguments)...));
+    }
+  });
+}
+
+/// A member that looks at a document that has been run.
+template <auto kMember, typename... Arguments>
+auto Check(Reprog& self, const DocumentArgument& root, const Arguments&... arguments) {
+  return self.Use([&](const std::shared_ptr<DiagOnCANReprog>& object) {
+    return root->Use([&](const std::shared_ptr<DOMDocument>& document) {
+      return ((*object).*kMember)(document, NativeOf(arguments)...);
+    });
+  });
+}
+
+py::bytes GetSeed(Reprog& self, const DocumentArgument& root) {
+  return PythonBytes(*Check<&DiagOnCANReprog::getseed>(self, root));
+}
+
+/// Eight entries, None where the ECU gave none.
+py::list RecordsOf(const ByteStringArray& records) {
+  constexpr std::size_t kEntries = 8;
+  py::list list;
+  for (std::size_t i = 0; i < kEntries; ++i) {
+    list.append(i < records.size() ? OptionalBytes(records[i]) : py::none());
+  }
+  return list;
+}
+
+py::object GetHisto(Reprog& self, const DocumentArgument& root) {
+  ByteStringArray histories;
+  ByteStringArray reprogrammings;
+  std::shared_ptr<ByteString> identification;
+  const auto history = [&] {
+    return MakeHistory(RecordsOf(histories), RecordsOf(reprogrammings),
+                       OptionalBytes(identification));
+  };
+  try {
+    self.Use([&](const auto& object) {
+      root->Use([&](const auto& document) {
+        object->gethisto(document, histories, reprogrammings, identification);
+      });
+    });
+  } catch (const Error& error) {
+    const py::object raised = PythonError(error);
+    raised.attr("history") = history();
+    Raise(raised);
+  }
+  return history();
+}
+
+void CheckUpload(Reprog& self, const DocumentArgument& root, const std::shared_ptr<Image>& image) {
+  self.Use([&](const auto& object) {
+    root->Use([&](const auto& document) {
+      image->Use([&](const auto& native) { object->checkupload(document, native); });
+    });
+  });
+}
+
+/// Starts a transfer: with a handler a Transfer, without one a generator.
+template <typename Start>
+py::object Transfer(Reprog& self, std::int64_t size, const std::optional<py::function>& handler,
+                    Start start) {
+  if (handler) {
+    const auto transfer = std::make_shared<HandlerTransfer>(size, *handler);
+    self.StartTransfer(transfer, start);
+    return py::cast(transfer);
+  }
+  const auto transfer = std::make_shared<StreamTransfer>(size);
+  self.StartTransfer(transfer, start);
+  return GeneratorOf(transfer);
+}
+
+py::object ComputeDownload(Reprog& self, Byte memory, const py::object& image_argument, Byte fill,
+                           Long modulus, Long max_size,
+                           const std::optional<py::function>& handler) {
+  const auto argument = ImageOf(image_argument);
+  return self.Use([&](const auto& /*first, as in checkupload*/) {
+    return argument->Use([&](const auto& image) {
+      return Transfer(self, SizeOf(*image), handler, [&](DiagOnCANReprog& object) {
+        object.ComputeDownload(memory.value, image, fill.value, modulus.value, max_size.value);
+      });
+    });
+  });
+}
+
+py::object ComputeUpload(Reprog& self, const py::object& ranges, Byte memory,
+                         const std::optional<py::function>& handler) {
+  const auto map = SharedPlatform()->CreateMemoryMap();
+  std::int64_t size = 0;
+  for (const py::handle range : ranges) {
+    const auto [start, count] = PairOf(range, "start and count");
+    const std::int32_t bytes = IntegerOf(count, INT32_MIN, INT32_MAX);
+    map->AddRange(IntegerOf(start, INT32_MIN, INT32_MAX), bytes);
+    size += bytes;
+  }
+  return Transfer(self, size, handler,
+                  [&](DiagOnCANReprog& object) { object.ComputeUpload(map, memory.value); });
+}
+
+using Class = py::class_<Reprog, std::shared_ptr<Reprog>>;
+using D = DiagOnCANReprog;
+
+py::arg Root() {
+  py::arg root("root");
+  root.none(false);
+  return root;
+}
+
+void BindSession(Class& reprog) {
+  reprog
+      .def("CANIDs", &Call<&D::CANIDs, Long, Long>, py::arg("RCANId"), py::arg("XCANId"),
+           R"(Chooses the transport form.
+
+RCANId other than 0: plain CAN, receiving on RCANId and sending on XCANId. RCANId = 0: an ECU address in
+XCANId, behind a CAN gateway for 0x6E and 0x7A, on a K line for any other. The K form, once chosen, is kept.
+Raises Error 6 for an address outside 0..255.)")
+      .def("FlowControl", &Call<&D::FlowControl, Long, Long>, py::arg("BS"), py::arg("STMin"),
+           R"(ISO 15765-2 flow control that requests expect of the ECU.
+
+BS: block size, 0 to 255 frames; 0 means that no further flow control comes. STMin: separation time, 0 to
+255 ms. Raises Error 4009 to 4012.)")
+      .def("StartDiag", &Call<&D::StartDiag>,
+           "The whole session-opening sequence, whose replies gethisto reads. Raises Error 91 "
+           "before CANIDs,\nas every request method does.")
+      .def("gethisto", &GetHisto, Root(),
+           R"(History(RepHisto, RepReprog, RepIdent) of the run document of StartDiag.
+
+RepIdent is 24 bytes, the other two are lists of eight, 24 bytes each or None where the ECU gave none.
+Raises Error 4000 "Ecu is not reprogrammable", on a K line always; its attribute history has what was
+found until then.)")
+      .def("TesterPresent", &Call<&D::TesterPresent>, "Keeps the session alive (service 3E).")
+      .def("stopcomm", &Call<&D::stopcomm>, "Ends the session.");
+}
+
+void BindSecurityAccess(Class& reprog) {
+  reprog
+      .def("readseed", &Call<&D::readseed>,
+           "Asks for the seed (service 27 81); through a gateway a start-communication step comes "
+           "first.")
+      .def("getseed", &GetSeed, Root(),
+           "The four bytes of the seed.\n\nRaises Error 4001 (K line), 2000 (gateway), 2003 and "
+           "the negative responses 2032 to 2044 (CAN).")
+      .def("dounlock", &Call<&D::dounlock, ByteArgument>, py::arg("key"),
+           "Sends the key (service 27 82). checkunlock finds the replies to keys of 0 to 5 bytes "
+           "on plain CAN,\n2 to 9 through a gateway, any on a K line.")
+      .def("checkunlock", &Check<&D::checkunlock>, Root(),
+           "Raises Error 2003 and the negative responses 2032 to 2044.");
+}
+
+void BindMemory(Class& reprog) {
+  reprog
+      .def("starterase", &Call<&D::starterase, Byte>, py::arg("RL"),
+           "Starts the erase (routine 31 81) of the memory RL, 0 to 255.")
+      .def("checkstarterase", &Check<&D::checkstarterase>, Root(), "Raises Error 4003.")
+      .def("checkerase", &Call<&D::checkerase>, "Asks whether the erase has finished.")
+      .def("checkcheckerase", &Check<&D::checkcheckerase>, Root(),
+           "True when the erase has finished, False while it runs.\n\nRaises Error 2000 without a "
+           "reply, otherwise 4004.")
+      .def("startroutine", &Call<&D::startroutine, Byte>, py::arg("Routine"),
+           "Starts a routine by its local identifier, 0 to 255.")
+      .def("checkstartroutine", &Check<&D::checkstartroutine, Byte>, Root(), py::arg("Routine"),
+           "Raises Error 4006.")
+      .def("routinestatus", &Call<&D::routinestatus, Byte>, py::arg("Routine"),
+           "Asks whether a routine has finished.")
+      .def("checkroutine", &Check<&D::checkroutine, Byte>, Root(), py::arg("Routine"),
+           "True when the routine has finished, False while it runs.\n\nRaises Error 2000 without "
+           "a reply, 9 for one without status, otherwise 4006.")
+      .def("writelogzone", &Call<&D::writelogzone, ByteArgument>, py::arg("Histo"),
+           "Writes the history record, 48 bytes; of fewer or more, as many as both have.")
+      .def("checkwritelogzone", &Check<&D::checkwritelogzone>, Root(),
+           "Raises Error 4008 where a step of the document failed.");
+}
+
+void BindTransferMembers(Class& reprog) {
+  reprog
+      .def("ComputeDownload", &ComputeDownload, py::arg("RL"), py::arg("Image"),
+           py::arg("FillByte"), py::arg("IMod"), py::arg("MaxSize"),
+           py::arg("XMLReady") = py::none(),
+           R"(Computes the download of an image into the memory RL on a thread of its own.
+
+Image: a MemoryImage, or {address: bytes}; it is copied. Runs of FillByte are left out in whole units of
+IMod bytes. A block carries at most MaxSize bytes, 1 to 255; 247 where the ECU is not on plain CAN.
+
+Without XMLReady it gives a generator of documents, each of about 32 KB. The thread is at most two documents
+ahead and ends where the generator is closed or dropped. With XMLReady it gives a Transfer at once and calls
+XMLReady(Node) on that thread with each document, and with None at the end. What XMLReady returns is the new
+Cancel: only False (or another false value but None) asks for the next document. What it raises cancels the
+transfer and is raised by Transfer.wait.
+
+Raises Error 1000 for MaxSize out of range, 91 before CANIDs. A thread that fails ends the sequence early:
+the generator and Transfer.wait raise TransferIncomplete.)")
+      .def("checkdownload", &Check<&D::checkdownload>, Root(),
+           "Raises Error 4005 where a step of the document failed.")
+      .def("ComputeUpload", &ComputeUpload, py::arg("Map"), py::arg("RL"),
+           py::arg("XMLReady") = py::none(),
+           "Computes the upload of ranges, pairs of start and count, like ComputeDownload, in "
+           "requests of 48 bytes.")
+      .def("checkupload", &CheckUpload, Root(), py::arg("Image").none(false),
+           "Adds one segment a reply to the MemoryImage, all or none.\n\nRaises Error 4007 where a "
+           "step failed, 2000 for a reply without data, 2003 for a wrong checksum,\n9 for a reply "
+           "shorter than it says.");
+}
+
+}  // namespace
+
+void BindReprog(py::module_& module) {
+  Class reprog(module, "DiagOnCANReprog", R"(Reprograms one ECU.
+
+It builds request documents, checks the documents once they have been run, and streams whole downloads and
+uploads. It never touches a bus. CANIDs comes first; then the services in any order. Numbers outside the
+range of their parameter raise Error 6. Several threads may share an object; each waits for its turn.)");
+  reprog.def(py::init<>());
+  BindSession(reprog);
+  BindSecurityAccess(reprog);
+  BindMemory(reprog);
+  BindTransferMembers(reprog);
+}
+
+}  // namespace quillmark::python

@@ -1,0 +1,157 @@
+#include "host/runner/runner.h"
+
+#include <pybind11/stl.h>
+
+#include <chrono>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "arguments.h"
+#include "bindings.h"
+#include "bus.h"
+#include "document.h"
+
+namespace quillmark::python {
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+Milliseconds MillisecondsOf(double seconds) {
+  return std::chrono::ceil<Milliseconds>(std::chrono::duration<double>(seconds));
+}
+
+/// Lets the interpreter's signal handlers run now and then while it is not locked; what they raise
+/// ends the run.
+class SignalWatch {
+ public:
+  /// Whether to stop.
+  bool operator()() {
+    const py::gil_scoped_acquire gil;
+    try {
+      CheckSignals();
+    } catch (const py::error_already_set&) {
+      raised_ = std::current_exception();
+    }
+    return raised_ != nullptr;
+  }
+
+  void Rethrow() const {
+    if (raised_) {
+      std::rethrow_exception(raised_);
+    }
+  }
+
+ private:
+  std::exception_ptr raised_;
+};
+
+/// A runner with its bus and the outcome of its last run.
+class Runner {
+ public:
+  Runner(std::shared_ptr<Bus> bus, const std::optional<std::string>& form, double p2,
+         double p2_star)
+      : bus_(std::move(bus)),
+        form_(form ? FormOf(*form) : bus_->form()),
+        timing_{.p2 = MillisecondsOf(p2), .p2_star = MillisecondsOf(p2_star)} {}
+
+  std::shared_ptr<Document> Run(std::shared_ptr<Document> document) {
+    SignalWatch signals;
+    outcome_ = bus_->Use([&](const auto& bus) {
+      return document->Use([&](const auto& native) {
+        const WithoutGil released;
+        host::Runner runner(*bus, form_, timing_);
+        runner.OnStopRequested([&] { return signals(); });
+        return runner.Run(*native);
+      });
+    });
+    signals.Rethrow();
+    return document;
+  }
+
+  [[nodiscard]] const std::optional<host::RunOutcome>& outcome() const { return outcome_; }
+
+ private:
+  std::shared_ptr<Bus> bus_;
+  host::TransportForm form_;
+  host::RunnerTiming timing_;
+  std::optional<host::RunOutcome> outcome_;
+};
+
+const char* StatusOf(const host::RunOutcome& outcome) {
+  switch (outcome.status) {
+    case host::RunStatus::kComplete:
+      return "complete";
+    case host::RunStatus::kSilence:
+      return "silence";
+    case host::RunStatus::kUnexpectedFrame:
+      return "unexpected frame";
+    case host::RunStatus::kPendingTooLong:
+      return "pending too long";
+    case host::RunStatus::kBusError:
+      return "bus error";
+    default:
+      return "stopped";
+  }
+}
+
+void BindOutcome(py::module_& module) {
+  using host::RunOutcome;
+  py::class_<RunOutcome>(module, "RunOutcome", "How a run ended.")
+      .def_property_readonly(
+          "status", &StatusOf,
+          "\"complete\", \"silence\", \"unexpected frame\", \"pending too long\", "
+          "\"bus error\" or \"stopped\".")
+      .def_property_readonly("complete", &RunOutcome::complete, "Whether every step was executed.")
+      .def_readonly("step", &RunOutcome::step, "The step that failed, from 1; 0 where none did.")
+      .def_readonly("reason", &RunOutcome::reason,
+                    "Why, in words; empty where the run is complete.")
+      .def_property_readonly(
+          "request", [](const RunOutcome& self) { return PythonBytes(self.request); },
+          "The service bytes of the last request, as far as they were sent.")
+      .def_property_readonly(
+          "frame", [](const RunOutcome& self) { return PythonBytes(self.frame); },
+          "What came instead of the expected frame; empty where nothing came.")
+      .def_readonly("response_code", &RunOutcome::response_code,
+                    "The code where that frame is a negative response; otherwise None.")
+      .def_property_readonly(
+          "elapsed",
+          [](const RunOutcome& self) {
+            return std::chrono::duration<double>(self.elapsed).count();
+          },
+          "Seconds of the bus's time that the run took.")
+      .def("__repr__", [](const RunOutcome& self) {
+        return std::string("<quillmark.RunOutcome ") + StatusOf(self) +
+               (self.reason.empty() ? "" : ": " + self.reason) + '>';
+      });
+}
+
+}  // namespace
+
+void BindRunner(py::module_& module) {
+  BindOutcome(module);
+  const host::RunnerTiming defaults;
+  const auto seconds = [](Milliseconds time) {
+    return std::chrono::duration<double>(time).count();
+  };
+  py::class_<Runner, std::shared_ptr<Runner>>(
+      module, "Runner",
+      R"(Runs request documents on a bus and so turns them into reply documents.
+
+form: "can", "gateway" or "kline"; None takes that of a simulated ECU or of a K line, otherwise "can". p2:
+seconds that the ECU has for an answer; p2_star: and for the next one after it said "response pending".)")
+      .def(py::init<std::shared_ptr<Bus>, std::optional<std::string>, double, double>(),
+           py::arg("bus").none(false), py::arg("form") = py::none(), py::kw_only(),
+           py::arg("p2") = seconds(defaults.p2), py::arg("p2_star") = seconds(defaults.p2_star))
+      .def("run", &Runner::Run, py::arg("document").none(false),
+           R"(Executes a document and returns it, now with the received frames in it.
+
+It stops at the first frame that is missing or wrong, which the document and outcome tell; a poll that finds
+the ECU busy ends like that, and its check method reads it all the same. Other Python threads run meanwhile.
+Ctrl-C ends it before the next request. Raises Error 13 for what is no request document of the form or has
+been run before.)")
+      .def_property_readonly("outcome", &Runner::outcome,
+                             "The RunOutcome of the last run; None before the first.");
+}
+
+}  // namespace quillmark::python

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "arguments.h"
+#include "document.h"
+#include "host/runner/request_document.h"
+
+namespace quillmark::python {
+
+/// A step of a document, as it was when it was read.
+class Step {
+ public:
+  Step(std::shared_ptr<Document> document, host::Step step)
+      : document_(std::move(document)), step_(std::move(step)) {}
+
+  [[nodiscard]] const host::Step& step() const { return step_; }
+
+  /// Writes into the document what came of the step. Raise ValueError where there can be no frame,
+  /// or where there is one already.
+  void Answer(const ByteArgument& frame);
+  void Fail(const std::string& reason);
+
+  /// "send 0227810000000000", "receive 066781: 06678111223344AA", "wait 20 ms".
+  [[nodiscard]] std::string Text() const;
+
+ private:
+  void Append(const std::string& name, const std::string& text);
+
+  std::shared_ptr<Document> document_;
+  host::Step step_;
+};
+
+void BindStep(py::module_& module);
+
+}  // namespace quillmark::python

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+
+#include "delivery.h"
+#include "host/programmer/piece_queue.h"
+#include "live_transfers.h"
+
+namespace quillmark::python {
+
+/// Receives the documents of a worker for whoever asks for them one by one. The worker is at most
+/// two documents ahead.
+class StreamTransfer : public TransferClient {
+ public:
+  explicit StreamTransfer(std::int64_t expected) : delivery_(expected) {}
+
+  /// On the worker's thread.
+  bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override { return queue_.Push(xml); }
+  void Cancel() override;
+
+  /// Waits for the next document, signal handlers running meanwhile; null after the last. Raises
+  /// TransferIncomplete where the worker failed.
+  [[nodiscard]] std::shared_ptr<Document> Next();
+
+ private:
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextNode();
+
+  Delivery delivery_;
+  host::PieceQueue queue_;
+  std::atomic<bool> ended_ = false;
+};
+
+/// The Python object of a stream. The worker ends where it is dropped.
+class DocumentStream {
+ public:
+  explicit DocumentStream(std::shared_ptr<StreamTransfer> transfer)
+      : transfer_(std::move(transfer)) {}
+  DocumentStream(const DocumentStream&) = delete;
+  DocumentStream& operator=(const DocumentStream&) = delete;
+  DocumentStream(DocumentStream&&) = delete;
+  DocumentStream& operator=(DocumentStream&&) = delete;
+  ~DocumentStream() { Close(); }
+
+  [[nodiscard]] std::shared_ptr<Document> Next() const { return transfer_->Next(); }
+  void Close() const { transfer_->Cancel(); }
+
+ private:
+  std::shared_ptr<StreamTransfer> transfer_;
+};
+
+/// A generator of the documents that `transfer` receives.
+[[nodiscard]] py::object GeneratorOf(std::shared_ptr<StreamTransfer> transfer);
+
+}  // namespace quillmark::python

@@ -1,0 +1,86 @@
+"""The interpreter ends in order whatever a worker does then."""
+import subprocess
+import sys
+import textwrap
+
+import pytest
+
+PREAMBLE = """
+import signal, threading, time
+import quillmark
+reprog = quillmark.DiagOnCANReprog()
+reprog.CANIDs(1850, 1586)
+image = {0: bytes(range(256)) * 20_000}
+def handler(node):
+    return False
+def download(**handler):
+    return reprog.ComputeDownload(0, image, 0xFF, 16, 128, **handler)
+"""
+
+
+def run(script, status=0):
+    """What a script of its own prints on standard error."""
+    done = subprocess.run(
+        [sys.executable, "-c", PREAMBLE + textwrap.dedent(script)], capture_output=True, text=True, timeout=60
+    )
+    assert done.returncode == status, done.stderr
+    return done.stderr
+
+
+@pytest.mark.parametrize(
+    "script",
+    [
+        "documents = download()",
+        "documents = download(); next(documents)",
+        "transfer = download(XMLReady=handler)",
+        "transfer = download(XMLReady=lambda node: time.sleep(0.2))",
+        "transfers = [download(XMLReady=handler) for _ in range(8)]",
+        "cycle = [download()]; cycle.append(cycle)",
+    ],
+)
+def test_ends_quietly_while_a_worker_runs(script):
+    assert run(script) == ""
+
+
+def test_ends_while_a_daemon_thread_waits_for_documents():
+    script = """
+    def forever():
+        while True:
+            for document in download():
+                time.sleep(0.001)
+    threading.Thread(target=forever, daemon=True).start()
+    time.sleep(0.3)
+    """
+    run(script)
+
+
+def test_a_transfer_that_starts_too_late_is_refused():
+    script = """
+    import sys
+    class Late:
+        def __del__(self):
+            try:
+                download()
+            except RuntimeError as error:
+                print(error, file=sys.stderr)
+    late = Late()
+    """
+    assert "interpreter ends" in run(script)
+
+
+def test_ctrl_c_ends_a_wait():
+    script = """
+    import os
+    def interrupt():
+        time.sleep(0.3)
+        os.kill(os.getpid(), signal.SIGINT)
+    leave = threading.Event()
+    transfer = download(XMLReady=lambda node: leave.wait())
+    threading.Thread(target=interrupt).start()
+    try:
+        transfer.wait()
+    except KeyboardInterrupt:
+        leave.set()
+        raise SystemExit(42)
+    """
+    run(script, status=42)

@@ -1,0 +1,75 @@
+import pytest
+
+import quillmark
+
+SEGMENTS = {0x1000: b"first", 0x2000: b"second"}
+
+
+def test_a_dict_is_an_image_and_back():
+    image = quillmark.MemoryImage(SEGMENTS)
+    assert dict(image.segments) == SEGMENTS
+    assert image.size == 11
+    assert repr(image) == "<quillmark.MemoryImage 11 bytes in 2 segments>"
+
+
+def test_pairs_are_an_image_in_address_order():
+    assert quillmark.MemoryImage([(5, b"b"), (1, b"a")]).segments == [(1, b"a"), (5, b"b")]
+
+
+def test_neighbours_are_joined():
+    image = quillmark.MemoryImage({0: b"ab", 2: b"cd", 5: b"e"})
+    assert image.joined() == {0: b"abcd", 5: b"e"}
+
+
+def test_overlapping_segments_are_not_joined():
+    with pytest.raises(ValueError, match="overlap at address 1"):
+        quillmark.MemoryImage({0: b"ab", 1: b"cd"}).joined()
+
+
+@pytest.mark.parametrize("name", ["image.hex", "image.s19", "image.srec"])
+def test_a_saved_file_reads_back(tmp_path, name):
+    path = tmp_path / name
+    quillmark.MemoryImage(SEGMENTS).save(path)
+    assert dict(quillmark.MemoryImage.from_file(path).segments) == SEGMENTS
+    assert dict(quillmark.MemoryImage.from_file(str(path)).segments) == SEGMENTS
+
+
+def test_a_raw_binary_needs_its_base(tmp_path):
+    path = tmp_path / "image.bin"
+    quillmark.MemoryImage({4: b"ab", 8: b"c"}).save(path, fill=0)
+    assert path.read_bytes() == b"ab\0\0c"
+    assert quillmark.MemoryImage.from_file(path, base=4).segments == [(4, b"ab\0\0c")]
+    with pytest.raises(ValueError):
+        quillmark.MemoryImage.from_file(path)
+
+
+def test_a_damaged_file_is_named_with_its_line(tmp_path):
+    path = tmp_path / "image.hex"
+    path.write_text(":0100000041BF\n")
+    with pytest.raises(ValueError, match="image.hex:1: "):
+        quillmark.MemoryImage.from_file(path)
+
+
+def test_a_file_that_is_not_there_is_an_os_error(tmp_path):
+    with pytest.raises(OSError, match="nowhere.hex"):
+        quillmark.MemoryImage.from_file(tmp_path / "nowhere.hex")
+
+
+def test_an_address_that_does_not_fit_is_an_overflow():
+    for address in (2**31, -(2**31) - 1):
+        with pytest.raises(quillmark.Error) as caught:
+            quillmark.MemoryImage({address: b"a"})
+        assert caught.value.number == 6
+
+
+@pytest.mark.parametrize("segments", [{0: "text"}, [5], ["a"], 5, {"0": b"a"}])
+def test_what_is_no_image_is_a_type_error(reprog, segments):
+    with pytest.raises(TypeError):
+        quillmark.MemoryImage(segments)
+    with pytest.raises(TypeError):
+        reprog.ComputeDownload(0, segments, 0xFF, 16, 128)
+
+
+def test_an_upload_goes_into_an_image_object_alone(reprog):
+    with pytest.raises(TypeError):
+        reprog.checkupload(quillmark.Document("<can/>"), {})
