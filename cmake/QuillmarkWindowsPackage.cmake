@@ -8,6 +8,7 @@ if(QUILLMARK_WINDOWS_BITS EQUAL 64)
   install(FILES packaging/windows/README.txt packaging/windows/register.cmd packaging/windows/unregister.cmd
           DESTINATION .)
   install(FILES examples/windows/example.vbs examples/windows/example.cpp DESTINATION examples)
+  install(FILES examples/csharp/Quillmark.cs examples/csharp/Host.cs DESTINATION examples/csharp)
 endif()
 
 set(CPACK_GENERATOR ZIP)
