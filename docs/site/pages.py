@@ -1,8 +1,9 @@
 """pages.py SITE: makes a page of SITE out of each Markdown file that README lists under Documentation.
 
 cmark-gfm renders them as a repository's own pages are rendered; this file adds the frame, the ids of the
-headings, and turns links between files into links between pages. A file that is linked but is no page,
-such as a header, becomes a page with its text. Links to folders are only for readers of the repository.
+headings, and turns links between files into links between pages, of a public header into one to its class in
+the reference. Another file that is linked becomes a page with its text. Links to folders are only for readers
+of the repository.
 """
 import html
 import pathlib
@@ -89,7 +90,15 @@ class Site:
             return self.names[known] + (f"#{part}" if part else "")
         if found.suffix == ".md":
             raise SystemExit(f"{path}: {known} is linked, but README does not list it")
-        return self.copy(known)
+        return self.reference(found) or self.copy(known)
+
+    def reference(self, file):
+        """The page of the class that a header is named for; None for another file."""
+        for name in re.findall(r"\bclass QUILLMARK_API (\w+)", file.read_text()) if file.suffix == ".h" else []:
+            page = f"reference/classquillmark_1_1{name}.html"
+            if name.lower() == file.stem.replace("_", "") and (self.folder / page).exists():
+                return page
+        return None
 
     def copy(self, path):
         """A picture as it is; the text of any other file as a page."""
