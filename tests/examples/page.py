@@ -1,6 +1,6 @@
-"""page.py PAGE: runs the shell blocks of a page that follow a line `<!-- runs -->`, in their order and in one
-shell, in the folder of the sources. What one prints, errors apart, is the block that follows the next line
-`<!-- prints -->`, where there is one before the next that runs."""
+"""page.py PAGE [MARK]: runs the shell blocks of a page that follow a line `<!-- runs -->`, or `<!-- MARK -->`, in
+their order and in one shell, in the folder of the sources. What one prints, errors apart, is the block that
+follows the next line `<!-- prints -->`, where there is one before the next that runs."""
 import difflib
 import os
 import pathlib
@@ -8,13 +8,14 @@ import re
 import subprocess
 import sys
 
-BLOCK = re.compile(r"^<!-- (runs|prints) -->\n```\w*\n(.*?)^```$", re.MULTILINE | re.DOTALL)
+BLOCK = r"^<!-- ({}|prints) -->\n```\w*\n(.*?)^```$"
 
 
 def main():
     page = pathlib.Path(sys.argv[1]).resolve()
-    blocks = BLOCK.findall(page.read_text())
-    commands = [text for kind, text in blocks if kind == "runs"]
+    mark = sys.argv[2] if len(sys.argv) > 2 else "runs"
+    blocks = re.findall(BLOCK.format(mark), page.read_text(), re.MULTILINE | re.DOTALL)
+    commands = [text for kind, text in blocks if kind == mark]
     environment = {name: value for name, value in os.environ.items() if name != "CMAKE_GENERATOR"}
     # Each block ends with a NUL, which parts what the blocks print.
     script = "".join(f"{text}printf '\\0'\n" for text in commands)
@@ -24,7 +25,7 @@ def main():
     wrong = run.returncode != 0 or not commands
     number = -1
     for kind, text in blocks:
-        if kind == "runs":
+        if kind == mark:
             number += 1
         else:
             found = printed[number] if number < len(printed) else ""
