@@ -143,6 +143,15 @@ TEST_F(ComponentTest, UploadCheckLooksAtNoFrameBetweenTheRepliesOfAGateway) {
   EXPECT_EQ(image->Segments().size(), 2U);
 }
 
+TEST_F(ComponentTest, UploadCheckPassesOverALastFrameOfOneByteInAGatewaysReply) {
+  Configure(kAddressedCAN);
+  const auto image = platform_->CreateMemoryImage();
+  diag_->checkupload(Replies(kAddressedCAN, {"81", "038CF16E75000123", "47040102030400EE", "C7",
+                                             "81", "028AF16E75000123", "4502AABB024575"}),
+                     image);
+  EXPECT_EQ(image->Segments().size(), 2U);
+}
+
 TEST_F(ComponentTest, UploadCheckRaisesTheFirstErrorInTheOrderOfReplies) {
   Configure(kPlainCAN);
   const auto image = platform_->CreateMemoryImage();
