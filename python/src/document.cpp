@@ -70,7 +70,7 @@ std::shared_ptr<Document> Copy(const Document& self) {
   return self.Use([](const auto& document) { return MakeDocument(document->cloneNode(true)); });
 }
 
-std::string Repr(const Document& self) {
+std::string TextOfDocument(const Document& self) {
   return self.Use([](const auto& document) {
     const auto root = document->documentElement();
     return "<quillmark.Document " + (root ? root->nodeName() : std::string("empty")) + '>';
@@ -122,7 +122,7 @@ share a document: each waits for its turn, that of a Runner lasting for the whol
                   "A document from an Element or an ElementTree of xml.etree. With what to_etree "
                   "gave, xml is\nthe same as before.")
       .def("copy", &Copy, "An independent copy, such as to run a request once more.")
-      .def("__repr__", &Repr);
+      .def("__repr__", &TextOfDocument);
 }
 
 }  // namespace quillmark::python

@@ -116,7 +116,7 @@ void SaveFile(const Image& self, const fs::path& path, Byte fill) {
   }
 }
 
-std::string Repr(const Image& self) {
+std::string TextOfImage(const Image& self) {
   return self.Use([](const auto& image) {
     return "<quillmark.MemoryImage " + std::to_string(SizeOf(*image)) + " bytes in " +
            std::to_string(image->Segments().size()) + " segments>";
@@ -168,7 +168,7 @@ and for a segment that goes past it.)")
             return self.Use([](const auto& image) { return SizeOf(*image); });
           },
           "Number of bytes of all segments.")
-      .def("__repr__", &Repr);
+      .def("__repr__", &TextOfImage);
 }
 
 }  // namespace quillmark::python
