@@ -24,9 +24,9 @@ py::object Caught(const py::error_already_set& error) {
 }
 
 /// Reports an exception that nobody has asked for, as threads do.
-void ReportUnasked(const py::object& raised, const py::object& context) {
+void ReportUnasked(const py::object& raised) {
   PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
-  PyErr_WriteUnraisable(context.ptr());
+  PyErr_WriteUnraisable(py::str("the handler of a quillmark.Transfer").ptr());
 }
 
 }  // namespace
@@ -39,22 +39,24 @@ HandlerTransfer::~HandlerTransfer() {
   }
   const py::gil_scoped_acquire gil;
   if (raised_) {
-    ReportUnasked(raised_, handler_);
+    ReportUnasked(raised_);
   }
   handler_ = {};
   raised_ = {};
 }
 
 bool HandlerTransfer::XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) {
+  const py::gil_scoped_acquire gil;
   const End end = cancelled_ ? End::kCancelled : EndAfter(xml);
-  if (end != End::kNotYet) {
-    SetEnd(end);
+  if (end == End::kNotYet) {
+    return true;
   }
-  return end == End::kNotYet;
+  handler_ = {};  // It may hold the transfer.
+  SetEnd(end);
+  return false;
 }
 
 HandlerTransfer::End HandlerTransfer::EndAfter(const std::shared_ptr<IXMLDOMNode>& node) {
-  const py::gil_scoped_acquire gil;
   if (node) {
     delivery_.Add(*node);
   }

@@ -2,6 +2,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <thread>

@@ -180,15 +180,19 @@ def test_cancel_ends_a_transfer(reprog):
 
 def test_a_handler_lives_until_its_transfer_ends(reprog):
     class Handler:
+        """Holds its transfer, which holds it."""
+
+        transfer = None
+
         def __call__(self, node):
             return False
 
     handler = Handler()
     alive = weakref.ref(handler)
-    transfer = download(reprog, XMLReady=handler)
+    handler.transfer = download(reprog, XMLReady=handler)
+    transfer = handler.transfer
     del handler
-    transfer.wait()
-    del transfer
+    assert transfer.wait() is True
     quillmark.wait_for_workers()
     gc.collect()
     assert alive() is None
