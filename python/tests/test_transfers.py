@@ -203,15 +203,6 @@ def test_what_cannot_be_called_is_no_handler(reprog):
         download(reprog, XMLReady=5)
 
 
-def test_python_runs_while_a_worker_computes(reprog):
-    documents = download(reprog, {0: bytes(range(256)) * 40_000})
-    counted = 0
-    for _ in range(100_000):
-        counted += 1
-    documents.close()
-    assert counted == 100_000
-
-
 def test_threads_take_turns_with_one_object_and_document(reprog):
     document = reprog.StartDiag()
     failures = []
