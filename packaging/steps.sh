@@ -1,4 +1,4 @@
-# Sourced by ./check and ./quickstart: how a step is announced, timed and counted.
+# Sourced by ./check, ./quickstart and what they call: how a step is announced, timed and counted.
 # shellcheck shell=bash
 
 # What configures without a preset uses the same generator.
@@ -10,6 +10,18 @@ if command -v ccache >/dev/null; then
 fi
 
 cores() { nproc; }
+
+# as_root COMMAND…: also where sudo is needed for it.
+as_root() {
+  if [[ "$(id -u)" == 0 ]]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "run this as root, or install sudo; needed: $*" >&2
+    return 1
+  fi
+}
 
 headline() { printf '\n=== %s\n' "$*"; }
 

@@ -99,19 +99,30 @@ FailureReport ReportOf(const ProgrammingError& error) {
 
 }  // namespace
 
-const char* const kExitCodeHelp =
-    "Exit status:\n"
-    "    0  done\n"
-    "    1  memory differs from the image (flash --verify)\n"
-    "   64  wrong usage\n"
-    "   65  an image file is damaged, empty, or has addresses beyond 24 bits\n"
-    "   66  an input file cannot be read\n"
-    "   69  the ECU does not answer, or the key command fails\n"
-    "   70  internal error\n"
-    "   73  an output file cannot be created\n"
-    "   74  reading, writing or the bus failed, or its device is gone\n"
-    "   76  the ECU refused a request, answered wrongly or stayed busy\n"
-    "  130  interrupted or not confirmed; the session with the ECU was closed";
+const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
+  static const std::vector<ExitCodeMeaning> kMeanings = {
+      {ExitCode::kDone, "done"},
+      {ExitCode::kDifference, "memory differs from the image (flash --verify)"},
+      {ExitCode::kUsage, "wrong usage"},
+      {ExitCode::kData, "an image file is damaged, empty, or has addresses beyond 24 bits"},
+      {ExitCode::kNoInput, "an input file cannot be read"},
+      {ExitCode::kUnavailable, "the ECU does not answer, or the key command fails"},
+      {ExitCode::kInternal, "internal error"},
+      {ExitCode::kCannotCreate, "an output file cannot be created"},
+      {ExitCode::kInputOutput, "reading, writing or the bus failed, or its device is gone"},
+      {ExitCode::kProtocol, "the ECU refused a request, answered wrongly or stayed busy"},
+      {ExitCode::kInterrupted, "interrupted or not confirmed; the session with the ECU was closed"},
+  };
+  return kMeanings;
+}
+
+std::string ExitCodeHelp() {
+  std::string help = "Exit status:";
+  for (const ExitCodeMeaning& exit : ExitCodeMeanings()) {
+    help += fmt::format("\n  {:3}  {}", static_cast<int>(exit.code), exit.meaning);
+  }
+  return help;
+}
 
 FailureReport ReportCurrentException() {
   try {

@@ -25,8 +25,16 @@ enum class ExitCode : std::uint8_t {
   kInterrupted = 130,
 };
 
-/// The table of them for --help.
-extern const char* const kExitCodeHelp;
+struct ExitCodeMeaning {
+  ExitCode code;
+  const char* meaning;
+};
+
+/// All of them, by number.
+[[nodiscard]] const std::vector<ExitCodeMeaning>& ExitCodeMeanings();
+
+/// The same as a table for --help.
+[[nodiscard]] std::string ExitCodeHelp();
 
 /// Ends the tool with a code and a message.
 class ToolError : public std::runtime_error {

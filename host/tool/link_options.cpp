@@ -61,10 +61,11 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
   const std::map<std::string, TransportForm> forms = {{"can", TransportForm::kPlainCan},
                                                       {"gateway", TransportForm::kGateway},
                                                       {"kline", TransportForm::kKLine}};
-  app.add_option("--form", options.form,
-                 "how messages travel: can (ISO 15765-2), gateway or kline (ISO 14230-2); "
-                 "default can")
-      ->type_name("FORM")
+  app.add_option(
+         "--form", options.form,
+         "how messages travel: can (ISO 15765-2), through a gateway, or kline (ISO 14230-2); "
+         "default can")
+      ->type_name("can|gateway|kline")
       ->transform(CLI::CheckedTransformer(forms).description(""))
       ->each([&options](const std::string& /*form*/) { options.form_given = true; });
   AddPair(app, "--ids", "RECEIVE SEND",

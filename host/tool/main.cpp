@@ -3,13 +3,11 @@
 #include <unistd.h>
 
 #include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <cstdio>
 #include <iostream>
 #include <string>
 
-#include "host/tool/command.h"
+#include "host/tool/command_line.h"
 #include "host/tool/interrupt.h"
 
 namespace quillmark::host {
@@ -67,33 +65,17 @@ int Run(const CLI::App& app, const Command& command) {
 
 int Main(int argc, char** argv) {
   IgnoreBrokenPipes();
-  CLI::App app("Reprograms ECUs: plans, writes, reads back and explains.", "quillmark");
-  app.set_version_flag("--version", "quillmark " QUILLMARK_VERSION);
-  app.require_subcommand(1);
-  app.footer(kExitCodeHelp);
   Command command;
-  AddFlashCommand(app, command);
-  AddReadCommand(app, command);
-  AddIdentifyCommand(app, command);
-  AddPlanCommand(app, command);
-  AddCallsCommand(app, command);
-  AddDecodeCommand(app, command);
-  AddReportCommand(app, command);
-  AddSimulateCommand(app, command);
+  const auto app = MakeCommandLine(command);
   try {
-    app.parse(argc, argv);
+    app->parse(argc, argv);
   } catch (const CLI::Error& error) {
-    return ReportUsage(app, error);
+    return ReportUsage(*app, error);
   }
-  return Run(app, command);
+  return Run(*app, command);
 }
 
 }  // namespace
-
-void AddJsonOption(CLI::App& app, Command& command) {
-  app.add_flag("--json", command.json, "print a line of JSON for each event");
-}
-
 }  // namespace quillmark::host
 
 int main(int argc, char** argv) {

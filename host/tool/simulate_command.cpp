@@ -143,8 +143,8 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
   CLI::App& simulate = *app.add_subcommand(
       "simulate", "be an ECU behind a pseudo-terminal, in real time, until interrupted");
   const auto options = std::make_shared<Options>();
-  simulate.add_option("--bus", options->bus, "the adapter to be: slcan or kline")
-      ->type_name("BUS")
+  simulate.add_option("--bus", options->bus, "the adapter to be")
+      ->type_name("slcan|kline")
       ->required()
       ->check(CLI::IsMember({"slcan", "kline"}).description(""));
   simulate

@@ -1,0 +1,100 @@
+# The Debian packages, a component of the installation each; packaging/build-packages makes them.
+# docs/packages.md says what is in which.
+
+# What every package has beside what `cmake --install` puts there: its licence, its changelog, and the
+# remarks of lintian that do not apply to it, with the reasons.
+set(doc_files ${PROJECT_BINARY_DIR}/packages)
+set(debian_folder ${PROJECT_SOURCE_DIR}/packaging/debian)
+file(MAKE_DIRECTORY ${doc_files})
+add_custom_command(OUTPUT ${doc_files}/changelog.Debian.gz DEPENDS ${debian_folder}/changelog
+                   COMMAND gzip --best --no-name --stdout ${debian_folder}/changelog > ${doc_files}/changelog.Debian.gz
+                   VERBATIM)
+add_custom_target(quillmark_package_files DEPENDS ${doc_files}/changelog.Debian.gz)
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE licence)
+string(REGEX REPLACE ".*(Permission is hereby.*)" "\\1" licence "${licence}")
+string(REGEX REPLACE "\n+$" "" licence "${licence}")
+string(REGEX REPLACE "\n\n" "\n.\n" licence "${licence}")
+string(REGEX REPLACE "\n" "\n " licence "${licence}")
+configure_file(${debian_folder}/copyright.in ${doc_files}/copyright @ONLY)
+
+# quillmark_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION [DEPENDS]): the component as a package.
+function(quillmark_package component name section summary description)
+  install(FILES ${doc_files}/copyright ${doc_files}/changelog.Debian.gz
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component} EXCLUDE_FROM_ALL)
+  install(FILES ${debian_folder}/${name}.lintian-overrides
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${name}
+          COMPONENT ${component} EXCLUDE_FROM_ALL)
+  string(TOUPPER ${component} upper)
+  set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${ARGN}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${summary}\n${description}" PARENT_SCOPE)
+endfunction()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME quillmark)
+set(CPACK_PACKAGE_VENDOR "Quillmark developers")
+set(CPACK_PACKAGE_CONTACT "Quillmark developers <developers@quillmark.invalid>")
+set(CPACK_DEBIAN_PACKAGE_SOURCE quillmark)
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${QUILLMARK_RELEASE})
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/QuillmarkPackageFiles.cmake)
+# Debian's tools read what a program needs out of it; the library of this build is not installed.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
+set(same_library "libquillmark0 (= ${PROJECT_VERSION}-${QUILLMARK_RELEASE})")
+
+quillmark_package(
+  runtime libquillmark0 libs "Documents that reprogram vehicle ECUs, shared library"
+  "Builds, checks and streams the XML documents by which a diagnostic
+application reprograms the memory of a vehicle ECU over KWP2000-style
+services: on CAN, behind a CAN gateway, and on a K line. The application
+runs the documents on its own bus.")
+# What is built against the library needs this version or a later one of the same binary interface, and the
+# loader must be told that there is a new library.
+file(WRITE ${doc_files}/shlibs
+     "libquillmark ${PROJECT_VERSION_MAJOR} libquillmark${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${doc_files}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/shlibs ${doc_files}/triggers)
+
+quillmark_package(
+  development libquillmark-dev libdevel "Documents that reprogram vehicle ECUs, development files"
+  "Headers, CMake package, pkg-config file and an example for a diagnostic
+application that reprograms vehicle ECUs with libquillmark, in C++20."
+  "${same_library}")
+
+quillmark_package(
+  tools quillmark-tools utils "Command-line tool that reprograms vehicle ECUs"
+  "Plans, writes, reads back and explains the reprogramming of a vehicle
+ECU through slcan, SocketCAN and K line adapters, keeps traces that
+can-utils and Wireshark read, and simulates an ECU to try it all on."
+  "${same_library}")
+
+# Something to try at once.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/minimal_host
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libquillmark-dev/examples COMPONENT development EXCLUDE_FROM_ALL)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/quillmark-tools/examples COMPONENT tools EXCLUDE_FROM_ALL)
+
+if(QUILLMARK_BUILD_PYTHON)
+  # Built for one Python; what its interpreter compiles and keeps beside the modules goes with the package.
+  quillmark_package(
+    python python3-quillmark python "Documents that reprogram vehicle ECUs, for Python 3"
+    "The Python package quillmark: the component with its members' own names,
+image files, a runner of documents on slcan, SocketCAN and K line
+adapters, and a simulated ECU."
+    "${same_library}, python3 (>= 3.11), python3 (<< 3.12)")
+  install(FILES ${PROJECT_SOURCE_DIR}/examples/python/flash.py ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-quillmark/examples COMPONENT python EXCLUDE_FROM_ALL)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian_folder}/python3-quillmark/postinst
+                                                ${debian_folder}/python3-quillmark/prerm)
+endif()
+
+include(CPack)
