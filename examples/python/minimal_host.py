@@ -3,7 +3,7 @@ would run each document on its bus, this one writes replies recorded earlier int
 import quillmark
 
 
-def write_replies(document, frames):
+def write_replies(document: quillmark.Document, frames: list[str]) -> quillmark.Document:
     """Gives the n-th receive step of the document the n-th frame."""
     steps = [step for step in document.steps() if step.kind == "receive"]
     for step, frame in zip(steps, frames):
@@ -11,7 +11,7 @@ def write_replies(document, frames):
     return document
 
 
-def main():
+def main() -> None:
     reprog = quillmark.DiagOnCANReprog()
     reprog.CANIDs(1850, 1586)  # plain CAN: receive on 0x73A, send on 0x632
 

@@ -26,4 +26,4 @@ def test_an_installed_package_flashes(tmp_path):
     flash = [sys.executable, "-B", SOURCE / "examples/python/flash.py", SOURCE / "docs/samples/hello.srec"]
     environment = os.environ | {"PYTHONPATH": str(prefix / cached("QUILLMARK_PYTHON_DIR"))}
     flashed = subprocess.run(flash, check=True, capture_output=True, text=True, env=environment)
-    assert flashed.stdout == "flashed 21 bytes into SIMULATED ECU 001 REV A\n"
+    assert flashed.stdout.startswith("flashed 21 bytes in ")
