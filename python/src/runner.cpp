@@ -11,6 +11,7 @@
 #include "bindings.h"
 #include "bus.h"
 #include "document.h"
+#include "python_bus.h"
 
 namespace quillmark::python {
 namespace {
@@ -46,12 +47,25 @@ class SignalWatch {
   std::exception_ptr raised_;
 };
 
+/// A bus of the module, or what has the methods of one.
+std::shared_ptr<Bus> BusOf(const py::object& bus) {
+  if (py::isinstance<Bus>(bus)) {
+    return py::cast<std::shared_ptr<Bus>>(bus);
+  }
+  for (const char* const method : {"select", "send", "receive"}) {
+    if (!py::hasattr(bus, method)) {
+      throw py::type_error(std::string("bus: expected a Bus or an object with select, send and ") +
+                           "receive, found one without " + method);
+    }
+  }
+  return std::make_shared<Bus>(std::make_shared<PythonBus>(bus), host::TransportForm::kPlainCan);
+}
+
 /// A runner with its bus and the outcome of its last run.
 class Runner {
  public:
-  Runner(std::shared_ptr<Bus> bus, const std::optional<std::string>& form, double p2,
-         double p2_star)
-      : bus_(std::move(bus)),
+  Runner(const py::object& bus, const std::optional<std::string>& form, double p2, double p2_star)
+      : bus_(BusOf(bus)),
         form_(form ? FormOf(*form) : bus_->form()),
         timing_{.p2 = MillisecondsOf(p2), .p2_star = MillisecondsOf(p2_star)} {}
 
@@ -139,9 +153,15 @@ void BindRunner(py::module_& module) {
       R"(Runs request documents on a bus and so turns them into reply documents.
 
 form: "can", "gateway" or "kline"; None takes that of a simulated ECU or of a K line, otherwise "can". p2:
-seconds that the ECU has for an answer; p2_star: and for the next one after it said "response pending".)")
-      .def(py::init<std::shared_ptr<Bus>, std::optional<std::string>, double, double>(),
-           py::arg("bus").none(false), py::arg("form") = py::none(), py::kw_only(),
+seconds that the ECU has for an answer; p2_star: and for the next one after it said "response pending".
+
+bus: a Bus, or an object of your own with these methods, times in seconds: select(receive, send) says with
+which identifiers the following frames are exchanged (through a gateway: channel and line; on a K line: 0);
+send(frame) returns once the bytes are on the wire; receive(timeout) gives the next frame of the exchange, None
+where none came in time; on a K line send_break(seconds). An OSError of theirs ends a run as "bus error", what
+else they raise comes out of run.)")
+      .def(py::init<const py::object&, std::optional<std::string>, double, double>(),
+           py::arg("bus"), py::arg("form") = py::none(), py::kw_only(),
            py::arg("p2") = seconds(defaults.p2), py::arg("p2_star") = seconds(defaults.p2_star))
       .def("run", &Runner::Run, py::arg("document").none(false),
            R"(Executes a document and returns it, now with the received frames in it.

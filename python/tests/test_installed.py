@@ -17,7 +17,7 @@ def cached(name):
 
 
 def test_an_installed_package_flashes(tmp_path):
-    install = ["cmake", "--install", BUILD, "--prefix", tmp_path / "installed", "--component", "python"]
+    install = ["cmake", "--install", BUILD / "python", "--prefix", tmp_path / "installed"]
     subprocess.run(install, check=True, capture_output=True)
     prefix = (tmp_path / "installed").rename(tmp_path / "moved")
     libraries = prefix / cached("CMAKE_INSTALL_LIBDIR")

@@ -28,7 +28,7 @@ def stub_names(body):
 
 
 def stub_classes():
-    return {node.name: node for node in STUBS.body if isinstance(node, ast.ClassDef)}
+    return {node.name: node for node in STUBS.body if isinstance(node, ast.ClassDef) and is_public(node.name)}
 
 
 def parameters_of_stub(function):
@@ -48,7 +48,7 @@ def functions_of_stub():
     for node in STUBS.body:
         if isinstance(node, ast.FunctionDef):
             yield getattr(quillmark, node.name), node
-        elif isinstance(node, ast.ClassDef):
+        elif node in stub_classes().values():
             for member in node.body:
                 if isinstance(member, ast.FunctionDef) and not is_property(member):
                     yield getattr(getattr(quillmark, node.name), member.name), member

@@ -1,0 +1,66 @@
+#include "python_bus.h"
+
+#include <thread>
+
+#include "arguments.h"
+
+namespace quillmark::python {
+namespace {
+
+/// Calls `work` with the interpreter's lock.
+template <typename Work>
+auto WithGil(Work work) {
+  const py::gil_scoped_acquire gil;
+  try {
+    return work();
+  } catch (const py::error_already_set& error) {
+    if (!error.matches(PyExc_OSError)) {
+      throw;
+    }
+    throw host::BusError(py::cast<std::string>(py::str(error.value())));
+  }
+}
+
+double SecondsOf(std::chrono::milliseconds time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+}  // namespace
+
+PythonBus::~PythonBus() {
+  const py::gil_scoped_acquire gil;
+  bus_ = {};
+}
+
+void PythonBus::Select(const host::Exchange& exchange) {
+  WithGil([&] { bus_.attr("select")(exchange.receive, exchange.send); });
+}
+
+void PythonBus::DiscardReceived() {
+  while (Receive(std::chrono::milliseconds(0))) {
+  }
+}
+
+void PythonBus::Send(host::ByteView frame) {
+  WithGil([&] { bus_.attr("send")(PythonBytes(frame)); });
+}
+
+std::optional<host::Bytes> PythonBus::Receive(std::chrono::milliseconds timeout) {
+  return WithGil([&] {
+    const py::object frame = bus_.attr("receive")(SecondsOf(timeout));
+    return frame.is_none() ? std::nullopt : std::optional(BytesOf(frame).bytes);
+  });
+}
+
+void PythonBus::Wait(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
+
+void PythonBus::Break(std::chrono::milliseconds low) {
+  WithGil([&] { bus_.attr("send_break")(SecondsOf(low)); });
+}
+
+host::Duration PythonBus::Now() const {
+  return std::chrono::duration_cast<host::Duration>(
+      std::chrono::steady_clock::now().time_since_epoch());
+}
+
+}  // namespace quillmark::python
