@@ -10,10 +10,8 @@
 namespace quillmark::host {
 namespace {
 
-constexpr std::uint8_t kResponseBit = 0x40;
 constexpr std::uint8_t kDownload = 0x34;
 constexpr std::uint8_t kUpload = 0x35;
-constexpr std::size_t kBlockHeader = 6;
 
 std::string NoParameters(ByteView /*message*/) { return {}; }
 

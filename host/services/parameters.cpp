@@ -7,9 +7,6 @@
 namespace quillmark::host {
 namespace {
 
-constexpr std::uint8_t kResponseBit = 0x40;
-constexpr std::size_t kBlockHeader = 6;
-
 bool IsResponse(ByteView message) { return (message[0] & kResponseBit) != 0; }
 
 ByteView From(ByteView message, std::size_t at) {

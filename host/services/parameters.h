@@ -1,10 +1,17 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "host/bus/bytes.h"
 
 namespace quillmark::host {
+
+/// Set in the first byte of a positive response.
+inline constexpr std::uint8_t kResponseBit = 0x40;
+/// Bytes before the data of a block: service identifier, four of address, one of length.
+inline constexpr std::size_t kBlockHeader = 6;
 
 /// The parameters of a message that stands complete or cut off behind its service identifier. Each
 /// handles the request and the positive response of its service.

@@ -12,7 +12,6 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-constexpr std::chrono::milliseconds kPlenty = 20s;
 /// A pause inside a message that only a broken message has, on a machine that is busy elsewhere.
 constexpr KLineTiming kFast{.p1 = 2000ms, .p3 = 0ms, .p4 = 0ms};
 const Bytes kRequest{0x82, 0x11, 0xF1, 0x27, 0x81, 0x2C};

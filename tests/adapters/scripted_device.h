@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -10,6 +11,9 @@
 #include "host/simulator/pseudo_terminal.h"
 
 namespace quillmark::host::testing {
+
+/// A wait that only a broken connection makes use of.
+inline constexpr std::chrono::milliseconds kPlenty{20'000};
 
 inline std::string TextOf(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
 inline Bytes BytesOfText(const std::string& text) { return {text.begin(), text.end()}; }

@@ -16,8 +16,6 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr Duration kPlenty = 20s;
-
 /// Reads until `size` bytes are there.
 Bytes ReadAll(SerialPort& port, std::size_t size) {
   Bytes all;

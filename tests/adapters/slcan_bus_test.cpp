@@ -12,7 +12,6 @@ using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr std::chrono::milliseconds kPlenty = 20s;
 constexpr Exchange kStandard{TransportForm::kPlainCan, 0x73A, 0x632};
 constexpr Exchange kExtended{TransportForm::kPlainCan, 0x18DAF110, 0x18DA10F1};
 

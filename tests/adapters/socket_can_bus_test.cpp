@@ -15,7 +15,6 @@ using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 
 constexpr const char* kInterface = "qmvcan0";
-constexpr std::chrono::milliseconds kPlenty = 20s;
 constexpr Exchange kTester{TransportForm::kPlainCan, 0x73A, 0x632};
 constexpr Exchange kEcu{TransportForm::kPlainCan, 0x632, 0x73A};
 

@@ -10,7 +10,7 @@ using std::chrono::microseconds;
 constexpr Exchange kStandard{TransportForm::kPlainCan, 0x73A, 0x632};
 constexpr Exchange kExtended{TransportForm::kPlainCan, 0x18DAF110, 0x18DA10F1};
 constexpr Exchange kGateway{TransportForm::kGateway, 3, 13};
-constexpr Exchange kKLine{TransportForm::kKLine};
+constexpr Exchange kOnKLine{TransportForm::kKLine};
 
 // 47 bits around the data, 64 of data, 24 stuffed at most.
 TEST(WireTime, OfAStandardCanFrame) {
@@ -28,11 +28,11 @@ TEST(WireTime, OfAGatewayFrameIsThatOfAStandardOne) {
 }
 
 TEST(WireTime, OfAKLineMessageIsTenBitsAByte) {
-  EXPECT_EQ(WireTime(kKLine, 5, {.k_line_baud = 10'000}), microseconds(5000));
+  EXPECT_EQ(WireTime(kOnKLine, 5, {.k_line_baud = 10'000}), microseconds(5000));
 }
 
 TEST(WireTime, IsRoundedUp) {
-  EXPECT_EQ(WireTime(kKLine, 1, {.k_line_baud = 10'400}), microseconds(962));
+  EXPECT_EQ(WireTime(kOnKLine, 1, {.k_line_baud = 10'400}), microseconds(962));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ std::wstring Repeated(const wchar_t* byte, int count) {
 std::wstring Reply(const std::wstring& frame) { return L"<r><c/><d>" + frame + L"</d></r>"; }
 
 /// The four frames of a record of 24 equal bytes in plain CAN form.
-std::wstring Record(const wchar_t* byte) {
+std::wstring RecordReply(const wchar_t* byte) {
   return Reply(L"101A61" + Repeated(byte, 5)) + Reply(L"21" + Repeated(byte, 7)) +
          Reply(L"22" + Repeated(byte, 7)) + Reply(L"23" + Repeated(byte, 7));
 }
@@ -24,9 +24,9 @@ std::wstring Record(const wchar_t* byte) {
 /// A run document of `StartDiag` with an identification and so many further records.
 ObjectPtr HistoryDocument(int records) {
   constexpr std::array<const wchar_t*, 4> kBytes = {L"A0", L"A1", L"A2", L"A3"};
-  std::wstring replies = Reply(L"0250C0") + Record(L"80") + Reply(L"025085");
+  std::wstring replies = Reply(L"0250C0") + RecordReply(L"80") + Reply(L"025085");
   for (int index = 0; index < records; ++index) {
-    replies += Record(kBytes[static_cast<std::size_t>(index)]);
+    replies += RecordReply(kBytes[static_cast<std::size_t>(index)]);
   }
   return NewDocument(L"<can><x i='1850'>" + replies + L"</x></can>");
 }

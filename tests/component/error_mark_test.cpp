@@ -38,7 +38,6 @@ TEST_P(ErrorMark, ErrorMarkMayBeAnywhere) {
 }
 
 TEST_P(ErrorMark, MissingDocumentHasNoObject) {
-  constexpr auto kNotSet = "Object variable or With block variable not set";
   EXPECT_ERROR(diag_->checkdownload(nullptr), 91, kNotSet);
   EXPECT_ERROR(diag_->checkwritelogzone(nullptr), 91, kNotSet);
 }

@@ -17,11 +17,10 @@
 namespace quillmark::testing {
 namespace {
 
-constexpr auto kNoText = "Application-defined or object-defined error";
 const Raised kTypeMismatch = {13, "Type mismatch"};
-const Raised kNotSet = {91, "Object variable or With block variable not set"};
+const Raised kUnset = {91, kNotSet};
 
-std::string Repeated(std::string_view part, std::size_t count) {
+std::string Times(std::string_view part, std::size_t count) {
   std::string text;
   text.reserve(part.size() * count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -46,7 +45,7 @@ class ReplyText : public EveryForm {
 
   /// Two replies, as many as a check looks for, that both hold `content`.
   [[nodiscard]] std::shared_ptr<DOMDocument> Holding(const std::string& content) const {
-    return RunDocument(Repeated("<r><c/>" + content + "</r>", 2));
+    return RunDocument(Times("<r><c/>" + content + "</r>", 2));
   }
 
   /// The frame of the reply 71 AB 01, which is one in every form.
@@ -106,9 +105,9 @@ TEST_P(ReplyText, ThatIsNotHexIsOfTheWrongType) {
 }
 
 TEST_P(ReplyText, ThatIsMissingHasNoObject) {
-  ExpectOfEveryCheck("<d/>", kNotSet);
-  ExpectOfEveryCheck("<d></d>", kNotSet);
-  ExpectOfEveryCheck("<d/><d>03718101</d>", kNotSet);
+  ExpectOfEveryCheck("<d/>", kUnset);
+  ExpectOfEveryCheck("<d></d>", kUnset);
+  ExpectOfEveryCheck("<d/><d>03718101</d>", kUnset);
 }
 
 TEST_P(ReplyText, ThatIsWellWrittenInAnyWayIsRead) {
@@ -149,8 +148,8 @@ TEST_P(ReplyText, BelowAnotherElementIsNoData) {
 
 TEST_P(ReplyText, DeepDownIsNotFoundAndDoesNotCrash) {
   constexpr std::size_t kLevels = 100'000;
-  const auto document = RunDocument(Repeated("<a>", kLevels) + "<r><d>" + Frame() + "</d><e/></r>" +
-                                    Repeated("</a>", kLevels));
+  const auto document = RunDocument(Times("<a>", kLevels) + "<r><d>" + Frame() + "</d><e/></r>" +
+                                    Times("</a>", kLevels));
   EXPECT_ERROR(diag_->checkcheckerase(document), 2000, kNoText);
   EXPECT_ERROR(diag_->checkdownload(document), 4005, "Download error " + Frame());
   EXPECT_ERROR(diag_->checkupload(document, platform_->CreateMemoryImage()), 4007, "Upload error");

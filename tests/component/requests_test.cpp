@@ -175,7 +175,6 @@ using AnyRequest = EveryForm;
 
 TEST_P(AnyRequest, RequestBeforeCANIDsHasNoObject) {
   const auto fresh = CreateDiagOnCANReprog(platform_);
-  constexpr auto kNotSet = "Object variable or With block variable not set";
   EXPECT_ERROR(fresh->StartDiag(), 91, kNotSet);
   EXPECT_ERROR(fresh->readseed(), 91, kNotSet);
   EXPECT_ERROR(fresh->dounlock(String("")), 91, kNotSet);

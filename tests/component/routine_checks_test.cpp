@@ -3,9 +3,6 @@
 namespace quillmark::testing {
 namespace {
 
-/// The default description of a number that has no text of its own.
-constexpr auto kNoText = "Application-defined or object-defined error";
-
 class RoutineChecks : public ComponentTest {
  protected:
   RoutineChecks() { Configure(kPlainCAN); }
@@ -104,7 +101,6 @@ TEST_F(ComponentTest, KLineReadsTheFirstReply) {
 using RoutineDocuments = EveryForm;
 
 TEST_P(RoutineDocuments, ChecksNeedADocument) {
-  constexpr auto kNotSet = "Object variable or With block variable not set";
   EXPECT_ERROR(diag_->checkstarterase(nullptr), 91, kNotSet);
   EXPECT_ERROR(diag_->checkcheckerase(nullptr), 91, kNotSet);
   EXPECT_ERROR(diag_->checkstartroutine(nullptr, 0), 91, kNotSet);

@@ -3,8 +3,6 @@
 namespace quillmark::testing {
 namespace {
 
-constexpr auto kNotSet = "Object variable or With block variable not set";
-
 class SecurityChecks : public ComponentTest {
  protected:
   [[nodiscard]] std::string Seed(const Form& form, const std::vector<std::string>& frames) const {

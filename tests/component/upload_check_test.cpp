@@ -3,8 +3,6 @@
 namespace quillmark::testing {
 namespace {
 
-constexpr auto kNoText = "Application-defined or object-defined error";
-
 /// A reply 75 RL address n data checksum of two data bytes at 0x012345 in each form, then one of
 /// four data bytes at 0x012347.
 struct Replied {
@@ -73,7 +71,6 @@ TEST_P(UploadCheck, DocumentWithoutRepliesAddsNothing) {
 }
 
 TEST_P(UploadCheck, MissingObjectsAreReported) {
-  constexpr auto kNotSet = "Object variable or With block variable not set";
   EXPECT_ERROR(diag_->checkupload(nullptr, image_), 91, kNotSet);
   EXPECT_ERROR(diag_->checkupload(Replies(GetParam().form, frames_), nullptr), 91, kNotSet);
 }

@@ -94,10 +94,10 @@ TEST_F(UploadTest, AddressBytesAreTruncatedTowardZero) {
 }
 
 TEST_F(UploadTest, RangeAtTheEndOfTheAddressesOverflows) {
-  constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
-  EXPECT_THAT(Upload({{kLargest - 47, 48}}), ElementsAre(std::nullopt));
-  EXPECT_THAT(Upload({{kLargest, 1}}), ElementsAre(std::nullopt));
-  EXPECT_THAT(Upload({{kLargest - 48, 48}}), SizeIs(2));
+  constexpr std::int32_t kLastAddress = std::numeric_limits<std::int32_t>::max();
+  EXPECT_THAT(Upload({{kLastAddress - 47, 48}}), ElementsAre(std::nullopt));
+  EXPECT_THAT(Upload({{kLastAddress, 1}}), ElementsAre(std::nullopt));
+  EXPECT_THAT(Upload({{kLastAddress - 48, 48}}), SizeIs(2));
 }
 
 TEST_F(UploadTest, DocumentIsDeliveredFrom32768BytesOn) {
@@ -108,7 +108,6 @@ TEST_F(UploadTest, DocumentIsDeliveredFrom32768BytesOn) {
 }
 
 TEST_F(UploadTest, NeedsCANIDsAndAMap) {
-  constexpr auto kNotSet = "Object variable or With block variable not set";
   EXPECT_ERROR(CreateDiagOnCANReprog(platform_)->ComputeUpload(platform_->CreateMemoryMap(), 0), 91,
                kNotSet);
   EXPECT_ERROR(diag_->ComputeUpload(nullptr, 0), 91, kNotSet);

@@ -12,8 +12,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr auto kNoText = "Application-defined or object-defined error";
-
 /// A client that keeps what it is given.
 class RecordingClient : public XMLDocClient {
  public:

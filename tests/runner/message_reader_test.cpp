@@ -8,9 +8,7 @@
 namespace quillmark::host {
 namespace {
 
-constexpr TransportForm kCan = TransportForm::kPlainCan;
-constexpr TransportForm kGateway = TransportForm::kGateway;
-constexpr TransportForm kKLine = TransportForm::kKLine;
+using enum TransportForm;
 
 std::string ServiceBytes(TransportForm form, const char* frame) {
   return HexOf(ServiceBytesOf(form, BytesOfHex(frame).value()));
@@ -21,7 +19,7 @@ std::optional<std::uint8_t> Code(TransportForm form, const char* frame) {
 }
 
 TEST(ServiceBytes, AreFoundInTheFramesOfAllForms) {
-  EXPECT_EQ(ServiceBytes(kCan, "037F3178AAAAAAAA"), "7F3178");
+  EXPECT_EQ(ServiceBytes(kPlainCan, "037F3178AAAAAAAA"), "7F3178");
   EXPECT_EQ(ServiceBytes(kGateway, "0183F16E7F317800"), "7F3178");
   EXPECT_EQ(ServiceBytes(kKLine, "83F1117F317800"), "7F3178");
 }
@@ -31,25 +29,25 @@ TEST(ServiceBytes, AreFoundBehindALengthByte) {
 }
 
 TEST(ServiceBytes, AreNoneWhereAFrameHoldsNoWholeMessage) {
-  EXPECT_EQ(ServiceBytes(kCan, ""), "");
-  EXPECT_EQ(ServiceBytes(kCan, "101A618001020304"), "");
-  EXPECT_EQ(ServiceBytes(kCan, "300100"), "");
+  EXPECT_EQ(ServiceBytes(kPlainCan, ""), "");
+  EXPECT_EQ(ServiceBytes(kPlainCan, "101A618001020304"), "");
+  EXPECT_EQ(ServiceBytes(kPlainCan, "300100"), "");
   EXPECT_EQ(ServiceBytes(kGateway, "0494F16E61010203"), "");
   EXPECT_EQ(ServiceBytes(kGateway, "81"), "");
   EXPECT_EQ(ServiceBytes(kKLine, "83F111"), "");
 }
 
 TEST(ServiceBytes, AreCutWhereTheFrameEnds) {
-  EXPECT_EQ(ServiceBytes(kCan, "037F31"), "7F31");
+  EXPECT_EQ(ServiceBytes(kPlainCan, "037F31"), "7F31");
   EXPECT_EQ(ServiceBytes(kKLine, "83F1117F"), "7F");
 }
 
 TEST(NegativeResponseCode, IsThatOfAWholeNegativeResponse) {
-  EXPECT_EQ(Code(kCan, "037F2735AAAAAAAA"), 0x35);
+  EXPECT_EQ(Code(kPlainCan, "037F2735AAAAAAAA"), 0x35);
   EXPECT_EQ(Code(kGateway, "0183F16E7F273500"), 0x35);
   EXPECT_EQ(Code(kKLine, "83F1117F273500"), 0x35);
-  EXPECT_EQ(Code(kCan, "027F27AAAAAAAAAA"), std::nullopt);
-  EXPECT_EQ(Code(kCan, "0367821234AAAAAA"), std::nullopt);
+  EXPECT_EQ(Code(kPlainCan, "027F27AAAAAAAAAA"), std::nullopt);
+  EXPECT_EQ(Code(kPlainCan, "0367821234AAAAAA"), std::nullopt);
 }
 
 /// The requests that a reader finds among sent frames: a "+" at each beginning, then the bytes.
@@ -65,16 +63,16 @@ std::string Read(TransportForm form, const std::vector<const char*>& frames) {
 }
 
 TEST(RequestReader, JoinsCanFrames) {
-  EXPECT_EQ(Read(kCan, {"0210C00000000000"}), "+ 10C0");
-  EXPECT_EQ(Read(kCan, {"1009340000100001", "2101004700000000"}), "+. 340000100001010047");
+  EXPECT_EQ(Read(kPlainCan, {"0210C00000000000"}), "+ 10C0");
+  EXPECT_EQ(Read(kPlainCan, {"1009340000100001", "2101004700000000"}), "+. 340000100001010047");
 }
 
 TEST(RequestReader, PassesOverFlowControl) {
-  EXPECT_EQ(Read(kCan, {"0221800000000000", "3001000000000000"}), "+. 2180");
+  EXPECT_EQ(Read(kPlainCan, {"0221800000000000", "3001000000000000"}), "+. 2180");
 }
 
 TEST(RequestReader, GivesWhatIsThereOfAnUnfinishedRequest) {
-  EXPECT_EQ(Read(kCan, {"0210C00000000000", "1009340000100001"}), "++ 340000100001");
+  EXPECT_EQ(Read(kPlainCan, {"0210C00000000000", "1009340000100001"}), "++ 340000100001");
   EXPECT_EQ(Read(kGateway, {"02896EF134000010"}), "+ 34000010");
 }
 

@@ -10,11 +10,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr TransportForm kCan = TransportForm::kPlainCan;
-constexpr TransportForm kGateway = TransportForm::kGateway;
-constexpr TransportForm kKLine = TransportForm::kKLine;
+using enum TransportForm;
 
-RequestDocument Read(std::string_view xml, TransportForm form = kCan) {
+RequestDocument Read(std::string_view xml, TransportForm form = kPlainCan) {
   const std::shared_ptr<DOMDocument> document = CreatePortablePlatform()->CreateDOMDocument();
   if (!xml.empty()) {
     document->loadXML(xml);
@@ -31,7 +29,7 @@ TEST(RequestDocument, OfPlainCanHasItsIdentifiersAndSteps) {
       "<?xml version='1.0'?><can>\r\n<x "
       "i=\"1850\">\r\n<i>1586</i>\r\n<s><d>0210C00000000000</d></s>"
       "\r\n<r><c>0250C0</c></r>\r\n<w>20</w>\r\n</x></can>");
-  EXPECT_EQ(document.exchange, (Exchange{kCan, 1850, 1586}));
+  EXPECT_EQ(document.exchange, (Exchange{kPlainCan, 1850, 1586}));
   ASSERT_EQ(document.steps.size(), 3U);
   EXPECT_EQ(document.steps[0].kind, StepKind::kSend);
   EXPECT_EQ(document.steps[0].frame, (Bytes{0x02, 0x10, 0xC0, 0, 0, 0, 0, 0}));

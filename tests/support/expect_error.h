@@ -10,6 +10,11 @@
 
 namespace quillmark::testing {
 
+/// The default description of a number that has no text of its own.
+inline constexpr auto kNoText = "Application-defined or object-defined error";
+/// The description of 91.
+inline constexpr auto kNotSet = "Object variable or With block variable not set";
+
 /// What a call raised, as one value that a test can compare and gtest can print.
 struct Raised {
   std::int32_t number;

@@ -9,7 +9,7 @@ namespace {
 
 Misbehaviour Add(const std::vector<std::string>& faults) { return ParseFaults(faults).ecu; }
 
-std::string ErrorOf(const std::string& fault) {
+std::string ErrorOfFault(const std::string& fault) {
   try {
     static_cast<void>(Add({fault}));
   } catch (const CLI::ValidationError& error) {
@@ -46,7 +46,7 @@ TEST(FaultOption, AddsNothingByItself) {
 TEST(FaultOption, RefusesAnUnknownKindOrTheWrongValues) {
   for (const std::string fault :
        {"", "slow", "silent@1:2", "unplug", "bad-cell", "bad-cell@1:2", "pending@1"}) {
-    EXPECT_EQ(ErrorOf(fault),
+    EXPECT_EQ(ErrorOfFault(fault),
               "--fault: expected silent, silent@FRAME, lose-frame@FRAME, flip-byte@FRAME, "
               "unplug@FRAME, refuse-key, bad-checksum@BLOCK, bad-cell@ADDRESS, "
               "pending@SERVICE:COUNT or negative@SERVICE:CODE, found \"" +
@@ -55,9 +55,11 @@ TEST(FaultOption, RefusesAnUnknownKindOrTheWrongValues) {
 }
 
 TEST(FaultOption, RefusesANumberOutOfRange) {
-  EXPECT_EQ(ErrorOf("negative@1:2:3"), "--fault: expected a number from 0 to 255, found \"2:3\"");
-  EXPECT_EQ(ErrorOf("bad-checksum@0"), "--fault: expected a number from 1 to 1000000, found \"0\"");
-  EXPECT_EQ(ErrorOf("bad-cell@0x1000000"),
+  EXPECT_EQ(ErrorOfFault("negative@1:2:3"),
+            "--fault: expected a number from 0 to 255, found \"2:3\"");
+  EXPECT_EQ(ErrorOfFault("bad-checksum@0"),
+            "--fault: expected a number from 1 to 1000000, found \"0\"");
+  EXPECT_EQ(ErrorOfFault("bad-cell@0x1000000"),
             "--fault: expected a number from 0 to 16777215, found \"0x1000000\"");
 }
 

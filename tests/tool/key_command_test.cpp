@@ -11,7 +11,7 @@ Bytes KeyOf(const std::string& command) {
   return MakeKeyCommand(command)(Bytes{0x1A, 0x2B, 0x3C, 0x4D});
 }
 
-std::string ErrorOf(const std::string& command) {
+std::string ErrorOfCommand(const std::string& command) {
   try {
     static_cast<void>(KeyOf(command));
   } catch (const ToolError& error) {
@@ -36,31 +36,31 @@ TEST(KeyCommand, MayGiveAKeyOfTwoToFiveBytes) {
 }
 
 TEST(KeyCommand, OfAnotherLengthIsRefused) {
-  EXPECT_EQ(ErrorOf("echo 01 #"),
+  EXPECT_EQ(ErrorOfCommand("echo 01 #"),
             "key command \"echo 01 #\": expected a key of 2 to 5 bytes, found 1");
-  EXPECT_EQ(ErrorOf("echo 010203040506 #"),
+  EXPECT_EQ(ErrorOfCommand("echo 010203040506 #"),
             "key command \"echo 010203040506 #\": expected a key of 2 to 5 bytes, found 6");
 }
 
 TEST(KeyCommand, ThatPrintsNoHexIsRefused) {
-  EXPECT_EQ(ErrorOf("echo no key for"),
+  EXPECT_EQ(ErrorOfCommand("echo no key for"),
             "key command \"echo no key for\": expected the key as hexadecimal text, "
             "found \"no key for 1A2B3C4D\"");
-  EXPECT_EQ(ErrorOf("true"),
+  EXPECT_EQ(ErrorOfCommand("true"),
             "key command \"true\": expected the key as hexadecimal text, found \"\"");
-  EXPECT_EQ(ErrorOf("echo 123 #"),
+  EXPECT_EQ(ErrorOfCommand("echo 123 #"),
             "key command \"echo 123 #\": expected the key as hexadecimal text, found \"123\"");
 }
 
 TEST(KeyCommand, ThatFailsIsRefusedWhateverItPrints) {
-  EXPECT_EQ(ErrorOf("echo 01020304; exit 3 #"),
+  EXPECT_EQ(ErrorOfCommand("echo 01020304; exit 3 #"),
             "key command \"echo 01020304; exit 3 #\": failed with status 3");
-  EXPECT_EQ(ErrorOf("/no/such/program 2>/dev/null"),
+  EXPECT_EQ(ErrorOfCommand("/no/such/program 2>/dev/null"),
             "key command \"/no/such/program 2>/dev/null\": failed with status 127");
 }
 
 TEST(KeyCommand, ThatIsKilledIsRefused) {
-  EXPECT_EQ(ErrorOf("kill -9 $$ #"), "key command \"kill -9 $$ #\": was ended by a signal");
+  EXPECT_EQ(ErrorOfCommand("kill -9 $$ #"), "key command \"kill -9 $$ #\": was ended by a signal");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ constexpr NumberRange kRange = {-5, 1000};
 
 std::int64_t Parse(const std::string& text) { return ParseNumber("--n", text, kRange); }
 
-std::string ErrorOf(const std::string& text) {
+std::string ErrorOfNumber(const std::string& text) {
   try {
     return "parsed as " + std::to_string(Parse(text));
   } catch (const CLI::ValidationError& error) {
@@ -30,15 +30,15 @@ TEST(ParseNumber, TakesDecimalAndHexadecimalDigits) {
 TEST(ParseNumber, DoesNotReadALeadingZeroAsOctal) { EXPECT_EQ(Parse("010"), 10); }
 
 TEST(ParseNumber, RefusesANumberOutOfRange) {
-  EXPECT_EQ(ErrorOf("1001"), "--n: expected a number from -5 to 1000, found \"1001\"");
-  EXPECT_EQ(ErrorOf("-6"), "--n: expected a number from -5 to 1000, found \"-6\"");
-  EXPECT_EQ(ErrorOf("99999999999999999999"),
+  EXPECT_EQ(ErrorOfNumber("1001"), "--n: expected a number from -5 to 1000, found \"1001\"");
+  EXPECT_EQ(ErrorOfNumber("-6"), "--n: expected a number from -5 to 1000, found \"-6\"");
+  EXPECT_EQ(ErrorOfNumber("99999999999999999999"),
             "--n: expected a number from -5 to 1000, found \"99999999999999999999\"");
 }
 
 TEST(ParseNumber, RefusesWhatIsNoNumber) {
   for (const char* text : {"", " 1", "1 ", "1.5", "0x", "0x-1", "x10", "ten", "1e2", "+1", "--1"}) {
-    EXPECT_EQ(ErrorOf(text),
+    EXPECT_EQ(ErrorOfNumber(text),
               std::string("--n: expected a number from -5 to 1000, found \"") + text + "\"");
   }
 }

@@ -14,8 +14,6 @@
 namespace quillmark::portable {
 namespace {
 
-constexpr const char* kTextOutside = "Text stands outside of the root element";
-
 [[noreturn]] void RaiseMismatch(const char* reason) {
   throw Error(error_number::kTypeMismatch, reason);
 }

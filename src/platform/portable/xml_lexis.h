@@ -8,6 +8,9 @@ namespace quillmark::portable {
 /// What XML counts as white space.
 inline constexpr std::string_view kBlanks = " \t\r\n";
 
+/// What is said of text beside the root element.
+inline constexpr const char* kTextOutside = "Text stands outside of the root element";
+
 /// Whether a text holds nothing else.
 [[nodiscard]] inline bool IsBlank(std::string_view text) {
   return text.find_first_not_of(kBlanks) == std::string_view::npos;

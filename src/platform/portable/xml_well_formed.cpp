@@ -22,7 +22,6 @@ constexpr unsigned int kLiterally = pugi::parse_fragment | pugi::parse_pi | pugi
                                     pugi::parse_cdata | pugi::parse_ws_pcdata |
                                     pugi::parse_declaration | pugi::parse_doctype;
 
-constexpr const char* kTextOutside = "Text stands outside of the root element";
 constexpr const char* kUnknownReference = "\"&\" begins no known reference";
 
 [[noreturn]] void Fail(const std::string& reason, std::size_t offset) {
