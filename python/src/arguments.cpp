@@ -45,6 +45,16 @@ ByteArgument BytesOf(py::handle source) {
   return argument;
 }
 
+std::chrono::milliseconds MillisecondsOf(double seconds) {
+  constexpr double kLongest = INT32_MAX / 1000.0;
+  const bool fits = seconds >= 0 && seconds <= kLongest;  // which no NaN does
+  if (!fits) {
+    throw py::value_error("expected 0 to 2147483 seconds, found " +
+                          py::cast<std::string>(py::str(py::float_(seconds))));
+  }
+  return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+}
+
 std::pair<py::object, py::object> PairOf(py::handle pair, const char* what) {
   const bool is_pair = PySequence_Check(pair.ptr()) != 0 && PySequence_Size(pair.ptr()) == 2;
   if (!is_pair) {

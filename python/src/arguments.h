@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -31,6 +32,10 @@ struct ByteArgument {
 
 /// Raises TypeError.
 [[nodiscard]] ByteArgument BytesOf(py::handle source);
+
+/// At least as many milliseconds as `seconds`. Raises ValueError below 0 and past 24 days, which is
+/// as long as a Long of milliseconds reaches.
+[[nodiscard]] std::chrono::milliseconds MillisecondsOf(double seconds);
 
 /// The two items of a pair, which is `what`. Raises TypeError for anything else.
 [[nodiscard]] std::pair<py::object, py::object> PairOf(py::handle pair, const char* what);

@@ -97,9 +97,10 @@ std::shared_ptr<Bus> OpenAdapter(const std::string& uri) {
 }
 
 void Wait(const Bus& self, double seconds) {
+  const std::chrono::milliseconds time = MillisecondsOf(seconds);
   self.Use([&](const auto& bus) {
     const WithoutGil released;
-    bus->Wait(std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds)));
+    bus->Wait(time);
   });
 }
 
@@ -160,7 +161,7 @@ void BindBuses(py::module_& module) {
 open_bus gives one for an adapter, SimulatedBus(ecu) one in simulated time, which is computed and not waited
 for.)");
   bus.def("wait", &Wait, py::arg("seconds"),
-          "Lets at least so many seconds of the bus's time pass. Raises BusError.")
+          "Lets at least so many seconds of the bus's time pass, up to 24 days. Raises BusError.")
       .def_property_readonly("now", &Now, "The bus's time in seconds, from an arbitrary origin.");
   module.def("SimulatedBus", &MakeSimulatedBus, py::arg("ecu").none(false),
              "A bus in simulated time with a SimulatedEcu at its other end.");

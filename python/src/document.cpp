@@ -61,6 +61,10 @@ std::shared_ptr<Document> FromEtree(py::object tree) {
   if (py::isinstance(tree, etree.attr("ElementTree"))) {
     tree = tree.attr("getroot")();
   }
+  if (!py::isinstance(tree, etree.attr("Element"))) {
+    throw py::type_error("expected an Element or an ElementTree of xml.etree, found " +
+                         py::cast<std::string>(py::repr(tree)));
+  }
   const py::object xml = etree.attr("tostring")(tree, py::arg("encoding") = "unicode");
   const auto text = py::cast<std::string>(KeepingLineEnds(xml));
   return Parse("<?xml version='1.0'?>" + text);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "arguments.h"
 #include "bindings.h"
 #include "errors.h"
 #include "stream_transfer.h"
@@ -98,15 +99,13 @@ bool HandlerTransfer::Ended() const {
 
 HandlerTransfer::End HandlerTransfer::AwaitEnd(std::optional<double> seconds) {
   constexpr std::chrono::milliseconds kLookUp{50};
-  const auto deadline = Clock::now() + std::chrono::duration<double>(seconds.value_or(0));
+  const auto deadline = Clock::now() + MillisecondsOf(seconds.value_or(0));
   for (;;) {
     {
       const WithoutGil released;
       std::unique_lock lock(mutex_);
-      const auto until = seconds ? std::min<Clock::time_point>(
-                                       Clock::now() + kLookUp,
-                                       std::chrono::time_point_cast<Clock::duration>(deadline))
-                                 : Clock::now() + kLookUp;
+      const auto look_up = Clock::now() + kLookUp;
+      const auto until = seconds ? std::min(look_up, deadline) : look_up;
       changed_.wait_until(lock, until, [this] { return end_ != End::kNotYet; });
       if (end_ != End::kNotYet) {
         return end_;

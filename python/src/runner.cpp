@@ -18,10 +18,6 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-Milliseconds MillisecondsOf(double seconds) {
-  return std::chrono::ceil<Milliseconds>(std::chrono::duration<double>(seconds));
-}
-
 /// Lets the interpreter's signal handlers run now and then while it is not locked; what they raise
 /// ends the run.
 class SignalWatch {

@@ -78,6 +78,11 @@ def test_etree_has_the_steps(reprog):
     assert changed.steps()[0].frame[:3] == b"\x02\x3e\x00"
 
 
+def test_what_is_no_etree_is_refused():
+    with pytest.raises(TypeError, match="Element"):
+        quillmark.Document.from_etree("<can/>")
+
+
 def test_damaged_text_is_refused_with_a_reason():
     with pytest.raises(quillmark.Error) as caught:
         quillmark.Document("<can>")

@@ -69,6 +69,15 @@ def test_bus_time_is_computed_not_waited_for():
     assert bus.now - before >= 3600
 
 
+@pytest.mark.parametrize("seconds", [-1, float("nan"), float("inf"), 1e10])
+def test_a_time_is_seconds_that_can_pass(reprog, seconds):
+    bus = quillmark.SimulatedBus(quillmark.SimulatedEcu())
+    transfer = reprog.ComputeUpload([], 0, XMLReady=lambda node: None)
+    for use in (bus.wait, transfer.wait, lambda p2: quillmark.Runner(bus, p2=p2)):
+        with pytest.raises(ValueError, match="seconds"):
+            use(seconds)
+
+
 def test_what_is_no_bus_or_form_is_refused():
     with pytest.raises(ValueError, match="slcan"):
         quillmark.open_bus("usb:0")
