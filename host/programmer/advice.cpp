@@ -62,7 +62,7 @@ std::string_view CauseAdvice(Cause cause) {
     case Cause::kBus:
       return "look at the adapter and its cable, plug it in again";
     case Cause::kKey:
-      return "look at the key function: no key was sent";
+      return "look at what computes the key: no key was sent";
     case Cause::kDifference:
       return "look at the addresses that differ and at the fill byte";
     case Cause::kComponent:

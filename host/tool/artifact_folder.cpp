@@ -17,10 +17,17 @@ namespace fs = std::filesystem;
 
 fs::path CreatedFolder(const std::string& path) {
   std::error_code ignored;
-  if (fs::exists(path, ignored) && !fs::is_empty(path, ignored)) {
+  const bool exists = fs::exists(path, ignored);
+  if (exists && !fs::is_directory(path, ignored)) {
+    throw ToolError(ExitCode::kCannotCreate,
+                    fmt::format("{}: expected a new or an empty folder, found a file", path),
+                    "name a folder that does not exist yet");
+  }
+  if (exists && !fs::is_empty(path, ignored)) {
     throw ToolError(
         ExitCode::kCannotCreate,
-        fmt::format("{}: there is something in it; --artifacts wants a folder of its own", path));
+        fmt::format("{}: expected a new or an empty folder, there is something in it", path),
+        "name a folder that does not exist yet");
   }
   CreateFolder((fs::path(path) / artifact::kDocuments).string());
   return path;

@@ -61,7 +61,8 @@ void ListDocumentFile(std::istream& file, const Options& options, ListingDetail 
     document->loadXML(text);
     ListDocument(std::cout, *document, FormOf(*document), detail);
   } catch (const Error& error) {
-    throw ToolError(ExitCode::kData, fmt::format("{}: {}", options.file, error.Description()));
+    throw ToolError(ExitCode::kData,
+                    fmt::format("{}: expected a document: {}", options.file, error.Description()));
   }
 }
 

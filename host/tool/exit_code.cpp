@@ -86,6 +86,28 @@ std::vector<std::string> LinesOf(const Failure& failure) {
           "next      " + AdviceText(failure)};
 }
 
+/// What to do about a failure before any session, by how the tool ends; empty where the message
+/// says all.
+std::string NextStep(ExitCode code) {
+  switch (code) {
+    case ExitCode::kData:
+      return "look at the file, or get a whole copy of it; nothing was sent";
+    case ExitCode::kNoInput:
+      return "look at the path, and whether you may read what is there";
+    case ExitCode::kCannotCreate:
+      return "name a file in a folder that exists and that you may write to";
+    default:
+      return "";
+  }
+}
+
+FailureReport ReportOf(ExitCode code, const std::string& message, const std::string& next) {
+  if (next.empty()) {
+    return {code, message};
+  }
+  return {code, message, {"next      " + next}, {{"next", next}}};
+}
+
 FailureReport ReportOf(const ProgrammingError& error) {
   // Whatever an interrupted command failed with, such as a key command that got the signal too, the
   // interruption is the reason.
@@ -130,15 +152,19 @@ FailureReport ReportCurrentException() {
   } catch (const ProgrammingError& error) {
     return ReportOf(error);
   } catch (const ToolError& error) {
-    return {error.code(), error.what()};
+    return ReportOf(error.code(), error.what(),
+                    error.next().empty() ? NextStep(error.code()) : error.next());
   } catch (const DamagedImage& error) {
-    return {ExitCode::kData, error.what()};
+    return ReportOf(ExitCode::kData, error.what(), NextStep(ExitCode::kData));
   } catch (const UnreadableImage& error) {
-    return {ExitCode::kNoInput, error.what()};
+    return ReportOf(ExitCode::kNoInput, error.what(), NextStep(ExitCode::kNoInput));
   } catch (const MisplacedBase& error) {
-    return {ExitCode::kUsage, error.what()};
+    return ReportOf(ExitCode::kUsage, error.what(),
+                    "say with --base where a raw binary begins; leave it out for any other file");
   } catch (const BusError& error) {
-    return {ExitCode::kInputOutput, error.what()};
+    return ReportOf(
+        ExitCode::kInputOutput, error.what(),
+        "look at the adapter, its cable, the device in --bus, and whether you may use it");
   } catch (const Error& error) {
     return {ExitCode::kInternal, fmt::format("error {}: {}", error.Number(), error.Description())};
   } catch (const std::bad_alloc&) {

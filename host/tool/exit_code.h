@@ -4,6 +4,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/calls/json.h"
@@ -39,12 +40,16 @@ struct ExitCodeMeaning {
 /// Ends the tool with a code and a message.
 class ToolError : public std::runtime_error {
  public:
-  ToolError(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+  /// `next`: what to do about it; empty for what is usual with the code.
+  ToolError(ExitCode code, const std::string& message, std::string next = "")
+      : std::runtime_error(message), code_(code), next_(std::move(next)) {}
 
   [[nodiscard]] ExitCode code() const noexcept { return code_; }
+  [[nodiscard]] const std::string& next() const noexcept { return next_; }
 
  private:
   ExitCode code_;
+  std::string next_;
 };
 
 /// A failed command as the user and a machine see it.

@@ -4,10 +4,10 @@
 
 #include <CLI/Validators.hpp>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "host/tool/choice.h"
 #include "host/tool/number.h"
 
 namespace quillmark::host {
@@ -58,16 +58,17 @@ WireSpeed LinkOptions::Speed() const {
 }
 
 void AddLinkOptions(CLI::App& app, LinkOptions& options) {
-  const std::map<std::string, TransportForm> forms = {{"can", TransportForm::kPlainCan},
-                                                      {"gateway", TransportForm::kGateway},
-                                                      {"kline", TransportForm::kKLine}};
-  app.add_option(
-         "--form", options.form,
-         "how messages travel: can (ISO 15765-2), through a gateway, or kline (ISO 14230-2); "
-         "default can")
-      ->type_name("can|gateway|kline")
-      ->transform(CLI::CheckedTransformer(forms).description(""))
-      ->each([&options](const std::string& /*form*/) { options.form_given = true; });
+  AddChoice<TransportForm>(
+      app, "--form",
+      {{"can", TransportForm::kPlainCan},
+       {"gateway", TransportForm::kGateway},
+       {"kline", TransportForm::kKLine}},
+      [&options](TransportForm form) {
+        options.form = form;
+        options.form_given = true;
+      },
+      "how messages travel: can (ISO 15765-2), through a gateway, or kline (ISO 14230-2); default "
+      "can");
   AddPair(app, "--ids", "RECEIVE SEND",
           "CAN identifiers of form can; above 0x7FF extended ones; default 0x73A 0x632",
           [&options](const std::string& receive, const std::string& send) {

@@ -9,6 +9,7 @@
 
 #include "host/tool/command_line.h"
 #include "host/tool/interrupt.h"
+#include "host/tool/usage_error.h"
 
 namespace quillmark::host {
 namespace {
@@ -35,7 +36,12 @@ int ToStatus(ExitCode code) { return static_cast<int>(code); }
 
 // Wrong options are only found out by the command where they depend on one another.
 int ReportUsage(const CLI::App& app, const CLI::Error& error) {
-  return app.exit(error) == 0 ? ToStatus(ExitCode::kDone) : ToStatus(ExitCode::kUsage);
+  if (error.get_exit_code() == 0) {  // --help, --version
+    app.exit(error);
+    return ToStatus(ExitCode::kDone);
+  }
+  std::cerr << UsageText(app, error) << std::flush;
+  return ToStatus(ExitCode::kUsage);
 }
 
 int Run(const CLI::App& app, const Command& command) {

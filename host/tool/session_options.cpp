@@ -106,7 +106,8 @@ void FitToBus(LinkOptions& link, const SessionOptions& session) {
   const bool k_line = bus == BusKind::kKLine;
   if (link.form_given && (link.form == TransportForm::kKLine) != k_line) {
     throw CLI::ValidationError(
-        "--form", fmt::format("this bus carries the form {} alone", k_line ? "kline" : "can"));
+        "--form",
+        fmt::format("this bus carries the form {} alone, leave it out", k_line ? "kline" : "can"));
   }
   link.form = k_line ? TransportForm::kKLine : TransportForm::kPlainCan;
 }

@@ -11,6 +11,7 @@
 #include "host/simulator/k_line_adapter.h"
 #include "host/simulator/pseudo_terminal.h"
 #include "host/simulator/slcan_adapter.h"
+#include "host/tool/choice.h"
 #include "host/tool/command.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
@@ -52,7 +53,8 @@ class FlashFile {
     if (!file || content.size() != size_) {
       throw ToolError(ExitCode::kNoInput,
                       fmt::format("{}: expected a memory of {}, found {}", path_, BytesText(size_),
-                                  BytesText(content.size())));
+                                  BytesText(content.size())),
+                      "give the size of the file with --size, or name another file");
     }
     return content;
   }
@@ -143,10 +145,10 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
   CLI::App& simulate = *app.add_subcommand(
       "simulate", "be an ECU behind a pseudo-terminal, in real time, until interrupted");
   const auto options = std::make_shared<Options>();
-  simulate.add_option("--bus", options->bus, "the adapter to be")
-      ->type_name("slcan|kline")
-      ->required()
-      ->check(CLI::IsMember({"slcan", "kline"}).description(""));
+  AddChoice<std::string>(
+      simulate, "--bus", {{"slcan", "slcan"}, {"kline", "kline"}},
+      [options](const std::string& bus) { options->bus = bus; }, "the adapter to be")
+      ->required();
   simulate
       .add_option("--memory", options->memory_file,
                   "keep the flash in this file from run to run, a raw binary from address 0")
@@ -170,7 +172,8 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
   simulate.callback([options, &command] {
     const TransportForm form = IsKLine(*options) ? TransportForm::kKLine : TransportForm::kPlainCan;
     if (options->link.form_given && options->link.form != form) {
-      throw CLI::ValidationError("--form", "--bus decides on it");
+      throw CLI::ValidationError("--form",
+                                 fmt::format("--bus {} decides on it, leave it out", options->bus));
     }
     options->link.form = form;
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };

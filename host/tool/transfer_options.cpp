@@ -46,7 +46,8 @@ void CheckTransferOptions(const TransferOptions& options, const LinkOptions& lin
 ImageFile ReadImageOf(const TransferOptions& options) {
   ImageFile image = ReadImageFile(options.file, options.base);
   if (image.segments.empty()) {
-    throw ToolError(ExitCode::kData, fmt::format("{}: the image has no data", options.file));
+    throw ToolError(ExitCode::kData,
+                    fmt::format("{}: expected an image with data, found none", options.file));
   }
   for (const ImageSegment& segment : image.segments) {
     const std::uint64_t last = segment.address + std::uint64_t{segment.bytes.size()} - 1;

@@ -12,6 +12,18 @@ namespace quillmark::host {
 namespace {
 
 constexpr std::string_view kGatewayInterface = "gateway";
+constexpr std::size_t kLongestShown = 200;
+
+/// A message with text of a file in it, which may be anything, so that a terminal can show it.
+std::string Shown(std::string message) {
+  if (message.size() > kLongestShown) {
+    message = message.substr(0, kLongestShown) + "...";
+  }
+  std::replace_if(
+      message.begin(), message.end(),
+      [](char character) { return character < 0x20 || character > 0x7E; }, '?');
+  return message;
+}
 
 /// Reads a file line by line and names the line in what it raises.
 class LineReader {
@@ -32,7 +44,7 @@ class LineReader {
   [[nodiscard]] const std::string& line() const { return line_; }
 
   [[noreturn]] void Refuse(const std::string& why) const {
-    throw DamagedTrace("line " + std::to_string(number_) + ": " + why);
+    throw DamagedTrace("line " + std::to_string(number_) + ": " + Shown(why));
   }
 
   template <typename Read>

@@ -107,7 +107,15 @@ TEST_F(ArtifactsOption, WantsAFolderOfItsOwn) {
   EXPECT_EQ(Flash().status, 0);
   const ToolResult again = Flash();
   EXPECT_EQ(again.status, 73);
-  EXPECT_THAT(again.err, HasSubstr("there is something in it"));
+  EXPECT_THAT(again.err, HasSubstr("expected a new or an empty folder, there is something in it"));
+}
+
+TEST_F(ArtifactsOption, WantsNoFile) {
+  const std::string file = folder_.Write("file", "");
+  const ToolResult result =
+      Run({"read", "--range", "0:1", "-o", folder_.Path("memory"), "--artifacts", file});
+  EXPECT_EQ(result.status, 73);
+  EXPECT_THAT(result.err, HasSubstr(file + ": expected a new or an empty folder, found a file"));
 }
 
 TEST_F(ArtifactsOption, GivesDecodeAndReportWhatTheyNeedInEveryForm) {

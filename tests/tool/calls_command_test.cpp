@@ -62,7 +62,9 @@ TEST_F(CallsCommand, ReportsAFileThatIsNotThere) {
   const ToolResult result = Run({"calls", folder_.Path("none")});
   EXPECT_EQ(result.status, 66);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "quillmark: " + folder_.Path("none") + ": No such file or directory\n");
+  EXPECT_EQ(result.err, "quillmark: " + folder_.Path("none") +
+                            ": No such file or directory\n"
+                            "next      look at the path, and whether you may read what is there\n");
 }
 
 TEST_F(CallsCommand, ReportsOutputThatNobodyReads) {

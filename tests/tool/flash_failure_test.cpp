@@ -43,7 +43,7 @@ TEST_F(FlashFailure, OfATruncatedImage) {
 
 TEST_F(FlashFailure, OfAnImageWithoutData) {
   const std::string image = folder_.Write("a.hex", ":00000001FF\n");
-  ExpectFailure(Run({"flash", image}), 65, image + ": the image has no data");
+  ExpectFailure(Run({"flash", image}), 65, image + ": expected an image with data, found none");
 }
 
 TEST_F(FlashFailure, OfAnImageBeyond24BitsIsFoundBeforeAnythingIsSent) {

@@ -92,14 +92,20 @@ TEST_F(PlanCommand, ReportsAFolderThatCannotBeMade) {
   const ToolResult result = Run({"plan", image, "-o", image + "/documents"});
   EXPECT_EQ(result.status, 73);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "quillmark: " + image + "/documents: cannot create: Not a directory\n");
+  EXPECT_EQ(result.err,
+            "quillmark: " + image +
+                "/documents: cannot create: Not a directory\n"
+                "next      name a file in a folder that exists and that you may write to\n");
 }
 
 TEST_F(PlanCommand, RefusesADamagedImage) {
   const std::string image = folder_.Write("a.hex", ":01000000AB55\n");
   const ToolResult result = Run({"plan", image});
   EXPECT_EQ(result.status, 65);
-  EXPECT_EQ(result.err, "quillmark: " + image + ":1: wrong checksum: expected 54, found 55\n");
+  EXPECT_EQ(result.err,
+            "quillmark: " + image +
+                ":1: wrong checksum: expected 54, found 55\n"
+                "next      look at the file, or get a whole copy of it; nothing was sent\n");
 }
 
 }  // namespace

@@ -82,8 +82,10 @@ TEST_F(ReadCommand, ReportsAnUnwritableOutputBeforeItReads) {
   const ToolResult result = Run({"read", "--range", "0:10", "-o", folder_.Path("no/such.hex")});
   EXPECT_EQ(result.status, 73);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "quillmark: " + folder_.Path("no/such.hex") +
-                            ": cannot create: No such file or directory\n");
+  EXPECT_EQ(result.err,
+            "quillmark: " + folder_.Path("no/such.hex") +
+                ": cannot create: No such file or directory\n"
+                "next      name a file in a folder that exists and that you may write to\n");
 }
 
 TEST_F(ReadCommand, ReportsAFullDevice) {

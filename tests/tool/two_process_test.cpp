@@ -249,7 +249,10 @@ class TargetUri : public ToolTest {};
 TEST_F(TargetUri, OfADeviceThatIsNotThere) {
   const ToolResult result = Run({"identify", "--bus", "slcan:/dev/none"});
   EXPECT_EQ(result.status, 74);
-  EXPECT_EQ(result.err, "quillmark: /dev/none cannot be opened: No such file or directory\n");
+  EXPECT_EQ(result.err,
+            "quillmark: /dev/none cannot be opened: No such file or directory\n"
+            "next      look at the adapter, its cable, the device in --bus, and whether you may "
+            "use it\n");
 }
 
 TEST_F(TargetUri, DecidesOnTheForm) {

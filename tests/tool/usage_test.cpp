@@ -16,7 +16,9 @@ class Usage : public ToolTest {
     const ToolResult result = Run(arguments);
     EXPECT_EQ(result.status, 64);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, message + "\nRun with --help for more information.\n");
+    const std::string command = arguments.empty() ? "" : " " + arguments.front();
+    EXPECT_EQ(result.err, "quillmark: " + message + "\nnext      quillmark" + command +
+                              " --help lists what there is\n");
   }
 
   // A flash of a good image with these options.
@@ -51,18 +53,47 @@ TEST_F(Usage, Version) {
   EXPECT_THAT(result.out, StartsWith("quillmark "));
 }
 
-TEST_F(Usage, WithoutACommand) { ExpectUsageError({}, "A subcommand is required"); }
-
-TEST_F(Usage, WithoutAnImage) { ExpectUsageError({"flash"}, "IMAGE is required"); }
-
-TEST_F(Usage, UnknownOption) {
-  ExpectOptionError({"--colour"}, "The following argument was not expected: --colour");
+TEST_F(Usage, WithoutACommand) {
+  ExpectUsageError({},
+                   "expected a command, one of flash, read, identify, plan, calls, decode, report, "
+                   "simulate; found none");
 }
 
-TEST_F(Usage, UnknownForm) {
-  const ToolResult result = Run({"identify", "--form", "lin"});
+TEST_F(Usage, UnknownCommand) {
+  const ToolResult result = Run({"flsh", "a.s19"});
   EXPECT_EQ(result.status, 64);
-  EXPECT_THAT(result.err, HasSubstr("--form"));
+  EXPECT_THAT(result.err, HasSubstr("simulate; found \"flsh\"\nnext      quillmark --help lists"));
+}
+
+TEST_F(Usage, WithoutAnImage) {
+  ExpectUsageError({"flash"},
+                   "flash: IMAGE is missing: Intel HEX, Motorola S-record or raw binary");
+}
+
+TEST_F(Usage, WithoutARequiredOption) {
+  ExpectUsageError({"read", "-o", "a.hex"},
+                   "read: --range is missing: what to read; may be given "
+                   "several times");
+}
+
+TEST_F(Usage, UnknownOption) {
+  ExpectOptionError({"--colour"}, "flash: there is no option \"--colour\"");
+  ExpectUsageError({"flash", "--colour"}, "flash: there is no option \"--colour\"");
+}
+
+TEST_F(Usage, ArgumentTooMany) {
+  ExpectOptionError({"b.s19"}, "flash: expected no further argument, found \"b.s19\"");
+}
+
+TEST_F(Usage, OptionWithoutItsValue) {
+  ExpectOptionError({"--rl"}, "--rl: expected NUMBER, found nothing");
+  ExpectOptionError({"--form"}, "--form: expected can|gateway|kline, found nothing");
+  ExpectOptionError({"--ids", "1"}, "--ids: expected RECEIVE SEND, found fewer words");
+}
+
+TEST_F(Usage, UnknownChoice) {
+  ExpectOptionError({"--form", "lin"}, "--form: expected can, gateway or kline, found \"lin\"");
+  ExpectUsageError({"simulate", "--bus", "lin"}, "--bus: expected slcan or kline, found \"lin\"");
 }
 
 TEST_F(Usage, NumbersOutOfRange) {

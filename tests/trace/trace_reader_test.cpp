@@ -77,6 +77,12 @@ TEST(TraceReader, RefusesWhatIsNoTrace) {
             "line 1: expected a candump log, an ASC file or a K line trace, found \"hello\"");
 }
 
+TEST(TraceReader, QuotesNothingThatATerminalCannotShow) {
+  EXPECT_EQ(ErrorOf("a\x1B[2J\xFF\n"),
+            "line 1: expected a candump log, an ASC file or a K line trace, found \"a?[2J?\"");
+  EXPECT_LT(ErrorOf(std::string(100'000, 'x')).size(), 250U);
+}
+
 TEST(TraceReader, NamesTheDamagedLine) {
   EXPECT_EQ(ErrorOf("(5.0) can0 632#81\n(5.1) can0 632#8\n"),
             "line 2: expected (SECONDS) INTERFACE IDENTIFIER#DATA, found \"(5.1) can0 632#8\"");
