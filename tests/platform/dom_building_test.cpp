@@ -235,6 +235,25 @@ TEST(DomBuilding, AppendingAFragmentMovesItsChildren) {
   EXPECT_EQ(fragment->firstChild(), nullptr);
 }
 
+TEST(DomBuilding, ADocumentTakesAFragmentThatFitsAndRefusesTextInOne) {
+  const auto document = NewDocument();
+  const auto fragment = document->createDocumentFragment();
+  fragment->appendChild(document->createElement("a"));
+  const auto text = fragment->appendChild(document->createTextNode("t"));
+  EXPECT_ERROR(document->appendChild(fragment), 13, "Text stands outside of the root element");
+  EXPECT_EQ(fragment->xml(), "<a/>t");
+
+  document->createElement("elsewhere")->appendChild(text);
+  document->appendChild(fragment);
+  EXPECT_EQ(document->xml(), "<a/>");
+}
+
+TEST(DomBuilding, TextOfATextNodeIsReplaced) {
+  const auto document = Loaded("<a>old</a>");
+  document->documentElement()->firstChild()->setText("new");
+  EXPECT_EQ(document->xml(), "<a>new</a>");
+}
+
 TEST(DomBuilding, WhatCannotBeAppendedIsRefused) {
   const auto document = Loaded("<a><b/>t</a>");
   const auto a = document->documentElement();

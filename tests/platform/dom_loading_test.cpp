@@ -167,6 +167,7 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"<a>\x01</a>", "Neither UTF-8 nor a character that XML allows (offset 3)"},
         Malformed{"<a>\xFF</a>", "Neither UTF-8 nor a character that XML allows (offset 3)"},
         Malformed{"<a>\x80</a>", "Neither UTF-8 nor a character that XML allows (offset 3)"},
+        Malformed{"<a>\xC3<</a>", "Neither UTF-8 nor a character that XML allows (offset 3)"},
         Malformed{"<a>\xC0\x80</a>", "Neither UTF-8 nor a character that XML allows (offset 3)"},
         Malformed{"<a>\xED\xA0\x80</a>",
                   "Neither UTF-8 nor a character that XML allows (offset 3)"},
