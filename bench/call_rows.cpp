@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/allocations.h"
 #include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/reply_documents.h"
@@ -25,6 +26,14 @@ struct Call {
   double bound = 0;  ///< seconds; 0: none
 };
 
+/// Heap blocks a call, once the first calls have made what is kept.
+std::string AllocationsPerCall(const Contender& contender) {
+  contender.run();
+  const std::size_t before = AllocationsSoFar();
+  contender.run();
+  return Number(static_cast<double>(AllocationsSoFar() - before) / kCalls);
+}
+
 void PrintCall(const std::string& name, const std::vector<Contender>& contenders, double bound) {
   std::vector<std::string> cells = {name};
   double slowest = 0;
@@ -33,6 +42,11 @@ void PrintCall(const std::string& name, const std::vector<Contender>& contenders
     slowest = std::max(slowest, seconds / kCalls);
   }
   cells.push_back(bound > 0 ? AtMost(bound * 1e6, slowest * 1e6) : "");
+  std::string allocations;
+  for (const Contender& contender : contenders) {
+    allocations += (allocations.empty() ? "" : ", ") + AllocationsPerCall(contender);
+  }
+  cells.push_back(allocations);
   PrintRow(cells);
 }
 
@@ -143,11 +157,11 @@ std::vector<Check> Checks() {
 
 void RunCalls(bool /*quick*/) {
   PrintHeader("Request methods, per call",
-              {"row", "plain", "gateway", "K line", "bound in µs, slowest form"});
+              {"row", "plain", "gateway", "K line", "bound in µs, slowest form", "allocations"});
   for (const Call& call : Requests()) {
     RunRequest(call);
   }
-  PrintHeader("Small checks, per call", {"row", "plain", "gateway", "K line", ""});
+  PrintHeader("Small checks, per call", {"row", "plain", "gateway", "K line", "", "allocations"});
   for (const Check& check : Checks()) {
     RunCheck(check);
   }

@@ -22,6 +22,7 @@ CLI::Option* AddChoice(CLI::App& app, const std::string& name,
                        const std::vector<std::pair<std::string, Value>>& choices,
                        std::function<void(const Value&)> store, const std::string& help) {
   std::vector<std::string> words;
+  words.reserve(choices.size());
   for (const auto& choice : choices) {
     words.push_back(choice.first);
   }

@@ -17,7 +17,8 @@ constexpr std::size_t kLongestShown = 200;
 /// A message with text of a file in it, which may be anything, so that a terminal can show it.
 std::string Shown(std::string message) {
   if (message.size() > kLongestShown) {
-    message = message.substr(0, kLongestShown) + "...";
+    message.resize(kLongestShown);
+    message += "...";
   }
   std::replace_if(
       message.begin(), message.end(),
