@@ -173,7 +173,7 @@ TEST_F(DecodeCommand, SaysWhatIsWrongWithAFile) {
   EXPECT_THAT(trace.err, HasSubstr("t.log: line 1: expected (SECONDS) INTERFACE"));
   const ToolResult document = Run({"decode", folder_.Write("d.xml", "<can/>")});
   EXPECT_EQ(document.status, 65);
-  EXPECT_THAT(document.err, HasSubstr("d.xml: not a request document: "));
+  EXPECT_THAT(document.err, HasSubstr("d.xml: expected a document: not a request document: "));
   EXPECT_EQ(Run({"decode", folder_.Path("none")}).status, 66);
   EXPECT_EQ(Run({"decode", folder_.Write("e.log", "")}).status, 66);
 }
