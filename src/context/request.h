@@ -13,7 +13,7 @@ namespace quillmark {
 /// effect with `Finish`, so that a request which fails half-way has changed nothing.
 ///
 ///     Request request(context);
-///     request.AddStep(Bytes{0x3E}, Bytes{0x7E}, 1);
+///     request.AddStep(Octets(0x3E), Octets(0x7E), 1);
 ///     return request.Finish();
 class Request {
  public:

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "base/byte_access.h"
+#include "base/octets.h"
 #include "context/message_table.h"
 #include "context/reply.h"
 #include "context/request.h"
@@ -21,8 +22,8 @@ constexpr std::string_view kEraseFinished = "718102";
 
 /// Asks for the status of a routine; the reply that ends the polling is the expected one.
 std::shared_ptr<DOMDocument> StatusRequest(Context& context, std::uint8_t routine) {
-  return SingleStepRequest(context, Bytes{0x31, routine, 0x01},
-                           Bytes{kRoutineReply, routine, kFinished}, kReplyLength);
+  return SingleStepRequest(context, Octets(0x31, routine, 0x01),
+                           Octets(kRoutineReply, routine, kFinished), kReplyLength);
 }
 
 /// The reply of a polling check. Raises 2000 without text where there is none.
@@ -41,8 +42,8 @@ bool BelongsTo(std::uint8_t routine, const Bytes& reply) {
 }  // namespace
 
 std::shared_ptr<DOMDocument> starterase(Context& context, std::uint8_t RL) {
-  return SingleStepRequest(context, Bytes{0x31, kEraseRoutine, RL, 0xF0, 0x5A},
-                           Bytes{kRoutineReply, kEraseRoutine, kRunning}, kReplyLength);
+  return SingleStepRequest(context, Octets(0x31, kEraseRoutine, RL, 0xF0, 0x5A),
+                           Octets(kRoutineReply, kEraseRoutine, kRunning), kReplyLength);
 }
 
 void checkstarterase(const Context& context, const std::shared_ptr<DOMDocument>& root) {
@@ -66,8 +67,8 @@ bool checkcheckerase(const Context& context, const std::shared_ptr<DOMDocument>&
 }
 
 std::shared_ptr<DOMDocument> startroutine(Context& context, std::uint8_t Routine) {
-  return SingleStepRequest(context, Bytes{0x31, Routine, 0x00},
-                           Bytes{kRoutineReply, Routine, kRunning}, kReplyLength);
+  return SingleStepRequest(context, Octets(0x31, Routine, 0x00),
+                           Octets(kRoutineReply, Routine, kRunning), kReplyLength);
 }
 
 void checkstartroutine(const Context& context, const std::shared_ptr<DOMDocument>& root,

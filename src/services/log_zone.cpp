@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "base/octets.h"
 #include "context/error_mark.h"
 #include "context/message_table.h"
 #include "context/reply.h"
@@ -31,7 +32,7 @@ std::shared_ptr<DOMDocument> writelogzone(Context& context,
   checksum->StoreInto(*block);
   std::shared_ptr<DOMDocument> document;
   block->ReadBytes([&](ByteView request) {
-    document = SingleStepRequest(context, request, Bytes{0x74, 0x02}, 2);
+    document = SingleStepRequest(context, request, Octets(0x74, 0x02), 2);
   });
   return document;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/byte_access.h"
+#include "base/octets.h"
 #include "context/message_table.h"
 #include "context/negative_response.h"
 #include "context/reply.h"
@@ -56,9 +57,9 @@ std::shared_ptr<DOMDocument> readseed(Context& context) {
   // The flag, not the form: a K form object that was given a gateway address starts twice.
   // Deliberate.
   if (context.GetAddressing().addressed_can_form) {
-    document.AddStep(Bytes{0x81}, Bytes{0xC1}, kStartReplyLength);
+    document.AddStep(Octets(0x81), Octets(0xC1), kStartReplyLength);
   }
-  document.AddStep(Bytes{0x27, 0x81}, Bytes{0x67, 0x81}, kSeedReplyLength);
+  document.AddStep(Octets(0x27, 0x81), Octets(0x67, 0x81), kSeedReplyLength);
   return document.Finish();
 }
 
@@ -75,7 +76,7 @@ std::shared_ptr<ByteString> getseed(const Context& context,
 std::shared_ptr<DOMDocument> dounlock(Context& context, const std::shared_ptr<ByteString>& key) {
   Bytes request = {0x27, 0x82};
   Require(key).ReadBytes([&](ByteView bytes) { Append(request, bytes); });
-  return SingleStepRequest(context, request, Bytes{0x67, 0x82}, kUnlockReplyLength);
+  return SingleStepRequest(context, request, Octets(0x67, 0x82), kUnlockReplyLength);
 }
 
 void checkunlock(const Context& context, const std::shared_ptr<DOMDocument>& root) {

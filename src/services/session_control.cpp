@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "base/octets.h"
 #include "context/request.h"
 #include "services/history.h"
 
@@ -19,7 +20,7 @@ constexpr std::array<std::uint8_t, 16> kHistoryIdentifiers = {
 constexpr std::uint8_t kIdentification = 0x80;
 
 void AddReadRecord(Request& document, std::uint8_t identifier) {
-  document.AddStep(Bytes{0x21, identifier}, Bytes{0x61, identifier}, kRecordReplyLength);
+  document.AddStep(Octets(0x21, identifier), Octets(0x61, identifier), kRecordReplyLength);
 }
 
 }  // namespace
@@ -33,32 +34,32 @@ std::shared_ptr<DOMDocument> StartDiag(Context& context) {
     document.AddWakeUp(kWakeUpTime);
   }
   if (plain_can) {
-    document.AddStep(Bytes{0x10, 0xC0}, Bytes{0x50, 0xC0}, 2);
+    document.AddStep(Octets(0x10, 0xC0), Octets(0x50, 0xC0), 2);
   } else {
-    document.AddStep(Bytes{0x81}, Bytes{0xC1}, 3);
+    document.AddStep(Octets(0x81), Octets(0xC1), 3);
   }
   AddReadRecord(document, kIdentification);
   if (plain_can) {
-    document.AddStep(Bytes{0x10, 0x85}, Bytes{0x50, 0x85}, 2);
+    document.AddStep(Octets(0x10, 0x85), Octets(0x50, 0x85), 2);
   }
   for (const std::uint8_t identifier : kHistoryIdentifiers) {
     AddReadRecord(document, identifier);
   }
   if (form == TransportForm::kAddressedCAN) {
-    document.AddStep(Bytes{0x82}, Bytes{0xC2}, 1);
+    document.AddStep(Octets(0x82), Octets(0xC2), 1);
   }
   return document.Finish();
 }
 
 std::shared_ptr<DOMDocument> TesterPresent(Context& context) {
-  return SingleStepRequest(context, Bytes{0x3E}, Bytes{0x7E}, 1);
+  return SingleStepRequest(context, Octets(0x3E), Octets(0x7E), 1);
 }
 
 std::shared_ptr<DOMDocument> stopcomm(Context& context) {
   if (context.Form() == TransportForm::kPlainCAN) {
-    return SingleStepRequest(context, Bytes{0x10, 0x81}, Bytes{0x50, 0x81}, 2);
+    return SingleStepRequest(context, Octets(0x10, 0x81), Octets(0x50, 0x81), 2);
   }
-  return SingleStepRequest(context, Bytes{0x82}, Bytes{0xC2}, 1);
+  return SingleStepRequest(context, Octets(0x82), Octets(0xC2), 1);
 }
 
 }  // namespace quillmark::services
