@@ -35,6 +35,8 @@ Cause CauseOf(RunStatus status) {
   }
 }
 
+std::string BusText(const std::string& reason) { return "the bus failed (" + reason + ")"; }
+
 std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error) {
   switch (outcome.status) {
     case RunStatus::kSilence:
@@ -42,7 +44,7 @@ std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error)
     case RunStatus::kPendingTooLong:
       return "the ECU stays busy (" + outcome.reason + ")";
     case RunStatus::kBusError:
-      return "the bus failed (" + outcome.reason + ")";
+      return BusText(outcome.reason);
     case RunStatus::kStopped:
       return "cancelled";
     default:
@@ -91,6 +93,14 @@ Failure ExchangeFailure(Phase phase, const RunOutcome& outcome, const std::optio
   if (!outcome.request.empty()) {
     failure.service = outcome.request.front();
   }
+  return failure;
+}
+
+Failure BusFailure(Phase phase, const std::string& reason) {
+  Failure failure;
+  failure.phase = phase;
+  failure.cause = Cause::kBus;
+  failure.text = BusText(reason);
   return failure;
 }
 

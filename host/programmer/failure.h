@@ -14,6 +14,9 @@ namespace quillmark::host {
 [[nodiscard]] Failure ExchangeFailure(Phase phase, const RunOutcome& outcome,
                                       const std::optional<Error>& error);
 
+/// The failure of the bus while no document was being run.
+[[nodiscard]] Failure BusFailure(Phase phase, const std::string& reason);
+
 /// "0x001000".
 [[nodiscard]] std::string AddressText(std::uint32_t address);
 

@@ -128,6 +128,8 @@ auto Programmer::InSession(Work work) {
     return work(session, progress);
   } catch (const ProgrammingError& error) {
     throw ProgrammingError(progress.WithState(error.failure()));
+  } catch (const BusError& error) {
+    throw ProgrammingError(progress.WithState(BusFailure(progress.phase(), error.what())));
   } catch (const Error& error) {
     Failure failure = progress.WithState({});
     failure.phase = progress.phase();

@@ -180,6 +180,46 @@ TEST_P(FailureInEveryForm, OfTheBusIsItsOwn) {
   EXPECT_EQ(failure->text, "the bus failed (the adapter is gone)");
 }
 
+/// An adapter that is gone when the host pauses for `fatal`.
+class BusThatFailsInAPause : public Bus {
+ public:
+  BusThatFailsInAPause(SimulatedBus& bus, std::chrono::milliseconds fatal)
+      : bus_(bus), fatal_(fatal) {}
+
+  void Select(const Exchange& exchange) override { bus_.Select(exchange); }
+  void DiscardReceived() override { bus_.DiscardReceived(); }
+  void Send(ByteView frame) override { bus_.Send(frame); }
+  [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override {
+    return bus_.Receive(timeout);
+  }
+  void Wait(std::chrono::milliseconds time) override {
+    if (time == fatal_) {
+      throw BusError("the adapter is gone");
+    }
+    bus_.Wait(time);
+  }
+  void Break(std::chrono::milliseconds low) override { bus_.Break(low); }
+  [[nodiscard]] Duration Now() const override { return bus_.Now(); }
+
+ private:
+  SimulatedBus& bus_;
+  std::chrono::milliseconds fatal_;
+};
+
+TEST_P(FailureInEveryForm, OfTheBusBetweenTwoPollsIsItsOwn) {
+  workshop_.options.erase_polls = 2;
+  workshop_.config.poll_interval = 777ms;
+  workshop_.Open();
+  BusThatFailsInAPause bus(*workshop_.bus, workshop_.config.poll_interval);
+  Programmer programmer(workshop_.platform, bus, workshop_.config);
+  const auto failure = workshop_.FailureOf([&] { programmer.Program(workshop_.image, {}); });
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->phase, Phase::kErase);
+  EXPECT_EQ(failure->cause, Cause::kBus);
+  EXPECT_EQ(failure->text, "the bus failed (the adapter is gone)");
+  EXPECT_EQ(failure->memory, EcuMemory::kPerhapsErased);
+}
+
 TEST(ProgrammerFailure, OfAnEcuThatFallsSilentAmongTheOptionalRecordsIsReported) {
   Workshop workshop(TransportForm::kPlainCan);
   workshop.Open();
