@@ -21,6 +21,7 @@ constexpr std::array<std::string_view, kFaultKinds> kNames = {"lost frame",
                                                               "unseen bad memory cell",
                                                               "throwing handler",
                                                               "throwing key function",
+                                                              "throwing backup function",
                                                               "cancel"};
 
 }  // namespace

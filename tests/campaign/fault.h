@@ -25,10 +25,11 @@ enum class FaultKind : std::uint8_t {
   kUnseenBadCell,     ///< the same, and the check routine does not see it
   kThrowingHandler,   ///< the host's own handler throws
   kThrowingKey,       ///< the host's key function throws
+  kThrowingBackup,    ///< the host cannot keep what it was given before the erasure
   kCancel,
 };
 
-inline constexpr std::size_t kFaultKinds = 17;
+inline constexpr std::size_t kFaultKinds = 18;
 
 /// "lost frame", …
 [[nodiscard]] std::string_view NameOf(FaultKind kind);

@@ -83,6 +83,12 @@ void FaultInjection::OnKey() {
   }
 }
 
+void FaultInjection::OnBackup() {
+  if (AnyHappens(FaultKind::kThrowingBackup)) {
+    throw HostFailure();
+  }
+}
+
 bool FaultInjection::StopRequested() {
   cancelled_ = cancelled_ || AnyHappens(FaultKind::kCancel);
   return cancelled_;
@@ -111,6 +117,7 @@ bool FaultInjection::Concerns(FaultKind kind, const FrameOnWire& frame) const {
     case FaultKind::kUnseenBadCell:
     case FaultKind::kThrowingHandler:
     case FaultKind::kThrowingKey:
+    case FaultKind::kThrowingBackup:
     case FaultKind::kCancel:
       return false;
     case FaultKind::kNegativeResponse:

@@ -35,6 +35,8 @@ class FaultInjection {
   void OnProgress(const host::Progress& progress);
   /// Raises HostFailure.
   void OnKey();
+  /// Raises HostFailure.
+  void OnBackup();
   [[nodiscard]] bool StopRequested();
 
   /// The kinds that have happened, in their order.

@@ -12,11 +12,11 @@ bool NamesItsStep(const Outcome& outcome) {
          std::string_view(outcome.message).substr(0, name.size()) == name;
 }
 
-/// An exception of the host's handler is the host's to name; one of the key function is the
-/// programmer's.
+/// An exception of the host's handler or backup is the host's to name; one of the key function is
+/// the programmer's.
 bool ThrewByItself(const Outcome& outcome) {
   for (const FaultKind kind : outcome.faults) {
-    if (kind == FaultKind::kThrowingHandler) {
+    if (kind == FaultKind::kThrowingHandler || kind == FaultKind::kThrowingBackup) {
       return true;
     }
   }
@@ -38,9 +38,14 @@ std::vector<std::string> BrokenLaws(const Scenario& scenario, const Outcome& fau
   require(!faulty.faults.empty() || faulty.succeeded, "failed without a fault");
   require(!faulty.faults.empty() || faulty.memory_is_right,
           "wrote something else, without a fault");
+  require(!scenario.backup || faulty.backup_was_kept || !faulty.memory_was_changed,
+          "changed the memory before its content was kept");
+  require(!scenario.backup || !faulty.faults.empty() || faulty.backup_is_right,
+          "read back something else, without a fault");
   require(!faulty.failure || NamesItsStep(faulty), "failed without naming the step");
   require(!faulty.host_failed || ThrewByItself(faulty), "let an exception through");
-  require(again.succeeded && again.memory_is_right, "could not be used for the next flash");
+  require(again.succeeded && again.memory_is_right && (!scenario.backup || again.backup_is_right),
+          "could not be used for the next flash");
   return broken;
 }
 

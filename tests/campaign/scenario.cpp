@@ -79,6 +79,7 @@ void ChooseParameters(Dice& dice, Scenario& scenario) {
   }
   config.key = host::SimulatedKey;
   scenario.verify = !dice.OneIn(4);
+  scenario.backup = dice.OneIn(3);
 }
 
 /// Random bytes with stretches of fill.
@@ -130,18 +131,21 @@ std::uint32_t CellToWrite(Dice& dice, const std::vector<Segment>& image) {
 }
 
 Fault ChooseFault(Dice& dice, const Scenario& scenario) {
-  constexpr std::array kPhases = {Phase::kIdentify, Phase::kUnlock,   Phase::kErase,
-                                  Phase::kDownload, Phase::kDownload, Phase::kCheck,
-                                  Phase::kUpload,   Phase::kLogZone,  Phase::kClose};
+  constexpr std::array kPhases = {
+      Phase::kIdentify, Phase::kUnlock, Phase::kBackup, Phase::kErase,   Phase::kDownload,
+      Phase::kDownload, Phase::kCheck,  Phase::kUpload, Phase::kLogZone, Phase::kClose};
   Fault fault;
   fault.kind = static_cast<FaultKind>(dice.Below(kFaultKinds));
   fault.phase = dice.Pick(kPhases);
-  const bool long_phase = fault.phase == Phase::kIdentify || fault.phase == Phase::kDownload ||
-                          fault.phase == Phase::kUpload;
+  const bool long_phase = fault.phase == Phase::kIdentify || fault.phase == Phase::kBackup ||
+                          fault.phase == Phase::kDownload || fault.phase == Phase::kUpload;
   fault.chance = dice.MostlySmall(long_phase ? 9 : 3);
   fault.detail = static_cast<std::uint32_t>(dice.Next());
   if (fault.kind == FaultKind::kBadCell || fault.kind == FaultKind::kUnseenBadCell) {
     fault.detail = CellToWrite(dice, scenario.image);
+  } else if (fault.kind == FaultKind::kThrowingBackup) {
+    fault.phase = Phase::kBackup;
+    fault.chance = 0;
   }
   return fault;
 }
@@ -177,7 +181,8 @@ std::string Describe(const Scenario& scenario) {
                      ", separation time " + std::to_string(config.separation_time) +
                      ", alignment " + std::to_string(config.alignment) + ", max block " +
                      std::to_string(config.max_block) +
-                     (scenario.verify ? ", verified" : ", not verified") + '\n';
+                     (scenario.verify ? ", verified" : ", not verified") +
+                     (scenario.backup ? ", with a backup" : "") + '\n';
   for (const Segment& segment : scenario.image) {
     text += "segment at " + std::to_string(segment.address) + " of " +
             std::to_string(segment.bytes.size()) + " bytes\n";

@@ -21,6 +21,8 @@ struct Scenario {
   host::ProgrammerConfig config;
   std::vector<Segment> image;
   bool verify = false;
+  /// Whether the host wants what is about to be erased.
+  bool backup = false;
   std::vector<Fault> faults;
 };
 

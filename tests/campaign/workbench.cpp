@@ -70,17 +70,23 @@ Outcome Workbench::Flash(std::vector<Fault> faults) {
                                             .form = scenario_.ecu.form,
                                             .address = scenario_.ecu.address,
                                             .reset_ecu = [this] { ecu_->Reset(bus_.Now()); }});
+  const std::uint64_t changes = ecu_->application().flash().changes();
   Outcome outcome;
   TryFlash(outcome);
   outcome.phase = injection_->phase();
   outcome.faults = injection_->happened();
   outcome.memory_is_right = MemoryIsRight();
+  outcome.memory_was_changed = ecu_->application().flash().changes() != changes;
   return outcome;
 }
 
 void Workbench::TryFlash(Outcome& outcome) {
+  host::Programmer::ProgramOptions options{.verify = scenario_.verify};
+  if (scenario_.backup) {
+    options.backup = [&](const MemoryImage& memory) { KeepBackup(memory, outcome); };
+  }
   try {
-    programmer_.Program(image_, {.verify = scenario_.verify});
+    programmer_.Program(image_, options);
     outcome.succeeded = true;
   } catch (const host::ProgrammingError& error) {
     outcome.failure = error.failure();
@@ -89,6 +95,21 @@ void Workbench::TryFlash(Outcome& outcome) {
     outcome.host_failed = true;
     outcome.message = error.what();
   }
+}
+
+/// An upload's segments are those of its replies, so the bytes of all are put together.
+void Workbench::KeepBackup(const MemoryImage& memory, Outcome& outcome) {
+  injection_->OnBackup();
+  std::string kept;
+  for (const auto& segment : memory.Segments()) {
+    kept += segment->Hex();
+  }
+  std::string held;
+  for (const Segment& segment : scenario_.image) {
+    held += host::HexOf(ecu_->application().flash().Read(segment.address, segment.bytes.size()));
+  }
+  outcome.backup_was_kept = true;
+  outcome.backup_is_right = kept == held;
 }
 
 bool Workbench::MemoryIsRight() const {

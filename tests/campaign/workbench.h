@@ -28,6 +28,12 @@ struct Outcome {
   std::vector<FaultKind> faults;
   /// Whether the ECU's memory holds the image.
   bool memory_is_right = false;
+  /// Whether anything of the ECU's memory was erased or written.
+  bool memory_was_changed = false;
+  /// Whether the host keeps what was read before the erasure, and whether that is what the ECU
+  /// held.
+  bool backup_was_kept = false;
+  bool backup_is_right = false;
 };
 
 /// A platform, an ECU on a bus and one programmer, on which a scenario is flashed.
@@ -53,6 +59,7 @@ class Workbench : private host::SimulatedNode {
   [[nodiscard]] host::ProgrammerConfig ConfigWithHook();
   [[nodiscard]] Outcome Flash(std::vector<Fault> faults);
   void TryFlash(Outcome& outcome);
+  void KeepBackup(const MemoryImage& memory, Outcome& outcome);
   [[nodiscard]] bool MemoryIsRight() const;
   [[nodiscard]] std::vector<FaultKind> BadCells() const;
 
