@@ -155,14 +155,6 @@ TEST_P(ReplyText, DeepDownIsNotFoundAndDoesNotCrash) {
   EXPECT_ERROR(diag_->checkupload(document, platform_->CreateMemoryImage()), 4007, "Upload error");
 }
 
-TEST_P(ReplyText, OfMegabytesIsReadLikeAnyOther) {
-  const auto document = Holding("<d>" + Frame() + "</d>");
-  const std::string padding(std::size_t{8} << 20U, '0');
-  document->selectSingleNode("//d")->firstChild()->setNodeValue(Frame() + padding);
-  EXPECT_NO_THROW(diag_->checkstartroutine(document, 0xAB));
-  EXPECT_NO_THROW(diag_->checkdownload(document));
-}
-
 #if defined(QUILLMARK_SANITIZED)
 // A sanitizer takes ten times the time and several times the memory.
 constexpr std::size_t kLarge = std::size_t{8} << 20U;
