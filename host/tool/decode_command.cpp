@@ -20,7 +20,7 @@
 namespace quillmark::host {
 namespace {
 
-struct Options {
+struct DecodeCommandOptions {
   std::string file;
   std::optional<Exchange> exchange;
   bool frames = false;
@@ -54,7 +54,8 @@ TransportForm FormOf(const DOMDocument& document) {
   return has_gateway_numbers ? TransportForm::kGateway : TransportForm::kPlainCan;
 }
 
-void ListDocumentFile(std::istream& file, const Options& options, ListingDetail detail) {
+void ListDocumentFile(std::istream& file, const DecodeCommandOptions& options,
+                      ListingDetail detail) {
   const std::string text{std::istreambuf_iterator<char>(file), {}};
   const auto document = CreatePortablePlatform()->CreateDOMDocument();
   try {
@@ -66,7 +67,7 @@ void ListDocumentFile(std::istream& file, const Options& options, ListingDetail 
   }
 }
 
-void ListTraceFile(std::istream& file, const Options& options, ListingDetail detail) {
+void ListTraceFile(std::istream& file, const DecodeCommandOptions& options, ListingDetail detail) {
   try {
     ListTrace(std::cout, Decode(ReadTrace(file, options.exchange)), detail);
   } catch (const DamagedTrace& error) {
@@ -74,7 +75,7 @@ void ListTraceFile(std::istream& file, const Options& options, ListingDetail det
   }
 }
 
-void Run(const Options& options) {
+void Run(const DecodeCommandOptions& options) {
   std::ifstream file = Opened(options.file);
   const ListingDetail detail = options.frames ? ListingDetail::kFrames : ListingDetail::kMessages;
   if (file.peek() == '<') {
@@ -88,7 +89,7 @@ void Run(const Options& options) {
 
 void AddDecodeCommand(CLI::App& app, Command& command) {
   CLI::App& decode = *app.add_subcommand("decode", "say what a document or a trace holds");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<DecodeCommandOptions>();
   decode
       .add_option("FILE", options->file,
                   "a request or reply document, a candump log, an ASC file or a K line trace")

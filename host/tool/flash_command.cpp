@@ -19,7 +19,7 @@
 namespace quillmark::host {
 namespace {
 
-struct Options {
+struct FlashCommandOptions {
   LinkOptions link;
   SessionOptions session;
   RecordingOptions recording;
@@ -27,7 +27,7 @@ struct Options {
   FlashOptions flash;
 };
 
-ProgrammerConfig ConfigOf(const Options& options) {
+ProgrammerConfig ConfigOf(const FlashCommandOptions& options) {
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.transfer.memory;
   config.fill_byte = options.transfer.fill;
@@ -68,7 +68,7 @@ Json RangesOf(const ImageSegments& segments) {
 }
 
 /// What is going to be done, for the artifacts.
-Json PlanOf(const Options& options, const ImageFile& image) {
+Json PlanOf(const FlashCommandOptions& options, const ImageFile& image) {
   const DownloadPlan plan = PlanDownload(options.transfer, options.link, image.segments, "");
   Json blocks = Json::array();
   for (const AddressedBytes& block : plan.wire.memory()) {
@@ -93,7 +93,8 @@ Json PlanOf(const Options& options, const ImageFile& image) {
 /// Says what is about to happen to which ECU, and asks.
 class Announcement {
  public:
-  Announcement(Reporter& reporter, const Options& options, const ImageSegments& segments)
+  Announcement(Reporter& reporter, const FlashCommandOptions& options,
+               const ImageSegments& segments)
       : reporter_(reporter),
         options_(options),
         segments_(segments),
@@ -125,7 +126,7 @@ class Announcement {
   }
 
   Reporter& reporter_;
-  const Options& options_;
+  const FlashCommandOptions& options_;
   const ImageSegments& segments_;
   Confirmation question_;
   bool made_ = false;
@@ -138,7 +139,7 @@ void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile:
                  {{"file", path}, {"format", NameOf(content.format)}, {"bytes", content.bytes}});
 }
 
-void Flash(const Options& options, const ImageFile& image, Recording& recording,
+void Flash(const FlashCommandOptions& options, const ImageFile& image, Recording& recording,
            Reporter& reporter) {
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, image));
@@ -167,7 +168,7 @@ void Flash(const Options& options, const ImageFile& image, Recording& recording,
   Report(reporter, result);
 }
 
-void Run(const Options& options, Reporter& console) {
+void Run(const FlashCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
   const ImageFile image = ReadImageOf(options.transfer);
@@ -180,7 +181,7 @@ void Run(const Options& options, Reporter& console) {
 
 void AddFlashCommand(CLI::App& app, Command& command) {
   CLI::App& flash = *app.add_subcommand("flash", "write an image into the ECU");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<FlashCommandOptions>();
   AddTransferOptions(flash, options->transfer);
   AddLinkOptions(flash, options->link);
   AddSessionOptions(flash, options->session);

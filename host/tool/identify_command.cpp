@@ -12,7 +12,7 @@
 namespace quillmark::host {
 namespace {
 
-struct Options {
+struct IdentifyCommandOptions {
   LinkOptions link;
   SessionOptions session;
 };
@@ -47,7 +47,7 @@ void ReportEvent(Reporter& reporter, const Identification& identification) {
                  {{"record", HexOrNull(identification.record)}, {"entries", entries}});
 }
 
-void Run(const Options& options, Reporter& reporter) {
+void Run(const IdentifyCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CatchInterrupts();
   Connection connection(options.link, options.session, MakeConfig(options.link, options.session));
@@ -64,7 +64,7 @@ void Run(const Options& options, Reporter& reporter) {
 void AddIdentifyCommand(CLI::App& app, Command& command) {
   CLI::App& identify =
       *app.add_subcommand("identify", "print the identification and the history of the ECU");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<IdentifyCommandOptions>();
   AddLinkOptions(identify, options->link);
   AddSessionOptions(identify, options->session);
   AddJsonOption(identify, command);

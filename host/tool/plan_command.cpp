@@ -12,13 +12,13 @@
 namespace quillmark::host {
 namespace {
 
-struct Options {
+struct PlanCommandOptions {
   LinkOptions link;
   TransferOptions transfer;
   std::string folder;
 };
 
-void Report(Reporter& reporter, const Options& options, const DownloadPlan& plan) {
+void Report(Reporter& reporter, const PlanCommandOptions& options, const DownloadPlan& plan) {
   const WirePlan& wire = plan.wire;
   const std::uint32_t bit_rate = BitRateOf(options.link);
   reporter.Line(fmt::format("fill      {} of {:02X} left out", BytesText(plan.fill_bytes()),
@@ -41,7 +41,7 @@ void Report(Reporter& reporter, const Options& options, const DownloadPlan& plan
                           {"wire_seconds", SecondsOf(wire.wire_time())}});
 }
 
-void Run(const Options& options, Reporter& reporter) {
+void Run(const PlanCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
   const ImageFile image = ReadImageOf(options.transfer);
@@ -59,7 +59,7 @@ void Run(const Options& options, Reporter& reporter) {
 void AddPlanCommand(CLI::App& app, Command& command) {
   CLI::App& plan =
       *app.add_subcommand("plan", "say what flash would send, without a bus, and write it");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<PlanCommandOptions>();
   AddTransferOptions(plan, options->transfer);
   plan.add_option("-o,--output", options->folder,
                   "folder for the documents, download-0001.xml and on")

@@ -23,7 +23,7 @@ struct Range {
   std::int32_t count;
 };
 
-struct Options {
+struct ReadCommandOptions {
   LinkOptions link;
   SessionOptions session;
   RecordingOptions recording;
@@ -59,7 +59,8 @@ void CheckRanges(std::vector<Range> ranges) {
   }
 }
 
-void Report(Reporter& reporter, const Options& options, const MemoryFile::Content& content) {
+void Report(Reporter& reporter, const ReadCommandOptions& options,
+            const MemoryFile::Content& content) {
   const std::string_view format = NameOf(content.format);
   reporter.Line(
       fmt::format("read      {} to {} as {}", BytesText(content.bytes), options.output, format));
@@ -74,7 +75,7 @@ void Report(Reporter& reporter, const Options& options, const MemoryFile::Conten
 }
 
 /// What is going to be done, for the artifacts.
-Json PlanOf(const Options& options) {
+Json PlanOf(const ReadCommandOptions& options) {
   Json ranges = Json::array();
   for (const Range& range : options.ranges) {
     ranges.push_back({range.start, range.count});
@@ -85,7 +86,8 @@ Json PlanOf(const Options& options) {
           {"ranges", ranges}};
 }
 
-void Read(const Options& options, MemoryFile& file, Recording& recording, Reporter& reporter) {
+void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& recording,
+          Reporter& reporter) {
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options));
   }
@@ -105,7 +107,7 @@ void Read(const Options& options, MemoryFile& file, Recording& recording, Report
   Report(reporter, options, file.Write(*image, options.fill));
 }
 
-void Run(const Options& options, Reporter& console) {
+void Run(const ReadCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckRanges(options.ranges);
   MemoryFile file(options.output);
@@ -118,7 +120,7 @@ void Run(const Options& options, Reporter& console) {
 
 void AddReadCommand(CLI::App& app, Command& command) {
   CLI::App& read = *app.add_subcommand("read", "read memory of the ECU into a file");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ReadCommandOptions>();
   read.add_option_function<std::vector<std::string>>(
           kRangeOption,
           [options](const std::vector<std::string>& ranges) {

@@ -9,7 +9,7 @@
 namespace quillmark::host {
 namespace {
 
-struct Options {
+struct ReportCommandOptions {
   std::string folder;
   std::string output;
 };
@@ -30,7 +30,7 @@ std::string Rendered(const Artifacts& artifacts, const std::string& folder) {
   }
 }
 
-void Run(const Options& options, Reporter& reporter) {
+void Run(const ReportCommandOptions& options, Reporter& reporter) {
   const Artifacts artifacts = ReadFolder(options.folder);
   const std::string page = Rendered(artifacts, options.folder);
   OutputFile file(options.output);
@@ -46,7 +46,7 @@ void Run(const Options& options, Reporter& reporter) {
 void AddReportCommand(CLI::App& app, Command& command) {
   CLI::App& report =
       *app.add_subcommand("report", "make a page out of what --artifacts left behind");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<ReportCommandOptions>();
   report.add_option("DIR", options->folder, "folder that flash or read wrote")->required();
   report.add_option("-o,--output", options->output, "the page, one HTML file")
       ->type_name("FILE")

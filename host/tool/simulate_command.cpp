@@ -26,7 +26,7 @@ namespace {
 
 constexpr NumberRange kSizeRange = {1, FlashMemory::kAddressEnd};
 
-struct Options {
+struct SimulateCommandOptions {
   std::string bus;
   LinkOptions link;
   std::uint8_t memory = 0;
@@ -36,12 +36,13 @@ struct Options {
   Faults faults;
 };
 
-bool IsKLine(const Options& options) { return options.bus == "kline"; }
+bool IsKLine(const SimulateCommandOptions& options) { return options.bus == "kline"; }
 
 /// The flash of a simulated ECU as a raw binary, from address 0 to its end.
 class FlashFile {
  public:
-  explicit FlashFile(const Options& options) : path_(options.memory_file), size_(options.size) {}
+  explicit FlashFile(const SimulateCommandOptions& options)
+      : path_(options.memory_file), size_(options.size) {}
 
   /// What the last run left; empty where there was none.
   [[nodiscard]] Bytes Load() const {
@@ -80,7 +81,7 @@ class FlashFile {
   std::uint64_t saved_changes_ = 0;
 };
 
-EcuOptions EcuOptionsOf(const Options& options, Bytes first_cells) {
+EcuOptions EcuOptionsOf(const SimulateCommandOptions& options, Bytes first_cells) {
   EcuOptions ecu =
       SimulatedEcuFor(options.link, options.memory, options.check_routine, options.faults);
   ecu.areas.front().size = options.size;
@@ -90,7 +91,8 @@ EcuOptions EcuOptionsOf(const Options& options, Bytes first_cells) {
   return ecu;
 }
 
-std::unique_ptr<SimulatedAdapter> MakeAdapter(const Options& options, SimulatedWire& wire) {
+std::unique_ptr<SimulatedAdapter> MakeAdapter(const SimulateCommandOptions& options,
+                                              SimulatedWire& wire) {
   const WireSpeed speed = options.link.Speed();
   if (IsKLine(options)) {
     return std::make_unique<KLineAdapter>(wire, speed);
@@ -98,7 +100,7 @@ std::unique_ptr<SimulatedAdapter> MakeAdapter(const Options& options, SimulatedW
   return std::make_unique<SlcanAdapter>(wire, speed.can_bit_rate);
 }
 
-std::string UriOf(const Options& options, const std::string& device) {
+std::string UriOf(const SimulateCommandOptions& options, const std::string& device) {
   const std::string uri = fmt::format("{}:{}", options.bus, device);
   if (!options.link.bit_rate) {
     return uri;
@@ -107,14 +109,15 @@ std::string UriOf(const Options& options, const std::string& device) {
                      *options.link.bit_rate);
 }
 
-void ReportReady(Reporter& reporter, const Options& options, const std::string& device) {
+void ReportReady(Reporter& reporter, const SimulateCommandOptions& options,
+                 const std::string& device) {
   const std::string uri = UriOf(options, device);
   reporter.Line(fmt::format("device    {}", device));
   reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}", uri));
   reporter.Event("ready", {{"device", device}, {"bus", uri}});
 }
 
-void Run(const Options& options, Reporter& reporter) {
+void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CatchInterrupts();
   FlashFile file(options);
@@ -144,7 +147,7 @@ void Run(const Options& options, Reporter& reporter) {
 void AddSimulateCommand(CLI::App& app, Command& command) {
   CLI::App& simulate = *app.add_subcommand(
       "simulate", "be an ECU behind a pseudo-terminal, in real time, until interrupted");
-  const auto options = std::make_shared<Options>();
+  const auto options = std::make_shared<SimulateCommandOptions>();
   AddChoice<std::string>(
       simulate, "--bus", {{"slcan", "slcan"}, {"kline", "kline"}},
       [options](const std::string& bus) { options->bus = bus; }, "the adapter to be")
