@@ -22,7 +22,8 @@ void* AllocateOrNull(std::size_t size) { return FailsNow() ? nullptr : std::mall
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: g++ would see memory of `new` in `free`, and take that for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   void* memory = AllocateOrNull(size == 0 ? 1 : size);
   if (memory == nullptr) {
     throw std::bad_alloc();
@@ -30,12 +31,12 @@ void* operator new(std::size_t size) {
   return memory;
 }
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return AllocateOrNull(size == 0 ? 1 : size);
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace quillmark::testing {
 
