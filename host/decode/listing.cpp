@@ -7,6 +7,7 @@
 
 #include "host/decode/message_joiner.h"
 #include "host/runner/request_document.h"
+#include "host/services/count_text.h"
 
 namespace quillmark::host {
 namespace {
@@ -25,10 +26,6 @@ std::string Shortened(ByteView bytes) {
 
 std::string TimeColumn(Duration at) {
   return fmt::format("{:>11.6f} ", std::chrono::duration<double>(at).count());
-}
-
-std::string CountText(std::size_t count, const char* noun) {
-  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 std::string Title(const Exchange& exchange) {

@@ -43,6 +43,21 @@ std::optional<RecordLine> RecordLines::Next() {
   return std::nullopt;
 }
 
+bool ReadToEndRecord(RecordLines& lines, std::string_view file,
+                     const std::function<bool(const RecordLine&)>& take) {
+  std::size_t end_line = 0;
+  while (const auto line = lines.Next()) {
+    if (end_line != 0) {
+      throw DamagedImage(file, line->number,
+                         fmt::format("data after the end record in line {}", end_line));
+    }
+    if (take(*line)) {
+      end_line = line->number;
+    }
+  }
+  return end_line != 0;
+}
+
 std::vector<std::uint8_t> ParseRecordHex(std::string_view file, const RecordLine& line,
                                          std::size_t first_column) {
   const std::string_view digits = line.text.substr(first_column - 1);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,11 @@ class RecordLines {
   std::size_t number_ = 0;
   std::size_t last_line_ = 1;
 };
+
+/// Gives `take` the lines up to the end of the text; it returns true for an end record, after which
+/// any line is damage (`DamagedImage`). False where there was no end record.
+[[nodiscard]] bool ReadToEndRecord(RecordLines& lines, std::string_view file,
+                                   const std::function<bool(const RecordLine&)>& take);
 
 /// The bytes of hexadecimal text in either case. Raises `DamagedImage` for an odd number of digits
 /// or a character that is no digit, whose column counts from 1 at the start of the line.

@@ -53,16 +53,9 @@ class Reader {
       : lines_(text), file_(file), image_(std::string(file)) {}
 
   ImageSegments Read() {
-    std::size_t end_line = 0;
-    while (const auto line = lines_.Next()) {
-      if (end_line != 0) {
-        Raise(*line, fmt::format("data after the end record in line {}", end_line));
-      }
-      if (Take(*line)) {
-        end_line = line->number;
-      }
-    }
-    if (end_line == 0 && !counted_) {
+    const bool ended =
+        ReadToEndRecord(lines_, file_, [this](const RecordLine& line) { return Take(line); });
+    if (!ended && !counted_) {
       throw DamagedImage(file_, lines_.LastLine(),
                          "missing end record: expected S7, S8 or S9 before the end of the file");
     }

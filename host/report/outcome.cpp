@@ -2,22 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "host/services/count_text.h"
+
 namespace quillmark::host {
 namespace {
-
-/// "52,144".
-std::string WithThousands(std::uint64_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t at = digits.size(); at > 3;) {
-    at -= 3;
-    digits.insert(at, ",");
-  }
-  return digits;
-}
-
-std::string BytesText(std::uint64_t bytes) {
-  return WithThousands(bytes) + (bytes == 1 ? " byte" : " bytes");
-}
 
 std::string Capital(const Json& plan) { return plan.at("command") == "read" ? "Read" : "Flash"; }
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/services/count_text.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/output_file.h"
 #include "host/tool/text.h"

@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 
+#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/confirmation.h"
 #include "host/tool/connection.h"

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "host/services/count_text.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
 

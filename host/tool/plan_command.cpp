@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/download_plan.h"
 #include "host/tool/image_report.h"

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "host/services/count_text.h"
 #include "host/tool/text.h"
 
 namespace quillmark::host {

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <vector>
 
+#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
 #include "host/tool/interrupt.h"

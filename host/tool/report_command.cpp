@@ -2,6 +2,7 @@
 
 #include "host/report/outcome.h"
 #include "host/report/page.h"
+#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/output_file.h"
 #include "host/tool/text.h"

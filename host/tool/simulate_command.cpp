@@ -7,6 +7,7 @@
 
 #include "host/bus/simulated_wire.h"
 #include "host/ecu/simulated_ecu.h"
+#include "host/services/count_text.h"
 #include "host/simulator/ecu_server.h"
 #include "host/simulator/k_line_adapter.h"
 #include "host/simulator/pseudo_terminal.h"

@@ -13,21 +13,6 @@ bool IsPrintable(std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; }
 
 double SecondsOf(Duration time) { return std::chrono::duration<double>(time).count(); }
 
-std::string WithThousands(std::uint64_t number) {
-  std::string digits = std::to_string(number);
-  for (std::size_t at = digits.size(); at > 3;) {
-    at -= 3;
-    digits.insert(at, ",");
-  }
-  return digits;
-}
-
-std::string BytesText(std::uint64_t bytes) { return CountText(bytes, "byte"); }
-
-std::string CountText(std::uint64_t count, const std::string& noun) {
-  return fmt::format("{} {}{}", WithThousands(count), noun, count == 1 ? "" : "s");
-}
-
 std::string TimeText(Duration time) {
   const double seconds = SecondsOf(time);
   if (seconds < 9.995) {

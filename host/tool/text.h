@@ -7,15 +7,6 @@
 
 namespace quillmark::host {
 
-/// "52,144".
-[[nodiscard]] std::string WithThousands(std::uint64_t number);
-
-/// "52,144 bytes", "1 byte".
-[[nodiscard]] std::string BytesText(std::uint64_t bytes);
-
-/// "3 segments", "1 segment".
-[[nodiscard]] std::string CountText(std::uint64_t count, const std::string& noun);
-
 /// "0.42 s", "12.3 s", "3:25 min".
 [[nodiscard]] std::string TimeText(Duration time);
 

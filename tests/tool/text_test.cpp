@@ -8,19 +8,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-TEST(Text, GroupsThousands) {
-  EXPECT_EQ(WithThousands(0), "0");
-  EXPECT_EQ(WithThousands(999), "999");
-  EXPECT_EQ(WithThousands(1000), "1,000");
-  EXPECT_EQ(WithThousands(1234567), "1,234,567");
-}
-
-TEST(Text, CountsInSingularAndPlural) {
-  EXPECT_EQ(BytesText(1), "1 byte");
-  EXPECT_EQ(BytesText(0), "0 bytes");
-  EXPECT_EQ(CountText(52144, "block"), "52,144 blocks");
-}
-
 TEST(Text, GivesTimesTheirPrecision) {
   EXPECT_EQ(TimeText(Duration(0)), "0.00 s");
   EXPECT_EQ(TimeText(milliseconds(420)), "0.42 s");
