@@ -40,9 +40,8 @@ else()
                       $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:LINKER:--no-undefined>)
 endif()
 
+# What is counted is the component, whose own folder says so.
 if(QUILLMARK_COVERAGE)
-  # Counters of several threads would overtake each other without the atomic update.
-  target_compile_options(quillmark_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(quillmark_options INTERFACE --coverage)
 endif()
 

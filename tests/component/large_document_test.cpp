@@ -1,5 +1,5 @@
 // A host may hand over a document of any size: a check gives for it what it gives for a small one.
-// The documents have 1 MB, or as many as QUILLMARK_LARGE_MEGABYTES says.
+// The documents have 256 KB, or as many megabytes as QUILLMARK_LARGE_MEGABYTES says.
 #include <cstdlib>
 #include <functional>
 
@@ -15,7 +15,7 @@ constexpr std::size_t kSmall = std::size_t{1} << 10U;
 
 std::size_t Large() {
   const char* const megabytes = std::getenv("QUILLMARK_LARGE_MEGABYTES");
-  return std::size_t{megabytes != nullptr ? std::stoul(megabytes) : 1} << 20U;
+  return megabytes == nullptr ? std::size_t{256} << 10U : std::stoul(megabytes) << 20U;
 }
 
 /// What arrives before a reply in each form.
