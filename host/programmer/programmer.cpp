@@ -29,9 +29,10 @@ void Demand(bool holds, const char* what) {
 void CheckAddressing(const ProgrammerConfig& config) {
   switch (config.form) {
     case TransportForm::kPlainCan:
-      return Demand(Within(config.receive_id, 1, kLastIdentifier) &&
-                        Within(config.send_id, 1, kLastIdentifier),
-                    "a CAN identifier must be 1 to 0x1FFFFFFF");
+      Demand(Within(config.receive_id, 1, kLastIdentifier) &&
+                 Within(config.send_id, 1, kLastIdentifier),
+             "a CAN identifier must be 1 to 0x1FFFFFFF");
+      return Demand(config.receive_id != config.send_id, "the two CAN identifiers must differ");
     case TransportForm::kGateway:
       return Demand(IsGatewayAddress(config.address),
                     "an address behind the gateway must be 0x6E or 0x7A");

@@ -131,7 +131,7 @@ using KeyFunction = std::function<Bytes(const Bytes& seed)>;
 
 struct ProgrammerConfig {
   TransportForm form = TransportForm::kPlainCan;
-  /// Plain CAN: the identifiers, 1 to 0x1FFFFFFF.
+  /// Plain CAN: the two identifiers, 1 to 0x1FFFFFFF.
   std::int32_t receive_id = 0;
   std::int32_t send_id = 0;
   /// Gateway: 0x6E or 0x7A. K line: any other of 0 to 255.

@@ -95,6 +95,10 @@ void CheckLinkOptions(const LinkOptions& options) {
   if (options.form != TransportForm::kPlainCan && options.receive_id) {
     throw CLI::ValidationError("--ids", "only for --form can");
   }
+  if (options.ReceiveId() == options.SendId()) {
+    throw CLI::ValidationError(
+        "--ids", fmt::format("expected two identifiers, found 0x{:03X} twice", options.SendId()));
+  }
   if (options.form == TransportForm::kPlainCan && options.address) {
     throw CLI::ValidationError("--address", "only for --form gateway and --form kline");
   }

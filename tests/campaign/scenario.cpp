@@ -38,7 +38,8 @@ void ChooseAddressing(Dice& dice, Scenario& scenario) {
   if (scenario.ecu.form == TransportForm::kPlainCan) {
     const std::uint32_t identifiers = dice.OneIn(4) ? 0x1FFFFFFF : 0x7FF;
     scenario.ecu.reply_id = 1 + dice.Below(identifiers);
-    scenario.ecu.request_id = 1 + dice.Below(identifiers);
+    scenario.ecu.request_id = 1 + dice.Below(identifiers - 1);
+    scenario.ecu.request_id += scenario.ecu.request_id >= scenario.ecu.reply_id ? 1 : 0;
   } else if (scenario.ecu.form == TransportForm::kGateway) {
     scenario.ecu.address = dice.OneIn(2) ? 0x6E : 0x7A;
     scenario.ecu.gateway_line = scenario.ecu.address == 0x6E ? 13 : 14;

@@ -40,6 +40,8 @@ TEST_F(ConfigurationTest, NeedsCanIdentifiers) {
   EXPECT_EQ(Refusal(kCan, [](auto& config) { config.receive_id = 0; }), kText);
   EXPECT_EQ(Refusal(kCan, [](auto& config) { config.send_id = 0x20000000; }), kText);
   EXPECT_EQ(Refusal(kCan, [](auto& config) { config.send_id = 0x1FFFFFFF; }), "");
+  EXPECT_EQ(Refusal(kCan, [](auto& config) { config.send_id = config.receive_id; }),
+            "the two CAN identifiers must differ");
 }
 
 TEST_F(ConfigurationTest, NeedsAnAddressOfItsForm) {

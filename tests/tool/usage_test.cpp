@@ -123,6 +123,7 @@ TEST_F(Usage, BlockThatFitsNoMessageOfTheForm) {
 
 TEST_F(Usage, OptionsOfAnotherForm) {
   ExpectOptionError({"--form", "gateway", "--ids", "1", "2"}, "--ids: only for --form can");
+  ExpectOptionError({"--ids", "5", "5"}, "--ids: expected two identifiers, found 0x005 twice");
   ExpectOptionError({"--address", "0x6E"}, "--address: only for --form gateway and --form kline");
 }
 
