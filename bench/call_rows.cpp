@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Single calls: the request methods and the small checks.
 #include <algorithm>
 #include <string>
@@ -17,7 +18,7 @@ constexpr int kRepetitions = 9;
 constexpr int kCalls = 2000;
 constexpr double kBoundOnSmallRequest = 5e-6;
 
-const std::vector<Form> kCallForms = {kPlainCAN, kGateway, kKLine};
+const std::vector<Form> kCallForms = {kPlainCan, kGateway, kKLine};
 
 /// One call in each form.
 struct Call {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Checks of whole transfer documents, beside pugixml parsing the same text.
 #include <pugixml.hpp>
 #include <stdexcept>

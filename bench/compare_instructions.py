@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """compare_instructions.py FILE [--accept] < counts: compares "NAME COUNT" lines with the JSON in FILE."""
 
 import json

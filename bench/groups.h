@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 /// The groups of the table, each with its own columns. `quick` leaves out images above 4 MiB.

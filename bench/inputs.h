@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,7 @@ inline constexpr std::uint8_t kFillByte = 0xFF;
 
 using Span = std::span<const std::uint8_t>;
 
-enum class Transport : std::uint8_t { kPlainCAN, kGateway, kKLine };
+enum class Transport : std::uint8_t { kPlainCan, kGateway, kKLine };
 
 /// A transport form as a host configures it.
 struct Form {
@@ -26,11 +27,11 @@ struct Form {
   std::int32_t separation_time;
 };
 
-inline constexpr Form kPlainCAN{"plain 1/0", Transport::kPlainCAN, 1850, 1586, 1, 0};
-inline constexpr Form kPlainCANBlocks{"plain 8/5", Transport::kPlainCAN, 1850, 1586, 8, 5};
+inline constexpr Form kPlainCan{"plain 1/0", Transport::kPlainCan, 1850, 1586, 1, 0};
+inline constexpr Form kPlainCanBlocks{"plain 8/5", Transport::kPlainCan, 1850, 1586, 8, 5};
 inline constexpr Form kGateway{"gateway", Transport::kGateway, 0, 0x6E, 1, 0};
 inline constexpr Form kKLine{"K line", Transport::kKLine, 0, 0x11, 1, 0};
-inline constexpr Form kForms[] = {kPlainCAN, kPlainCANBlocks, kGateway, kKLine};
+inline constexpr Form kForms[] = {kPlainCan, kPlainCanBlocks, kGateway, kKLine};
 
 /// How much of an image is fill bytes.
 enum class Filling : std::uint8_t {

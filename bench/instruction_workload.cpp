@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // instruction_workload NAME: one small fixed job, for counting its instructions.
 #include <array>
 #include <cstdlib>
@@ -59,7 +60,7 @@ int main(int argc, char** argv) {
   const std::string_view wanted = argc > 1 ? argv[1] : "";
   for (const quillmark::bench::Job& job : quillmark::bench::kJobs) {
     if (job.name == wanted) {
-      job.run(quillmark::bench::kPlainCAN);
+      job.run(quillmark::bench::kPlainCan);
       job.run(quillmark::bench::kGateway);
       job.run(quillmark::bench::kKLine);
       return EXIT_SUCCESS;

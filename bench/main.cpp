@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // quillmark_bench [--quick] [--cpu] [GROUP…]: measures the groups named, or all, and prints their
 // tables.
 #include <benchmark/benchmark.h>

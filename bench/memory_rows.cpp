@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Peak memory of a download, and how long its first document takes.
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ void RunPeak(std::size_t size_in_mib) {
 
 void RunFirstDocument(std::size_t size_in_mib) {
   const std::vector<std::uint8_t> bytes = MakeImage(size_in_mib * kMiB, Filling::kDense);
-  const Session session(kPlainCAN);
+  const Session session(kPlainCan);
   const auto image = session.Image(bytes);
   const auto segment = image->Segments().front();
   session.Diag().OnXMLReady([](const std::shared_ptr<IXMLDOMNode>& /*node*/, bool& /*cancel*/) {});

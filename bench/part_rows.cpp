@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the time of a K line download goes, part by part.
 #include <string>
 #include <string_view>

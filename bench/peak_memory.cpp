@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bench/peak_memory.h"
 
 #include <unistd.h>
@@ -52,7 +53,7 @@ std::string PeakInKibibytes() {
 }  // namespace
 
 int RunPeakMemoryChild(const std::vector<std::string_view>& arguments) {
-  Session session(kPlainCAN);
+  Session session(kPlainCan);
   const auto image = MakeImageInPlace(session, std::stoul(std::string(arguments.at(1))));
   session.Download(image, kAlignment, kMaxSize);
   std::cout << PeakInKibibytes() << '\n';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <algorithm>
@@ -29,7 +30,7 @@ struct Head {
 
 inline Head HeadOf(Transport transport) {
   switch (transport) {
-    case Transport::kPlainCAN:
+    case Transport::kPlainCan:
       return {"can", "1850", "1586"};
     case Transport::kGateway:
       return {"can", "3", "13"};
@@ -255,7 +256,7 @@ class Reference {
 
   void AddStep(Span request, Span expected, std::size_t reply_length) {
     switch (form_.transport) {
-      case Transport::kPlainCAN:
+      case Transport::kPlainCan:
         AddPlainRequest(request);
         AddPlainReply(expected, reply_length);
         break;

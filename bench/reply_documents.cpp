@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bench/reply_documents.h"
 
 #include <algorithm>
@@ -68,7 +69,7 @@ std::vector<Message> GatewayFrames(const Form& form, const Message& message) {
 
 std::vector<Message> FramesOf(const Form& form, const Message& message) {
   switch (form.transport) {
-    case Transport::kPlainCAN:
+    case Transport::kPlainCan:
       return PlainFrames(message);
     case Transport::kGateway:
       return GatewayFrames(form, message);
@@ -80,7 +81,7 @@ std::vector<Message> FramesOf(const Form& form, const Message& message) {
 
 bool IsFlowControl(const Form& form, std::string_view expected) {
   return (form.transport == Transport::kGateway && expected == "81") ||
-         (form.transport == Transport::kPlainCAN && expected.starts_with("30"));
+         (form.transport == Transport::kPlainCan && expected.starts_with("30"));
 }
 
 /// The documents of a run, their steps in one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bench/same_documents.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The framing alone, without documents, and the search for fill bytes.
 #include <stdexcept>
 #include <string>
@@ -7,7 +8,7 @@
 #include "bench/inputs.h"
 #include "bench/measure.h"
 #include "bench/table.h"
-#include "context/addressed_can.h"
+#include "context/gateway.h"
 #include "context/k_line.h"
 #include "context/plain_can.h"
 #include "quillmark/quillmark.h"
@@ -91,10 +92,10 @@ void RunFraming(const Form& form, Span image) {
   PrintFraming(std::string(form.name), [&] {
     Frame(image, [&](StepWriter& steps, const Bytes& block) {
       switch (form.transport) {
-        case Transport::kPlainCAN:
+        case Transport::kPlainCan:
           return plain_can::AddRequestFrames(steps, buffers, flow_control, block);
         case Transport::kGateway:
-          return addressed_can::AddAddressedCANFrames(steps, addressing, block);
+          return gateway::AddAddressedCANFrames(steps, addressing, block);
         case Transport::kKLine:
           return k_line::AddKFrames(steps, addressing, block);
       }
@@ -122,7 +123,7 @@ void RunFillRun() {
 void RunSegmentation(bool /*quick*/) {
   PrintHeader("Segmentation of 16 MiB without documents", {"row", "time", "rate", "bound in MB/s"});
   const std::vector<std::uint8_t> image = MakeImage(kSize, Filling::kDense);
-  for (const Form& form : {kPlainCAN, kGateway, kKLine}) {
+  for (const Form& form : {kPlainCan, kGateway, kKLine}) {
     RunFraming(form, image);
   }
   RunFillRun();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole downloads and uploads, from the call to the end marker, beside the two references.
 #include <algorithm>
 #include <iterator>
@@ -146,7 +147,7 @@ void RunDownloads(bool quick) {
 void RunUploads(bool quick) {
   PrintHeader("ComputeUpload", kColumns);
   // Flow control is no parameter of an upload: its worker has the defaults.
-  for (const Form& form : {kPlainCAN, kGateway, kKLine}) {
+  for (const Form& form : {kPlainCan, kGateway, kKLine}) {
     RunUpload(form, (quick ? 4 : 16) * kMiB);
   }
 }

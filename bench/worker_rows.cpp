@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Several workers at once, each on an object of its own, beside as many bare pugixml loops.
 #include <string>
 #include <thread>
@@ -33,7 +34,7 @@ void AtOnce(int count, Run run) {
 Contender Ours(const std::vector<std::uint8_t>& image, int count) {
   return {"ours x" + std::to_string(count), [&image, count] {
             AtOnce(count, [&] {
-              Session session(kPlainCAN);
+              Session session(kPlainCan);
               session.Download(session.Image(image), kAlignment, kMaxSize);
             });
           }};
@@ -42,8 +43,8 @@ Contender Ours(const std::vector<std::uint8_t>& image, int count) {
 Contender Bare(const std::vector<std::uint8_t>& image, int count) {
   return {"bare x" + std::to_string(count), [&image, count] {
             AtOnce(count, [&] {
-              TreeSink sink(kPlainCAN.transport, [](const pugi::xml_document& /*document*/) {});
-              Reference(kPlainCAN, sink).Download(image, kAlignment, kMaxSize);
+              TreeSink sink(kPlainCan.transport, [](const pugi::xml_document& /*document*/) {});
+              Reference(kPlainCan, sink).Download(image, kAlignment, kMaxSize);
             });
           }};
 }

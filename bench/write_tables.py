@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """write_tables.py FILE < tables: puts the tables of a benchmark run in place of those in FILE.
 
 A table is a heading "### …" with what follows it up to the next one. Those of the run that FILE does not

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Libraries of headers alone, for a build for Windows: they are the same everywhere, but lie among the
 # headers of this machine's own system, which must stay out of sight.
 set(quillmark_header_folder ${PROJECT_BINARY_DIR}/headers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # How every target of the project is compiled: the language, the warnings (all of them errors) and the
 # instrumentation that was asked for.
 add_library(quillmark_options INTERFACE)

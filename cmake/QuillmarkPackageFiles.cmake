@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run by CPack on the files of all packages before it closes them. Programs are stripped as Debian does it.
 # A program finds its library in the system's own folder: the way there relative to the program, which serves
 # a moved prefix, goes. Debian's own Python packages are in one folder for all versions of Python 3.

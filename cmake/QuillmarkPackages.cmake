@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The Debian packages, a component of the installation each; packaging/build-packages makes them.
 # docs/packages.md says what is in which.
 

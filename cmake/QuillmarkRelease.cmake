@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # packaging/debian/changelog says which release this is: QUILLMARK_RELEASE is the revision of its Debian
 # packages, QUILLMARK_RELEASE_DATE such as "21 Nov 2026".
 set(changelog ${PROJECT_SOURCE_DIR}/packaging/debian/changelog)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # How tests that were built for Windows run here: under Wine, in a Windows of the build tree's own. And
 # GoogleTest from its sources, since no package has it built for Windows.
 find_program(QUILLMARK_WINE NAMES wine)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The console on one object: whatever the lines, each gets one line of JSON that has the call's
 // name and a result, an error or both, and the console goes on.
 #include <cstdint>

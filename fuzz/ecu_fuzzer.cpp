@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated ECU: whatever frames, breaks, resets and pauses reach it, it answers in frames of
 // its form, always comes to rest, and changes its memory for nobody without a key.
 #include <fuzzer/FuzzedDataProvider.h>

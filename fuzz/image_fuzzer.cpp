@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Image files: whatever the content, a reader gives segments that are in order, or says what is
 // wrong; and what it gave survives being written and read again, in every format.
 //

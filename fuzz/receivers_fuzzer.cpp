@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Receivers of a serial line: whatever the bytes and however they are cut, the slcan and the K line
 // receiver give the same, what they give is well-formed, and after a line end or a silence the next
 // frame is received.

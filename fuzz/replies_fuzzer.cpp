@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reply documents: whatever the text, it is refused as a whole or every check method in every form
 // does with it what the rules say, changes nothing in it, and leaves its object usable.
 //

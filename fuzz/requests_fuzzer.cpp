@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Requests: whatever is called in whatever order on one object, it raises what the rules say or
 // gives a well-formed document whose frames fit their form; an ECU's own transport understands the
 // request, and the check method reads back what that answered.

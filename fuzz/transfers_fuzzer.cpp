@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Downloads and uploads: whatever the memory and the arguments, a worker delivers the documents
 // that the rules say, an ECU's own transport understands each of their requests, and what it
 // uploads comes back.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Workers: a host with threads of its own may hand any document to a worker. Whatever its text, the
 // worker refuses its parameters or delivers documents that say what they cover, and ends as it
 // has to.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by ./check, ./quickstart and what they call: how a step is announced, timed and counted.
 # shellcheck shell=bash
 

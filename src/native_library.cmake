@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The shared library that a native host links.
 find_package(pugixml REQUIRED)
 target_link_libraries(quillmark_objects PRIVATE pugixml::pugixml)

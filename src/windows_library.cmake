@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # quillmark.dll, a COM server: it exports the entry points of one and nothing else.
 target_link_libraries(quillmark_objects PRIVATE quillmark_com quillmark_idl)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What the 64-bit and the 32-bit Windows build share. The including file sets CMAKE_SYSTEM_PROCESSOR,
 # MINGW_TRIPLET and QUILLMARK_WINDOWS_BITS.
 set(CMAKE_SYSTEM_NAME Windows)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """check_errors.py: every error number of the component and every text that it raises stands in docs/errors.md."""
 import pathlib
 import re

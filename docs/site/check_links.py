@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """check_links.py SITE: every link of every page of SITE leads to a file that is there, and where it names a
 place in a page, that place is there. Links to other sites are not followed."""
 import html.parser

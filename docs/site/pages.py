@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """pages.py SITE: makes a page of SITE out of each Markdown file that README lists under Documentation.
 
 cmark-gfm renders them as a repository's own pages are rendered; this file adds the frame, the ids of the

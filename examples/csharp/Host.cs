@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A C# host for Windows: reads a seed out of a reply, shows an error, and streams a download. Where a real host
 // would run each document on its bus, this one writes the replies into it. Needs the component and a library
 // with the Vantrel classes registered; examples/README.md says how to build and run it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The component's interfaces as C# sees them, in the order of its type library: a call goes by that order, so
 // none may be left out or moved. tests/examples/csharp compares them with it. `tlbimp quillmark.tlb` makes an
 // assembly with the same, for who would rather reference one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // A host's own byte string: bytes in a vector that views share. It keeps the laws of the interface,

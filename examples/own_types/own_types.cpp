@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host with types of its own: its byte string, and the checksum that its ECU wants of a block.
 // Everything else is the library's. Prints the download of eight bytes.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Turns a plan into a candump log: the frames that a tester would send, each at the time at which
 // it could be on the wire if the ECU lost no time. What an ECU answers is not known before a run,
 // so it is not in the log.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host that shows how far it is and can be stopped: by Ctrl-C, or by itself at some percentage of
 // the download, to see what a stop does. It flashes an image file into a simulated ECU.
 //

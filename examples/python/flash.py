@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Flashes an image file into a simulated ECU: flash.py IMAGE"""
 import sys
 

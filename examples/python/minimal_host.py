@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A host in its smallest form: it asks an ECU for the seed, then streams a download. Where a real host
 would run each document on its bus, this one writes replies recorded earlier into it."""
 import quillmark

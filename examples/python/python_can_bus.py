@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A bus of one's own: any adapter that python-can knows. python_can_bus.py INTERFACE CHANNEL reads a seed."""
 import sys
 import time

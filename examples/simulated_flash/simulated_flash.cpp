@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Flashes an image file into a simulated ECU with the reference host, then reads the memory from
 // the image's first to its last address back into a raw binary.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A C++ host: reads a seed out of a reply, and shows an error. Needs the component and the stand-in
 // for a host library registered; see README.txt.
 #include <windows.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fuzz/support/reply_rules.h"
 
 #include <algorithm>

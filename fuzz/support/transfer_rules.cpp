@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fuzz/support/transfer_rules.h"
 
 #include <algorithm>

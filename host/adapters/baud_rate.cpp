@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // By itself because the kernel's termios2, which alone takes a speed as a number, has the names of
 // the C library's termios.
 #include "host/adapters/baud_rate.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/k_line_bus.h"
 
 #include <algorithm>

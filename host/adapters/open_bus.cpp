@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/open_bus.h"
 
 #include <stdexcept>

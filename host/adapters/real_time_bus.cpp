@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/real_time_bus.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/serial_port.h"
 
 #include <sys/file.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/slcan_bus.h"
 
 #include <algorithm>

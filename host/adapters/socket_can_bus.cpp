@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/adapters/socket_can_bus.h"
 
 #include <linux/can.h>

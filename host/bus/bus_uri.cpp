@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/bus_uri.h"
 
 #include <algorithm>

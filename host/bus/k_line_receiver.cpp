@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/k_line_receiver.h"
 
 #include <optional>

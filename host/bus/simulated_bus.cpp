@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/simulated_bus.h"
 
 namespace quillmark::host {

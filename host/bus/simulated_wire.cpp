@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/simulated_wire.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/wire_faults.h"
 
 namespace quillmark::host {

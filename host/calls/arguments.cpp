@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/calls/arguments.h"
 
 #include <fmt/format.h>

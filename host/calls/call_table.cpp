@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/calls/call_table.h"
 
 #include <fmt/format.h>

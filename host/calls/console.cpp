@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/calls/console.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/calls/json_value.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/calls/transfers.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/decode/decoding.h"
 
 namespace quillmark::host {

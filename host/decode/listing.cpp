@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/decode/listing.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/flash_memory.h"
 
 #include <algorithm>

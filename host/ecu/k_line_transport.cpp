@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/k_line_transport.h"
 
 #include "host/ecu/k_message.h"

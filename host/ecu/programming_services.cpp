@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/programming_services.h"
 
 #include <algorithm>

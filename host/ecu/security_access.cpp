@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/security_access.h"
 
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/simulated_ecu.h"
 
 #include "host/ecu/can_transport.h"

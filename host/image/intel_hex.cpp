@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/image/intel_hex.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/image/s_record.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/programmer/failure.h"
 
 #include <array>

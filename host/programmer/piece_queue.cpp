@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/programmer/piece_queue.h"
 
 #include <utility>

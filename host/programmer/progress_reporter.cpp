@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/programmer/progress_reporter.h"
 
 namespace quillmark::host {

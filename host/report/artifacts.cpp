@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/artifacts.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/outcome.h"
 
 #include <fmt/format.h>

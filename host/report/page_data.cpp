@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/page_data.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/runner/message_reader.h"
 
 #include <algorithm>

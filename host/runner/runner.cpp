@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/runner/runner.h"
 
 #include <string_view>

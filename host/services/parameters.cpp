@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/parameters.h"
 
 #include <fmt/format.h>

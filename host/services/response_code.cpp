@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/response_code.h"
 
 #include <array>

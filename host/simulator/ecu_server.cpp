@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/simulator/ecu_server.h"
 
 #include <algorithm>

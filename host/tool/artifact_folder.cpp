@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/artifact_folder.h"
 
 #include <fmt/format.h>

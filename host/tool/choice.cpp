@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/choice.h"
 
 #include <fmt/format.h>

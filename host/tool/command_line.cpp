@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/command_line.h"
 
 #include <CLI/Config.hpp>

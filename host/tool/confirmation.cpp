@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/confirmation.h"
 
 #include <poll.h>

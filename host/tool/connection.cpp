@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/connection.h"
 
 #include <CLI/Error.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/download_plan.h"
 
 #include <fmt/format.h>

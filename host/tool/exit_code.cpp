@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/exit_code.h"
 
 #include <fmt/format.h>

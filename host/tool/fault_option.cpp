@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/fault_option.h"
 
 #include <fmt/format.h>

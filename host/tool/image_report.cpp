@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/image_report.h"
 
 #include <fmt/format.h>

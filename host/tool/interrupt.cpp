@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/interrupt.h"
 
 #include <atomic>

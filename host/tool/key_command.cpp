@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/key_command.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/memory_file.h"
 
 #include <utility>

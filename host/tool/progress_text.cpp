@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/progress_text.h"
 
 #include <fmt/format.h>

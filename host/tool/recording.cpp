@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/recording.h"
 
 #include <fmt/chrono.h>

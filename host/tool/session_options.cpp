@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/session_options.h"
 
 #include <fmt/format.h>

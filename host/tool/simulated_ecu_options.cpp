@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/simulated_ecu_options.h"
 
 namespace quillmark::host {

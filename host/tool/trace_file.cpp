@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/trace_file.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/usage_error.h"
 
 #include <fmt/format.h>

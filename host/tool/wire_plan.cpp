@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/wire_plan.h"
 
 #include "host/runner/message_reader.h"

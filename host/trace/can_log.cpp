@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/trace/can_log.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/trace/k_line_log.h"
 
 #include <string>

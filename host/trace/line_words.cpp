@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/trace/line_words.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/trace/trace_writer.h"
 
 #include <fmt/chrono.h>

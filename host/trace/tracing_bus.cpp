@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/trace/tracing_bus.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reprograms ECUs: builds, runs and checks request documents, and streams downloads and uploads.
 
     import quillmark

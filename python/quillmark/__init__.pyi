@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 from collections.abc import Callable, Generator, Iterable, Mapping
 from os import PathLike
 from typing import Literal, NamedTuple, Protocol, TypeAlias, overload

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The generator that ComputeDownload and ComputeUpload return."""
 
 

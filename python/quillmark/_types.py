@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The exceptions and tuples of the package. The extension module raises and returns them."""
 
 from __future__ import annotations

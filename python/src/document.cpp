@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "document.h"
 
 #include <pybind11/stl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handler_transfer.h"
 
 #include <pybind11/stl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <pybind11/stl.h>
 
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "step.h"
 
 #include <pybind11/stl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer_platform.h"
 
 namespace quillmark::python {

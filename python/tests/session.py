@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A host for the tests."""
 import quillmark
 

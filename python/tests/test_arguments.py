@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What members take, and what they raise for what they do not."""
 import pytest
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The interpreter ends in order whatever a worker does then."""
 import subprocess
 import sys

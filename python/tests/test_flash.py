@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Whole sessions with the simulated ECU, in the three transport forms."""
 import pytest
 from session import Session

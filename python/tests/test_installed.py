@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What is installed finds its library, also where the prefix has been moved."""
 import os
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What takes long leaves the interpreter to other threads."""
 import signal
 import sys

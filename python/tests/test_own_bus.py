@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A bus that a Python object is."""
 import sys
 import threading

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Every recorded call gives the recorded answer, document for document, byte for byte."""
 import json
 from pathlib import Path

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The type stubs name exactly what the module has, with the same parameters."""
 import ast
 import inspect

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Downloads and uploads: as a generator, and with a handler.
 
 A worker whose documents nobody takes waits for ever, and wait_for_workers with it: that it returns is what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "quillmark/byte_string.h"
 
 #include "base/hex.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/large_pages.h"
 
 #ifdef __linux__

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/diag_on_can_reprog.h"
 #include "component/memory_guard.h"
 

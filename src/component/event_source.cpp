@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/event_source.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "quillmark/xml_doc_client.h"
 
 #include <new>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>
@@ -6,27 +7,27 @@ namespace quillmark {
 
 /// How a message reaches the ECU and which frames carry it.
 enum class TransportForm : std::uint8_t {
-  kPlainCAN,      ///< CAN identifiers, ISO 15765-2 framing
-  kAddressedCAN,  ///< an ECU address behind a CAN gateway
-  kKLine,         ///< an ECU address on a K line, ISO 14230-2 framing
+  kPlainCan,  ///< CAN identifiers, ISO 15765-2 framing
+  kGateway,   ///< an ECU address behind a CAN gateway
+  kKLine,     ///< an ECU address on a K line, ISO 14230-2 framing
 };
 
 /// What `CANIDs` decides.
 struct Addressing {
-  bool addressed_can_form = false;
+  bool gateway_form = false;
   bool k_form = false;
   std::int32_t line = 0;     ///< text of the `i` element
   std::int32_t channel = 0;  ///< attribute `i` of the `x` element
   std::uint8_t ecu_address = 0;
   std::uint8_t tester_address = 0;
 
-  /// The K form counts before the addressed form: both flags are set after a K address was followed
+  /// The K form counts before the gateway form: both flags are set after a K address was followed
   /// by a gateway address.
   [[nodiscard]] TransportForm Form() const {
     if (k_form) {
       return TransportForm::kKLine;
     }
-    return addressed_can_form ? TransportForm::kAddressedCAN : TransportForm::kPlainCAN;
+    return gateway_form ? TransportForm::kGateway : TransportForm::kPlainCan;
   }
 };
 

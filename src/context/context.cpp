@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/context.h"
 
 #include <utility>
@@ -26,7 +27,7 @@ std::optional<std::int32_t> GatewayLine(std::uint8_t ecu_address) {
 
 Addressing ByIdentifiers(Addressing addressing, std::int32_t RCANId, std::int32_t XCANId) {
   // The K form flag is left as it is: an object once in K form stays there. This is deliberate.
-  addressing.addressed_can_form = false;
+  addressing.gateway_form = false;
   addressing.channel = RCANId;
   addressing.line = XCANId;
   return addressing;
@@ -37,7 +38,7 @@ Addressing ByEcuAddress(Addressing addressing, std::uint8_t ecu_address) {
   addressing.tester_address = kTesterAddress;
   addressing.channel = kGatewayChannel;
   const auto line = GatewayLine(ecu_address);
-  addressing.addressed_can_form = line.has_value();
+  addressing.gateway_form = line.has_value();
   if (line) {
     addressing.line = *line;
   } else {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/error_mark.h"
 
 #include "context/reply.h"

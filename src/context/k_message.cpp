@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/k_message.h"
 
 #include <numeric>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>
@@ -6,7 +7,7 @@
 #include "base/hex.h"
 #include "context/addressing.h"
 
-/// The message of ISO 14230-2 that K form and addressed CAN form share:
+/// The message of ISO 14230-2 that K form and gateway form share:
 ///
 ///     format | target | source | [length] | data … | checksum
 ///

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/message_table.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/negative_response.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/plain_can.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/received_frames.h"
 
 #include <algorithm>

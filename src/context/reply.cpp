@@ -1,8 +1,9 @@
+// SPDX-License-Identifier: MIT
 #include "context/reply.h"
 
 #include <utility>
 
-#include "context/addressed_can.h"
+#include "context/gateway.h"
 #include "context/k_line.h"
 #include "context/plain_can.h"
 
@@ -15,9 +16,9 @@ std::optional<Bytes> ReadMessage(TransportForm form, ByteView first, ReplyFrames
   switch (form) {
     case TransportForm::kKLine:
       return k_line::ReadReply(first);
-    case TransportForm::kAddressedCAN:
-      return addressed_can::ReadReply(first, frames);
-    case TransportForm::kPlainCAN:
+    case TransportForm::kGateway:
+      return gateway::ReadReply(first, frames);
+    case TransportForm::kPlainCan:
       break;
   }
   return plain_can::ReadReply(first, frames);
@@ -53,7 +54,7 @@ Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& ro
 }
 
 std::size_t ReplyIndexOfLongRequest(TransportForm form) {
-  return form == TransportForm::kAddressedCAN ? 1 : 0;
+  return form == TransportForm::kGateway ? 1 : 0;
 }
 
 std::string ReplyPath(TransportForm form) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>
@@ -36,7 +37,7 @@ namespace quillmark {
 [[nodiscard]] Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& root,
                                     const std::string& path);
 
-/// Index of the reply to a request that takes two frames in addressed CAN form: the first `r` is
+/// Index of the reply to a request that takes two frames in gateway form: the first `r` is
 /// then the acknowledgement of the request's first frame.
 [[nodiscard]] std::size_t ReplyIndexOfLongRequest(TransportForm form);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/reply_frames.h"
 
 #include "context/message_table.h"

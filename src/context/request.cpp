@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: MIT
 #include "context/request.h"
 
 #include <string>
 #include <utility>
 
-#include "context/addressed_can.h"
+#include "context/gateway.h"
 #include "context/k_line.h"
 #include "context/message_table.h"
 #include "context/plain_can.h"
@@ -39,9 +40,9 @@ void Request::AddRequestFrames(ByteView request) {
   switch (context_.Form()) {
     case TransportForm::kKLine:
       return k_line::AddKFrames(steps_, context_.GetAddressing(), request);
-    case TransportForm::kAddressedCAN:
-      return addressed_can::AddAddressedCANFrames(steps_, context_.GetAddressing(), request);
-    case TransportForm::kPlainCAN:
+    case TransportForm::kGateway:
+      return gateway::AddAddressedCANFrames(steps_, context_.GetAddressing(), request);
+    case TransportForm::kPlainCan:
       return plain_can::AddRequestFrames(steps_, buffers_, context_.GetFlowControl(), request);
   }
 }
@@ -53,10 +54,10 @@ void Request::AddExpectedReply(ByteView expected, std::int32_t reply_length) {
   switch (context_.Form()) {
     case TransportForm::kKLine:
       return k_line::AddKReply(steps_, context_.GetAddressing(), expected, reply_length);
-    case TransportForm::kAddressedCAN:
-      return addressed_can::AddAddressedCANReply(steps_, context_.GetAddressing(), expected,
-                                                 reply_length);
-    case TransportForm::kPlainCAN:
+    case TransportForm::kGateway:
+      return gateway::AddAddressedCANReply(steps_, context_.GetAddressing(), expected,
+                                           reply_length);
+    case TransportForm::kPlainCan:
       return plain_can::AddExpectedReply(steps_, expected, reply_length);
   }
 }

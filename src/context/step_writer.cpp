@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/step_writer.h"
 
 namespace quillmark {

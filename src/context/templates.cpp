@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "context/templates.h"
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/erase_and_routines.h"
 
 #include <cstddef>

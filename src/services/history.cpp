@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/history.h"
 
 #include <cstddef>
@@ -24,7 +25,7 @@ struct EntryPaths {
 /// deliberate.
 EntryPaths KLinePaths(std::size_t entry) {
   const std::string k_path = ReplyPath(TransportForm::kKLine);
-  const std::string can_path = ReplyPath(TransportForm::kPlainCAN);
+  const std::string can_path = ReplyPath(TransportForm::kPlainCan);
   const std::size_t index = 2 * entry + 2;
   return {Indexed(entry < kRequiredEntries ? k_path : can_path, index),
           Indexed(can_path, index + 1)};
@@ -32,9 +33,9 @@ EntryPaths KLinePaths(std::size_t entry) {
 
 /// Each 26-byte reply takes four `r` elements, so an entry takes eight. In plain CAN form the reply
 /// to the second session request stands between the identification and the entries.
-EntryPaths CANPaths(std::size_t entry, bool addressed_can_form) {
-  const std::string path = ReplyPath(TransportForm::kPlainCAN);
-  const std::size_t history = (addressed_can_form ? 5 : 6) + 8 * entry;
+EntryPaths CANPaths(std::size_t entry, bool gateway_form) {
+  const std::string path = ReplyPath(TransportForm::kPlainCan);
+  const std::size_t history = (gateway_form ? 5 : 6) + 8 * entry;
   return {Indexed(path, history), Indexed(path, history + 4)};
 }
 
@@ -42,7 +43,7 @@ EntryPaths PathsOf(std::size_t entry, const Addressing& addressing) {
   if (addressing.Form() == TransportForm::kKLine) {
     return KLinePaths(entry);
   }
-  return CANPaths(entry, addressing.addressed_can_form);
+  return CANPaths(entry, addressing.gateway_form);
 }
 
 /// Stores the record that starts at `path`; false, and nothing stored, where the reply there has

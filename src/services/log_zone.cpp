@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/log_zone.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/security_access.h"
 
 #include <cstddef>
@@ -38,7 +39,7 @@ void CheckStartReply(TransportForm form, const std::shared_ptr<DOMDocument>& roo
 
 Bytes ReadSeedReplyOnCAN(TransportForm form, const std::shared_ptr<DOMDocument>& root) {
   std::size_t index = 0;
-  if (form == TransportForm::kAddressedCAN) {
+  if (form == TransportForm::kGateway) {
     CheckStartReply(form, root);
     index = 1;
   }
@@ -56,7 +57,7 @@ std::shared_ptr<DOMDocument> readseed(Context& context) {
   Request document(context);
   // The flag, not the form: a K form object that was given a gateway address starts twice.
   // Deliberate.
-  if (context.GetAddressing().addressed_can_form) {
+  if (context.GetAddressing().gateway_form) {
     document.AddStep(Octets(0x81), Octets(0xC1), kStartReplyLength);
   }
   document.AddStep(Octets(0x27, 0x81), Octets(0x67, 0x81), kSeedReplyLength);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "services/session_control.h"
 
 #include <array>
@@ -27,7 +28,7 @@ void AddReadRecord(Request& document, std::uint8_t identifier) {
 
 std::shared_ptr<DOMDocument> StartDiag(Context& context) {
   const TransportForm form = context.Form();
-  const bool plain_can = form == TransportForm::kPlainCAN;
+  const bool plain_can = form == TransportForm::kPlainCan;
 
   Request document(context);
   if (form == TransportForm::kKLine) {
@@ -45,7 +46,7 @@ std::shared_ptr<DOMDocument> StartDiag(Context& context) {
   for (const std::uint8_t identifier : kHistoryIdentifiers) {
     AddReadRecord(document, identifier);
   }
-  if (form == TransportForm::kAddressedCAN) {
+  if (form == TransportForm::kGateway) {
     document.AddStep(Octets(0x82), Octets(0xC2), 1);
   }
   return document.Finish();
@@ -56,7 +57,7 @@ std::shared_ptr<DOMDocument> TesterPresent(Context& context) {
 }
 
 std::shared_ptr<DOMDocument> stopcomm(Context& context) {
-  if (context.Form() == TransportForm::kPlainCAN) {
+  if (context.Form() == TransportForm::kPlainCan) {
     return SingleStepRequest(context, Octets(0x10, 0x81), Octets(0x50, 0x81), 2);
   }
   return SingleStepRequest(context, Octets(0x82), Octets(0xC2), 1);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/download_worker.h"
 
 #include <array>

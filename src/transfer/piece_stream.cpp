@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/piece_stream.h"
 
 #include <string>

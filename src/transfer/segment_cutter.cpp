@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/segment_cutter.h"
 
 #include <algorithm>

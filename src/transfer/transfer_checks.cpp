@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/transfer_checks.h"
 
 #include <cstddef>
@@ -47,11 +48,11 @@ class UploadedData {
   std::vector<Block> blocks_;
 };
 
-/// How far the next reply is. In addressed CAN form a reply's own frames and the acknowledgement of
+/// How far the next reply is. In gateway form a reply's own frames and the acknowledgement of
 /// the next request are passed over. Elsewhere every `r` is looked at: in plain CAN form what does
 /// not begin a message belongs to the reply before it, and on a K line a message is one frame.
 std::size_t StrideTo(TransportForm form, const std::optional<Bytes>& reply) {
-  if (form == TransportForm::kAddressedCAN && reply) {
+  if (form == TransportForm::kGateway && reply) {
     return (reply->size() + 4) / 8 + 2;
   }
   return 1;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/transfer_documents.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "transfer/upload_worker.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bus behind a K line adapter, against devices behind real pseudo-terminals.
 #include "host/adapters/k_line_bus.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Serial ports on real pseudo-terminals.
 #include "host/adapters/serial_port.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bus behind a serial CAN adapter, against devices behind real pseudo-terminals.
 #include "host/adapters/slcan_bus.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CAN interfaces of the kernel, on a virtual one where it can be had.
 #include "host/adapters/socket_can_bus.h"
 

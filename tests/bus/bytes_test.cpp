@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/bytes.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/bus/slcan_codec.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What each type of argument accepts and how it is refused.
 #include "calls/console_test.h"
 

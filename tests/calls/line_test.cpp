@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is a call, which calls there are, and how many arguments they take.
 #include "calls/console_test.h"
 #include "quillmark/error.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every member's arguments and result, one call at least.
 #include "calls/console_test.h"
 

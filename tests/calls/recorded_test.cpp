@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The answers that other platforms are compared with are those of the native one.
 #include "calls/console_test.h"
 #include "calls/recorded_calls.h"

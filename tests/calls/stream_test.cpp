@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The console between two streams, and on a platform that a test controls.
 #include <sstream>
 #include <streambuf>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ComputeDownload and ComputeUpload, from the first event to the last.
 #include "calls/console_test.h"
 #include "host/calls/json.h"

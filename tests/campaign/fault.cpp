@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "campaign/fault.h"
 
 #include <array>

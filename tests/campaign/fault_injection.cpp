@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "campaign/fault_injection.h"
 
 #include <algorithm>

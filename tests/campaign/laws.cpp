@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "campaign/laws.h"
 
 #include <string_view>

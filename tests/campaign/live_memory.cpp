@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "campaign/live_memory.h"
 
 #include <malloc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Flashes a simulated ECU many times while things go wrong, and checks after each flash that it
 // ended as it has to (laws.h) and left nothing behind. ./campaign builds and runs it.
 #include <CLI/CLI.hpp>

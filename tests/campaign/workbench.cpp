@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "campaign/workbench.h"
 
 #include <algorithm>

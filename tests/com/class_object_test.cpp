@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "com/com_test.h"
 
 namespace quillmark::testing {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // describe_type_library FILE: prints what the type library of a DLL says, the same for a 32-bit and
 // a 64-bit one.
 #include <windows.h>

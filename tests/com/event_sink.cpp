@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "com/event_sink.h"
 
 #include "base/com/status.h"

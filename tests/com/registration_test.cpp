@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/registration.h"
 
 #include <gmock/gmock.h>

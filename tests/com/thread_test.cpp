@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/variant.h"
 #include "com/com_test.h"
 #include "com/event_sink.h"

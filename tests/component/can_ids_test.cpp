@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/component_test.h"
 
 namespace quillmark::testing {
@@ -8,9 +9,9 @@ std::string TemplateOf(DiagOnCANReprog& diag) {
   return text.substr(0, text.find("<s>"));
 }
 
-TEST_F(ComponentTest, IdentifiersGivePlainCANForm) {
+TEST_F(ComponentTest, IdentifiersGivePlainCanForm) {
   diag_->CANIDs(1850, 1586);
-  EXPECT_EQ(TemplateOf(*diag_), kPlainCAN.head);
+  EXPECT_EQ(TemplateOf(*diag_), kPlainCan.head);
 }
 
 TEST_F(ComponentTest, IdentifiersAreAnySignedNumber) {
@@ -19,7 +20,7 @@ TEST_F(ComponentTest, IdentifiersAreAnySignedNumber) {
             "<?xml version='1.0'?><can>\r\n<x i=\"-1\">\r\n<i>-2147483648</i>\r\n");
 }
 
-TEST_F(ComponentTest, GatewayAddressesGiveAddressedCANForm) {
+TEST_F(ComponentTest, GatewayAddressesGiveGatewayForm) {
   diag_->CANIDs(0, 0x6E);
   EXPECT_EQ(TemplateOf(*diag_), "<?xml version='1.0'?><can>\r\n<x i=\"3\">\r\n<i>13</i>\r\n");
   diag_->CANIDs(0, 0x7A);
@@ -44,7 +45,7 @@ TEST_F(ComponentTest, FailingCANIDsChangesNothing) {
   static_cast<void>(diag_->dounlock(String("1122334455")));
   EXPECT_ERROR(diag_->CANIDs(0, 300), 6, "Overflow");
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
-            Document(kPlainCAN, {Send("013E821122334455"), Receive("017E")}));
+            Document(kPlainCan, {Send("013E821122334455"), Receive("017E")}));
 }
 
 TEST_F(ComponentTest, CANIDsStartsWithFreshFrameBuffers) {
@@ -52,17 +53,17 @@ TEST_F(ComponentTest, CANIDsStartsWithFreshFrameBuffers) {
   static_cast<void>(diag_->dounlock(String("1122334455")));
   diag_->CANIDs(1850, 1586);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
-            Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
+            Document(kPlainCan, {Send("013E000000000000"), Receive("017E")}));
 }
 
 TEST_F(ComponentTest, FormsOfCANMayFollowEachOther) {
   diag_->CANIDs(0, 0x6E);
   diag_->CANIDs(1850, 1586);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
-            Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
+            Document(kPlainCan, {Send("013E000000000000"), Receive("017E")}));
   diag_->CANIDs(0, 0x6E);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
-            Document(kAddressedCAN, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}));
+            Document(kGateway, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}));
 }
 
 TEST_F(ComponentTest, KFormStays) {

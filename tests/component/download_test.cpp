@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <limits>
 
 #include "support/transfer_test.h"
@@ -13,7 +14,7 @@ constexpr std::int32_t kSmallest = std::numeric_limits<std::int32_t>::min();
 
 class DownloadTest : public TransferTest {
  protected:
-  DownloadTest() { Configure(kPlainCAN); }
+  DownloadTest() { Configure(kPlainCan); }
 
   /// The first 14 hex digits of every first or single frame: service to data.
   static std::vector<std::string> Blocks(const Piece& piece) {
@@ -36,9 +37,9 @@ class DownloadTest : public TransferTest {
   }
 };
 
-TEST_F(DownloadTest, BlockInPlainCANForm) {
+TEST_F(DownloadTest, BlockInPlainCanForm) {
   EXPECT_THAT(Download(Image({Segment(0x012345, "AABBCC")}), 0xFF, 4, 128),
-              ElementsAre(Transferred(kPlainCAN, "3",
+              ElementsAre(Transferred(kPlainCan, "3",
                                       {Send("100B348001234503"), Receive("3001"),
                                        Send("21AABBCC0351"
                                             "0000"),
@@ -46,10 +47,10 @@ TEST_F(DownloadTest, BlockInPlainCANForm) {
                           std::nullopt));
 }
 
-TEST_F(TransferTest, BlockInAddressedCANForm) {
-  Configure(kAddressedCAN);
+TEST_F(TransferTest, BlockInGatewayForm) {
+  Configure(kGateway);
   EXPECT_THAT(Download(Image({Segment(0x012345, "AABBCC")}), 0xFF, 4, 128),
-              ElementsAre(Transferred(kAddressedCAN, "3",
+              ElementsAre(Transferred(kGateway, "3",
                                       {Send("028B6EF134800123"), Receive("81"),
                                        Send("4503AABBCC03518F"), Receive("0182F16E740257")}),
                           std::nullopt));
@@ -66,12 +67,12 @@ TEST_F(TransferTest, BlockInKForm) {
 
 TEST_F(DownloadTest, EmptyImageIsOneDocumentWithoutRequest) {
   EXPECT_THAT(Download(Image({}), 0xFF, 4, 128),
-              ElementsAre(Transferred(kPlainCAN, "0", {}), std::nullopt));
+              ElementsAre(Transferred(kPlainCan, "0", {}), std::nullopt));
 }
 
 TEST_F(DownloadTest, EmptySegmentHasNoRequest) {
   EXPECT_THAT(Download(Image({Segment(5, "")}), 0xFF, 0, 128),
-              ElementsAre(Transferred(kPlainCAN, "0", {}), std::nullopt));
+              ElementsAre(Transferred(kPlainCan, "0", {}), std::nullopt));
 }
 
 TEST_F(DownloadTest, LastBlockOfASegmentIsShorter) {
@@ -84,7 +85,7 @@ TEST_F(DownloadTest, LastBlockOfASegmentIsShorter) {
 
 TEST_F(DownloadTest, SegmentOfAlignedFillIsLeftOutButCounted) {
   EXPECT_THAT(Download(Image({Segment(8, "FFFFFFFF")}), 0xFF, 4, 128),
-              ElementsAre(Transferred(kPlainCAN, "4", {}), std::nullopt));
+              ElementsAre(Transferred(kPlainCan, "4", {}), std::nullopt));
 }
 
 TEST_F(DownloadTest, FillIsLeftOutInWholeUnits) {
@@ -154,7 +155,7 @@ TEST_F(DownloadTest, DocumentIsDeliveredWith32768Bytes) {
   ASSERT_THAT(pieces, SizeIs(3));
   EXPECT_EQ(TotalBytes(pieces[0]), "32768");
   EXPECT_THAT(Blocks(pieces[0]), SizeIs(256));
-  EXPECT_EQ(pieces[1], Transferred(kPlainCAN, "0", {}));
+  EXPECT_EQ(pieces[1], Transferred(kPlainCan, "0", {}));
   EXPECT_EQ(pieces[2], std::nullopt);
 }
 
@@ -181,7 +182,7 @@ TEST_F(DownloadTest, SegmentsAreSentInAddressOrder) {
 TEST_F(DownloadTest, CallersFlowControlCounts) {
   diag_->FlowControl(8, 20);
   const auto pieces = Download(Image({Segment(0, "01")}), 0xFF, 1, 128);
-  EXPECT_EQ(pieces[0], Transferred(kPlainCAN, "1",
+  EXPECT_EQ(pieces[0], Transferred(kPlainCan, "1",
                                    {Send("1009348000000001"), Receive("300814"),
                                     Send("210100B600000000"), Receive("027402"), "<w>20</w>"}));
 }
@@ -206,7 +207,7 @@ TEST_F(DownloadTest, NeedsCANIDs) {
 
 TEST_F(TransferTest, KStyleMessageHoldsBlocksOfAtMost247Bytes) {
   const auto image = Image({Segment(0, std::string(std::size_t{2} * 248, 'A'))});
-  for (const Form& form : {kAddressedCAN, kKLine}) {
+  for (const Form& form : {kGateway, kKLine}) {
     diag_ = CreateDiagOnCANReprog(platform_);
     Configure(form);
     EXPECT_THAT(Download(image, 0xFF, 1, 247), SizeIs(2));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `checkdownload` and `checkwritelogzone` look for the host's error mark, not at the reply bytes.
 #include "support/component_test.h"
 

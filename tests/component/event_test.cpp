@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a host sees of a running transfer: the event, its `Cancel`, and the end.
 #include <atomic>
 #include <future>

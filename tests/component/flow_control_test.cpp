@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/component_test.h"
 
 namespace quillmark::testing {
@@ -5,12 +6,12 @@ namespace {
 
 class FlowControlTest : public ComponentTest {
  protected:
-  FlowControlTest() { Configure(kPlainCAN); }
+  FlowControlTest() { Configure(kPlainCan); }
 
   /// The steps of a request of 2 + 18 bytes and its short reply.
   void Expect20ByteRequest(const std::vector<std::string>& steps) {
     EXPECT_EQ(XmlOf(*diag_->dounlock(String("030405060708090A0B0C0D0E0F1011121314"))),
-              Document(kPlainCAN, steps));
+              Document(kPlainCan, steps));
   }
 
   std::string FlowControlAfterFirstFrame(std::int32_t BS, std::int32_t STMin) {
@@ -28,7 +29,7 @@ TEST_F(FlowControlTest, LargerBlockWaitsBetweenItsFrames) {
   diag_->FlowControl(2, 5);
   EXPECT_EQ(XmlOf(*diag_->dounlock(String("030405060708090A0B0C0D0E0F101112131415161718191A1B"
                                           "1C1D1E1F202122"))),
-            Document(kPlainCAN, {Send("1022278203040506"), Receive("300205"),
+            Document(kPlainCan, {Send("1022278203040506"), Receive("300205"),
                                  Send("210708090A0B0C0D"), "<w>5</w>", Send("220E0F1011121314"),
                                  Receive("300205"), Send("2315161718191A1B"), "<w>5</w>",
                                  Send("241C1D1E1F202122"), Receive("026782"), "<w>5</w>"}));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a plain CAN frame holds behind the bytes of its message: what an earlier message left there.
 #include "support/component_test.h"
 
@@ -6,7 +7,7 @@ namespace {
 
 class FramePadding : public ComponentTest {
  protected:
-  FramePadding() { Configure(kPlainCAN); }
+  FramePadding() { Configure(kPlainCan); }
 
   /// A request of `size` bytes 27 82 03 04 05 …, as the frames that it is sent in.
   std::vector<std::string> FramesOfRequest(std::uint8_t size) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <array>
 
 #include "support/component_test.h"
@@ -49,19 +50,19 @@ class HistoryTest : public ComponentTest {
   }
 
   /// Four frames of a reply 61, identifier, 24 times identifier.
-  void AddPlainCANRecord(std::string_view identifier) {
+  void AddPlainCanRecord(std::string_view identifier) {
     frames_.push_back("101A61" + Repeated(identifier, 5));
     for (const char* header : {"21", "22", "23"}) {
       frames_.push_back(header + Repeated(identifier, 7));
     }
   }
 
-  void AddPlainCANDocument() {
+  void AddPlainCanDocument() {
     frames_.emplace_back("0250C0");
-    AddPlainCANRecord(kIdentifiers.front());
+    AddPlainCanRecord(kIdentifiers.front());
     frames_.emplace_back("025085");
     for (std::size_t index = 1; index < kIdentifiers.size(); ++index) {
-      AddPlainCANRecord(kIdentifiers[index]);
+      AddPlainCanRecord(kIdentifiers[index]);
     }
   }
 
@@ -69,15 +70,15 @@ class HistoryTest : public ComponentTest {
   History history_{{String("01")}, {}, String("02")};
 };
 
-struct PlainCANHistory : HistoryTest {
-  PlainCANHistory() {
-    Configure(kPlainCAN);
-    AddPlainCANDocument();
+struct PlainCanHistory : HistoryTest {
+  PlainCanHistory() {
+    Configure(kPlainCan);
+    AddPlainCanDocument();
   }
 };
 
-TEST_F(PlainCANHistory, HasIdentificationAndEightEntries) {
-  const History history = Read(kPlainCAN);
+TEST_F(PlainCanHistory, HasIdentificationAndEightEntries) {
+  const History history = Read(kPlainCan);
   EXPECT_EQ(History::Text(history.RepIdent), Record("80"));
   ASSERT_EQ(history.RepHisto.size(), 8U);
   ASSERT_EQ(history.RepReprog.size(), 8U);
@@ -88,35 +89,35 @@ TEST_F(PlainCANHistory, HasIdentificationAndEightEntries) {
   }
 }
 
-TEST_F(PlainCANHistory, FirstAndLastEntryStandAtTheirElements) {
+TEST_F(PlainCanHistory, FirstAndLastEntryStandAtTheirElements) {
   frames_[6] = "101AAAAAF0F0F0F0";
   frames_[66] = "101ABBBBF3F3F3F3";
-  const History history = Read(kPlainCAN);
+  const History history = Read(kPlainCan);
   EXPECT_EQ(History::Text(history.RepHisto[0]), Record("F0"));
   EXPECT_EQ(frames_.size(), 70U);
   EXPECT_EQ(History::Text(history.RepReprog[7]), Record("F3"));
 }
 
-TEST_F(PlainCANHistory, WrongIdentificationLeavesNothing) {
+TEST_F(PlainCanHistory, WrongIdentificationLeavesNothing) {
   frames_[1] = "0661800102030400";
-  EXPECT_ERROR(Read(kPlainCAN), 4000, kNotReprogrammable);
+  EXPECT_ERROR(Read(kPlainCan), 4000, kNotReprogrammable);
   EXPECT_EQ(History::Text(history_.RepIdent), "none");
   EXPECT_EQ(history_.RepHisto, ByteStringArray(8));
   EXPECT_EQ(history_.RepReprog, ByteStringArray(8));
 }
 
-TEST_F(PlainCANHistory, FirstTwoEntriesAreRequired) {
+TEST_F(PlainCanHistory, FirstTwoEntriesAreRequired) {
   frames_[6 + 8 + 4] = "03612111";  // the second record of entry 1
-  EXPECT_ERROR(Read(kPlainCAN), 4000, kNotReprogrammable);
+  EXPECT_ERROR(Read(kPlainCan), 4000, kNotReprogrammable);
   EXPECT_EQ(History::Text(history_.RepIdent), Record("80"));
   EXPECT_EQ(History::Text(history_.RepReprog[0]), Record("F1"));
   EXPECT_EQ(History::Text(history_.RepHisto[1]), Record("FE"));
   EXPECT_EQ(History::Text(history_.RepReprog[1]), "none");
 }
 
-TEST_F(PlainCANHistory, ShortRecordFromEntryTwoOnEndsIt) {
+TEST_F(PlainCanHistory, ShortRecordFromEntryTwoOnEndsIt) {
   frames_[6 + 16] = "1019" + Repeated("FC", 6);  // 25 bytes
-  const History history = Read(kPlainCAN);
+  const History history = Read(kPlainCan);
   EXPECT_EQ(History::Text(history.RepReprog[1]), Record("FF"));
   for (std::size_t entry = 2; entry < 8; ++entry) {
     EXPECT_EQ(History::Text(history.RepHisto[entry]), "none");
@@ -124,34 +125,34 @@ TEST_F(PlainCANHistory, ShortRecordFromEntryTwoOnEndsIt) {
   }
 }
 
-TEST_F(PlainCANHistory, ShortSecondRecordKeepsTheFirst) {
+TEST_F(PlainCanHistory, ShortSecondRecordKeepsTheFirst) {
   frames_[6 + 16 + 4] = "037F2131";
-  const History history = Read(kPlainCAN);
+  const History history = Read(kPlainCan);
   EXPECT_EQ(History::Text(history.RepHisto[2]), Record("FC"));
   EXPECT_EQ(History::Text(history.RepReprog[2]), "none");
   EXPECT_EQ(History::Text(history.RepHisto[3]), "none");
 }
 
-TEST_F(PlainCANHistory, SilentEcuIsNotReprogrammable) {
+TEST_F(PlainCanHistory, SilentEcuIsNotReprogrammable) {
   frames_.clear();
-  EXPECT_ERROR(Read(kPlainCAN), 4000, kNotReprogrammable);
+  EXPECT_ERROR(Read(kPlainCan), 4000, kNotReprogrammable);
 }
 
-TEST_F(PlainCANHistory, FrameThatBeginsNoMessageHasNoObject) {
+TEST_F(PlainCanHistory, FrameThatBeginsNoMessageHasNoObject) {
   frames_[1] = "21";
-  EXPECT_ERROR(Read(kPlainCAN), 91, "Object variable or With block variable not set");
+  EXPECT_ERROR(Read(kPlainCan), 91, "Object variable or With block variable not set");
 }
 
-TEST_F(PlainCANHistory, RecordsAreIndependent) {
-  const History history = Read(kPlainCAN);
+TEST_F(PlainCanHistory, RecordsAreIndependent) {
+  const History history = Read(kPlainCan);
   history.RepHisto[0]->SetItem(1, 0x00);
   EXPECT_EQ(History::Text(history.RepReprog[0]), Record("F1"));
-  EXPECT_EQ(History::Text(Read(kPlainCAN).RepHisto[0]), Record("F0"));
+  EXPECT_EQ(History::Text(Read(kPlainCan).RepHisto[0]), Record("F0"));
 }
 
-struct AddressedCANHistory : HistoryTest {
-  AddressedCANHistory() {
-    Configure(kAddressedCAN);
+struct GatewayHistory : HistoryTest {
+  GatewayHistory() {
+    Configure(kGateway);
     frames_.emplace_back("0183F16EC1EF8F21");
     for (const std::string_view identifier : kIdentifiers) {
       AddRecord(identifier);
@@ -171,8 +172,8 @@ struct AddressedCANHistory : HistoryTest {
   }
 };
 
-TEST_F(AddressedCANHistory, HasIdentificationAndEightEntries) {
-  const History history = Read(kAddressedCAN);
+TEST_F(GatewayHistory, HasIdentificationAndEightEntries) {
+  const History history = Read(kGateway);
   EXPECT_EQ(History::Text(history.RepIdent), Record("80"));
   for (std::size_t entry = 0; entry < 8; ++entry) {
     EXPECT_EQ(History::Text(history.RepHisto[entry]), Record(kIdentifiers[1 + 2 * entry]));
@@ -180,9 +181,9 @@ TEST_F(AddressedCANHistory, HasIdentificationAndEightEntries) {
   }
 }
 
-TEST_F(AddressedCANHistory, EntriesStandOneElementEarlierThanInPlainCANForm) {
+TEST_F(GatewayHistory, EntriesStandOneElementEarlierThanInPlainCanForm) {
   frames_[5] = "01827FF16EAA";
-  EXPECT_ERROR(Read(kAddressedCAN), 2003, "Checksum error 827FF16EAA");
+  EXPECT_ERROR(Read(kGateway), 2003, "Checksum error 827FF16EAA");
 }
 
 struct KLineHistory : HistoryTest {
@@ -218,8 +219,8 @@ TEST_F(ComponentTest, HistoryOfNoDocumentHasNoObjectAndEmptiesTheOutputs) {
 }
 
 // What `StartDiag` asks and what `gethisto` reads belong together.
-TEST_F(ComponentTest, SessionOpeningInPlainCANForm) {
-  Configure(kPlainCAN);
+TEST_F(ComponentTest, SessionOpeningInPlainCanForm) {
+  Configure(kPlainCan);
   std::vector<std::string> steps = {Send("0210C00000000000"), Receive("0250C0")};
   const auto read_record = [&](std::string_view identifier, std::string_view padding) {
     steps.push_back(Send("0221" + std::string(identifier) + std::string(padding)));
@@ -235,11 +236,11 @@ TEST_F(ComponentTest, SessionOpeningInPlainCANForm) {
   for (std::size_t index = 1; index < kIdentifiers.size(); ++index) {
     read_record(kIdentifiers[index], "0000000000");
   }
-  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kPlainCAN, steps));
+  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kPlainCan, steps));
 }
 
-TEST_F(ComponentTest, SessionOpeningInAddressedCANForm) {
-  Configure(kAddressedCAN);
+TEST_F(ComponentTest, SessionOpeningInGatewayForm) {
+  Configure(kGateway);
   std::vector<std::string> steps = {Send("01816EF18161"), Receive("0183F16EC1")};
   const auto read_record = [&](const std::string& identifier, const std::string& checksum) {
     steps.push_back(Send("01826EF121" + identifier + checksum));
@@ -268,7 +269,7 @@ TEST_F(ComponentTest, SessionOpeningInAddressedCANForm) {
   read_record("F3", "F5");
   steps.push_back(Send("01816EF18262"));
   steps.push_back(Receive("0181F16EC2A2"));
-  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kAddressedCAN, steps));
+  EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kGateway, steps));
 }
 
 TEST_F(ComponentTest, SessionOpeningInKForm) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host may hand over a document of any size: a check gives for it what it gives for a small one.
 // The documents have 256 KB, or as many megabytes as QUILLMARK_LARGE_MEGABYTES says.
 #include <cstdlib>
@@ -21,19 +22,19 @@ std::size_t Large() {
 /// What arrives before a reply in each form.
 struct Before {
   std::string plain_can{};
-  std::string addressed_can{};
+  std::string gateway{};
   std::string k_line{};
 
   [[nodiscard]] const std::string& In(const Form& form) const {
     if (form.name == kKLine.name) {
       return k_line;
     }
-    return form.name == kAddressedCAN.name ? addressed_can : plain_can;
+    return form.name == kGateway.name ? gateway : plain_can;
   }
 };
 
-const Before kAcknowledgement = {.addressed_can = "81"};
-const Before kStart = {.addressed_can = "0183F16EC1EF8F21"};
+const Before kAcknowledgement = {.gateway = "81"};
+const Before kStart = {.gateway = "0183F16EC1EF8F21"};
 const Before kStartInEveryForm = {"0250C0", "0183F16EC1EF8F21", "83F111C1EF8FC4"};
 
 /// A check, the reply with which the ECU grants its request, and what the check then tells.
@@ -91,7 +92,7 @@ class LargeDocument : public EveryForm {
   /// What every reply of an upload holds; the image has a segment of each.
   [[nodiscard]] std::string ByteOfEachReply(const Document& root) const {
     // Behind a gateway an acknowledgement and two pieces.
-    const std::size_t frames = GetParam().name == kAddressedCAN.name ? 3 : 1;
+    const std::size_t frames = GetParam().name == kGateway.name ? 3 : 1;
     const auto image = platform_->CreateMemoryImage();
     diag_->checkupload(root, image);
     const auto segments = image->Segments();

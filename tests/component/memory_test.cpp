@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every allocation, of the C++ heap and of the XML library, made to fail in turn through each
 // public operation: an error or a clean end, and an object that goes on working.
 #include <array>
@@ -91,7 +92,7 @@ class OutOfMemory : public TransferTest, public ::testing::WithParamInterface<Fo
   /// The same behind what stands first in gateway form.
   [[nodiscard]] std::shared_ptr<DOMDocument> RepliedBehind(
       const std::string& first, std::vector<std::string> messages) const {
-    if (GetParam().name == kAddressedCAN.name) {
+    if (GetParam().name == kGateway.name) {
       messages.insert(messages.begin(), first);
     }
     return Replied(messages);
@@ -100,7 +101,7 @@ class OutOfMemory : public TransferTest, public ::testing::WithParamInterface<Fo
   [[nodiscard]] std::shared_ptr<DOMDocument> History() const {
     const std::string record = "6180" + std::string(std::size_t{2} * 24, '5');
     std::vector<std::string> messages = {"50C0", record};
-    if (GetParam().name == kPlainCAN.name) {
+    if (GetParam().name == kPlainCan.name) {
       messages.emplace_back("5085");
     }
     messages.insert(messages.end(), 16, record);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a host may have put where a check looks for the bytes of a reply: each has one outcome, the
 // same in every form and every check.
 #include <functional>
@@ -163,7 +164,7 @@ constexpr std::size_t kLarge = std::size_t{100} << 20U;
 #endif
 
 TEST_F(ComponentTest, DocumentOf100MegabytesIsLoadedAndChecked) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   const auto document = platform_->CreateDOMDocument();
   document->loadXML("<can><x><r><c/><d>027402" + std::string(kLarge, '0') +
                     "</d><e>refused</e></r></x></can>");

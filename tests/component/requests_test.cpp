@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A golden document for every request method in every transport form.
 #include <numeric>
 
@@ -22,7 +23,7 @@ class RequestTest : public ComponentTest, public ::testing::WithParamInterface<G
   }
 };
 
-TEST_F(ComponentTest, WholeDocumentInPlainCANForm) {
+TEST_F(ComponentTest, WholeDocumentInPlainCanForm) {
   diag_->CANIDs(1850, 1586);
   EXPECT_EQ(XmlOf(*diag_->readseed()),
             "<?xml version='1.0'?><can>\r\n"
@@ -34,7 +35,7 @@ TEST_F(ComponentTest, WholeDocumentInPlainCANForm) {
             "</can>");
 }
 
-TEST_F(ComponentTest, WholeDocumentInAddressedCANForm) {
+TEST_F(ComponentTest, WholeDocumentInGatewayForm) {
   diag_->CANIDs(0, 0x7A);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             "<?xml version='1.0'?><can>\r\n"
@@ -60,8 +61,8 @@ using ReadSeed = RequestTest;
 TEST_P(ReadSeed, IsGolden) { ExpectGolden(diag_->readseed()); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, ReadSeed,
-    ::testing::Values(Golden{kPlainCAN, {Send("0227810000000000"), Receive("066781")}},
-                      Golden{kAddressedCAN,
+    ::testing::Values(Golden{kPlainCan, {Send("0227810000000000"), Receive("066781")}},
+                      Golden{kGateway,
                              {Send("01816EF18161"), Receive("0183F16EC1"), Send("01826EF1278189"),
                               Receive("0286F16E6781"), Send("81"), Receive("")}},
                       Golden{kKLine, {Send("8211F127812C"), Receive("86F1116781")}}),
@@ -71,8 +72,8 @@ using Unlock = RequestTest;
 TEST_P(Unlock, IsGolden) { ExpectGolden(diag_->dounlock(String("11223344"))); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, Unlock,
-    ::testing::Values(Golden{kPlainCAN, {Send("0627821122334400"), Receive("026782")}},
-                      Golden{kAddressedCAN,
+    ::testing::Values(Golden{kPlainCan, {Send("0627821122334400"), Receive("026782")}},
+                      Golden{kGateway,
                              {Send("02866EF127821122"), Receive("81"), Send("334438"),
                               Receive("0182F16E6782CA")}},
                       Golden{kKLine, {Send("8611F1278211223344DB"), Receive("82F11167826D")}}),
@@ -82,8 +83,8 @@ using StartErase = RequestTest;
 TEST_P(StartErase, IsGolden) { ExpectGolden(diag_->starterase(0)); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, StartErase,
-    ::testing::Values(Golden{kPlainCAN, {Send("05318100F05A0000"), Receive("03718101")}},
-                      Golden{kAddressedCAN,
+    ::testing::Values(Golden{kPlainCan, {Send("05318100F05A0000"), Receive("03718101")}},
+                      Golden{kGateway,
                              {Send("02856EF1318100F0"), Receive("81"), Send("5AE0"),
                               Receive("0183F16E718101D5")}},
                       Golden{kKLine, {Send("8511F1318100F05A83"), Receive("83F11171810178")}}),
@@ -93,9 +94,8 @@ using CheckErase = RequestTest;
 TEST_P(CheckErase, IsGolden) { ExpectGolden(diag_->checkerase()); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, CheckErase,
-    ::testing::Values(Golden{kPlainCAN, {Send("0331810100000000"), Receive("03718102")}},
-                      Golden{kAddressedCAN,
-                             {Send("01836EF131810195"), Receive("0183F16E718102D6")}},
+    ::testing::Values(Golden{kPlainCan, {Send("0331810100000000"), Receive("03718102")}},
+                      Golden{kGateway, {Send("01836EF131810195"), Receive("0183F16E718102D6")}},
                       Golden{kKLine, {Send("8311F131810138"), Receive("83F11171810279")}}),
     FormName());
 
@@ -103,9 +103,8 @@ using StartRoutine = RequestTest;
 TEST_P(StartRoutine, IsGolden) { ExpectGolden(diag_->startroutine(5)); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, StartRoutine,
-    ::testing::Values(Golden{kPlainCAN, {Send("0331050000000000"), Receive("03710501")}},
-                      Golden{kAddressedCAN,
-                             {Send("01836EF131050018"), Receive("0183F16E71050159")}},
+    ::testing::Values(Golden{kPlainCan, {Send("0331050000000000"), Receive("03710501")}},
+                      Golden{kGateway, {Send("01836EF131050018"), Receive("0183F16E71050159")}},
                       Golden{kKLine, {Send("8311F1310500BB"), Receive("83F111710501FC")}}),
     FormName());
 
@@ -113,9 +112,8 @@ using RoutineStatus = RequestTest;
 TEST_P(RoutineStatus, IsGolden) { ExpectGolden(diag_->routinestatus(0xFF)); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, RoutineStatus,
-    ::testing::Values(Golden{kPlainCAN, {Send("0331FF0100000000"), Receive("0371FF02")}},
-                      Golden{kAddressedCAN,
-                             {Send("01836EF131FF0113"), Receive("0183F16E71FF0254")}},
+    ::testing::Values(Golden{kPlainCan, {Send("0331FF0100000000"), Receive("0371FF02")}},
+                      Golden{kGateway, {Send("01836EF131FF0113"), Receive("0183F16E71FF0254")}},
                       Golden{kKLine, {Send("8311F131FF01B6"), Receive("83F11171FF02F7")}}),
     FormName());
 
@@ -123,8 +121,8 @@ using TesterPresent = RequestTest;
 TEST_P(TesterPresent, IsGolden) { ExpectGolden(diag_->TesterPresent()); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, TesterPresent,
-    ::testing::Values(Golden{kPlainCAN, {Send("013E000000000000"), Receive("017E")}},
-                      Golden{kAddressedCAN, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}},
+    ::testing::Values(Golden{kPlainCan, {Send("013E000000000000"), Receive("017E")}},
+                      Golden{kGateway, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}},
                       Golden{kKLine, {Send("8111F13EC1"), Receive("81F1117E01")}}),
     FormName());
 
@@ -132,8 +130,8 @@ using StopCommunication = RequestTest;
 TEST_P(StopCommunication, IsGolden) { ExpectGolden(diag_->stopcomm()); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, StopCommunication,
-    ::testing::Values(Golden{kPlainCAN, {Send("0210810000000000"), Receive("025081")}},
-                      Golden{kAddressedCAN, {Send("01816EF18262"), Receive("0181F16EC2A2")}},
+    ::testing::Values(Golden{kPlainCan, {Send("0210810000000000"), Receive("025081")}},
+                      Golden{kGateway, {Send("01816EF18262"), Receive("0181F16EC2A2")}},
                       Golden{kKLine, {Send("8111F18205"), Receive("81F111C245")}}),
     FormName());
 
@@ -149,14 +147,14 @@ TEST_P(WriteLogZone, IsGolden) {
 }
 INSTANTIATE_TEST_SUITE_P(
     Forms, WriteLogZone,
-    ::testing::Values(Golden{kPlainCAN,
+    ::testing::Values(Golden{kPlainCan,
                              {Send("1038348300000030"), Receive("3001"), Send("2101020304050607"),
                               Receive("3001"), Send("2208090A0B0C0D0E"), Receive("3001"),
                               Send("230F101112131415"), Receive("3001"), Send("24161718191A1B1C"),
                               Receive("3001"), Send("251D1E1F20212223"), Receive("3001"),
                               Send("262425262728292A"), Receive("3001"), Send("272B2C2D2E2F3005"),
                               Receive("3001"), Send("287F2C2D2E2F3005"), Receive("027402")}},
-                      Golden{kAddressedCAN,
+                      Golden{kGateway,
                              {Send("08B86EF134830000"), Receive("81"), Send("0030010203040506"),
                               Receive("81"), Send("0708090A0B0C0D0E"), Receive("81"),
                               Send("0F10111213141516"), Receive("81"), Send("1718191A1B1C1D1E"),
@@ -216,8 +214,8 @@ TEST_P(AnyRequest, LogZoneFillsAShorterRecordWithZero) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, AnyRequest, ::testing::ValuesIn(kAllForms), FormName());
 
-TEST_F(ComponentTest, PlainCANRequestHasAtMost4095Bytes) {
-  Configure(kPlainCAN);
+TEST_F(ComponentTest, PlainCanRequestHasAtMost4095Bytes) {
+  Configure(kPlainCan);
   EXPECT_ERROR(diag_->dounlock(String(std::string(std::size_t{2} * 4094, '0'))), 1000,
                "Invalid request length (4096)");
   EXPECT_NO_THROW(
@@ -225,7 +223,7 @@ TEST_F(ComponentTest, PlainCANRequestHasAtMost4095Bytes) {
 }
 
 TEST_F(ComponentTest, KStyleRequestHasAtMost255Bytes) {
-  for (const Form& form : {kAddressedCAN, kKLine}) {
+  for (const Form& form : {kGateway, kKLine}) {
     const auto diag = CreateDiagOnCANReprog(platform_);
     diag->CANIDs(form.RCANId, form.XCANId);
     EXPECT_ERROR(diag->dounlock(String(std::string(std::size_t{2} * 254, '0'))), 1000,

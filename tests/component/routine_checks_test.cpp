@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/component_test.h"
 
 namespace quillmark::testing {
@@ -5,10 +6,10 @@ namespace {
 
 class RoutineChecks : public ComponentTest {
  protected:
-  RoutineChecks() { Configure(kPlainCAN); }
+  RoutineChecks() { Configure(kPlainCan); }
 
   [[nodiscard]] std::shared_ptr<DOMDocument> Reply(const std::string& frame) const {
-    return Replies(kPlainCAN, {frame});
+    return Replies(kPlainCan, {frame});
   }
 };
 
@@ -82,12 +83,12 @@ TEST_F(RoutineChecks, RoutineReplyThatBeginsRightlyAndEndsIsOutOfRange) {
   EXPECT_ERROR(diag_->checkroutine(Reply("0170"), 5), 4006, "Start routine 5H error 70");
 }
 
-TEST_F(ComponentTest, AddressedCANReadsTheStartOfTheEraseBehindTheAcknowledgement) {
-  Configure(kAddressedCAN);
-  EXPECT_NO_THROW(diag_->checkstarterase(Replies(kAddressedCAN, {"81", "0183F16E718101D5"})));
-  EXPECT_TRUE(diag_->checkcheckerase(Replies(kAddressedCAN, {"0183F16E718102D6"})));
-  EXPECT_FALSE(diag_->checkroutine(Replies(kAddressedCAN, {"0183F16E71050159"}), 5));
-  EXPECT_NO_THROW(diag_->checkstartroutine(Replies(kAddressedCAN, {"0183F16E71050159"}), 5));
+TEST_F(ComponentTest, GatewayReadsTheStartOfTheEraseBehindTheAcknowledgement) {
+  Configure(kGateway);
+  EXPECT_NO_THROW(diag_->checkstarterase(Replies(kGateway, {"81", "0183F16E718101D5"})));
+  EXPECT_TRUE(diag_->checkcheckerase(Replies(kGateway, {"0183F16E718102D6"})));
+  EXPECT_FALSE(diag_->checkroutine(Replies(kGateway, {"0183F16E71050159"}), 5));
+  EXPECT_NO_THROW(diag_->checkstartroutine(Replies(kGateway, {"0183F16E71050159"}), 5));
 }
 
 TEST_F(ComponentTest, KLineReadsTheFirstReply) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the class allows from several threads; ThreadSanitizer looks at every one of these.
 #include <atomic>
 #include <condition_variable>

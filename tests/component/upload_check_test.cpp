@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/component_test.h"
 
 namespace quillmark::testing {
@@ -84,10 +85,10 @@ TEST_P(UploadCheck, TextThatIsNotHexIsOfTheWrongType) {
 INSTANTIATE_TEST_SUITE_P(
     Forms, UploadCheck,
     ::testing::Values(
-        Replied{kPlainCAN,
+        Replied{kPlainCan,
                 {"100A750001234502", "21AABB0245000000", "100C750001234704", "210102030400EE00"},
                 2},
-        Replied{kAddressedCAN,
+        Replied{kGateway,
                 {"81", "028AF16E75000123", "4502AABB024575", "81", "038CF16E75000123",
                  "47040102030400EE", "C7"},
                 4},
@@ -106,62 +107,62 @@ class UploadCheckErrors : public ComponentTest {
 };
 
 TEST_F(UploadCheckErrors, WrongChecksumOfAKStyleMessage) {
-  ExpectError(kAddressedCAN, {"81", "028AF16E75000123", "4502AABB024576"}, 2003,
+  ExpectError(kGateway, {"81", "028AF16E75000123", "4502AABB024576"}, 2003,
               "Checksum error 8AF16E750001234502AABB024576");
   ExpectError(kKLine, {"8AF111750001234502AABB024519"}, 2003,
               "Checksum error 8AF111750001234502AABB024519");
 }
 
 TEST_F(UploadCheckErrors, ReplyThatEndsTooEarly) {
-  ExpectError(kPlainCAN, {"037F3531"}, 9, "Subscript out of range");
-  ExpectError(kPlainCAN, {"0775000123450411"}, 9, "Subscript out of range");
+  ExpectError(kPlainCan, {"037F3531"}, 9, "Subscript out of range");
+  ExpectError(kPlainCan, {"0775000123450411"}, 9, "Subscript out of range");
 }
 
 TEST_F(UploadCheckErrors, FurtherFrameThatIsMissing) {
-  ExpectError(kPlainCAN, {"100A750001234502"}, 91,
+  ExpectError(kPlainCan, {"100A750001234502"}, 91,
               "Object variable or With block variable not set");
 }
 
 TEST_F(ComponentTest, UploadCheckPassesOverWhatBeginsNoMessage) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   const auto image = platform_->CreateMemoryImage();
-  diag_->checkupload(Replies(kPlainCAN, {"3001", "0675000000010000", "21"}), image);
+  diag_->checkupload(Replies(kPlainCan, {"3001", "0675000000010000", "21"}), image);
   ASSERT_EQ(image->Segments().size(), 1U);
   EXPECT_EQ(image->Segments()[0]->Length(), 0);
   EXPECT_EQ(image->Segments()[0]->StartAddress(), 1);
 }
 
 TEST_F(ComponentTest, UploadCheckLooksAtNoFrameBetweenTheRepliesOfAGateway) {
-  Configure(kAddressedCAN);
+  Configure(kGateway);
   const auto image = platform_->CreateMemoryImage();
-  diag_->checkupload(Replies(kAddressedCAN, {"no hex", "028AF16E75000123", "4502AABB024575", "-",
-                                             "038CF16E75000123", "47040102030400EE", "C7"}),
+  diag_->checkupload(Replies(kGateway, {"no hex", "028AF16E75000123", "4502AABB024575", "-",
+                                        "038CF16E75000123", "47040102030400EE", "C7"}),
                      image);
   EXPECT_EQ(image->Segments().size(), 2U);
 }
 
 TEST_F(ComponentTest, UploadCheckPassesOverALastFrameOfOneByteInAGatewaysReply) {
-  Configure(kAddressedCAN);
+  Configure(kGateway);
   const auto image = platform_->CreateMemoryImage();
-  diag_->checkupload(Replies(kAddressedCAN, {"81", "038CF16E75000123", "47040102030400EE", "C7",
-                                             "81", "028AF16E75000123", "4502AABB024575"}),
+  diag_->checkupload(Replies(kGateway, {"81", "038CF16E75000123", "47040102030400EE", "C7", "81",
+                                        "028AF16E75000123", "4502AABB024575"}),
                      image);
   EXPECT_EQ(image->Segments().size(), 2U);
 }
 
 TEST_F(ComponentTest, UploadCheckRaisesTheFirstErrorInTheOrderOfReplies) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   const auto image = platform_->CreateMemoryImage();
-  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"0775000123450411", "-", "no hex"}), image),
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCan, {"0775000123450411", "-", "no hex"}), image),
                9, "Subscript out of range");
-  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"100A750001234502", "-", "no hex"}), image),
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCan, {"100A750001234502", "-", "no hex"}), image),
                2000, kNoText);
-  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCAN, {"100A750001234502", "no hex", "-"}), image),
+  EXPECT_ERROR(diag_->checkupload(Replies(kPlainCan, {"100A750001234502", "no hex", "-"}), image),
                13, "Type mismatch");
 }
 
 TEST_F(ComponentTest, UploadCheckReadsTheRepliesOfAllExchanges) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   const auto image = platform_->CreateMemoryImage();
   const std::string first = "<x><r><d>077500FFFFFF0142</d></r></x>";
   diag_->checkupload(Parse("<can>" + first + "<x/><x><s/><r><d>0775000000020143</d></r></x></can>"),
@@ -176,16 +177,16 @@ TEST_F(ComponentTest, UploadCheckReadsTheRepliesOfAllExchanges) {
 }
 
 TEST_F(ComponentTest, UploadCheckRaisesForDataWithoutText) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   EXPECT_ERROR(
       diag_->checkupload(Parse("<can><x><r><d/></r></x></can>"), platform_->CreateMemoryImage()),
       91, "Object variable or With block variable not set");
 }
 
 TEST_F(ComponentTest, UploadCheckReadsAddressesAs24Bits) {
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   const auto image = platform_->CreateMemoryImage();
-  diag_->checkupload(Replies(kPlainCAN, {"077500FFFFFF0142"}), image);
+  diag_->checkupload(Replies(kPlainCan, {"077500FFFFFF0142"}), image);
   EXPECT_EQ(image->Segments()[0]->StartAddress(), 0xFFFFFF);
   EXPECT_EQ(image->Segments()[0]->Hex(), "42");
 }

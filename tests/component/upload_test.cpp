@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <limits>
 
 #include "support/transfer_test.h"
@@ -8,10 +9,10 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-TEST_F(TransferTest, UploadInPlainCANForm) {
-  Configure(kPlainCAN);
+TEST_F(TransferTest, UploadInPlainCanForm) {
+  Configure(kPlainCan);
   EXPECT_THAT(Upload({{0x012345, 100}}),
-              ElementsAre(Transferred(kPlainCAN, "100",
+              ElementsAre(Transferred(kPlainCan, "100",
                                       {Send("0635800123453000"), Receive("1038758001234530"),
                                        Send("3001000000000000"), Receive("21"),
                                        Send("3001000000000000"), Receive("22"),
@@ -35,10 +36,10 @@ TEST_F(TransferTest, UploadInPlainCANForm) {
                           std::nullopt));
 }
 
-TEST_F(TransferTest, UploadInAddressedCANForm) {
-  Configure(kAddressedCAN);
+TEST_F(TransferTest, UploadInGatewayForm) {
+  Configure(kGateway);
   EXPECT_THAT(Upload({{0x012345, 4}}),
-              ElementsAre(Transferred(kAddressedCAN, "4",
+              ElementsAre(Transferred(kGateway, "4",
                                       {Send("02866EF135800123"), Receive("81"), Send("450407"),
                                        Receive("038CF16E75800123"), Send("81"), Receive("4504"),
                                        Send("81"), Receive("")}),
@@ -56,7 +57,7 @@ TEST_F(TransferTest, UploadInKForm) {
 
 class UploadTest : public TransferTest {
  protected:
-  UploadTest() { Configure(kPlainCAN); }
+  UploadTest() { Configure(kPlainCan); }
 
   static std::vector<std::string> Requests(const Piece& piece) {
     constexpr std::string_view kSend = "<s><d>0635";
@@ -78,7 +79,7 @@ TEST_F(UploadTest, RangeOf49BytesLeavesOne) {
 }
 
 TEST_F(UploadTest, EmptyRangeAndEmptyMapHaveNoRequest) {
-  const auto expected = ElementsAre(Transferred(kPlainCAN, "0", {}), std::nullopt);
+  const auto expected = ElementsAre(Transferred(kPlainCan, "0", {}), std::nullopt);
   EXPECT_THAT(Upload({}), expected);
   EXPECT_THAT(Upload({{0x10, 0}}), expected);
   EXPECT_THAT(Upload({{0x10, -5}}), expected);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How a transfer's worker is started, and what it does where its surroundings fail.
 #include <array>
 #include <atomic>
@@ -59,7 +60,7 @@ class WorkerTest : public TransferTest {
 TEST_F(WorkerTest, RunsADownload) {
   Parsed(R"(<image><segment at="16">01</segment></image>)");
   EXPECT_EQ(GetDownloadParameters(), 0);
-  EXPECT_THAT(Run(), ElementsAre(Transferred(kPlainCAN, "1",
+  EXPECT_THAT(Run(), ElementsAre(Transferred(kPlainCan, "1",
                                              {Send("1009348000001001"), Receive("3001"),
                                               Send("210100C600000000"), Receive("027402")}),
                                  std::nullopt));
@@ -69,7 +70,7 @@ TEST_F(WorkerTest, RunsAnUploadWithFourParameters) {
   Parsed(R"(<map><segment at="16" count="1"/></map>)");
   EXPECT_EQ(worker_->GetParameter(std::array<Parameter, 4>{&receive_, &send_, &document_, &rl_}),
             0);
-  EXPECT_THAT(Run(), ElementsAre(Transferred(kPlainCAN, "1",
+  EXPECT_THAT(Run(), ElementsAre(Transferred(kPlainCan, "1",
                                              {Send("0635800000100100"), Receive("1009758000001001"),
                                               Send("3001000000000000"), Receive("21")}),
                                  std::nullopt));
@@ -136,9 +137,9 @@ TEST_F(WorkerTest, BlockSizeOutsideAByteEndsTheRun) {
 
 TEST_F(WorkerTest, FollowsTheLastCANIDsEvenWhereTheCallerStaysInKForm) {
   Configure(kKLine);
-  Configure(kPlainCAN);
+  Configure(kPlainCan);
   EXPECT_THAT(Download(Image({}), 0xFF, 1, 128),
-              ElementsAre(Transferred(kPlainCAN, "0", {}), std::nullopt));
+              ElementsAre(Transferred(kPlainCan, "0", {}), std::nullopt));
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()).substr(0, 25), "<?xml version='1.0'?><k>\r");
 }
 
@@ -292,7 +293,7 @@ TEST(FailingPlatform, CANIDsThatRunsOutOfMemoryChangesNothing) {
   diag->CANIDs(1850, 1586);
   EXPECT_ERROR(diag->CANIDs(0, 0x11), 7, "Out of memory");
   EXPECT_EQ(XmlOf(*diag->TesterPresent()),
-            Document(kPlainCAN, {Send("013E000000000000"), Receive("017E")}));
+            Document(kPlainCan, {Send("013E000000000000"), Receive("017E")}));
 }
 
 }  // namespace

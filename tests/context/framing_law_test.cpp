@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the builders frame, an ECU's own transport understands; what that answers, the reader gives
 // back: for every length in every form. The ECU's transports share no code with the component.
 #include <rapidcheck.h>
@@ -31,11 +32,11 @@ class Services : public host::MessageHandler {
 
 std::unique_ptr<host::EcuTransport> MakeTransport(const Form& form, host::EcuOptions options,
                                                   Services& services) {
-  if (form.name == kPlainCAN.name) {
+  if (form.name == kPlainCan.name) {
     return std::make_unique<host::CanTransport>(options, services);
   }
   options.address = static_cast<std::uint8_t>(form.XCANId);
-  if (form.name == kAddressedCAN.name) {
+  if (form.name == kGateway.name) {
     return std::make_unique<host::GatewayTransport>(options, services);
   }
   return std::make_unique<host::KLineTransport>(options, services);
@@ -100,7 +101,7 @@ class FramingLaw : public ::testing::TestWithParam<Form> {
   FramingLaw() { context_.CANIDs(GetParam().RCANId, GetParam().XCANId); }
 
   [[nodiscard]] std::size_t MaxLength() const {
-    return context_.Form() == TransportForm::kPlainCAN ? 4095 : 255;
+    return context_.Form() == TransportForm::kPlainCan ? 4095 : 255;
   }
 
   void SetFlowControl(std::uint8_t block_size, std::uint8_t separation_time) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading the frames of a run document back into one message.
 #include "context/reply.h"
 
@@ -15,7 +16,7 @@ class ReplyTest : public ComponentTest {
     if (form.name == kKLine.name) {
       return TransportForm::kKLine;
     }
-    return form.name == kPlainCAN.name ? TransportForm::kPlainCAN : TransportForm::kAddressedCAN;
+    return form.name == kPlainCan.name ? TransportForm::kPlainCan : TransportForm::kGateway;
   }
 
   /// The message from the first `r` on, as hex; "null" where there is no message.
@@ -36,86 +37,86 @@ class ReplyTest : public ComponentTest {
   }
 };
 
-using PlainCANReply = ReplyTest;
+using PlainCanReply = ReplyTest;
 
-TEST_F(PlainCANReply, SingleFrame) {
-  EXPECT_EQ(Read(kPlainCAN, {"06678111223344"}), "678111223344");
-  EXPECT_EQ(Read(kPlainCAN, {"0250C0AAAAAAAAAA"}), "50C0");
-  EXPECT_EQ(Read(kPlainCAN, {"0711223344556677"}), "11223344556677");
-  EXPECT_EQ(Read(kPlainCAN, {"00AAAAAAAAAAAAAA"}), "");
+TEST_F(PlainCanReply, SingleFrame) {
+  EXPECT_EQ(Read(kPlainCan, {"06678111223344"}), "678111223344");
+  EXPECT_EQ(Read(kPlainCan, {"0250C0AAAAAAAAAA"}), "50C0");
+  EXPECT_EQ(Read(kPlainCan, {"0711223344556677"}), "11223344556677");
+  EXPECT_EQ(Read(kPlainCan, {"00AAAAAAAAAAAAAA"}), "");
 }
 
-TEST_F(PlainCANReply, SingleFrameShorterThanItSays) {
-  EXPECT_ERROR(Read(kPlainCAN, {"0250"}), 9, "Subscript out of range");
-  EXPECT_ERROR(Read(kPlainCAN, {"0F11223344556677"}), 9, "Subscript out of range");
+TEST_F(PlainCanReply, SingleFrameShorterThanItSays) {
+  EXPECT_ERROR(Read(kPlainCan, {"0250"}), 9, "Subscript out of range");
+  EXPECT_ERROR(Read(kPlainCan, {"0F11223344556677"}), 9, "Subscript out of range");
 }
 
-TEST_F(PlainCANReply, SegmentsOf20BytesTakeTwoFurtherFrames) {
-  EXPECT_EQ(Read(kPlainCAN, {"1014010203040506", "210708090A0B0C0D", "220E0F1011121314", "-"}),
+TEST_F(PlainCanReply, SegmentsOf20BytesTakeTwoFurtherFrames) {
+  EXPECT_EQ(Read(kPlainCan, {"1014010203040506", "210708090A0B0C0D", "220E0F1011121314", "-"}),
             "0102030405060708090A0B0C0D0E0F1011121314");
 }
 
-TEST_F(PlainCANReply, SegmentsOf19BytesDropThePadding) {
-  EXPECT_EQ(Read(kPlainCAN, {"1013010203040506", "210708090A0B0C0D", "220E0F1011121314"}),
+TEST_F(PlainCanReply, SegmentsOf19BytesDropThePadding) {
+  EXPECT_EQ(Read(kPlainCan, {"1013010203040506", "210708090A0B0C0D", "220E0F1011121314"}),
             "0102030405060708090A0B0C0D0E0F10111213");
 }
 
-TEST_F(PlainCANReply, SequenceNumbersAreNotCompared) {
-  EXPECT_EQ(Read(kPlainCAN, {"1008010203040506", "3F0708"}), "0102030405060708");
+TEST_F(PlainCanReply, SequenceNumbersAreNotCompared) {
+  EXPECT_EQ(Read(kPlainCan, {"1008010203040506", "3F0708"}), "0102030405060708");
 }
 
-TEST_F(PlainCANReply, FirstFrameOfFewBytesIsCut) {
-  EXPECT_EQ(Read(kPlainCAN, {"1000AABBCCDDEEFF"}), "");
-  EXPECT_EQ(Read(kPlainCAN, {"1003AABBCCDDEEFF"}), "AABBCC");
-  EXPECT_EQ(Read(kPlainCAN, {"1006AABBCCDDEEFF"}), "AABBCCDDEEFF");
+TEST_F(PlainCanReply, FirstFrameOfFewBytesIsCut) {
+  EXPECT_EQ(Read(kPlainCan, {"1000AABBCCDDEEFF"}), "");
+  EXPECT_EQ(Read(kPlainCan, {"1003AABBCCDDEEFF"}), "AABBCC");
+  EXPECT_EQ(Read(kPlainCan, {"1006AABBCCDDEEFF"}), "AABBCCDDEEFF");
 }
 
-TEST_F(PlainCANReply, ShortFrames) {
-  EXPECT_ERROR(Read(kPlainCAN, {"10"}), 9, "Subscript out of range");
-  EXPECT_ERROR(Read(kPlainCAN, {"1008AABBCC"}), 9, "Subscript out of range");
-  EXPECT_ERROR(Read(kPlainCAN, {"1008010203040506", "2107"}), 9, "Subscript out of range");
-  EXPECT_EQ(Read(kPlainCAN, {"100D010203040506", "2107"}), "01020304050607");
-  EXPECT_EQ(Read(kPlainCAN, {"100D010203040506", "21"}), "010203040506");
+TEST_F(PlainCanReply, ShortFrames) {
+  EXPECT_ERROR(Read(kPlainCan, {"10"}), 9, "Subscript out of range");
+  EXPECT_ERROR(Read(kPlainCan, {"1008AABBCC"}), 9, "Subscript out of range");
+  EXPECT_ERROR(Read(kPlainCan, {"1008010203040506", "2107"}), 9, "Subscript out of range");
+  EXPECT_EQ(Read(kPlainCan, {"100D010203040506", "2107"}), "01020304050607");
+  EXPECT_EQ(Read(kPlainCan, {"100D010203040506", "21"}), "010203040506");
 }
 
-TEST_F(PlainCANReply, LengthHas12Bits) {
+TEST_F(PlainCanReply, LengthHas12Bits) {
   std::vector<std::string> frames = {"1FFF000000000000"};
   for (int frame = 0; frame < 585; ++frame) {
     frames.emplace_back("21AAAAAAAAAAAAAA");
   }
-  EXPECT_EQ(Read(kPlainCAN, frames).size(), 2U * 4095);
+  EXPECT_EQ(Read(kPlainCan, frames).size(), 2U * 4095);
 }
 
-TEST_F(PlainCANReply, OtherFramesAreNoMessage) {
-  EXPECT_EQ(Read(kPlainCAN, {"300100"}), "null");
-  EXPECT_EQ(Read(kPlainCAN, {"2101"}), "null");
-  EXPECT_EQ(Read(kPlainCAN, {"F0"}), "null");
+TEST_F(PlainCanReply, OtherFramesAreNoMessage) {
+  EXPECT_EQ(Read(kPlainCan, {"300100"}), "null");
+  EXPECT_EQ(Read(kPlainCan, {"2101"}), "null");
+  EXPECT_EQ(Read(kPlainCan, {"F0"}), "null");
 }
 
-TEST_F(PlainCANReply, FurtherFrameMustBeThere) {
-  EXPECT_ERROR(Read(kPlainCAN, {"1008010203040506", "-"}), 2000, kNoText);
-  EXPECT_ERROR(Read(kPlainCAN, {"1008010203040506"}), 91, kNotSet);
+TEST_F(PlainCanReply, FurtherFrameMustBeThere) {
+  EXPECT_ERROR(Read(kPlainCan, {"1008010203040506", "-"}), 2000, kNoText);
+  EXPECT_ERROR(Read(kPlainCan, {"1008010203040506"}), 91, kNotSet);
 }
 
-using AddressedCANReply = ReplyTest;
+using GatewayReply = ReplyTest;
 
-TEST_F(AddressedCANReply, FramesAreJoined) {
-  EXPECT_EQ(Read(kAddressedCAN, {"0182F16E6782CA"}), "6782");
-  EXPECT_EQ(Read(kAddressedCAN, {"0286F16E67811122", "334477"}), "678111223344");
+TEST_F(GatewayReply, FramesAreJoined) {
+  EXPECT_EQ(Read(kGateway, {"0182F16E6782CA"}), "6782");
+  EXPECT_EQ(Read(kGateway, {"0286F16E67811122", "334477"}), "678111223344");
 }
 
-TEST_F(AddressedCANReply, CountOfZeroOrOneTakesOneFrame) {
-  EXPECT_EQ(Read(kAddressedCAN, {"0082F16E6782CA", "-"}), "6782");
+TEST_F(GatewayReply, CountOfZeroOrOneTakesOneFrame) {
+  EXPECT_EQ(Read(kGateway, {"0082F16E6782CA", "-"}), "6782");
 }
 
-TEST_F(AddressedCANReply, FurtherFrameMustBeThere) {
-  EXPECT_ERROR(Read(kAddressedCAN, {"0286F16E67811122", "-"}), 2000, kNoText);
-  EXPECT_ERROR(Read(kAddressedCAN, {"0286F16E67811122"}), 91, kNotSet);
+TEST_F(GatewayReply, FurtherFrameMustBeThere) {
+  EXPECT_ERROR(Read(kGateway, {"0286F16E67811122", "-"}), 2000, kNoText);
+  EXPECT_ERROR(Read(kGateway, {"0286F16E67811122"}), 91, kNotSet);
 }
 
-TEST_F(AddressedCANReply, ChecksumErrorShowsTheMessageWithoutItsCount) {
-  EXPECT_ERROR(Read(kAddressedCAN, {"0182F16E6782CB"}), 2003, "Checksum error 82F16E6782CB");
-  EXPECT_ERROR(Read(kAddressedCAN, {"01"}), 2003, "Checksum error ");
+TEST_F(GatewayReply, ChecksumErrorShowsTheMessageWithoutItsCount) {
+  EXPECT_ERROR(Read(kGateway, {"0182F16E6782CB"}), 2003, "Checksum error 82F16E6782CB");
+  EXPECT_ERROR(Read(kGateway, {"01"}), 2003, "Checksum error ");
 }
 
 using KLineReply = ReplyTest;
@@ -164,17 +165,17 @@ TEST_P(FormReply, DataThatIsNotHexIsOfTheWrongType) {
 }
 
 TEST_P(FormReply, LowerCaseIsAccepted) {
-  EXPECT_EQ(ReadText(kPlainCAN, "<k><r><d>02aBcD</d></r></k>"), "ABCD");
+  EXPECT_EQ(ReadText(kPlainCan, "<k><r><d>02aBcD</d></r></k>"), "ABCD");
 }
 
 TEST_P(FormReply, FirstChildOfTheFirstDataCounts) {
-  EXPECT_EQ(ReadText(kPlainCAN, "<k><r><d>0111<!-- --></d><d>0122</d></r></k>"), "11");
-  EXPECT_EQ(ReadText(kPlainCAN, "<k><r><d><![CDATA[0111]]></d></r></k>"), "11");
-  EXPECT_ERROR(ReadText(kPlainCAN, "<k><r><d><!--note-->0111</d></r></k>"), 13, "Type mismatch");
+  EXPECT_EQ(ReadText(kPlainCan, "<k><r><d>0111<!-- --></d><d>0122</d></r></k>"), "11");
+  EXPECT_EQ(ReadText(kPlainCan, "<k><r><d><![CDATA[0111]]></d></r></k>"), "11");
+  EXPECT_ERROR(ReadText(kPlainCan, "<k><r><d><!--note-->0111</d></r></k>"), 13, "Type mismatch");
 }
 
 TEST_P(FormReply, SiblingsThatAreNoFramesAreSkipped) {
-  EXPECT_EQ(ReadText(kPlainCAN,
+  EXPECT_EQ(ReadText(kPlainCan,
                      "<k><r><d>1008010203040506</d></r>\r\n<s><d>3001</d></s><!--r--><w>5</w>"
                      "<R><d>21FFFF</d></R><r><d>210708</d></r></k>"),
             "0102030405060708");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Requests and expected replies of any length, beyond what the services ask for.
 #include "context/request.h"
 
@@ -52,63 +53,63 @@ TEST_P(RequestBuilder, FailedRequestLeavesTheBuffers) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, RequestBuilder, ::testing::ValuesIn(kAllForms), FormName());
 
-using PlainCANBuilder = RequestBuilder;
+using PlainCanBuilder = RequestBuilder;
 
-TEST_P(PlainCANBuilder, ReplyOfSevenBytesIsASingleFrame) {
+TEST_P(PlainCanBuilder, ReplyOfSevenBytesIsASingleFrame) {
   EXPECT_EQ(ExpectedReply({0x67, 0x81}, 7), Steps({Receive("076781")}));
 }
 
-TEST_P(PlainCANBuilder, ReplyOfEightBytesIsSegmented) {
+TEST_P(PlainCanBuilder, ReplyOfEightBytesIsSegmented) {
   EXPECT_EQ(ExpectedReply({0x67, 0x81}, 8),
             Steps({Receive("10086781"), Send("3001000000000000"), Receive("21")}));
 }
 
-TEST_P(PlainCANBuilder, ReplyOf20BytesHasTwoConsecutiveFrames) {
+TEST_P(PlainCanBuilder, ReplyOf20BytesHasTwoConsecutiveFrames) {
   EXPECT_EQ(ExpectedReply({0x67, 0x81}, 20),
             Steps({Receive("10146781"), Send("3001000000000000"), Receive("21"),
                    Send("3001000000000000"), Receive("22")}));
 }
 
-TEST_P(PlainCANBuilder, SequenceNumbersOfTheReplyWrap) {
+TEST_P(PlainCanBuilder, SequenceNumbersOfTheReplyWrap) {
   const std::string end = Steps({Receive("2F"), Send("3001000000000000"), Receive("20"),
                                  Send("3001000000000000"), Receive("21")});
   const std::string steps = ExpectedReply({}, 125);
   EXPECT_EQ(steps.substr(steps.size() - end.size()), end);
 }
 
-TEST_P(PlainCANBuilder, ReplyMayBeEmpty) {
+TEST_P(PlainCanBuilder, ReplyMayBeEmpty) {
   EXPECT_EQ(ExpectedReply({}, 0), Steps({Receive("00")}));
 }
 
-TEST_P(PlainCANBuilder, PrefixMayBeEmpty) {
+TEST_P(PlainCanBuilder, PrefixMayBeEmpty) {
   EXPECT_EQ(ExpectedReply({}, 3), Steps({Receive("03")}));
   EXPECT_EQ(ExpectedReply({}, 8),
             Steps({Receive("1008"), Send("3001000000000000"), Receive("21")}));
 }
 
-TEST_P(PlainCANBuilder, FirstFrameHoldsSixBytesOfPrefix) {
+TEST_P(PlainCanBuilder, FirstFrameHoldsSixBytesOfPrefix) {
   EXPECT_EQ(ExpectedReply({1, 2, 3, 4, 5, 6}, 8).substr(0, 30), "<r><c>1008010203040506</c></r>");
   EXPECT_ERROR(ExpectedReply(Bytes(7), 8), 1000,
                "can't check more than 6 bytes in segmented reply");
   EXPECT_EQ(ExpectedReply({1, 2, 3, 4, 5, 6, 7}, 7), Steps({Receive("0701020304050607")}));
 }
 
-TEST_P(PlainCANBuilder, ReplyHasAtMost4095Bytes) {
+TEST_P(PlainCanBuilder, ReplyHasAtMost4095Bytes) {
   EXPECT_EQ(ExpectedReply({}, 4095).substr(0, 18), "<r><c>1FFF</c></r>");
   EXPECT_ERROR(ExpectedReply({}, 4096), 1000, "Invalid reply length (4096)");
 }
 
-TEST_P(PlainCANBuilder, EmptyRequestSendsTheFrameAsItIs) {
+TEST_P(PlainCanBuilder, EmptyRequestSendsTheFrameAsItIs) {
   static_cast<void>(SentFor({0x27, 0x82, 0x33}));
   EXPECT_EQ(SentFor({}), "0027823300000000");
 }
 
-TEST_P(PlainCANBuilder, RequestHasAtMost4095Bytes) {
+TEST_P(PlainCanBuilder, RequestHasAtMost4095Bytes) {
   EXPECT_EQ(SentFor(Bytes(4095, 0xAA)), "1FFFAAAAAAAAAAAA");
   EXPECT_ERROR(SentFor(Bytes(4096)), 1000, "Invalid request length (4096)");
 }
 
-INSTANTIATE_TEST_SUITE_P(Form, PlainCANBuilder, ::testing::Values(kPlainCAN), FormName());
+INSTANTIATE_TEST_SUITE_P(Form, PlainCanBuilder, ::testing::Values(kPlainCan), FormName());
 
 using KStyleBuilder = RequestBuilder;
 
@@ -124,8 +125,7 @@ TEST_P(KStyleBuilder, RequestHas1To255Bytes) {
   EXPECT_NO_THROW(SentFor(Bytes(255)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Forms, KStyleBuilder, ::testing::Values(kAddressedCAN, kKLine),
-                         FormName());
+INSTANTIATE_TEST_SUITE_P(Forms, KStyleBuilder, ::testing::Values(kGateway, kKLine), FormName());
 
 using KLineBuilder = RequestBuilder;
 
@@ -147,40 +147,40 @@ TEST_P(KLineBuilder, LengthFrom63OnHasItsOwnByte) {
 
 INSTANTIATE_TEST_SUITE_P(Form, KLineBuilder, ::testing::Values(kKLine), FormName());
 
-using AddressedCANBuilder = RequestBuilder;
+using GatewayBuilder = RequestBuilder;
 
-TEST_P(AddressedCANBuilder, EveryFrameOfTheReplyButTheLastIsAcknowledged) {
+TEST_P(GatewayBuilder, EveryFrameOfTheReplyButTheLastIsAcknowledged) {
   EXPECT_EQ(ExpectedReply({0x67, 0x81}, 6),
             Steps({Receive("0286F16E6781"), Send("81"), Receive("")}));
 }
 
-TEST_P(AddressedCANBuilder, KnownBytesMayFillSeveralFrames) {
+TEST_P(GatewayBuilder, KnownBytesMayFillSeveralFrames) {
   EXPECT_EQ(ExpectedReply({1, 2, 3, 4, 5}, 20),
             Steps({Receive("0494F16E01020304"), Send("81"), Receive("05"), Send("81"), Receive(""),
                    Send("81"), Receive("")}));
 }
 
-TEST_P(AddressedCANBuilder, KnownBytesMayEndWithAFrame) {
+TEST_P(GatewayBuilder, KnownBytesMayEndWithAFrame) {
   EXPECT_EQ(ExpectedReply({1, 2, 3, 4}, 5),
             Steps({Receive("0285F16E01020304"), Send("81"), Receive("")}));
 }
 
-TEST_P(AddressedCANBuilder, WholePrefixHasItsChecksum) {
+TEST_P(GatewayBuilder, WholePrefixHasItsChecksum) {
   EXPECT_EQ(ExpectedReply({1, 2, 3, 4}, 4),
             Steps({Receive("0284F16E01020304"), Send("81"), Receive("ED")}));
 }
 
-TEST_P(AddressedCANBuilder, LengthFrom63OnHasItsOwnByte) {
+TEST_P(GatewayBuilder, LengthFrom63OnHasItsOwnByte) {
   EXPECT_EQ(ExpectedReply({0x61}, 63).substr(0, 25), "<r><c>0980F16E3F61</c></r");
   EXPECT_EQ(SentFor(Bytes(62, 0xAA)), "09BE6EF1AAAAAAAA");
   EXPECT_EQ(SentFor(Bytes(63, 0xAA)), "09806EF13FAAAAAA");
 }
 
-TEST_P(AddressedCANBuilder, PrefixMayBeEmpty) {
+TEST_P(GatewayBuilder, PrefixMayBeEmpty) {
   EXPECT_EQ(ExpectedReply({}, 3), Steps({Receive("0183F16E")}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Form, AddressedCANBuilder, ::testing::Values(kAddressedCAN), FormName());
+INSTANTIATE_TEST_SUITE_P(Form, GatewayBuilder, ::testing::Values(kGateway), FormName());
 
 }  // namespace
 }  // namespace quillmark::testing

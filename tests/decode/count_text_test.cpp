@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/count_text.h"
 
 #include <gtest/gtest.h>

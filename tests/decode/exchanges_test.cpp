@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/decode/exchanges.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/decode/message_joiner.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/application.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/gateway_transport.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/ecu/records.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """page.py PAGE [MARK]: runs the shell blocks of a page that follow a line `<!-- runs -->`, or `<!-- MARK -->`, in
 their order and in one shell, in the folder of the sources. What one prints, errors apart, is the block that
 follows the next line `<!-- prints -->`, where there is one before the next that runs."""

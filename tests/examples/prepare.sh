@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by the tests beside it, called with SOURCE BUILD WORK: an empty folder to work in.
 # shellcheck shell=bash
 source=$1

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/image/image_file.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The readers and writers against srec_cat and srec_cmp, run as programs.
 #include <fmt/format.h>
 #include <gtest/gtest.h>

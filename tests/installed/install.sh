@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by the tests beside it, called with SOURCE BUILD WORK; CMAKE, CXX and LIBDIR are set.
 # shellcheck shell=bash
 source=$1

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Which changes a mutation run makes to a source file, each small enough that only a test can tell."""
 
 import dataclasses

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operation that reads the frames of a run document: on this platform, and as every other
 // platform inherits it.
 #include <gmock/gmock.h>

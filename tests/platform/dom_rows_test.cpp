@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of template copies: what comes of them must not differ from copies made one by one.
 #include <gtest/gtest.h>
 

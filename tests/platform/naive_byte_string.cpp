@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/naive_byte_string.h"
 
 #include <deque>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The session stays open while the host itself pauses.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/programmer/memory_ranges.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/programmer/programmer.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A headless Chromium, driven by chromedriver over its HTTP protocol with the standard library alone."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Artifacts to look at: of the real tool, and large ones written by hand."""
 
 import json

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/memory_picture.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/packed_writer.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/report/page.h"
 
 #include <gmock/gmock.h>

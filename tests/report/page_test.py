@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Opens reports in headless Chromium: what they say, by keyboard and by pointer, and how quick they are."""
 
 import pathlib

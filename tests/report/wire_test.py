@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Traces in the hands of other tools: tshark joins the frames of a whole flash, can-utils convert them."""
 
 import pathlib

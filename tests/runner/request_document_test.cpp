@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/runner/request_document.h"
 
 #include <gmock/gmock.h>

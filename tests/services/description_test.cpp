@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/services/description.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/simulator/k_line_adapter.h"
 
 #include <gmock/gmock.h>

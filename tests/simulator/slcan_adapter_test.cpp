@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/simulator/slcan_adapter.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <gtest/gtest.h>
@@ -23,15 +24,15 @@ struct Form {
   friend void PrintTo(const Form& form, std::ostream* out) { *out << form.name; }
 };
 
-inline constexpr Form kPlainCAN{"PlainCAN", 1850, 1586,
+inline constexpr Form kPlainCan{"PlainCan", 1850, 1586,
                                 "<?xml version='1.0'?><can>\r\n<x i=\"1850\">\r\n<i>1586</i>\r\n",
                                 "</x>\r\n</can>"};
-inline constexpr Form kAddressedCAN{"AddressedCAN", 0, 0x6E,
-                                    "<?xml version='1.0'?><can>\r\n<x i=\"3\">\r\n<i>13</i>\r\n",
-                                    "</x>\r\n</can>"};
+inline constexpr Form kGateway{"Gateway", 0, 0x6E,
+                               "<?xml version='1.0'?><can>\r\n<x i=\"3\">\r\n<i>13</i>\r\n",
+                               "</x>\r\n</can>"};
 inline constexpr Form kKLine{"KLine", 0, 0x11, "<?xml version='1.0'?><k>\r\n", "\r\n</k>"};
 
-inline constexpr Form kAllForms[] = {kPlainCAN, kAddressedCAN, kKLine};
+inline constexpr Form kAllForms[] = {kPlainCan, kGateway, kKLine};
 
 /// Names parameterised tests after their form.
 struct FormName {

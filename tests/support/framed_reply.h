@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <algorithm>
@@ -42,7 +43,7 @@ inline std::vector<std::string> FramedReply(const Form& form, std::string_view h
   if (form.name == kKLine.name) {
     return {KMessage(form, hex)};
   }
-  if (form.name == kAddressedCAN.name) {
+  if (form.name == kGateway.name) {
     const std::string message = KMessage(form, hex);
     return Cut(HexByte(message.size() / 2 / 8 + 1) + message, 16);
   }

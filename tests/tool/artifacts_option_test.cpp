@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // --artifacts of flash and read, and what decode and report make of them.
 #include <gmock/gmock.h>
 

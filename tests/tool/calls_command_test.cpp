@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // quillmark calls: what it prints, byte for byte.
 #include <sys/stat.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What stands between a command line and an erased ECU.
 #include <gmock/gmock.h>
 

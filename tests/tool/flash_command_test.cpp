@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // quillmark flash, where it ends well.
 #include <gmock/gmock.h>
 

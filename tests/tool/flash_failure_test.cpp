@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Each way in which a flash fails: message, exit status, and never a false success.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """python-can's slcan client talks to `quillmark simulate --bus slcan`.
 
 The client comes from elsewhere and knows nothing of this project: what it can read and write, other

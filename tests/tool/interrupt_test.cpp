@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ctrl-C in the middle of the work.
 #include <gmock/gmock.h>
 

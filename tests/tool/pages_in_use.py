@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """pages_in_use.py TOOL PAGES: the manual pages and the completion that the build made, tried by man and
 by a bash at a terminal. What they must hold is what the tool's own --help lists."""
 import os

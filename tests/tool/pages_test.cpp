@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The manual and the completion of a small tool.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory of the simulated ECU holds 5A before its first erase.
 #include <gmock/gmock.h>
 

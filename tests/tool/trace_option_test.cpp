@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // --trace of flash and read.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool in one process, the simulated ECU in another, and a real terminal between them.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Wrong command lines.
 #include <gmock/gmock.h>
 

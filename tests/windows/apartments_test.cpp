@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Workers and their events in hosts of both kinds of apartment, and what is left afterwards:
 // nothing.
 #include <gtest/gtest.h>

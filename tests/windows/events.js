@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Events in the other language, whose engine can receive them, while setting Cancel depends on it.
 function expect(what, found, expected) {
   if (String(found) !== String(expected)) {

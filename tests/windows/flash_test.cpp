@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A whole reprogramming of the simulated ECU, with the registered component in the middle.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The calls that the native console answers, through the registered component.
 #include "calls/recorded_calls.h"
 

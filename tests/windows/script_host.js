@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The script host by itself, from the other language.
 function expect(what, found, expected) {
   if (String(found) !== String(expected)) {

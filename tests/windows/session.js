@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sessions on a K line and behind a gateway against recorded replies, from the other language.
 function expect(what, found, expected) {
   if (String(found) !== String(expected)) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the page is told: columns in JSON, the frames packed. Here they become typed arrays, so that
 // hundreds of thousands of frames are quick to walk.
 

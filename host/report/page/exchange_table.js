@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The table of exchanges, messages and frames. Only the rows that are seen exist.
 
 const ROW_HEIGHT = 28;

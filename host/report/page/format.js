@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers and bytes as text.
 
 const HEX = Array.from({ length: 256 }, (_, byte) => byte.toString(16).toUpperCase().padStart(2, "0"));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Puts the page together.
 
 function fillFacts(facts) {

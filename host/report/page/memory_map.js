@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory as a picture to scale.
 
 const MEMORY_STATES = {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which exchanges a text finds: by what their messages say, by an address in them, by their bytes.
 
 function bytesOf(query) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exchanges on an axis of time, a lane for each service.
 
 const LANE = { height: 22, bar: 12, top: 26, gutter: 224 };

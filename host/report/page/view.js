@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the two pictures share: a stretch of numbers on the screen that one can zoom and pan, with
 // keys, wheel and buttons, and the colours of the page.
 

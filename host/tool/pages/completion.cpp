@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/pages/completion.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // quillmark_pages FOLDER VERSION DATE: writes the tool's manual pages and its completion for bash
 // into FOLDER, from the same table of options as the tool itself.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/pages/manual.h"
 
 #include <fmt/format.h>

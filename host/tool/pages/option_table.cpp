@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/tool/pages/option_table.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/client/com_component.h"
 
 #include <ocidl.h>

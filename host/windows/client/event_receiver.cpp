@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/client/event_receiver.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/script_host/event_sink.h"
 
 #include <utility>

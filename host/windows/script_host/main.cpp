@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // script_host [/include:FILE]… FILE [ARGUMENT…]
 //
 // Runs a script in VBScript (.vbs) or JScript (.js), like Windows' own console host, where that is

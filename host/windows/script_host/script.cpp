@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/script_host/script.h"
 
 #include <servprov.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/vantrel/byte_string_object.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/vantrel/checksum_calculator_object.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/vantrel/collections.h"
 
 #include <array>

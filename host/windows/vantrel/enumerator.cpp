@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "host/windows/vantrel/enumerator.h"
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry points of the server, and the classes that it serves.
 #include <windows.h>
 

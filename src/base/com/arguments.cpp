@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/arguments.h"
 
 #include "base/com/variant.h"

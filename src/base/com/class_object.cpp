@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/class_object.h"
 
 #include "base/com/com_ptr.h"

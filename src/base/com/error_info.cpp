@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/error_info.h"
 
 #include <oleauto.h>

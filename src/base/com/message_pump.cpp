@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/message_pump.h"
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/registry.h"
 
 namespace quillmark::com {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/text.h"
 
 #include <windows.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "base/com/variant.h"
 
 #include "base/com/status.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/call_arguments.h"
 
 #include <oleauto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/classes.h"
 
 #include <oleauto.h>

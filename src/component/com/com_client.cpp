@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/com_client.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/connection_point.h"
 
 #include <olectl.h>

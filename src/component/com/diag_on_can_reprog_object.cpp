@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/diag_on_can_reprog_object.h"
 
 #include <olectl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The entry points of the server.
 #include <windows.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/dual_dispatch.h"
 
 #include <oleauto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/event_sinks.h"
 
 #include <oleauto.h>

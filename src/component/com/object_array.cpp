@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/object_array.h"
 
 #include <oleauto.h>

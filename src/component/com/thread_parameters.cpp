@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/thread_parameters.h"
 
 #include <oleauto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "component/com/type_library.h"
 
 #include <oleauto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/document_tree.h"
 
 namespace quillmark::portable {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/fill_run.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/memory_byte_string.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/name_path.h"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/node_operations.h"
 
 #include <algorithm>

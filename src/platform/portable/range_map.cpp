@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/range_map.h"
 
 #include "platform/portable/out_of_memory.h"

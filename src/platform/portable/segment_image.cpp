@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/segment_image.h"
 
 #include <algorithm>

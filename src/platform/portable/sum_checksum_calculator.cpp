@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/sum_checksum_calculator.h"
 
 #include <numeric>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/template_markup.h"
 
 #include <algorithm>

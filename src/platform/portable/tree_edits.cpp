@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/tree_edits.h"
 
 #include "quillmark/error.h"

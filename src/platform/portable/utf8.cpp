@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/utf8.h"
 
 namespace quillmark::portable {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/xml_well_formed.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/xml_writer.h"
 
 #include "platform/portable/tree_edits.h"

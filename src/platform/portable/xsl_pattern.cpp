@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/portable/xsl_pattern.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/windows/com_thread.h"
 
 #include <objbase.h>

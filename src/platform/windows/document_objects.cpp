@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/windows/document_objects.h"
 
 #include <type_traits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/windows/msxml_error.h"
 
 #include <oaidl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/windows/msxml_nodes.h"
 
 #include "base/com/text.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/workers/class_registry.h"
 
 #include <utility>

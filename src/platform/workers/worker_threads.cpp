@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/workers/worker_threads.h"
 
 #include <exception>

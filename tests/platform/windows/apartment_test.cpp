@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host with nothing but a single-threaded apartment.
 #include <gtest/gtest.h>
 #include <objbase.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Documents on MSXML: what its implementations do differently does not show.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host's threading library, registered for these tests in a Windows of their own.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The host library through the names of its members: the one that is registered, and objects that a
 // host made itself.
 #include <gmock/gmock.h>

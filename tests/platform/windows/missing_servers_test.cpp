@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Run in a Windows of its own, in which no host library is registered and from which a test may
 // take what it wants missing.
 #include <gtest/gtest.h>

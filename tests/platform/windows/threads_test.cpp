@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Workers of the platform's own.
 #include <gmock/gmock.h>
 

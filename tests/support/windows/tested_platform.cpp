@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tested_platform.h"
 
 #include <string_view>

@@ -1,2 +1,3 @@
+// SPDX-License-Identifier: MIT
 WScript.Echo("hello");
 WScript.Quit(5);

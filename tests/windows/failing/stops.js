@@ -1,2 +1,3 @@
+// SPDX-License-Identifier: MIT
 WScript.Echo("passed");
 WScript.Echo("stopped early");

@@ -1,4 +1,5 @@
-#include "context/addressed_can.h"
+// SPDX-License-Identifier: MIT
+#include "context/gateway.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -8,7 +9,7 @@
 #include "context/frame_buffers.h"
 #include "context/k_message.h"
 
-namespace quillmark::addressed_can {
+namespace quillmark::gateway {
 namespace {
 
 constexpr std::string_view kAcknowledgement = "81";
@@ -72,4 +73,4 @@ Bytes ReadReply(ByteView first, ReplyFrames& frames) {
   return k_message::Read(message);
 }
 
-}  // namespace quillmark::addressed_can
+}  // namespace quillmark::gateway

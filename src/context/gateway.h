@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>
@@ -7,10 +8,10 @@
 #include "context/reply_frames.h"
 #include "context/step_writer.h"
 
-/// Addressed CAN form: an ISO 14230-2 message behind a byte that counts its frames, cut into 8-byte
+/// Gateway form: an ISO 14230-2 message behind a byte that counts its frames, cut into 8-byte
 /// frames. The receiver of a message acknowledges every frame but the last with 0x81. The count
 /// byte is not part of the checksum.
-namespace quillmark::addressed_can {
+namespace quillmark::gateway {
 
 /// Raises 1000 for a request outside 1..255 bytes, before anything is written.
 void AddAddressedCANFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
@@ -23,4 +24,4 @@ void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteV
 /// message that is cut short or has a wrong checksum, 9 for an empty first frame.
 [[nodiscard]] Bytes ReadReply(ByteView first, ReplyFrames& frames);
 
-}  // namespace quillmark::addressed_can
+}  // namespace quillmark::gateway
