@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Flashes a simulated ECU many times while things go wrong, and checks after each flash that it
-// ended as it has to (laws.h) and left nothing behind. ./campaign builds and runs it.
+// ended as it has to (laws.h) and left nothing behind. tests/campaign/run builds and runs it.
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <exception>
@@ -69,7 +69,7 @@ class Campaign {
  private:
   void Report(std::uint64_t seed, const std::string& what) {
     ++findings_;
-    std::cout << "seed " << seed << ": " << what << " (./campaign --seed " << seed << ")"
+    std::cout << "seed " << seed << ": " << what << " (tests/campaign/run --seed " << seed << ")"
               << std::endl;
   }
 
