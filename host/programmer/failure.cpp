@@ -73,9 +73,9 @@ std::string MessageOf(const Failure& failure) {
 }  // namespace
 
 std::string_view NameOf(Phase phase) {
-  constexpr std::array<std::string_view, 10> kNames{"prepare",  "identify", "unlock", "backup",
-                                                    "erase",    "download", "check",  "upload",
-                                                    "log zone", "close"};
+  constexpr std::array<std::string_view, 11> kNames{"prepare", "identify", "unlock", "backup",
+                                                    "erase",   "download", "check",  "upload",
+                                                    "verify",  "log zone", "close"};
   return kNames.at(static_cast<std::size_t>(phase));
 }
 

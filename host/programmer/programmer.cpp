@@ -59,7 +59,7 @@ ProgrammerConfig Checked(ProgrammerConfig config) {
 
 [[noreturn]] void FailForDifferences(const Comparison& comparison) {
   Failure failure;
-  failure.phase = Phase::kUpload;
+  failure.phase = Phase::kVerify;
   failure.cause = Cause::kDifference;
   failure.differences = comparison.differences;
   failure.different_bytes = comparison.different_bytes;
@@ -85,7 +85,7 @@ const Object& Required(const std::shared_ptr<Object>& object, const char* name) 
 /// Reads the addresses of `image` back; returns the number of bytes found equal.
 std::uint64_t VerifyIn(Session& session, const MemoryImage& image,
                        const std::shared_ptr<MemoryMap>& map, std::uint64_t size) {
-  const std::shared_ptr<MemoryImage> found = session.Upload(map, size, Phase::kUpload);
+  const std::shared_ptr<MemoryImage> found = session.Upload(map, size, Phase::kVerify);
   const Comparison comparison = Compare(image, *found);
   if (comparison.different_bytes != 0) {
     FailForDifferences(comparison);

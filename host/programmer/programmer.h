@@ -29,7 +29,8 @@ enum class Phase : std::uint8_t {
   kErase,     ///< starting the erase and polling it
   kDownload,
   kCheck,   ///< the ECU's check routine, started and polled
-  kUpload,  ///< reading memory back, and comparing where that was asked for
+  kUpload,  ///< reading memory
+  kVerify,  ///< reading memory back and comparing it
   kLogZone,
   kClose,  ///< stop communication
 };
@@ -127,8 +128,10 @@ struct Identification {
 using ComponentFactory =
     std::function<std::shared_ptr<DiagOnCANReprog>(const std::shared_ptr<Platform>&)>;
 
-/// Computes the key of a seed. May throw, which fails the phase `kUnlock`.
-using KeyFunction = std::function<Bytes(const Bytes& seed)>;
+/// Computes the key of a seed. Nothing means that it is not ready yet: the function is called again
+/// with the same seed, and the session is kept alive meanwhile, so a call should not take longer
+/// than a second. May throw, which fails the phase `kUnlock`.
+using KeyFunction = std::function<std::optional<Bytes>(const Bytes& seed)>;
 
 struct ProgrammerConfig {
   TransportForm form = TransportForm::kPlainCan;

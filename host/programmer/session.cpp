@@ -157,10 +157,7 @@ Identification Session::Identify() {
 void Session::AwaitConfirmation(const std::function<Programmer::Answer()>& confirm) {
   Programmer::Answer answer = confirm();
   for (; answer == Programmer::Answer::kNotYet; answer = confirm()) {
-    if (StopRequested()) {
-      Fail(Cause::kCancelled, "cancelled");
-    }
-    KeepAlive();
+    KeepAliveUnlessStopped();
   }
   if (answer == Programmer::Answer::kNo) {
     Fail(Cause::kCancelled, "not confirmed");
@@ -263,6 +260,13 @@ void Session::KeepAlive() {
   if (open_ && bus_.Now() - last_request_ >= config_.tester_present_interval) {
     Exchange(reprog_->TesterPresent(), [](const Document&) {});
   }
+}
+
+void Session::KeepAliveUnlessStopped() {
+  if (StopRequested()) {
+    Fail(Cause::kCancelled, "cancelled");
+  }
+  KeepAlive();
 }
 
 void Session::Pause(std::chrono::milliseconds time) {
@@ -368,8 +372,8 @@ std::int32_t Session::RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
 void Session::OnRequestDone(ByteView request) {
   constexpr std::size_t kBlockHeader = 6;
   const Phase phase = progress_.phase();
-  const bool moves_bytes =
-      phase == Phase::kDownload || phase == Phase::kUpload || phase == Phase::kBackup;
+  const bool moves_bytes = phase == Phase::kDownload || phase == Phase::kUpload ||
+                           phase == Phase::kVerify || phase == Phase::kBackup;
   if (!moves_bytes || request.size() < kBlockHeader) {
     return;
   }
@@ -377,20 +381,26 @@ void Session::OnRequestDone(ByteView request) {
   progress_.BytesDone(std::max(covered_, moved_));
 }
 
-Bytes Session::KeyOf(const Bytes& seed) const {
+Bytes Session::KeyOf(const Bytes& seed) {
   if (!config_.key) {
     Fail(Cause::kKey, "there is no key function");
   }
-  Bytes key;
+  std::optional<Bytes> key = AskForKey(seed);
+  for (; !key; key = AskForKey(seed)) {
+    KeepAliveUnlessStopped();
+  }
+  if (!KeyFits(config_.form, key->size())) {
+    Fail(Cause::kKey, "a key of " + std::to_string(key->size()) + " bytes cannot be sent");
+  }
+  return *key;
+}
+
+std::optional<Bytes> Session::AskForKey(const Bytes& seed) const {
   try {
-    key = config_.key(seed);
+    return config_.key(seed);
   } catch (const std::exception& error) {
     Fail(Cause::kKey, std::string("no key for the seed: ") + error.what());
   }
-  if (!KeyFits(config_.form, key.size())) {
-    Fail(Cause::kKey, "a key of " + std::to_string(key.size()) + " bytes cannot be sent");
-  }
-  return key;
 }
 
 std::shared_ptr<ByteString> Session::ByteStringOf(const Bytes& bytes) const {

@@ -61,6 +61,8 @@ class Session {
   void StopCommunication();
   /// Sends tester present where the last request is too long ago for the session to stay.
   void KeepAlive();
+  /// For a host that has no answer yet.
+  void KeepAliveUnlessStopped();
   /// Lets time pass and keeps the session alive.
   void Pause(std::chrono::milliseconds time);
   RunOutcome Run(const Document& document);
@@ -78,7 +80,9 @@ class Session {
   [[nodiscard]] std::int32_t RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
                                       const CheckDocument& check);
   void OnRequestDone(ByteView request);
-  [[nodiscard]] Bytes KeyOf(const Bytes& seed) const;
+  /// Asks for a key until there is one.
+  [[nodiscard]] Bytes KeyOf(const Bytes& seed);
+  [[nodiscard]] std::optional<Bytes> AskForKey(const Bytes& seed) const;
   [[nodiscard]] std::shared_ptr<ByteString> ByteStringOf(const Bytes& bytes) const;
   [[noreturn]] void Fail(Cause cause, const std::string& text) const;
 

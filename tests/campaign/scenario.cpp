@@ -135,12 +135,12 @@ std::uint32_t CellToWrite(Dice& dice, const std::vector<Segment>& image) {
 Fault ChooseFault(Dice& dice, const Scenario& scenario) {
   constexpr std::array kPhases = {
       Phase::kIdentify, Phase::kUnlock, Phase::kBackup, Phase::kErase,   Phase::kDownload,
-      Phase::kDownload, Phase::kCheck,  Phase::kUpload, Phase::kLogZone, Phase::kClose};
+      Phase::kDownload, Phase::kCheck,  Phase::kVerify, Phase::kLogZone, Phase::kClose};
   Fault fault;
   fault.kind = static_cast<FaultKind>(dice.Below(kFaultKinds));
   fault.phase = dice.Pick(kPhases);
   const bool long_phase = fault.phase == Phase::kIdentify || fault.phase == Phase::kBackup ||
-                          fault.phase == Phase::kDownload || fault.phase == Phase::kUpload;
+                          fault.phase == Phase::kDownload || fault.phase == Phase::kVerify;
   fault.chance = dice.MostlySmall(long_phase ? 9 : 3);
   fault.detail = static_cast<std::uint32_t>(dice.Next());
   if (fault.kind == FaultKind::kBadCell || fault.kind == FaultKind::kUnseenBadCell) {

@@ -33,7 +33,7 @@ TEST(EcuStateText, SaysWhatBecameOfMemoryAndSession) {
   EXPECT_EQ(EcuStateText(failure),
             "perhaps erased: the erase was begun and its end was not seen; its session may still "
             "be open and ends by itself");
-  failure = FailureIn(Phase::kUpload, Cause::kDifference, EcuMemory::kChecked);
+  failure = FailureIn(Phase::kVerify, Cause::kDifference, EcuMemory::kChecked);
   EXPECT_EQ(EcuStateText(failure),
             "written, and its check routine is content, but it is not what the image says; no "
             "session is open");

@@ -84,6 +84,7 @@ TEST(Phase, HasAName) {
   EXPECT_EQ(NameOf(Phase::kDownload), "download");
   EXPECT_EQ(NameOf(Phase::kCheck), "check");
   EXPECT_EQ(NameOf(Phase::kUpload), "upload");
+  EXPECT_EQ(NameOf(Phase::kVerify), "verify");
   EXPECT_EQ(NameOf(Phase::kLogZone), "log zone");
   EXPECT_EQ(NameOf(Phase::kClose), "close");
 }

@@ -83,6 +83,22 @@ TEST_P(KeepAlive, WhileTheHostIsAskedForItsConsent) {
   EXPECT_EQ(asked, 25);
 }
 
+TEST_P(KeepAlive, WhileTheKeyIsComputed) {
+  workshop_.config.tester_present_interval = 40ms;
+  workshop_.options.timing.session_timeout = 2000ms;
+  int asked = 0;
+  workshop_.config.key = [&asked](const Bytes& seed) -> std::optional<Bytes> {
+    std::this_thread::sleep_for(100ms);
+    return ++asked < 25 ? std::nullopt : std::optional(SimulatedKey(seed));
+  };
+  workshop_.Open();
+  RealTimeSimulation bus(*workshop_.bus);
+  Programmer programmer(workshop_.platform, bus, workshop_.config);
+  EXPECT_FALSE(workshop_.FailureOf([&] { programmer.Program(workshop_.image, {}); }))
+      << workshop_.message;
+  EXPECT_EQ(asked, 25);
+}
+
 class Consent : public ::testing::Test {
  protected:
   Consent() {
@@ -123,6 +139,23 @@ TEST_F(Consent, CanBeInterruptedWhileItIsAwaited) {
       [&] { workshop_.programmer->Program(workshop_.image, {.confirm = confirm}); });
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->cause, Cause::kCancelled);
+  EXPECT_TRUE(IsUntouched());
+}
+
+TEST_F(Consent, CanBeWithdrawnWhileTheKeyIsComputed) {
+  int asked = 0;
+  workshop_.config.key = [&asked](const Bytes&) -> std::optional<Bytes> {
+    ++asked;
+    return std::nullopt;
+  };
+  workshop_.Open();
+  workshop_.programmer->OnStopRequested([&asked] { return asked > 2; });
+  const auto failure =
+      workshop_.FailureOf([&] { workshop_.programmer->Program(workshop_.image, {}); });
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->cause, Cause::kCancelled);
+  EXPECT_EQ(failure->phase, Phase::kUnlock);
+  EXPECT_FALSE(failure->session_open);
   EXPECT_TRUE(IsUntouched());
 }
 

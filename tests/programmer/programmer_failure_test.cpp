@@ -106,14 +106,14 @@ TEST_P(FailureInEveryForm, OfACellIsFoundByVerification) {
   FailureOfProgram();
   const auto failure = workshop_.FailureOf([&] { workshop_.programmer->Verify(workshop_.image); });
   ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->phase, Phase::kUpload);
+  EXPECT_EQ(failure->phase, Phase::kVerify);
   EXPECT_EQ(failure->cause, Cause::kDifference);
   EXPECT_EQ(failure->address, 0x1042U);
   EXPECT_EQ(failure->different_bytes, 2U);
   EXPECT_THAT(failure->differences, ::testing::ElementsAre(Difference{0x1042, 0x43, 0xFF},
                                                            Difference{0x1050, 0x51, 0xFF}));
   EXPECT_EQ(workshop_.message,
-            "upload at 0x001042: 2 bytes differ from the image; here the ECU holds FF, not 43");
+            "verify at 0x001042: 2 bytes differ from the image; here the ECU holds FF, not 43");
 }
 
 TEST_P(FailureInEveryForm, OfACellThatABlindCheckPassesIsFoundByVerificationAlone) {
@@ -123,7 +123,7 @@ TEST_P(FailureInEveryForm, OfACellThatABlindCheckPassesIsFoundByVerificationAlon
   EXPECT_FALSE(workshop_.FailureOfProgram(false));
   const auto failure = workshop_.FailureOfProgram(true);
   ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->phase, Phase::kUpload);
+  EXPECT_EQ(failure->phase, Phase::kVerify);
   EXPECT_EQ(failure->cause, Cause::kDifference);
   EXPECT_EQ(failure->address, 0x1042U);
 }
@@ -266,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(RefusedService{0x10, Phase::kIdentify},
                       RefusedService{0x21, Phase::kIdentify}, RefusedService{0x27, Phase::kUnlock},
                       RefusedService{0x31, Phase::kErase}, RefusedService{0x34, Phase::kDownload},
-                      RefusedService{0x35, Phase::kUpload}),
+                      RefusedService{0x35, Phase::kVerify}),
     [](const auto& refused) { return "Service" + HexOf(Bytes{refused.param.service}); });
 
 TEST_P(RefusedServiceTest, FailsItsPhaseInEveryForm) {

@@ -157,7 +157,7 @@ TEST_P(EveryForm, ReportsItsPhasesAndEveryBlock) {
   });
   workshop_.programmer->Program(workshop_.image, {.verify = true});
   EXPECT_THAT(phases, ElementsAre(Phase::kIdentify, Phase::kUnlock, Phase::kErase, Phase::kDownload,
-                                  Phase::kCheck, Phase::kUpload, Phase::kLogZone, Phase::kClose));
+                                  Phase::kCheck, Phase::kVerify, Phase::kLogZone, Phase::kClose));
   EXPECT_EQ(bytes.size(), 1U + (40'000 + 127) / 128);
   EXPECT_EQ(bytes.front(), 0U);
   EXPECT_EQ(bytes.back(), 40'000U);

@@ -9,7 +9,7 @@ namespace quillmark::host {
 namespace {
 
 Bytes KeyOf(const std::string& command) {
-  return MakeKeyCommand(command)(Bytes{0x1A, 0x2B, 0x3C, 0x4D});
+  return MakeKeyCommand(command)(Bytes{0x1A, 0x2B, 0x3C, 0x4D}).value();
 }
 
 std::string ErrorOfCommand(const std::string& command) {
