@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+
+#include "quillmark/error.h"
+
+namespace quillmark {
+
+/// The object behind a pointer that is about to be used. Raises 91 where there is none: a caller
+/// may pass none, and a platform or a type of the host may give none.
+template <typename T>
+T& Require(T* object) {
+  if (object == nullptr) {
+    throw Error(error_number::kObjectNotSet);
+  }
+  return *object;
+}
+template <typename T>
+T& Require(const std::shared_ptr<T>& object) {
+  return Require(object.get());
+}
+
+/// The same reference, for what is kept.
+template <typename T>
+[[nodiscard]] std::shared_ptr<T> NotNull(std::shared_ptr<T> object) {
+  Require(object);
+  return object;
+}
+
+}  // namespace quillmark
