@@ -98,7 +98,9 @@ class DocumentListing {
     }
     if (step.failure) {
       has_failed_ = true;
-      lines_.push_back({.text = "! failed: " + *step.failure + '\n'});
+      std::string failure = *step.failure;
+      std::replace(failure.begin(), failure.end(), '\n', ' ');
+      lines_.push_back({.text = "! failed: " + failure + '\n'});
     }
   }
 

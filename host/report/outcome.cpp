@@ -20,7 +20,7 @@ std::string DoneLine(const Json& plan, const Json& result) {
   return fmt::format("Flashed {} in {:.1f} s, {}",
                      BytesText(result.value("sent_bytes", std::uint64_t{0})), seconds,
                      verified > 0 ? BytesText(verified) + " read back and found equal"
-                                  : "the ECU’s check routine found the memory right");
+                                  : "the ECU's check routine found the memory right");
 }
 
 std::string FormText(const Json& plan) {

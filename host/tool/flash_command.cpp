@@ -53,12 +53,12 @@ void Report(Reporter& reporter, const ProgramResult& result) {
         fmt::format("verify    {} read back and found equal", BytesText(result.verified_bytes)));
   }
   reporter.Line(fmt::format("done      in {} of bus time", TimeText(result.total_time)));
-  reporter.Event("done", {{"ecu", ecu},
-                          {"image_bytes", result.image_bytes},
-                          {"sent_bytes", result.sent_bytes},
-                          {"verified_bytes", result.verified_bytes},
-                          {"download_seconds", SecondsOf(result.download_time)},
-                          {"seconds", SecondsOf(result.total_time)}});
+  reporter.Event(EventKind::kDone, {{"ecu", ecu},
+                                    {"image_bytes", result.image_bytes},
+                                    {"sent_bytes", result.sent_bytes},
+                                    {"verified_bytes", result.verified_bytes},
+                                    {"download_seconds", SecondsOf(result.download_time)},
+                                    {"seconds", SecondsOf(result.total_time)}});
 }
 
 Json RangesOf(const ImageSegments& segments) {
@@ -117,14 +117,14 @@ class Announcement {
     const auto last =
         static_cast<std::uint32_t>(segments_.back().address + segments_.back().bytes.size() - 1);
     reporter_.Line(
-        fmt::format("about to  erase memory {:02X} of {}\n"
-                    "          and write {} into {:06X} to {:06X}",
-                    options_.transfer.memory, ecu, BytesText(bytes), first, last));
-    reporter_.Event("about-to-erase", {{"ecu", ecu},
-                                       {"memory", options_.transfer.memory},
-                                       {"image_bytes", bytes},
-                                       {"first_address", first},
-                                       {"last_address", last}});
+        fmt::format("about to  erase memory {:02X} of {}", options_.transfer.memory, ecu));
+    reporter_.Line(
+        fmt::format("          and write {} into {:06X} to {:06X}", BytesText(bytes), first, last));
+    reporter_.Event(EventKind::kAboutToErase, {{"ecu", ecu},
+                                               {"memory", options_.transfer.memory},
+                                               {"image_bytes", bytes},
+                                               {"first_address", first},
+                                               {"last_address", last}});
   }
 
   Reporter& reporter_;
@@ -137,7 +137,7 @@ class Announcement {
 void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile::Content& content) {
   reporter.Line(fmt::format("backup    {} in {} as {}", BytesText(content.bytes), path,
                             NameOf(content.format)));
-  reporter.Event("backup",
+  reporter.Event(EventKind::kBackup,
                  {{"file", path}, {"format", NameOf(content.format)}, {"bytes", content.bytes}});
 }
 

@@ -44,7 +44,7 @@ void ReportEvent(Reporter& reporter, const Identification& identification) {
     entries.push_back(
         {{"history", HexOrNull(entry.history)}, {"reprogramming", HexOrNull(entry.reprogramming)}});
   }
-  reporter.Event("identification",
+  reporter.Event(EventKind::kIdentification,
                  {{"record", HexOrNull(identification.record)}, {"entries", entries}});
 }
 

@@ -20,7 +20,7 @@ void ReportImage(Reporter& reporter, const std::string& file, const ImageFile& i
                               BytesText(segment.bytes.size())));
     segments.push_back({{"address", segment.address}, {"bytes", segment.bytes.size()}});
   }
-  reporter.Event("image", {{"file", file},
+  reporter.Event(EventKind::kImage, {{"file", file},
                            {"format", NameOf(image.format)},
                            {"bytes", SizeOf(image.segments)},
                            {"segments", segments}});

@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
-#include <string>
+#include <string_view>
 
 #include "host/tool/command_line.h"
 #include "host/tool/interrupt.h"
+#include "host/tool/printable_output.h"
 #include "host/tool/usage_error.h"
 
 namespace quillmark::host {
@@ -35,14 +37,16 @@ std::unique_ptr<Reporter> ReporterFor(const Command& command) {
 
 int ToStatus(ExitCode code) { return static_cast<int>(code); }
 
-// Wrong options are only found out by the command where they depend on one another.
-int ReportUsage(const CLI::App& app, const CLI::Error& error) {
-  if (error.get_exit_code() == 0) {  // --help, --version
-    app.exit(error);
-    return ToStatus(ExitCode::kDone);
+int ReportFailure(const FailureReport& report, Reporter& reporter) {
+  reporter.EndProgress();
+  Json event = {{"exit", ToStatus(report.code)}, {"message", report.message}};
+  event.update(report.details);
+  reporter.Event(EventKind::kError, event);
+  std::cerr << "quillmark: " << OneLine(report.message) << std::endl;
+  for (const std::string& line : report.lines) {
+    std::cerr << OneLine(line) << std::endl;
   }
-  std::cerr << UsageText(app, error) << std::flush;
-  return ToStatus(ExitCode::kUsage);
+  return ToStatus(report.code);
 }
 
 int Run(const CLI::App& app, const Command& command) {
@@ -50,18 +54,10 @@ int Run(const CLI::App& app, const Command& command) {
   try {
     command.run(*reporter);
   } catch (const CLI::Error& error) {
-    return ReportUsage(app, error);
+    // Options that depend on one another are only found wrong by the command.
+    return ReportFailure(UsageReport(app, error), *reporter);
   } catch (...) {
-    const FailureReport report = ReportCurrentException();
-    reporter->EndProgress();
-    Json event = {{"exit", ToStatus(report.code)}, {"message", report.message}};
-    event.update(report.details);
-    reporter->Event("error", event);
-    std::cerr << "quillmark: " << report.message << std::endl;
-    for (const std::string& line : report.lines) {
-      std::cerr << line << std::endl;
-    }
-    return ToStatus(report.code);
+    return ReportFailure(ReportCurrentException(), *reporter);
   }
   if (!std::cout.flush()) {
     std::cerr << "quillmark: cannot write to standard output" << std::endl;
@@ -72,12 +68,22 @@ int Run(const CLI::App& app, const Command& command) {
 
 int Main(int argc, char** argv) {
   IgnoreBrokenPipes();
+  const Charset charset = CharsetOfEnvironment();
+  const PrintableOutput out(std::cout, charset);
+  const PrintableOutput err(std::cerr, charset);
   Command command;
   const auto app = MakeCommandLine(command);
   try {
     app->parse(argc, argv);
   } catch (const CLI::Error& error) {
-    return ReportUsage(*app, error);
+    if (error.get_exit_code() == 0) {  // --help, --version
+      app->exit(error);
+      return ToStatus(ExitCode::kDone);
+    }
+    // The parser may have stopped before it came to the option.
+    command.json =
+        command.json || std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
+    return ReportFailure(UsageReport(*app, error), *ReporterFor(command));
   }
   return Run(*app, command);
 }

@@ -34,13 +34,13 @@ void Report(Reporter& reporter, const PlanCommandOptions& options, const Downloa
     reporter.Line(
         fmt::format("written   {} in {}", CountText(plan.documents, "document"), options.folder));
   }
-  reporter.Event("plan", {{"image_bytes", plan.image_bytes},
-                          {"fill_bytes", plan.fill_bytes()},
-                          {"sent_bytes", wire.data_bytes()},
-                          {"blocks", wire.blocks()},
-                          {"documents", plan.documents},
-                          {"bit_rate", bit_rate},
-                          {"wire_seconds", SecondsOf(wire.wire_time())}});
+  reporter.Event(EventKind::kPlan, {{"image_bytes", plan.image_bytes},
+                                    {"fill_bytes", plan.fill_bytes()},
+                                    {"sent_bytes", wire.data_bytes()},
+                                    {"blocks", wire.blocks()},
+                                    {"documents", plan.documents},
+                                    {"bit_rate", bit_rate},
+                                    {"wire_seconds", SecondsOf(wire.wire_time())}});
 }
 
 void Run(const PlanCommandOptions& options, Reporter& reporter) {

@@ -70,10 +70,10 @@ void Report(Reporter& reporter, const ReadCommandOptions& options,
     reporter.Line(fmt::format("          {} between the ranges filled with {:02X}",
                               BytesText(content.filled_bytes), options.fill));
   }
-  reporter.Event("done", {{"file", options.output},
-                          {"format", format},
-                          {"bytes", content.bytes},
-                          {"filled_bytes", content.filled_bytes}});
+  reporter.Event(EventKind::kDone, {{"file", options.output},
+                                    {"format", format},
+                                    {"bytes", content.bytes},
+                                    {"filled_bytes", content.filled_bytes}});
 }
 
 /// What is going to be done, for the artifacts.

@@ -42,9 +42,9 @@ class Recording::RecordingReporter : public Reporter {
 
   void Line(const std::string& text) override { console_.Line(text); }
 
-  void Event(const std::string& name, const Json& members) override {
-    console_.Event(name, members);
-    recording_.OnEvent(name, members);
+  void Event(EventKind kind, const Json& members) override {
+    console_.Event(kind, members);
+    recording_.OnEvent(kind, members);
   }
 
   void OnProgress(const Progress& progress) override {
@@ -150,14 +150,14 @@ void Recording::Record(const TraceEntry& entry) {
   }
 }
 
-void Recording::OnEvent(const std::string& name, const Json& members) {
+void Recording::OnEvent(EventKind kind, const Json& members) {
   if (!log_) {
     return;
   }
   Json logged = {{"at", SecondsOf(Now())}};
   logged.update(members);
-  log_->Event(name, logged);
-  if (name == "done") {
+  log_->Event(kind, logged);
+  if (kind == EventKind::kDone) {
     told_.update(members);
   } else if (members.contains("ecu")) {
     told_["ecu"] = members["ecu"];
@@ -192,13 +192,13 @@ void Recording::WriteDocument(const DocumentRun& run) {
     last_request_ = folder_->WriteRequest(run);
     return;
   }
-  OnEvent("document", {{"phase", NameOf(run.phase)},
-                       {"request", last_request_},
-                       {"reply", folder_->WriteReply(run)},
-                       {"complete", run.outcome->complete()},
-                       {"step", run.outcome->step},
-                       {"reason", run.outcome->reason},
-                       {"seconds", SecondsOf(run.outcome->elapsed)}});
+  OnEvent(EventKind::kDocument, {{"phase", NameOf(run.phase)},
+                                 {"request", last_request_},
+                                 {"reply", folder_->WriteReply(run)},
+                                 {"complete", run.outcome->complete()},
+                                 {"step", run.outcome->step},
+                                 {"reason", run.outcome->reason},
+                                 {"seconds", SecondsOf(run.outcome->elapsed)}});
 }
 
 void Recording::EndPhase() {
@@ -235,7 +235,7 @@ void Recording::RecordFailure() {
                    {"exit", static_cast<int>(report.code)},
                    {"message", report.message}};
     result.update(report.details);
-    OnEvent("error", result);
+    OnEvent(EventKind::kError, result);
     WriteResult(result);
     Close();
   } catch (const std::exception&) {

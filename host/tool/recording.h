@@ -62,7 +62,7 @@ class Recording {
   };
 
   void Record(const TraceEntry& entry);
-  void OnEvent(const std::string& name, const Json& members);
+  void OnEvent(EventKind kind, const Json& members);
   void OnProgress(const Progress& progress);
   void OnDocument(const DocumentRun& run);
   void WriteDocument(const DocumentRun& run);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <optional>
 
+#include "host/tool/printable_output.h"
 #include "host/tool/progress_text.h"
 #include "host/tool/text.h"
 
@@ -16,8 +17,8 @@ class PlainReporter : public Reporter {
  public:
   explicit PlainReporter(std::ostream& out) : out_(out) {}
 
-  void Line(const std::string& text) override { out_ << text << '\n' << std::flush; }
-  void Event(const std::string& /*name*/, const Json& /*members*/) override {}
+  void Line(const std::string& text) override { out_ << OneLine(text) << '\n' << std::flush; }
+  void Event(EventKind /*kind*/, const Json& /*members*/) override {}
 
   void OnProgress(const Progress& progress) override {
     const unsigned tenth = Percent(progress) / 10;
@@ -43,10 +44,10 @@ class TerminalReporter : public Reporter {
 
   void Line(const std::string& text) override {
     EndProgress();
-    out_ << text << '\n' << std::flush;
+    out_ << OneLine(text) << '\n' << std::flush;
   }
 
-  void Event(const std::string& /*name*/, const Json& /*members*/) override {}
+  void Event(EventKind /*kind*/, const Json& /*members*/) override {}
 
   void OnProgress(const Progress& progress) override {
     if (last_ && last_->phase != progress.phase) {
@@ -74,8 +75,8 @@ class TerminalReporter : public Reporter {
   using Clock = std::chrono::steady_clock;
 
   void Draw() {
-    constexpr const char* kStartOfLine = "\r";
-    constexpr const char* kEraseRestOfLine = "\x1B[K";
+    constexpr TerminalControl kStartOfLine{"\r"};
+    constexpr TerminalControl kEraseRestOfLine{"\x1B[K"};
     out_ << kStartOfLine << ProgressBar(*last_, columns_ - 1) << kEraseRestOfLine << std::flush;
     is_drawn_ = true;
     next_drawing_ = Clock::now() + std::chrono::milliseconds(100);
@@ -94,8 +95,8 @@ class JsonReporter : public Reporter {
 
   void Line(const std::string& /*text*/) override {}
 
-  void Event(const std::string& name, const Json& members) override {
-    Json event = {{"event", name}};
+  void Event(EventKind kind, const Json& members) override {
+    Json event = {{"event", kEventNames.at(static_cast<std::size_t>(kind))}};
     event.update(members);
     out_ << event.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
   }
@@ -107,10 +108,10 @@ class JsonReporter : public Reporter {
     }
     phase_ = progress.phase;
     percent_ = percent;
-    Event("progress", {{"phase", NameOf(progress.phase)},
-                       {"bytes", progress.bytes_done},
-                       {"total", progress.bytes_total},
-                       {"seconds", SecondsOf(progress.total_time)}});
+    Event(EventKind::kProgress, {{"phase", NameOf(progress.phase)},
+                                 {"bytes", progress.bytes_done},
+                                 {"total", progress.bytes_total},
+                                 {"seconds", SecondsOf(progress.total_time)}});
   }
 
   void EndProgress() override { phase_.reset(); }

@@ -1,14 +1,36 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "host/calls/json.h"
 #include "host/programmer/programmer.h"
 
 namespace quillmark::host {
+
+/// What a command tells machines; docs/traces.md lists the members of each.
+enum class EventKind : std::uint8_t {
+  kImage,           ///< what a file holds
+  kPlan,            ///< what would be sent
+  kProgress,        ///< how far a phase is
+  kIdentification,  ///< what the ECU says of itself
+  kAboutToErase,    ///< the last word before the erase
+  kBackup,          ///< what the ECU held is in a file
+  kDocument,        ///< a document was run; in logs alone
+  kReady,           ///< where a simulator listens
+  kDone,            ///< what the command did
+  kError,           ///< the last line of a command that fails
+};
+
+/// The names of all of them, in their order.
+inline constexpr std::array<std::string_view, 10> kEventNames{
+    "image",  "plan",     "progress", "identification", "about-to-erase",
+    "backup", "document", "ready",    "done",           "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {
@@ -22,11 +44,8 @@ class Reporter {
 
   /// A line for people.
   virtual void Line(const std::string& text) = 0;
-  /// A line of JSON for machines: `{"event":NAME, …}`. The names are `image` (what a file holds),
-  /// `progress`, `plan`, `identification`, `about-to-erase`, `backup`, `ready` (where a
-  /// simulator listens), `done` (what flash and read did) and `error`, which is
-  /// the last line wherever a command fails.
-  virtual void Event(const std::string& name, const Json& members) = 0;
+  /// A line of JSON for machines: `{"event":NAME, …}`.
+  virtual void Event(EventKind kind, const Json& members) = 0;
   /// How far the work is.
   virtual void OnProgress(const Progress& progress) = 0;
   /// The work has ended, well or not: nothing of it is to be drawn any more.

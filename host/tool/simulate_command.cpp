@@ -116,7 +116,7 @@ void ReportReady(Reporter& reporter, const SimulateCommandOptions& options,
   const std::string uri = UriOf(options, device);
   reporter.Line(fmt::format("device    {}", device));
   reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}", uri));
-  reporter.Event("ready", {{"device", device}, {"bus", uri}});
+  reporter.Event(EventKind::kReady, {{"device", device}, {"bus", uri}});
 }
 
 void Run(const SimulateCommandOptions& options, Reporter& reporter) {
@@ -141,7 +141,7 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   save();
   const std::uint32_t blocks = ecu.application().blocks_written();
   reporter.Line(fmt::format("done      {} were written", CountText(blocks, "block")));
-  reporter.Event("done", {{"blocks", blocks}});
+  reporter.Event(EventKind::kDone, {{"blocks", blocks}});
 }
 
 }  // namespace

@@ -76,12 +76,11 @@ std::string Explanation(const CLI::App& app, const CLI::Error& error) {
 
 }  // namespace
 
-std::string UsageText(const CLI::App& app, const CLI::Error& error) {
+FailureReport UsageReport(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* const command = CommandOf(app);
-  const std::string help =
-      command == nullptr ? app.get_name() : app.get_name() + ' ' + command->get_name();
-  return fmt::format("quillmark: {}\nnext      {} --help lists what there is\n",
-                     Explanation(app, error), help);
+  const std::string next = fmt::format("{}{} --help lists what there is", app.get_name(),
+                                       command == nullptr ? "" : ' ' + command->get_name());
+  return {ExitCode::kUsage, Explanation(app, error), {"next      " + next}, {{"next", next}}};
 }
 
 }  // namespace quillmark::host

@@ -2,12 +2,13 @@
 #pragma once
 
 #include <CLI/App.hpp>
-#include <string>
+
+#include "host/tool/exit_code.h"
 
 namespace quillmark::host {
 
 /// What a wrong command line is told: what was expected, what was found, and where the options are
 /// listed. `app` has parsed it.
-[[nodiscard]] std::string UsageText(const CLI::App& app, const CLI::Error& error);
+[[nodiscard]] FailureReport UsageReport(const CLI::App& app, const CLI::Error& error);
 
 }  // namespace quillmark::host

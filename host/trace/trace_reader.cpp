@@ -15,15 +15,12 @@ namespace {
 constexpr std::string_view kGatewayInterface = "gateway";
 constexpr std::size_t kLongestShown = 200;
 
-/// A message with text of a file in it, which may be anything, so that a terminal can show it.
+/// A message with a line of a file in it, which may be of any length.
 std::string Shown(std::string message) {
   if (message.size() > kLongestShown) {
     message.resize(kLongestShown);
     message += "...";
   }
-  std::replace_if(
-      message.begin(), message.end(),
-      [](char character) { return character < 0x20 || character > 0x7E; }, '?');
   return message;
 }
 

@@ -43,9 +43,16 @@ TEST(PlainReporter, PrintsALineForEachPhaseAndTenth) {
 TEST(PlainReporter, PrintsLinesAndNoEvents) {
   std::ostringstream out;
   const auto reporter = MakeReporter(ReportStyle::kPlain, out);
-  reporter->Event("done", {{"bytes", 1}});
+  reporter->Event(EventKind::kDone, {{"bytes", 1}});
   reporter->Line("text");
   EXPECT_EQ(out.str(), "text\n");
+}
+
+TEST(PlainReporter, KeepsALineOneLine) {
+  std::ostringstream out;
+  MakeReporter(ReportStyle::kPlain, out)->Line("image     a\ndone");
+  MakeReporter(ReportStyle::kTerminal, out)->Line("image     a\ndone");
+  EXPECT_EQ(out.str(), "image     a\\u000adone\nimage     a\\u000adone\n");
 }
 
 TEST(TerminalReporter, RedrawsALineInPlaceAndKeepsItsLastState) {
@@ -75,13 +82,13 @@ TEST(JsonReporter, PrintsEventsAndNoLines) {
   std::ostringstream out;
   const auto reporter = MakeReporter(ReportStyle::kJson, out);
   reporter->Line("text");
-  reporter->Event("done", {{"bytes", 1}});
+  reporter->Event(EventKind::kDone, {{"bytes", 1}});
   EXPECT_EQ(out.str(), "{\"event\":\"done\",\"bytes\":1}\n");
 }
 
 TEST(JsonReporter, StaysValidWhereAFileNameIsNotUtf8) {
   std::ostringstream out;
-  MakeReporter(ReportStyle::kJson, out)->Event("done", {{"file", "\xFF.hex"}});
+  MakeReporter(ReportStyle::kJson, out)->Event(EventKind::kDone, {{"file", "\xFF.hex"}});
   EXPECT_EQ(out.str(), "{\"event\":\"done\",\"file\":\"\xEF\xBF\xBD.hex\"}\n");
 }
 

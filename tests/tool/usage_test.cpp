@@ -2,12 +2,15 @@
 // Wrong command lines.
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+
 #include "tool/images.h"
 #include "tool/tool_process.h"
 
 namespace quillmark::host::testing {
 namespace {
 
+using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -139,6 +142,25 @@ TEST_F(Usage, UnknownBus) {
   ExpectOptionError({"--bus", "can0"},
                     "--bus: found \"can0\": there is no bus \"can0\"; the forms are sim:, "
                     "slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400");
+}
+
+TEST_F(Usage, IsAnEventWhereEventsAreAskedFor) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {"flash", "--json"},
+      {"plan", "a.s19", "--colour", "--json"},
+      {"read", "--range", "1", "-o", "a", "--json"},
+      {"identify", "--form", "gateway", "--ids", "1", "2", "--json"},
+      {"flsh", "--json"},
+      {"--json"}};
+  for (const auto& arguments : wrong) {
+    const ToolResult result = Run(arguments);
+    EXPECT_EQ(result.status, 64);
+    const json event = json::parse(result.out);
+    EXPECT_EQ(event["event"], "error");
+    EXPECT_EQ(event["exit"], 64);
+    EXPECT_EQ(result.err, "quillmark: " + event["message"].get<std::string>() + "\nnext      " +
+                              event["next"].get<std::string>() + "\n");
+  }
 }
 
 TEST_F(Usage, LogRecordOfAnotherLength) {

@@ -78,9 +78,7 @@ TEST(TraceReader, RefusesWhatIsNoTrace) {
             "line 1: expected a candump log, an ASC file or a K line trace, found \"hello\"");
 }
 
-TEST(TraceReader, QuotesNothingThatATerminalCannotShow) {
-  EXPECT_EQ(ErrorOf("a\x1B[2J\xFF\n"),
-            "line 1: expected a candump log, an ASC file or a K line trace, found \"a?[2J?\"");
+TEST(TraceReader, QuotesTheBeginningOfALongLine) {
   EXPECT_LT(ErrorOf(std::string(100'000, 'x')).size(), 250U);
 }
 
