@@ -232,7 +232,7 @@ TEST_P(HostileText, OfAnEcuOrAKeyCommandIsShownHarmlessly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Locales, HostileText, ::testing::Values("C", "C.UTF-8"),
-                         [](const auto& info) { return info.index == 0 ? "Ascii" : "Utf8"; });
+                         [](const auto& locale) { return locale.index == 0 ? "Ascii" : "Utf8"; });
 
 }  // namespace
 }  // namespace quillmark::host::testing
