@@ -87,9 +87,7 @@ class QUILLMARK_API IXMLDOMNode {
   [[nodiscard]] virtual std::string nodeValue() const = 0;
   /// Calls `read` with the same characters, which are good for that call alone. A platform may pass
   /// those of the document itself, so that the text of a whole memory segment is not copied.
-  virtual void readNodeValue(const std::function<void(std::string_view)>& read) const {
-    read(nodeValue());
-  }
+  virtual void readNodeValue(const std::function<void(std::string_view)>& read) const;
   /// Replaces these characters. Raises 13 for an element, a document and a fragment, and for what
   /// the node's syntax cannot hold.
   virtual void setNodeValue(std::string_view value) = 0;
@@ -143,19 +141,7 @@ class QUILLMARK_API IXMLDOMNode {
   /// first child of its first child element called `part`. Both are names, not paths. A platform
   /// may go through the thousands of frames of a transfer without a node object for each.
   virtual void readChildTexts(std::string_view name, std::string_view part,
-                              const std::function<void(const ChildText&)>& read) const {
-    const auto children = selectNodes(name);
-    for (std::size_t index = 0; index < children->length(); ++index) {
-      const auto found = children->item(index)->selectSingleNode(part);
-      const auto content = found ? found->firstChild() : nullptr;
-      if (content) {
-        const std::string text = content->text();
-        read({ChildText::State::kText, text});
-      } else {
-        read({found ? ChildText::State::kEmptyPart : ChildText::State::kNoPart, {}});
-      }
-    }
-  }
+                              const std::function<void(const ChildText&)>& read) const;
 };
 
 /// An element.

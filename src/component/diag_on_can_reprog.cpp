@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "base/guards.h"
 #include "component/memory_guard.h"
-#include "context/reply.h"
 #include "services/erase_and_routines.h"
 #include "services/history.h"
 #include "services/log_zone.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "context/error_mark.h"
 
-#include "context/reply.h"
+#include "base/guards.h"
 
 namespace quillmark {
 

@@ -3,15 +3,18 @@
 
 #include <algorithm>
 
+#include "base/guards.h"
 #include "context/templates.h"
 #include "quillmark/error.h"
 
 namespace quillmark {
 
 ReceivedFrames::ReceivedFrames(TransportForm form, const DOMDocument& root) {
-  const auto exchanges = root.selectNodes(RequestPath(form));
+  const auto exchanges = NotNull(root.selectNodes(RequestPath(form)));
   for (std::size_t index = 0; index < exchanges->length(); ++index) {
-    exchanges->item(index)->readChildTexts("r", "d", [this](const ChildText& data) { Add(data); });
+    Require(exchanges->item(index)).readChildTexts("r", "d", [this](const ChildText& data) {
+      Add(data);
+    });
     exchange_ends_.push_back(frames_.size());
   }
 }

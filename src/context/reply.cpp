@@ -3,9 +3,11 @@
 
 #include <utility>
 
+#include "base/guards.h"
 #include "context/gateway.h"
 #include "context/k_line.h"
 #include "context/plain_can.h"
+#include "quillmark/error.h"
 
 namespace quillmark {
 

@@ -10,7 +10,6 @@
 #include "context/addressing.h"
 #include "context/reply_frames.h"
 #include "quillmark/dom.h"
-#include "quillmark/error.h"
 
 namespace quillmark {
 
@@ -46,14 +45,5 @@ namespace quillmark {
 
 /// `path` with an index predicate.
 [[nodiscard]] std::string Indexed(const std::string& path, std::size_t index);
-
-/// The `object` behind a reference that is about to be used. Raises 91 where there is none.
-template <typename T>
-T& Require(const std::shared_ptr<T>& object) {
-  if (!object) {
-    throw Error(error_number::kObjectNotSet);
-  }
-  return *object;
-}
 
 }  // namespace quillmark

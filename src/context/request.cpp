@@ -4,11 +4,11 @@
 #include <string>
 #include <utility>
 
+#include "base/guards.h"
 #include "context/gateway.h"
 #include "context/k_line.h"
 #include "context/message_table.h"
 #include "context/plain_can.h"
-#include "context/reply.h"
 
 namespace quillmark {
 namespace {
@@ -27,7 +27,7 @@ std::shared_ptr<IXMLDOMElement> NewRequestElement(const Templates& templates) {
 Request::Request(Context& context)
     : context_(context),
       element_(NewRequestElement(context.GetTemplates())),
-      document_(element_->ownerDocument()),
+      document_(NotNull(element_->ownerDocument())),
       steps_(*element_, context.GetTemplates(), context.GetFlowControl().separation_time),
       buffers_(context.Buffers()) {}
 

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "base/guards.h"
+
 namespace quillmark {
 namespace {
 
@@ -11,18 +13,19 @@ constexpr std::string_view kNamespace;
 
 std::shared_ptr<DOMDocument> CreateDocument(Platform& platform, bool free_threaded) {
   if (free_threaded) {
-    return platform.CreateFreeThreadedDOMDocument();
+    return NotNull(platform.CreateFreeThreadedDOMDocument());
   }
-  return platform.CreateDOMDocument();
+  return NotNull(platform.CreateDOMDocument());
 }
 
 std::shared_ptr<IXMLDOMNode> CreateElement(DOMDocument& document, std::string_view name) {
-  return document.createNode(NodeType::kElement, name, kNamespace);
+  return NotNull(document.createNode(NodeType::kElement, name, kNamespace));
 }
 
 std::shared_ptr<IXMLDOMNode> AppendRoot(DOMDocument& document, std::string_view name) {
-  document.appendChild(document.createProcessingInstruction("xml", "version='1.0'"));
-  const auto root = document.appendChild(CreateElement(document, name));
+  document.appendChild(NotNull(document.createProcessingInstruction("xml", "version='1.0'")));
+  auto root = CreateElement(document, name);
+  document.appendChild(root);
   AppendLineEnd(document, *root);
   return root;
 }
@@ -31,7 +34,7 @@ void BuildKDocument(DOMDocument& document) { AppendRoot(document, "k"); }
 
 void BuildCANDocument(DOMDocument& document, const Addressing& addressing) {
   const auto can = AppendRoot(document, "can");
-  const auto x = document.createElement("x");
+  const auto x = NotNull(document.createElement("x"));
   x->setAttribute("i", std::to_string(addressing.channel));
   AppendLineEnd(document, *x);
   AppendElement(document, *x, "i", std::to_string(addressing.line));
@@ -42,7 +45,7 @@ void BuildCANDocument(DOMDocument& document, const Addressing& addressing) {
 /// A frame element around one child that takes the frame's hex text.
 std::shared_ptr<IXMLDOMNode> BuildFrameFragment(DOMDocument& document, std::string_view name,
                                                 std::string_view child) {
-  const auto fragment = document.createDocumentFragment();
+  const auto fragment = NotNull(document.createDocumentFragment());
   const auto element = CreateElement(document, name);
   AppendElement(document, *element, child, {});
   fragment->appendChild(element);
@@ -51,7 +54,7 @@ std::shared_ptr<IXMLDOMNode> BuildFrameFragment(DOMDocument& document, std::stri
 }
 
 std::shared_ptr<IXMLDOMNode> BuildWaitFragment(DOMDocument& document) {
-  const auto fragment = document.createDocumentFragment();
+  const auto fragment = NotNull(document.createDocumentFragment());
   AppendElement(document, *fragment, "w", {});
   AppendLineEnd(document, *fragment);
   return fragment;
@@ -62,12 +65,12 @@ std::shared_ptr<IXMLDOMNode> BuildWaitFragment(DOMDocument& document) {
 void AppendElement(DOMDocument& document, IXMLDOMNode& parent, std::string_view name,
                    std::string_view text) {
   const auto element = CreateElement(document, name);
-  element->appendChild(document.createTextNode(text));
+  element->appendChild(NotNull(document.createTextNode(text)));
   parent.appendChild(element);
 }
 
 void AppendLineEnd(DOMDocument& document, IXMLDOMNode& parent) {
-  parent.appendChild(document.createTextNode(kLineEnd));
+  parent.appendChild(NotNull(document.createTextNode(kLineEnd)));
 }
 
 std::string_view RequestPath(TransportForm form) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/byte_access.h"
+#include "base/guards.h"
 #include "context/message_table.h"
 #include "context/reply.h"
 
@@ -54,7 +55,7 @@ bool ReadRecord(const Context& context, const std::shared_ptr<DOMDocument>& root
   if (reply.size() != kRecordReplyLength) {
     return false;
   }
-  auto copy = context.GetPlatform().CreateByteString();
+  auto copy = NotNull(context.GetPlatform().CreateByteString());
   copy->SetBytes(ViewFrom(reply, kRecordPosition));
   record = std::move(copy);
   return true;

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "base/guards.h"
 #include "base/octets.h"
 #include "context/error_mark.h"
 #include "context/message_table.h"
-#include "context/reply.h"
 #include "context/request.h"
 
 namespace quillmark::services {
@@ -23,13 +23,13 @@ constexpr std::int32_t kChecksumLength = 2;
 std::shared_ptr<DOMDocument> writelogzone(Context& context,
                                           const std::shared_ptr<ByteString>& Histo) {
   Platform& platform = context.GetPlatform();
-  const auto block = platform.CreateByteString();
+  const auto block = NotNull(platform.CreateByteString());
   block->SetHex(kHeaderHex);
   block->SetLength(kHeaderLength + kHistoryLength + kChecksumLength);
-  block->Mid(kHeaderLength + 1, kHistoryLength)->Assign(Require(Histo));
+  Require(block->Mid(kHeaderLength + 1, kHistoryLength)).Assign(Require(Histo));
 
-  const auto checksum = platform.CreateChecksumCalculator();
-  checksum->Add(*block->Mid(1, kHeaderLength + kHistoryLength));
+  const auto checksum = NotNull(platform.CreateChecksumCalculator());
+  checksum->Add(Require(block->Mid(1, kHeaderLength + kHistoryLength)));
   checksum->StoreInto(*block);
   std::shared_ptr<DOMDocument> document;
   block->ReadBytes([&](ByteView request) {

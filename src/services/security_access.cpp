@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/byte_access.h"
+#include "base/guards.h"
 #include "base/octets.h"
 #include "context/message_table.h"
 #include "context/negative_response.h"
@@ -69,7 +70,7 @@ std::shared_ptr<ByteString> getseed(const Context& context,
   const TransportForm form = context.Form();
   const Bytes reply =
       form == TransportForm::kKLine ? ReadSeedReplyOnKLine(root) : ReadSeedReplyOnCAN(form, root);
-  auto seed = context.GetPlatform().CreateByteString();
+  auto seed = NotNull(context.GetPlatform().CreateByteString());
   seed->SetBytes(ViewFrom(reply, kSeedPosition));
   return seed;
 }

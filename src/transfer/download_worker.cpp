@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/checked.h"
+#include "base/guards.h"
 #include "context/message_table.h"
 #include "transfer/address_bytes.h"
 #include "transfer/piece_stream.h"
@@ -28,8 +29,8 @@ constexpr std::int32_t kChecksumLength = 2;
 class BlockBuilder {
  public:
   BlockBuilder(Platform& platform, std::uint8_t RL)
-      : block_(platform.CreateByteString()),
-        checksum_(platform.CreateChecksumCalculator()),
+      : block_(NotNull(platform.CreateByteString())),
+        checksum_(NotNull(platform.CreateChecksumCalculator())),
         RL_(RL) {}
 
   /// Builds the block of `count` bytes from `address` on, then calls `use` with it.
@@ -37,7 +38,7 @@ class BlockBuilder {
   void Build(ByteString& segment, std::int32_t address, std::int32_t count, Use use) {
     MakeRoom(count);
     WriteHeader(address, checked::ToByte(count));
-    data_->Assign(*segment.Mid(address, count));
+    data_->Assign(Require(segment.Mid(address, count)));
 
     checksum_->Reset();
     checksum_->Add(*summed_);
@@ -52,9 +53,9 @@ class BlockBuilder {
       return;
     }
     block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
-    header_ = block_->Mid(1, kHeaderLength);
-    data_ = block_->Mid(kHeaderLength + 1, count);
-    summed_ = block_->Mid(1, kHeaderLength + count);
+    header_ = NotNull(block_->Mid(1, kHeaderLength));
+    data_ = NotNull(block_->Mid(kHeaderLength + 1, count));
+    summed_ = NotNull(block_->Mid(1, kHeaderLength + count));
     count_ = count;
   }
 
@@ -112,7 +113,7 @@ void RunDownload(Context& context, TransferParameters& parameters, XMLDocClient&
   BlockBuilder blocks(platform, parameters.RL);
   const CutRule rule{parameters.FillByte, parameters.IMod, parameters.MaxSize};
   for (const auto& segment : image->Segments()) {
-    if (!StreamSegment(*segment, rule, blocks, stream)) {
+    if (!StreamSegment(Require(segment), rule, blocks, stream)) {
       return;
     }
   }

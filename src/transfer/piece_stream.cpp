@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/checked.h"
-#include "context/reply.h"
+#include "base/guards.h"
 
 namespace quillmark::transfer {
 namespace {

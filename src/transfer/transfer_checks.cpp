@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/byte_access.h"
+#include "base/guards.h"
 #include "context/error_mark.h"
 #include "context/message_table.h"
 #include "context/received_frames.h"
@@ -28,7 +29,7 @@ class UploadedData {
 
   /// Adds a segment for each reply; one string is filled anew for all of them.
   void StoreInto(MemoryImage& image, Platform& platform) const {
-    const auto segment = platform.CreateByteString();
+    const auto segment = NotNull(platform.CreateByteString());
     ByteView rest = bytes_;
     for (const Block& block : blocks_) {
       segment->SetBytes(rest.first(block.count));

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include "context/reply.h"
+#include "base/guards.h"
 #include "quillmark/error.h"
 
 namespace quillmark::transfer {
@@ -18,8 +18,8 @@ constexpr std::string_view kAt = "at";
 constexpr std::string_view kCount = "count";
 
 std::shared_ptr<DOMDocument> CreateDocument(Platform& platform, std::string_view root) {
-  auto document = platform.CreateFreeThreadedDOMDocument();
-  document->appendChild(document->createElement(root));
+  auto document = NotNull(platform.CreateFreeThreadedDOMDocument());
+  document->appendChild(NotNull(document->createElement(root)));
   return document;
 }
 
@@ -47,9 +47,9 @@ std::int32_t LongAttribute(const IXMLDOMNode& node, std::string_view name) {
 
 template <typename Visit>
 void ForEachSegment(const DOMDocument& document, Visit visit) {
-  const auto segments = Require(document.documentElement()).selectNodes(kSegment);
+  const auto segments = NotNull(Require(document.documentElement()).selectNodes(kSegment));
   for (std::size_t index = 0; index < segments->length(); ++index) {
-    visit(*segments->item(index));
+    visit(Require(segments->item(index)));
   }
 }
 
@@ -57,11 +57,11 @@ void ForEachSegment(const DOMDocument& document, Visit visit) {
 
 std::shared_ptr<DOMDocument> WriteImage(Platform& platform, const MemoryImage& image) {
   auto document = CreateDocument(platform, kImageRoot);
-  const auto root = document->documentElement();
+  const auto root = NotNull(document->documentElement());
   for (const auto& segment : image.Segments()) {
-    const auto element = document->createElement(kSegment);
-    element->setAttribute(kAt, std::to_string(segment->StartAddress()));
-    element->appendChild(document->createTextNode(segment->Hex()));
+    const auto element = NotNull(document->createElement(kSegment));
+    element->setAttribute(kAt, std::to_string(Require(segment).StartAddress()));
+    element->appendChild(NotNull(document->createTextNode(segment->Hex())));
     root->appendChild(element);
   }
   return document;
@@ -69,10 +69,10 @@ std::shared_ptr<DOMDocument> WriteImage(Platform& platform, const MemoryImage& i
 
 std::shared_ptr<DOMDocument> WriteMap(Platform& platform, const MemoryMap& map) {
   auto document = CreateDocument(platform, kMapRoot);
-  const auto root = document->documentElement();
+  const auto root = NotNull(document->documentElement());
   for (const auto& range : map.Ranges()) {
-    const auto element = document->createElement(kSegment);
-    element->setAttribute(kAt, std::to_string(range->Start()));
+    const auto element = NotNull(document->createElement(kSegment));
+    element->setAttribute(kAt, std::to_string(Require(range).Start()));
     element->setAttribute(kCount, std::to_string(range->Count()));
     root->appendChild(element);
   }
@@ -80,8 +80,8 @@ std::shared_ptr<DOMDocument> WriteMap(Platform& platform, const MemoryMap& map) 
 }
 
 std::shared_ptr<MemoryImage> ReadImage(Platform& platform, const DOMDocument& document) {
-  auto image = platform.CreateMemoryImage();
-  const auto segment = platform.CreateByteString();
+  auto image = NotNull(platform.CreateMemoryImage());
+  const auto segment = NotNull(platform.CreateByteString());
   ForEachSegment(document, [&](const IXMLDOMNode& node) {
     Require(node.firstChild()).readNodeValue([&](std::string_view hex) { segment->SetHex(hex); });
     segment->SetStartAddress(LongAttribute(node, kAt));
@@ -91,7 +91,7 @@ std::shared_ptr<MemoryImage> ReadImage(Platform& platform, const DOMDocument& do
 }
 
 std::shared_ptr<MemoryMap> ReadMap(Platform& platform, const DOMDocument& document) {
-  auto map = platform.CreateMemoryMap();
+  auto map = NotNull(platform.CreateMemoryMap());
   ForEachSegment(document, [&](const IXMLDOMNode& node) {
     map->AddRange(LongAttribute(node, kAt), LongAttribute(node, kCount));
   });

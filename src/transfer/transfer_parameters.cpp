@@ -4,7 +4,7 @@
 #include <variant>
 
 #include "base/checked.h"
-#include "context/reply.h"
+#include "base/guards.h"
 #include "quillmark/error.h"
 #include "transfer/transfer_documents.h"
 
@@ -23,10 +23,10 @@ const Parameter& ParameterAt(ParameterList parameters, std::size_t index) {
 std::int32_t LongParameter(ParameterList parameters, std::size_t index) {
   const Parameter& parameter = ParameterAt(parameters, index);
   if (const auto* const value = std::get_if<const std::int32_t*>(&parameter)) {
-    return **value;
+    return Require(*value);
   }
   if (const auto* const value = std::get_if<const std::uint8_t*>(&parameter)) {
-    return **value;
+    return Require(*value);
   }
   throw Error(error_number::kTypeMismatch);
 }
@@ -41,8 +41,7 @@ std::shared_ptr<DOMDocument> DocumentParameter(ParameterList parameters, std::si
   if (document == nullptr) {
     throw Error(error_number::kTypeMismatch);
   }
-  Require(**document);
-  return **document;
+  return NotNull(Require(*document));
 }
 
 TransferParameters ReadParameters(ParameterList parameters) {

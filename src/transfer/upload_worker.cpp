@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/checked.h"
+#include "base/guards.h"
 #include "transfer/address_bytes.h"
 #include "transfer/piece_stream.h"
 #include "transfer/transfer_documents.h"
@@ -49,7 +50,7 @@ void RunUpload(Context& context, TransferParameters& parameters, XMLDocClient& c
   const auto map = ReadMap(context.GetPlatform(), *std::exchange(parameters.document, nullptr));
   PieceStream stream(context, client);
   for (const auto& range : map->Ranges()) {
-    if (!StreamRange(*range, parameters.RL, stream)) {
+    if (!StreamRange(Require(range), parameters.RL, stream)) {
       return;
     }
   }

@@ -162,6 +162,120 @@ TEST_F(DispatchTest, ACallWithTheWrongNumberOfArgumentsFails) {
             DISP_E_MEMBERNOTFOUND);
 }
 
+/// A variable that refers to itself.
+struct Circle {
+  Circle() {
+    V_VT(&variable) = VT_BYREF | VT_VARIANT;
+    V_VARIANTREF(&variable) = &variable;
+  }
+  VARIANT variable = {};
+};
+
+VARIANT ReferenceToNothing(VARTYPE type) {
+  VARIANT reference = {};
+  V_VT(&reference) = static_cast<VARTYPE>(VT_BYREF | type);
+  return reference;
+}
+
+/// The objects whose dispatch interfaces are written here: the component's by its type library, a
+/// host library's by a table of names.
+class CallsThatMissSomething : public DispatchTest {
+ protected:
+  void TearDown() override {
+    string_ = {};
+    DispatchTest::TearDown();
+  }
+
+  std::array<IDispatch*, 2> Objects() const { return {diag_.get(), string_.get()}; }
+
+  static HRESULT Invoke(IDispatch& object, DISPPARAMS parameters, WORD kind = DISPATCH_METHOD) {
+    EXCEPINFO exception = {};
+    const HRESULT status =
+        object.Invoke(1, IID_NULL, 0, kind, &parameters, nullptr, &exception, nullptr);
+    SysFreeString(exception.bstrDescription);
+    return status == DISP_E_EXCEPTION ? exception.scode : status;
+  }
+
+  ObjectPtr string_ = NewByteString("0102");
+};
+
+TEST_F(CallsThatMissSomething, AreInvalidWithoutArgumentsOrTheirNames) {
+  VARIANT values[2] = {};
+  DISPID name = 0;
+  for (IDispatch* object : Objects()) {
+    EXPECT_EQ(Invoke(*object, {nullptr, nullptr, 2, 0}), E_INVALIDARG);
+    EXPECT_EQ(Invoke(*object, {values, nullptr, 2, 1}), E_INVALIDARG);
+    EXPECT_EQ(Invoke(*object, {nullptr, nullptr, 0, 1}, DISPATCH_PROPERTYPUT), E_INVALIDARG);
+    EXPECT_EQ(Invoke(*object, {nullptr, &name, 0, 1}), DISP_E_BADPARAMCOUNT);
+    EXPECT_EQ(object->Invoke(1, IID_NULL, 0, DISPATCH_METHOD, nullptr, nullptr, nullptr, nullptr),
+              E_INVALIDARG);
+  }
+}
+
+TEST_F(CallsThatMissSomething, AreInvalidWithoutNamesToLookUp) {
+  std::wstring known = L"Length";
+  LPOLESTR names[2] = {known.data(), nullptr};
+  DISPID ids[2] = {};
+  for (IDispatch* object : Objects()) {
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, nullptr, 1, 0, ids), E_INVALIDARG);
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names, 1, 0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names, 0, 0, ids), E_INVALIDARG);
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names, 2, 0, ids), E_INVALIDARG);
+    EXPECT_EQ(object->GetIDsOfNames(IID_NULL, names + 1, 1, 0, ids), E_INVALIDARG);
+  }
+}
+
+TEST_F(CallsThatMissSomething, MismatchWhereAnArgumentRefersToNothing) {
+  for (const VARTYPE type : {VT_I4, VT_UI1, VT_BSTR, VT_DISPATCH, VT_UNKNOWN, VT_VARIANT}) {
+    com::Variant nothing;
+    *nothing.InOut() = ReferenceToNothing(type);
+    EXPECT_EQ(ErrorText([&] { CallByName(*diag_, L"starterase", {std::move(nothing)}); }),
+              "13 Type mismatch")
+        << type;
+    *nothing.InOut() = ReferenceToNothing(type);
+    EXPECT_EQ(ErrorText([&] { CallByName(*diag_, L"checkunlock", {std::move(nothing)}); }),
+              "13 Type mismatch")
+        << type;
+    *nothing.InOut() = ReferenceToNothing(type);
+    EXPECT_EQ(ErrorText([&] { CallByName(*string_, L"Item", {std::move(nothing)}); }),
+              "13 Type mismatch")
+        << type;
+  }
+}
+
+TEST_F(CallsThatMissSomething, MismatchWhereAnArgumentRefersToItself) {
+  Circle circle;
+  DISPPARAMS parameters = {&circle.variable, nullptr, 1, 0};
+  const HRESULT mismatch = com::StatusOf(13);
+  for (const std::wstring_view name : {L"starterase", L"checkunlock"}) {
+    EXCEPINFO exception = {};
+    EXPECT_EQ(diag_->Invoke(com::MemberOf(*diag_, name), IID_NULL, 0, DISPATCH_METHOD, &parameters,
+                            nullptr, &exception, nullptr),
+              DISP_E_EXCEPTION);
+    EXPECT_EQ(exception.scode, mismatch);
+    SysFreeString(exception.bstrDescription);
+  }
+  EXPECT_EQ(string_->Invoke(com::MemberOf(*string_, L"Item"), IID_NULL, 0, DISPATCH_PROPERTYGET,
+                            &parameters, nullptr, nullptr, nullptr),
+            mismatch);
+}
+
+TEST_F(CallsThatMissSomething, TakeAVariableOfAVariable) {
+  Configure();
+  com::Variant value = com::Variant::OfLong(7);
+  VARIANT inner = {};
+  V_VT(&inner) = VT_BYREF | VT_VARIANT;
+  V_VARIANTREF(&inner) = value.InOut();
+  VARIANT outer = {};
+  V_VT(&outer) = VT_BYREF | VT_VARIANT;
+  V_VARIANTREF(&outer) = &inner;
+  DISPPARAMS parameters = {&outer, nullptr, 1, 0};
+  com::Variant document;
+  EXPECT_EQ(diag_->Invoke(com::MemberOf(*diag_, L"starterase"), IID_NULL, 0, DISPATCH_METHOD,
+                          &parameters, document.Put(), nullptr, nullptr),
+            S_OK);
+}
+
 TEST_F(DispatchTest, AnErrorHasNumberAndDescriptionAndNoSource) {
   DISPPARAMS none = {};
   EXCEPINFO exception = {};

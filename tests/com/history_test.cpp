@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <array>
 
+#include "base/com/status.h"
 #include "com/com_test.h"
 
 namespace quillmark::testing {
@@ -171,6 +172,54 @@ TEST_F(HistoryTest, NeedsVariablesByReference) {
                           com::Variant(), com::Variant()});
             }),
             "13 Type mismatch");
+}
+
+TEST_F(HistoryTest, NeedsVariablesThatReferToSomething) {
+  const ObjectPtr document = HistoryDocument(4);
+  VARIANT circle = {};
+  V_VT(&circle) = VT_BYREF | VT_VARIANT;
+  V_VARIANTREF(&circle) = &circle;
+  VARIANT nothing = {};
+  VARIANT arguments[4] = {};
+  V_VT(&arguments[3]) = VT_DISPATCH;
+  V_DISPATCH(&arguments[3]) = document.get();
+  DISPPARAMS parameters = {arguments, nullptr, 4, 0};
+  for (int missing = 0; missing < 3; ++missing) {
+    const VARTYPE type = missing == 0 ? VT_DISPATCH : VT_ARRAY | VT_DISPATCH;
+    for (const VARTYPE kind : {VARTYPE{VT_VARIANT}, type, VARTYPE{0}}) {
+      V_VT(&nothing) = static_cast<VARTYPE>(VT_BYREF | kind);
+      for (int argument = 0; argument < 3; ++argument) {
+        arguments[argument] = ByReference(histories_).Detach();
+      }
+      arguments[missing] = kind == 0 ? circle : nothing;
+      EXCEPINFO exception = {};
+      EXPECT_EQ(
+          diag_->Invoke(3, IID_NULL, 0, DISPATCH_METHOD, &parameters, nullptr, &exception, nullptr),
+          DISP_E_EXCEPTION);
+      EXPECT_EQ(exception.scode, com::StatusOf(13)) << missing << " " << kind;
+      SysFreeString(exception.bstrDescription);
+    }
+  }
+  SAFEARRAY* array = nullptr;
+  com::ComPtr<IDispatch> identification;
+  EXPECT_EQ(diag_->gethisto(document.get(), nullptr, &array, identification.Put()), E_POINTER);
+  EXPECT_EQ(diag_->gethisto(document.get(), &array, nullptr, identification.Put()), E_POINTER);
+  EXPECT_EQ(diag_->gethisto(document.get(), &array, &array, nullptr), E_POINTER);
+}
+
+TEST_F(HistoryTest, CannotFillAFixedArrayOfAnotherType) {
+  SAFEARRAYBOUND bound = {8, 0};
+  SAFEARRAY* histories = SafeArrayCreate(VT_VARIANT, 1, &bound);
+  histories->fFeatures |= FADF_FIXEDSIZE;
+  SAFEARRAY* reprograms = nullptr;
+  com::ComPtr<IDispatch> identification;
+  EXPECT_EQ(ErrorText([&] {
+              RequireCall(diag_->gethisto(HistoryDocument(4).get(), &histories, &reprograms,
+                                          identification.Put()));
+            }),
+            "10 This array is fixed or temporarily locked");
+  histories->fFeatures &= static_cast<USHORT>(~FADF_FIXEDSIZE);
+  SafeArrayDestroy(histories);
 }
 
 TEST_F(HistoryTest, GivesAHostInCppArraysOfObjects) {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
+
 #include "base/com/variant.h"
 #include "com/com_test.h"
 #include "com/event_sink.h"
@@ -111,6 +113,21 @@ TEST_F(ThreadTest, AListThatIsNoneFailsTheStart) {
   EXPECT_EQ(ErrorText([&] { RequireCall(worker_->GetParameter(empty)); }),
             "9 Subscript out of range");
   SafeArrayDestroy(empty);
+  // The bytes of one element are those of a variable's type.
+  SAFEARRAY* const longs = SafeArrayCreateVector(VT_I4, 0, 2);
+  std::fill_n(static_cast<LONG*>(longs->pvData), 2, LONG{VT_I4});
+  EXPECT_EQ(ErrorText([&] { RequireCall(worker_->GetParameter(longs)); }), "13 Type mismatch");
+  SafeArrayDestroy(longs);
+}
+
+TEST_F(ThreadTest, AParameterThatRefersToNothingFailsTheStart) {
+  for (const VARTYPE type : {VT_I4, VT_UI1, VT_DISPATCH, VT_VARIANT}) {
+    DownloadParameters parameters(kImage);
+    parameters.Put(1, type, nullptr);
+    EXPECT_EQ(ErrorText([&] { RequireCall(worker_->GetParameter(parameters.Array())); }),
+              "13 Type mismatch")
+        << type;
+  }
 }
 
 TEST_F(ThreadTest, AClientThatCannotBeCalledBackFailsTheRun) {

@@ -6,7 +6,7 @@
 #include <functional>
 
 #include "support/failing_allocator.h"
-#include "support/framed_reply.h"
+#include "support/operations.h"
 #include "support/transfer_test.h"
 
 namespace quillmark::testing {
@@ -56,9 +56,8 @@ class OutOfMemory : public TransferTest, public ::testing::WithParamInterface<Fo
 
   /// Runs `call` with each of its allocations failing in turn, each time leaving the object as it
   /// was, until none is left to fail; then it ends like any other call, with `expected`.
-  void ExpectCleanFailures(const char* name, const std::function<void()>& call,
-                           const std::optional<Raised>& expected = std::nullopt,
-                           Need need = Need::kEvery) {
+  void ExpectCleanFailures(const Operation& operation, Need need = Need::kEvery) {
+    const auto& [name, call, expected] = operation;
     const std::string before = diag_->TesterPresent()->xml();
     for (std::size_t index = 0;; ++index) {
       const Outcome outcome = RunWithFailure(index, call);
@@ -77,132 +76,44 @@ class OutOfMemory : public TransferTest, public ::testing::WithParamInterface<Fo
     }
   }
 
-  /// The run document whose replies bring these messages.
-  [[nodiscard]] std::shared_ptr<DOMDocument> Replied(
-      const std::vector<std::string>& messages) const {
-    std::vector<std::string> frames;
-    for (const std::string& message : messages) {
-      for (std::string& frame : FramedReply(GetParam(), message)) {
-        frames.push_back(std::move(frame));
-      }
-    }
-    return Replies(GetParam(), frames);
-  }
-
-  /// The same behind what stands first in gateway form.
-  [[nodiscard]] std::shared_ptr<DOMDocument> RepliedBehind(
-      const std::string& first, std::vector<std::string> messages) const {
-    if (GetParam().name == kGateway.name) {
-      messages.insert(messages.begin(), first);
-    }
-    return Replied(messages);
-  }
-
-  [[nodiscard]] std::shared_ptr<DOMDocument> History() const {
-    const std::string record = "6180" + std::string(std::size_t{2} * 24, '5');
-    std::vector<std::string> messages = {"50C0", record};
-    if (GetParam().name == kPlainCan.name) {
-      messages.emplace_back("5085");
-    }
-    messages.insert(messages.end(), 16, record);
-    return Replied(messages);
-  }
+  const OperationArguments arguments_{platform_, GetParam()};
 };
 
 TEST_P(OutOfMemory, Creation) {
-  ExpectCleanFailures("CreatePortablePlatform",
-                      [] { static_cast<void>(CreatePortablePlatform()); });
-  ExpectCleanFailures("CreateDiagOnCANReprog",
-                      [this] { static_cast<void>(CreateDiagOnCANReprog(platform_)); });
   ExpectCleanFailures(
-      "CreateXMLDocClient", [] { static_cast<void>(CreateXMLDocClient()); },
-      Raised{9, "pure virtual class"});
+      {"CreatePortablePlatform", [] { static_cast<void>(CreatePortablePlatform()); }});
+  ExpectCleanFailures(
+      {"CreateDiagOnCANReprog", [this] { static_cast<void>(CreateDiagOnCANReprog(platform_)); }});
+  ExpectCleanFailures({"CreateXMLDocClient", [] { static_cast<void>(CreateXMLDocClient()); },
+                       Raised{9, "pure virtual class"}});
 }
 
 TEST_P(OutOfMemory, Configuration) {
-  ExpectCleanFailures("CANIDs", [this] { Configure(GetParam()); });
-  ExpectCleanFailures(
-      "FlowControl", [this] { diag_->FlowControl(256, 0); },
-      Raised{4012, "Diag On CAN BS can't exceed 255."});
-  ExpectCleanFailures("OnXMLReady", [this] { diag_->OnXMLReady([](const auto&, bool&) {}); });
+  ExpectCleanFailures({"CANIDs", [this] { Configure(GetParam()); }});
+  ExpectCleanFailures({"FlowControl", [this] { diag_->FlowControl(256, 0); },
+                       Raised{4012, "Diag On CAN BS can't exceed 255."}});
+  ExpectCleanFailures({"OnXMLReady", [this] { diag_->OnXMLReady([](const auto&, bool&) {}); }});
 }
 
 TEST_P(OutOfMemory, Requests) {
-  const auto key = String("01020304");
-  const auto history = String(std::string(96, 'A'));
-  const std::pair<const char*, std::function<std::shared_ptr<DOMDocument>()>> requests[] = {
-      {"StartDiag", [&] { return diag_->StartDiag(); }},
-      {"readseed", [&] { return diag_->readseed(); }},
-      {"dounlock", [&] { return diag_->dounlock(key); }},
-      {"starterase", [&] { return diag_->starterase(0); }},
-      {"checkerase", [&] { return diag_->checkerase(); }},
-      {"startroutine", [&] { return diag_->startroutine(5); }},
-      {"routinestatus", [&] { return diag_->routinestatus(5); }},
-      {"writelogzone", [&] { return diag_->writelogzone(history); }},
-      {"stopcomm", [&] { return diag_->stopcomm(); }},
-      {"TesterPresent", [&] { return diag_->TesterPresent(); }},
-  };
-  for (const auto& [name, request] : requests) {
-    diag_ = CreateDiagOnCANReprog(platform_);
-    Configure(GetParam());
-    ExpectCleanFailures(name, [&request = request] { static_cast<void>(request()); });
+  for (const Operation& request : Requests(arguments_, *diag_)) {
+    ExpectCleanFailures(request);
   }
 }
 
 TEST_P(OutOfMemory, Checks) {
-  const auto seed = RepliedBehind("C1EA8F", {"678111223344"});
-  const auto negative = RepliedBehind("C1EA8F", {"7F2735"});
-  const auto unlocked = RepliedBehind("81", {"6782"});
-  const auto running = Replied({"718101"});
-  const auto erase_started = RepliedBehind("81", {"718101"});
-  const auto routine = Replied({"710501"});
-  ExpectCleanFailures("getseed", [&] { static_cast<void>(diag_->getseed(seed)); });
-  ExpectCleanFailures(
-      "getseed of a refusal", [&] { static_cast<void>(diag_->getseed(negative)); },
-      GetParam().name == kKLine.name
-          ? Raised{4001, "SA#1 error 7F2735"}
-          : Raised{2037, "Requested Service : 27 Negative response code : 35"});
-  ExpectCleanFailures("checkunlock", [&] { diag_->checkunlock(unlocked); });
-  ExpectCleanFailures("checkstarterase", [&] { diag_->checkstarterase(erase_started); });
-  ExpectCleanFailures("checkcheckerase",
-                      [&] { static_cast<void>(diag_->checkcheckerase(running)); });
-  ExpectCleanFailures("checkstartroutine", [&] { diag_->checkstartroutine(routine, 5); });
-  ExpectCleanFailures("checkroutine", [&] { static_cast<void>(diag_->checkroutine(routine, 5)); });
-  ExpectCleanFailures(
-      "checkroutine of another", [&] { diag_->checkstartroutine(running, 5); },
-      Raised{4006, "Start routine 5H error 718101"});
-}
-
-TEST_P(OutOfMemory, ChecksOfErrorMarks) {
-  const auto clean = Parse("<can><x><r><c/><d>02</d></r></x></can>");
-  const auto marked = Parse("<can><x><r><c/><d>02</d><e>no</e></r></x></can>");
-  ExpectCleanFailures("checkdownload", [&] { diag_->checkdownload(clean); });
-  ExpectCleanFailures(
-      "checkdownload", [&] { diag_->checkdownload(marked); }, Raised{4005, "Download error 02"});
-  ExpectCleanFailures("checkwritelogzone", [&] { diag_->checkwritelogzone(clean); });
-  ExpectCleanFailures(
-      "checkwritelogzone", [&] { diag_->checkwritelogzone(marked); },
-      Raised{4008, "Write log zone error 02"});
-}
-
-TEST_P(OutOfMemory, HistoryCheck) {
-  const auto document = History();
-  ByteStringArray history;
-  ByteStringArray reprogrammings;
-  std::shared_ptr<ByteString> identification;
-  ExpectCleanFailures(
-      "gethisto", [&] { diag_->gethisto(document, history, reprogrammings, identification); },
-      GetParam().name == kKLine.name ? std::optional(Raised{4000, "Ecu is not reprogrammable"})
-                                     : std::nullopt);
+  for (const Operation& check : Checks(arguments_, *diag_)) {
+    ExpectCleanFailures(check);
+  }
 }
 
 TEST_P(OutOfMemory, UploadCheckAddsAllSegmentsOrNone) {
-  const auto document = RepliedBehind("81", {"758001234502AABB0245"});
+  const auto document = arguments_.RepliedBehind("81", {"758001234502AABB0245"});
   const auto image = platform_->CreateMemoryImage();
-  ExpectCleanFailures("checkupload", [&] {
-    EXPECT_TRUE(image->Segments().empty());
-    diag_->checkupload(document, image);
-  });
+  ExpectCleanFailures({"checkupload", [&] {
+                         EXPECT_TRUE(image->Segments().empty());
+                         diag_->checkupload(document, image);
+                       }});
   EXPECT_EQ(image->Segments().size(), 1U);
 }
 
@@ -212,10 +123,8 @@ TEST_P(OutOfMemory, StartOfATransfer) {
   map->AddRange(0, 2);
   diag_->OnXMLReady([](const auto&, bool& cancel) { cancel = false; });
   ExpectCleanFailures(
-      "ComputeDownload", [&] { diag_->ComputeDownload(0x80, image, 0xFF, 1, 128); }, std::nullopt,
-      Need::kSome);
-  ExpectCleanFailures(
-      "ComputeUpload", [&] { diag_->ComputeUpload(map, 0x80); }, std::nullopt, Need::kSome);
+      {"ComputeDownload", [&] { diag_->ComputeDownload(0x80, image, 0xFF, 1, 128); }}, Need::kSome);
+  ExpectCleanFailures({"ComputeUpload", [&] { diag_->ComputeUpload(map, 0x80); }}, Need::kSome);
 }
 
 /// Runs a worker by hand, on this thread, so that each run allocates alike.

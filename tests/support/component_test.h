@@ -11,6 +11,7 @@
 #include "quillmark/quillmark.h"
 #include "support/expect_error.h"
 #include "support/forms.h"
+#include "support/framed_reply.h"
 #include "tested_platform.h"
 
 namespace quillmark::testing {
@@ -34,15 +35,9 @@ class ComponentTest : public ::testing::Test {
     return document;
   }
 
-  /// A run document in which the `r` elements received these frames; "-" stands for none.
   [[nodiscard]] std::shared_ptr<DOMDocument> Replies(const Form& form,
                                                      const std::vector<std::string>& frames) const {
-    std::string replies;
-    for (const std::string& frame : frames) {
-      replies += frame == "-" ? "<r><c/></r>" : "<r><c/><d>" + frame + "</d></r>";
-    }
-    return Parse(form.name == kKLine.name ? "<k>" + replies + "</k>"
-                                          : "<can><x>" + replies + "</x></can>");
+    return Parse(RunDocument(form, frames));
   }
 
   const std::shared_ptr<TestedPlatform> platform_ = TestPlatform();

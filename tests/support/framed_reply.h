@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "support/forms.h"
@@ -56,6 +57,26 @@ inline std::vector<std::string> FramedReply(const Form& form, std::string_view h
     frames.push_back(HexByte(0x20 + frames.size() % 16) + data);
   }
   return frames;
+}
+
+/// A run document in which the `r` elements received these frames; "-" stands for none.
+inline std::string RunDocument(const Form& form, const std::vector<std::string>& frames) {
+  std::string replies;
+  for (const std::string& frame : frames) {
+    replies += frame == "-" ? "<r><c/></r>" : "<r><c/><d>" + frame + "</d></r>";
+  }
+  return form.name == kKLine.name ? "<k>" + replies + "</k>" : "<can><x>" + replies + "</x></can>";
+}
+
+/// A run document in which the ECU of `form` replied with these messages.
+inline std::string RunDocumentOf(const Form& form, const std::vector<std::string>& messages) {
+  std::vector<std::string> frames;
+  for (const std::string& message : messages) {
+    for (std::string& frame : FramedReply(form, message)) {
+      frames.push_back(std::move(frame));
+    }
+  }
+  return RunDocument(form, frames);
 }
 
 }  // namespace quillmark::testing

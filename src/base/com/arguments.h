@@ -11,6 +11,13 @@
 
 namespace quillmark::com {
 
+/// What a caller of `Invoke` must pass: E_INVALIDARG where arguments or their names are missing,
+/// DISP_E_BADPARAMCOUNT where more are named than there are.
+[[nodiscard]] HRESULT CheckParameters(const DISPPARAMS* parameters);
+
+/// What a caller of `GetIDsOfNames` must pass: E_INVALIDARG where something is missing.
+[[nodiscard]] HRESULT CheckNames(const LPOLESTR* names, UINT count, const DISPID* ids);
+
 /// The arguments of one call, counted from 0 on the left; the new value of a property is the last.
 /// Values are converted as Automation does it: 6 for one out of range, 13 for the wrong type.
 class Arguments {

@@ -11,6 +11,9 @@ namespace quillmark::com {
 class InvokeOnly : public Unknown<IDispatch> {
  public:
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    if (count == nullptr) {
+      return E_POINTER;
+    }
     *count = 0;
     return S_OK;
   }

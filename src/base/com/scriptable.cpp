@@ -46,8 +46,8 @@ HRESULT Scriptable::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** inf
 
 HRESULT Scriptable::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* names, UINT count, LCID /*locale*/,
                                   DISPID* ids) {
-  if (names == nullptr || ids == nullptr || count == 0) {
-    return E_INVALIDARG;
+  if (const HRESULT status = CheckNames(names, count, ids); FAILED(status)) {
+    return status;
   }
   // Only the first is the member; parameters have no names here.
   std::fill_n(ids, count, DISPID_UNKNOWN);
@@ -65,8 +65,8 @@ HRESULT Scriptable::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* names, UINT cou
 HRESULT Scriptable::Invoke(DISPID id, REFIID /*reserved*/, LCID /*locale*/, WORD kind,
                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                            UINT* /*bad_argument*/) {
-  if (parameters == nullptr) {
-    return E_INVALIDARG;
+  if (const HRESULT status = CheckParameters(parameters); FAILED(status)) {
+    return status;
   }
   const auto members = Members();
   const auto member = std::find_if(members.begin(), members.end(),

@@ -5,10 +5,33 @@
 
 namespace quillmark::com {
 
+VARIANT& Follow(VARIANT& value) {
+  // Deeper than any language passes its variables on: what goes further is a circle.
+  constexpr int kDeepest = 64;
+  VARIANT* end = &value;
+  for (int level = 0; level < kDeepest; ++level) {
+    const bool is_reference = (V_VT(end) & VT_BYREF) != 0;
+    if (is_reference && V_BYREF(end) == nullptr) {
+      break;
+    }
+    if (V_VT(end) != (VT_BYREF | VT_VARIANT)) {
+      return *end;
+    }
+    end = V_VARIANTREF(end);
+  }
+  throw Error(error_number::kTypeMismatch);
+}
+
+Variant ValueOf(VARIANT& value) {
+  Variant copy;
+  Require(VariantCopyInd(copy.Put(), &Follow(value)));
+  return copy;
+}
+
 Variant ConvertedTo(VARTYPE type, const VARIANT& value) {
   Variant converted;
   // Only read; not every header says so.
-  auto& source = const_cast<VARIANT&>(value);
+  auto& source = Follow(const_cast<VARIANT&>(value));
   const HRESULT status = VariantChangeType(converted.Put(), &source, 0, type);
   switch (status) {
     case DISP_E_OVERFLOW:

@@ -78,6 +78,13 @@ class Variant {
   VARIANT value_;
 };
 
+/// The variable that `value` stands for: itself, or what it refers to through other variables.
+/// Raises 13 for a reference to nothing and for one that leads back to itself.
+[[nodiscard]] VARIANT& Follow(VARIANT& value);
+
+/// A copy of that variable's value. Raises 13 as `Follow` does.
+[[nodiscard]] Variant ValueOf(VARIANT& value);
+
 /// `value` converted as Automation does it, references followed. Raises 6 for a value out of range
 /// and 13 for the wrong type.
 [[nodiscard]] Variant ConvertedTo(VARTYPE type, const VARIANT& value);

@@ -53,18 +53,9 @@ std::size_t ParameterOf(const DISPPARAMS& given, std::size_t argument) {
   return given.cArgs - 1 - argument;
 }
 
-VARIANT& Follow(VARIANT& value) {
-  VARIANT* end = &value;
-  while (V_VT(end) == (VT_BYREF | VT_VARIANT)) {
-    end = V_VARIANTREF(end);
-  }
-  return *end;
-}
-
 /// An object or Nothing; raises 13 for anything else.
 com::Variant ObjectIn(VARIANT& given) {
-  com::Variant object;
-  com::Require(VariantCopyInd(object.Put(), &given));
+  com::Variant object = com::ValueOf(given);
   if (object.type() == VT_UNKNOWN && V_UNKNOWN(&object.get()) != nullptr) {
     object = com::Variant::OfObject(com::Share(V_UNKNOWN(&object.get())).As<IDispatch>());
     if (V_DISPATCH(&object.get()) == nullptr) {
@@ -109,7 +100,7 @@ bool RefersToSuch(VARTYPE declared, const VARIANT& variable) {
 /// Both the member's array and its object begin as none, since the member only replaces them.
 class CallArguments::Reference {
  public:
-  Reference(VARTYPE declared, VARIANT& given) : declared_(declared), variable_(Follow(given)) {
+  Reference(VARTYPE declared, VARIANT& given) : declared_(declared), variable_(com::Follow(given)) {
     const bool takes_anything = &variable_ != &given && !IsReference(variable_);
     if (!takes_anything && !RefersToSuch(declared, variable_)) {
       throw Error(error_number::kTypeMismatch);

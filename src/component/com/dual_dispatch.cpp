@@ -3,6 +3,7 @@
 
 #include <oleauto.h>
 
+#include "base/com/arguments.h"
 #include "base/com/error_info.h"
 #include "base/com/status.h"
 #include "base/com/text.h"
@@ -57,13 +58,14 @@ HRESULT DualDispatch::GetTypeInfo(UINT index, ITypeInfo** info) const {
 }
 
 HRESULT DualDispatch::GetIDsOfNames(LPOLESTR* names, UINT count, DISPID* ids) const {
-  return DispGetIDsOfNames(info_.get(), names, count, ids);
+  const HRESULT status = com::CheckNames(names, count, ids);
+  return FAILED(status) ? status : DispGetIDsOfNames(info_.get(), names, count, ids);
 }
 
 HRESULT DualDispatch::Invoke(void* target, DISPID member, WORD kind, DISPPARAMS* parameters,
                              VARIANT* result, EXCEPINFO* exception, UINT* bad_argument) const {
-  if (parameters == nullptr) {
-    return E_INVALIDARG;
+  if (const HRESULT status = com::CheckParameters(parameters); FAILED(status)) {
+    return status;
   }
   try {
     CallArguments arguments(*info_, member, *parameters);

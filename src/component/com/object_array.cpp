@@ -51,8 +51,10 @@ void Fill(SAFEARRAY& array, VARTYPE type, const ObjectList& objects) {
   }
 }
 
-bool TakesElements(SAFEARRAY& array, std::size_t count) {
-  return array.cDims == 1 && Size(array) == count;
+bool TakesElements(SAFEARRAY& array, VARTYPE type, std::size_t count) {
+  VARTYPE own_type = VT_EMPTY;
+  return SafeArrayGetVartype(&array, &own_type) == S_OK && own_type == type && array.cDims == 1 &&
+         Size(array) == count;
 }
 
 OwnedArray NewArray(VARTYPE type, const ObjectList& objects) {
@@ -73,7 +75,7 @@ void StoreObjects(const ObjectList& objects, VARTYPE type, SAFEARRAY*& array) {
                          &SafeArrayDestroy);
     return;
   }
-  if (!TakesElements(*array, objects.size())) {
+  if (!TakesElements(*array, type, objects.size())) {
     throw Error(kArrayIsFixed, "This array is fixed or temporarily locked");
   }
   Fill(*array, type, objects);

@@ -11,8 +11,7 @@ namespace quillmark {
 namespace {
 
 std::variant<std::int32_t, std::uint8_t, std::shared_ptr<DOMDocument>> ValueOf(VARIANT& element) {
-  com::Variant value;
-  com::Require(VariantCopyInd(value.Put(), &element));
+  const com::Variant value = com::ValueOf(element);
   switch (value.type()) {
     case VT_DISPATCH:
     case VT_UNKNOWN:
@@ -24,12 +23,18 @@ std::variant<std::int32_t, std::uint8_t, std::shared_ptr<DOMDocument>> ValueOf(V
   }
 }
 
+bool IsListOfVariables(SAFEARRAY* array) {
+  VARTYPE type = VT_EMPTY;
+  return array != nullptr && array->cDims == 1 && SafeArrayGetVartype(array, &type) == S_OK &&
+         type == VT_VARIANT;
+}
+
 }  // namespace
 
 ThreadParameters::ThreadParameters(SAFEARRAY* parameters) {
   LONG index = 0;
   LONG last = 0;
-  if (parameters == nullptr || parameters->cDims != 1) {
+  if (!IsListOfVariables(parameters)) {
     throw Error(error_number::kTypeMismatch);
   }
   com::Require(SafeArrayGetLBound(parameters, 1, &index));

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// What the types of another platform inherit: the operations of which an implementation may know a
+// faster form.
+#include "base/guards.h"
+#include "base/hex.h"
+#include "quillmark/byte_string.h"
+#include "quillmark/dom.h"
+
+namespace quillmark {
+
+void ByteString::ReadBytes(const std::function<void(std::span<const std::uint8_t>)>& read) const {
+  read(BytesOfHex(Hex()));
+}
+
+void ByteString::SetBytes(std::span<const std::uint8_t> bytes) { SetHex(HexOf(bytes)); }
+
+void IXMLDOMNode::readNodeValue(const std::function<void(std::string_view)>& read) const {
+  read(nodeValue());
+}
+
+void IXMLDOMNode::readChildTexts(std::string_view name, std::string_view part,
+                                 const std::function<void(const ChildText&)>& read) const {
+  const auto children = NotNull(selectNodes(name));
+  for (std::size_t index = 0; index < children->length(); ++index) {
+    const auto found = Require(children->item(index)).selectSingleNode(part);
+    const auto content = found ? found->firstChild() : nullptr;
+    if (content) {
+      const std::string text = content->text();
+      read({ChildText::State::kText, text});
+    } else {
+      read({found ? ChildText::State::kEmptyPart : ChildText::State::kNoPart, {}});
+    }
+  }
+}
+
+}  // namespace quillmark
