@@ -14,6 +14,7 @@
 
 namespace quillmark {
 
+class ByteString;
 class DOMDocument;
 class IXMLDOMNode;
 
@@ -85,12 +86,15 @@ class QUILLMARK_API IXMLDOMNode {
 
   /// The characters of a text, CDATA, comment or processing instruction node; empty for others.
   [[nodiscard]] virtual std::string nodeValue() const = 0;
-  /// Calls `read` with the same characters, which are good for that call alone. A platform may pass
-  /// those of the document itself, so that the text of a whole memory segment is not copied.
-  virtual void readNodeValue(const std::function<void(std::string_view)>& read) const;
   /// Replaces these characters. Raises 13 for an element, a document and a fragment, and for what
   /// the node's syntax cannot hold.
   virtual void setNodeValue(std::string_view value) = 0;
+
+  /// Sets the value to the hexadecimal text of `bytes`. A platform may keep the bytes themselves,
+  /// shared with `bytes`, and make the text of them whenever it is asked for.
+  virtual void setNodeBytes(const ByteString& bytes);
+  /// Assigns to `bytes` what the value is the hexadecimal text of. Raises 13 where it is none.
+  virtual void readNodeBytes(ByteString& bytes) const;
 
   /// The value of a leaf; of an element, fragment or document all its text and CDATA content,
   /// joined in document order and not trimmed.

@@ -19,11 +19,8 @@ class QUILLMARK_API MemoryImage {
   virtual ~MemoryImage() = default;
 
   /// Adds a copy of `segment`, which keeps its start address; the image holds no reference to it.
+  /// The reference types share the bytes of a long segment until one of the two is written to.
   virtual void AddSegment(const ByteString& segment) = 0;
-
-  /// The same for a segment whose bytes are not needed any longer: an image may take them over
-  /// instead of copying them, and then leaves an empty string behind.
-  virtual void TakeSegment(ByteString& segment) { AddSegment(segment); }
 
   /// The segments in address order (equal addresses in the order of adding). They are the image's
   /// own: writing into one changes the image.

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 void Add(const Image& self, Long address, const ByteArgument& data) {
   const auto segment = NativeOf(data);
   segment->SetStartAddress(address.value);
-  self.Use([&](const auto& image) { image->TakeSegment(*segment); });
+  self.Use([&](const auto& image) { image->AddSegment(*segment); });
 }
 
 /// A mapping gives its items, anything else must give pairs itself.
@@ -51,7 +51,7 @@ std::shared_ptr<Image> ReadFile(const fs::path& path, std::optional<std::uint32_
     const auto string = SharedPlatform()->CreateByteString();
     string->SetBytes(segment.bytes);
     string->SetStartAddress(AddressOf(segment.address));
-    image->TakeSegment(*string);
+    image->AddSegment(*string);
   }
   return std::make_shared<Image>(image);
 }

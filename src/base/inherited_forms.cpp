@@ -14,9 +14,9 @@ void ByteString::ReadBytes(const std::function<void(std::span<const std::uint8_t
 
 void ByteString::SetBytes(std::span<const std::uint8_t> bytes) { SetHex(HexOf(bytes)); }
 
-void IXMLDOMNode::readNodeValue(const std::function<void(std::string_view)>& read) const {
-  read(nodeValue());
-}
+void IXMLDOMNode::setNodeBytes(const ByteString& bytes) { setNodeValue(bytes.Hex()); }
+
+void IXMLDOMNode::readNodeBytes(ByteString& bytes) const { bytes.SetHex(nodeValue()); }
 
 void IXMLDOMNode::readChildTexts(std::string_view name, std::string_view part,
                                  const std::function<void(const ChildText&)>& read) const {

@@ -61,7 +61,9 @@ std::shared_ptr<DOMDocument> WriteImage(Platform& platform, const MemoryImage& i
   for (const auto& segment : image.Segments()) {
     const auto element = NotNull(document->createElement(kSegment));
     element->setAttribute(kAt, std::to_string(Require(segment).StartAddress()));
-    element->appendChild(NotNull(document->createTextNode(segment->Hex())));
+    const auto text = NotNull(document->createTextNode({}));
+    text->setNodeBytes(*segment);
+    element->appendChild(text);
     root->appendChild(element);
   }
   return document;
@@ -83,9 +85,9 @@ std::shared_ptr<MemoryImage> ReadImage(Platform& platform, const DOMDocument& do
   auto image = NotNull(platform.CreateMemoryImage());
   const auto segment = NotNull(platform.CreateByteString());
   ForEachSegment(document, [&](const IXMLDOMNode& node) {
-    Require(node.firstChild()).readNodeValue([&](std::string_view hex) { segment->SetHex(hex); });
+    Require(node.firstChild()).readNodeBytes(*segment);
     segment->SetStartAddress(LongAttribute(node, kAt));
-    image->TakeSegment(*segment);
+    image->AddSegment(*segment);
   });
   return image;
 }

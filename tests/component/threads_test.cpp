@@ -112,6 +112,29 @@ TEST_P(Threads, HostWorksOnTheObjectWhileItsHandlerBlocks) {
   EXPECT_EQ(platform_->RunningWorkers(), 0U);
 }
 
+TEST_P(Threads, HostChangesItsImageWhileItIsDownloaded) {
+  const std::vector<Piece> undisturbed = Collect([&] { Start(); });
+  std::promise<void> reached;
+  std::promise<void> go_on;
+  std::atomic<int> events = 0;
+  PieceCollector collector;
+  diag_->OnXMLReady([&](const auto& node, bool& cancel) {
+    if (++events == 1) {
+      reached.set_value();
+      go_on.get_future().wait();
+    }
+    collector(node, cancel);
+  });
+  Start();
+  const auto segment = image_->Segments().front();
+  segment->Mid(1, 0)->SetItem(1, 0);
+  reached.get_future().wait();
+  segment->SetBytes(std::vector<std::uint8_t>(kImageSize));
+  go_on.set_value();
+  platform_->WaitForWorkers();
+  EXPECT_TRUE(collector.Pieces() == undisturbed);
+}
+
 TEST_P(Threads, WorkersOfThrowingHandlersDoNotDisturbOthers) {
   const auto other = CreateDiagOnCANReprog(platform_);
   other->CANIDs(GetParam().RCANId, GetParam().XCANId);

@@ -49,16 +49,6 @@ TEST(DomBuilding, AttributesKeepLineEndsThroughAReload) {
   EXPECT_EQ(Loaded(e->xml())->documentElement()->getAttribute("q"), "\r\n\t");
 }
 
-TEST(DomBuilding, AValueCanBeReadInPlace) {
-  const auto document = NewDocument();
-  const auto text = document->createTextNode("0102");
-  std::string read;
-  text->readNodeValue([&](std::string_view value) { read = value; });
-  EXPECT_EQ(read, "0102");
-  document->createElement("e")->readNodeValue([&](std::string_view value) { read = value; });
-  EXPECT_EQ(read, "");
-}
-
 TEST(DomBuilding, ANewDocumentIsEmpty) {
   const auto document = NewDocument();
   EXPECT_EQ(document->xml(), "");

@@ -50,29 +50,6 @@ TEST(SegmentImage, JoinsNothing) {
   EXPECT_EQ(HexOfAll(image), (std::vector<std::string>{"0102", "03", ""}));
 }
 
-TEST(SegmentImage, TakesASegmentsBytesOver) {
-  SegmentImage image;
-  const auto segment = StringOf("0102", 7);
-  image.TakeSegment(*segment);
-  EXPECT_EQ(segment->Length(), 0);
-  segment->SetHex("FF");
-  segment->SetStartAddress(3);
-  image.TakeSegment(*segment);
-  EXPECT_EQ(HexOfAll(image), (std::vector<std::string>{"FF", "0102"}));
-  EXPECT_EQ(image.Segments().back()->StartAddress(), 7);
-}
-
-TEST(SegmentImage, CopiesWhatItCannotTake) {
-  SegmentImage image;
-  const auto foreign = testing::MakeNaiveByteString();
-  foreign->SetHex("0102");
-  image.TakeSegment(*foreign);
-  const auto whole = StringOf("0A0B0C", 10);
-  image.TakeSegment(*whole->Mid(11, 1));
-  EXPECT_EQ(HexOfAll(image), (std::vector<std::string>{"0102", "0B"}));
-  EXPECT_EQ(whole->Hex(), "0A0B0C");
-}
-
 TEST(SegmentImage, CopiesWhatIsAdded) {
   SegmentImage image;
   const auto segment = StringOf("01", 7);

@@ -87,6 +87,18 @@ TEST_F(OutOfMemory, ChangingNodes) {
   ExpectEverywhere([&] { element->setText(kLong); });
 }
 
+TEST_F(OutOfMemory, HoldingBytes) {
+  const auto bytes = platform_->CreateByteString();
+  bytes->SetHex(kLong);
+  const auto text = document_->selectSingleNode("/can/x/text()");
+  ExpectEverywhere([&] { text->setNodeBytes(*bytes); });
+  ExpectEverywhere([&] { static_cast<void>(text->nodeValue()); });
+  ExpectEverywhere([&] { static_cast<void>(document_->xml()); });
+  ExpectEverywhere([&] { static_cast<void>(document_->selectSingleNode("//text()")); });
+  ExpectEverywhere([&] { static_cast<void>(document_->cloneNode(true)); });
+  ExpectEverywhere([&] { static_cast<void>(document_->documentElement()->cloneNode(true)); });
+}
+
 TEST_F(OutOfMemory, ReadingNodes) {
   const auto element = large_->documentElement();
   ExpectEverywhere([&] { static_cast<void>(element->nodeName()); });
@@ -142,7 +154,9 @@ TEST_F(OutOfMemory, Selecting) {
 
 TEST_F(OutOfMemory, ByteStrings) {
   const auto other = platform_->CreateByteString();
-  other->SetHex(kLong);
+  other->SetHex(std::string(2000, 'F'));
+  const auto large = platform_->CreateByteString();
+  large->SetHex(kLong);
   const auto expect = [&](const std::function<void(ByteString&)>& operation) {
     const auto string = platform_->CreateByteString();
     string->SetHex("0102");
@@ -151,6 +165,7 @@ TEST_F(OutOfMemory, ByteStrings) {
   expect([&](ByteString&) { static_cast<void>(platform_->CreateByteString()); });
   expect([&](ByteString& string) { string.Assign(*other); });
   expect([&](ByteString& string) { string.SetHex(kLong); });
+  expect([&](ByteString& string) { string.Assign(*large->Mid(1, 5000)); });
   const std::vector<std::uint8_t> bytes(1000);
   expect([&](ByteString& string) { string.SetBytes(bytes); });
   expect([&](ByteString& string) { string.SetLength(1000); });
@@ -160,15 +175,27 @@ TEST_F(OutOfMemory, ByteStrings) {
   expect([&](ByteString&) { static_cast<void>(other->Hex()); });
 }
 
+TEST_F(OutOfMemory, WritingToASharedByteString) {
+  const auto expect = [&](const std::function<void(ByteString&)>& operation) {
+    const auto string = platform_->CreateByteString();
+    string->SetHex(kLong);
+    const auto copy = string->Clone();
+    ExpectOutOfMemoryEverywhere([&] { operation(*string); },
+                                [&] { return string->Hex() + copy->Hex(); });
+  };
+  expect([](ByteString& string) { string.SetItem(1, 0); });
+  expect([](ByteString& string) { string.SetLength(1); });
+  const std::vector<std::uint8_t> bytes(5000);
+  expect([&](ByteString& string) { string.SetBytes(bytes); });
+  expect([](ByteString& string) { string.Mid(1, 1)->SetHex("00"); });
+}
+
 TEST_F(OutOfMemory, ImagesAndMaps) {
   const auto segment = platform_->CreateByteString();
   segment->SetHex("0102");
   const auto image = platform_->CreateMemoryImage();
   ExpectOutOfMemoryEverywhere([&] { image->AddSegment(*segment); },
                               [&] { return std::to_string(image->Segments().size()); });
-  ExpectOutOfMemoryEverywhere(
-      [&] { image->TakeSegment(*segment); },
-      [&] { return std::to_string(image->Segments().size()) + segment->Hex(); });
   const auto map = platform_->CreateMemoryMap();
   ExpectOutOfMemoryEverywhere([&] { map->AddRange(1, 2); },
                               [&] { return std::to_string(map->Ranges().size()); });

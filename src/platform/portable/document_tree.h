@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <map>
 #include <memory>
 #include <pugixml.hpp>
 #include <utility>
 
+#include "platform/portable/shared_bytes.h"
 #include "platform/portable/tree_edits.h"
 
 namespace quillmark::portable {
@@ -15,6 +17,10 @@ namespace quillmark::portable {
 /// without a parent, live in one: the children of the element "#document" are the document's
 /// content, those of "#detached" are nodes that have no parent. Neither name can be an element's.
 /// Nodes that a document or an element gives up become detached, so that node objects stay valid.
+///
+/// A text node may hold bytes, of which its value is the hex text. What looks at more than the
+/// value of one node looks at a `SpelledOut` copy instead: several threads may look at once, and so
+/// no look puts the text into the tree.
 class DocumentTree {
  public:
   enum class Kind { kPlain, kFreeThreaded };
@@ -44,6 +50,15 @@ class DocumentTree {
     MoveChildren(content_, scratch.get());
   }
 
+  [[nodiscard]] bool HoldsBytes() const { return !bytes_.empty(); }
+  /// The bytes that a node holds; null where it holds its value itself.
+  [[nodiscard]] const SharedBytes* BytesIn(pugi::xml_node node) const;
+  /// Gives a text node bytes to hold, or takes them away. Its own value must be empty then.
+  void HoldBytes(pugi::xml_node node, SharedBytes bytes) {
+    bytes_.insert_or_assign(node, std::move(bytes));
+  }
+  void DropBytes(pugi::xml_node node) { bytes_.erase(node); }
+
   [[nodiscard]] bool async() const { return async_; }
   void SetAsync(bool value) { async_ = value; }
 
@@ -53,6 +68,7 @@ class DocumentTree {
   pugi::xml_document nodes_;
   pugi::xml_node content_;
   pugi::xml_node detached_;
+  std::map<pugi::xml_node, SharedBytes> bytes_;  ///< Of the nodes that hold some.
 };
 
 /// A node and the document that keeps it alive.
@@ -60,5 +76,29 @@ struct NodeHandle {
   std::shared_ptr<DocumentTree> tree;
   pugi::xml_node node;
 };
+
+/// A copy of all nodes of a tree, in which every node holds its value itself.
+class SpelledOut {
+ public:
+  explicit SpelledOut(const DocumentTree& tree);
+
+  [[nodiscard]] pugi::xml_node CopyOf(pugi::xml_node node) const { return copies_.at(node); }
+  [[nodiscard]] pugi::xml_node OriginalOf(pugi::xml_node copy) const { return originals_.at(copy); }
+
+ private:
+  pugi::xml_document nodes_;
+  std::map<pugi::xml_node, pugi::xml_node> copies_;
+  std::map<pugi::xml_node, pugi::xml_node> originals_;
+};
+
+/// Calls `look` with a node whose values are to be looked at.
+template <typename Look>
+decltype(auto) LookAt(const NodeHandle& handle, Look&& look) {
+  if (!handle.tree->HoldsBytes()) {
+    return look(handle.node);
+  }
+  const SpelledOut copy(*handle.tree);
+  return look(copy.CopyOf(handle.node));
+}
 
 }  // namespace quillmark::portable

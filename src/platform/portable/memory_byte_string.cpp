@@ -44,15 +44,28 @@ MemoryByteString* MemoryByteString::From(ByteString& string) {
   return const_cast<MemoryByteString*>(From(std::as_const(string)));
 }
 
-std::span<std::uint8_t> MemoryByteString::WritableView() const {
-  const std::size_t size = storage_->bytes.size();
+template <typename Span>
+Span MemoryByteString::PartOf(Span whole) const {
+  const std::size_t size = whole.size();
   if (offset_ > size || count_.value_or(0) > size - offset_) {
     RaiseOutside();
   }
-  return std::span(storage_->bytes).subspan(offset_, count_.value_or(size - offset_));
+  return whole.subspan(offset_, count_.value_or(size - offset_));
 }
 
-ByteView MemoryByteString::View() const { return WritableView(); }
+ByteView MemoryByteString::View() const { return PartOf(storage_->bytes.View()); }
+
+std::span<std::uint8_t> MemoryByteString::WritableView() {
+  return PartOf(storage_->bytes.Writable());
+}
+
+SharedBytes MemoryByteString::Share() const {
+  if (IsWhole()) {
+    return storage_->bytes;
+  }
+  const ByteView bytes = View();
+  return SharedBytes(Bytes(bytes.begin(), bytes.end()));
+}
 
 std::size_t MemoryByteString::IndexOf(std::int32_t position) const {
   const std::int64_t index = std::int64_t{position} - StartAddress();
@@ -78,7 +91,7 @@ void MemoryByteString::Resize(std::int64_t length) {
   const std::int64_t whole_length = static_cast<std::int64_t>(offset_) + length;
   static_cast<void>(checked::Convert<std::int32_t>(whole_length));
   RequireAddresses(storage_->start_address, whole_length);
-  OrOutOfMemory([&] { storage_->bytes.resize(static_cast<std::size_t>(whole_length)); });
+  OrOutOfMemory([&] { storage_->bytes.Resize(static_cast<std::size_t>(whole_length)); });
 }
 
 std::uint8_t MemoryByteString::Item(std::int32_t position) const {
@@ -86,7 +99,8 @@ std::uint8_t MemoryByteString::Item(std::int32_t position) const {
 }
 
 void MemoryByteString::SetItem(std::int32_t position, std::uint8_t value) {
-  WritableView()[IndexOf(position)] = value;
+  const std::size_t index = IndexOf(position);
+  OrOutOfMemory([&] { WritableView()[index] = value; });
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32_t count) {
@@ -110,8 +124,7 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
 std::shared_ptr<ByteString> MemoryByteString::Clone() const {
   return OrOutOfMemory([&] {
     auto clone = std::make_shared<MemoryByteString>();
-    const ByteView bytes = View();
-    clone->storage_->bytes.assign(bytes.begin(), bytes.end());
+    clone->storage_->bytes = Share();
     clone->storage_->start_address = StartAddress();
     return clone;
   });
@@ -120,17 +133,25 @@ std::shared_ptr<ByteString> MemoryByteString::Clone() const {
 void MemoryByteString::Assign(const ByteString& source) {
   OrOutOfMemory([&] {
     const auto* own = From(source);
-    if (own != nullptr && own->storage_ == storage_) {
-      const ByteView shared = own->View();
-      AssignBytes(Bytes(shared.begin(), shared.end()));
+    if (own != nullptr && (own->IsWhole() || own->storage_ == storage_)) {
+      AssignShared(own->Share());
       return;
     }
     AssignBytes(SourceBytes(source).View());
   });
 }
 
+void MemoryByteString::AssignShared(SharedBytes bytes) {
+  if (!IsWhole()) {
+    AssignBytes(bytes.View());
+    return;
+  }
+  RequireAddresses(storage_->start_address, checked::Convert<std::int32_t>(bytes.View().size()));
+  storage_->bytes = std::move(bytes);
+}
+
 void MemoryByteString::AssignBytes(ByteView source) {
-  const std::size_t length = WritableView().size();
+  const std::size_t length = View().size();
   if (!count_.has_value() && source.size() != length) {
     Resize(checked::Convert<std::int32_t>(source.size()));
   }
@@ -150,14 +171,8 @@ std::string MemoryByteString::Hex() const {
 
 void MemoryByteString::SetHex(std::string_view text) {
   OrOutOfMemory([&] {
-    Bytes bytes = BytesOfHex(text);
-    if (!IsWhole()) {
-      AssignBytes(bytes);
-      return;
-    }
     // Taken over, not copied: the bytes of a whole memory segment come this way.
-    RequireAddresses(storage_->start_address, checked::Convert<std::int32_t>(bytes.size()));
-    storage_->bytes = std::move(bytes);
+    AssignShared(SharedBytes(BytesOfHex(text)));
   });
 }
 
@@ -165,11 +180,6 @@ void MemoryByteString::ReadBytes(const std::function<void(ByteView)>& read) cons
 
 void MemoryByteString::SetBytes(ByteView bytes) {
   OrOutOfMemory([&] { AssignBytes(bytes); });
-}
-
-void MemoryByteString::TakeFrom(MemoryByteString& source) {
-  storage_->bytes = std::exchange(source.storage_->bytes, {});
-  storage_->start_address = source.storage_->start_address;
 }
 
 std::int32_t MemoryByteString::StartAddress() const {

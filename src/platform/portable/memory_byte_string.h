@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "base/hex.h"
+#include "platform/portable/shared_bytes.h"
 #include "quillmark/byte_string.h"
 
 namespace quillmark::portable {
@@ -16,6 +17,9 @@ namespace quillmark::portable {
 /// The reference byte string. A whole string has its bytes in itself, which spares `checkupload` on
 /// a K line 7 % of its instructions; a view on it is an object of this class that keeps it alive.
 /// Made with `std::make_shared`.
+///
+/// A copy of a long string shares its bytes until one of the two is written to, be it through a
+/// view: the string as a whole is then given bytes of its own, and all its views follow.
 ///
 /// A view whose bytes its string has given up since raises 9 whenever it is used; it works again
 /// once the string is long enough.
@@ -53,9 +57,10 @@ class MemoryByteString final : public ByteString,
   /// The bytes themselves, until the string or its storage is changed.
   [[nodiscard]] ByteView View() const;
 
-  /// Takes the bytes and the start address of a whole string over, which is empty then.
-  void TakeFrom(MemoryByteString& source);
-  [[nodiscard]] bool IsWhole() const { return whole_ == nullptr; }
+  /// A copy of the bytes, which shares those of a long whole string.
+  [[nodiscard]] SharedBytes Share() const;
+  /// Assigns bytes as `Assign` would; a whole string shares them.
+  void AssignShared(SharedBytes bytes);
 
   /// A view on a whole string; `Mid` makes them.
   MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
@@ -66,14 +71,19 @@ class MemoryByteString final : public ByteString,
   [[nodiscard]] static MemoryByteString* From(ByteString& string);
 
  private:
-  [[nodiscard]] std::span<std::uint8_t> WritableView() const;
+  [[nodiscard]] bool IsWhole() const { return whole_ == nullptr; }
+  /// `whole`, the bytes of the storage, as far as this string reaches. Raises 9 where they are
+  /// gone.
+  template <typename Span>
+  [[nodiscard]] Span PartOf(Span whole) const;
+  [[nodiscard]] std::span<std::uint8_t> WritableView();
   [[nodiscard]] std::size_t IndexOf(std::int32_t position) const;
   void AssignBytes(ByteView source);
   void Resize(std::int64_t length);
 
   /// The bytes that a whole string and its views share.
   struct Storage {
-    Bytes bytes;
+    SharedBytes bytes;
     std::int32_t start_address = 1;
   };
 

@@ -56,7 +56,8 @@ bool NamePath::AddStep(std::string_view& rest) {
   return step.index.has_value();
 }
 
-pugi::xml_node NamePath::FirstBelow(pugi::xml_node parent, std::size_t step) const {
+template <typename Visit>
+bool NamePath::VisitBelow(pugi::xml_node parent, std::size_t step, Visit&& visit) const {
   const auto& [step_name, index] = steps_[step];
   const char* const name = step_name.c_str();
   std::uint32_t passed = 0;
@@ -64,12 +65,32 @@ pugi::xml_node NamePath::FirstBelow(pugi::xml_node parent, std::size_t step) con
     if (index && passed++ < *index) {
       continue;
     }
-    const pugi::xml_node found = step + 1 == step_count_ ? child : FirstBelow(child, step + 1);
-    if (found || index) {
-      return found;
+    if (!(step + 1 == step_count_ ? visit(child) : VisitBelow(child, step + 1, visit))) {
+      return false;
+    }
+    if (index) {
+      break;
     }
   }
-  return {};
+  return true;
+}
+
+pugi::xml_node NamePath::First(pugi::xml_node context, pugi::xml_node document) const {
+  pugi::xml_node first;
+  VisitBelow(is_from_root_ ? document : context, 0, [&](pugi::xml_node node) {
+    first = node;
+    return false;
+  });
+  return first;
+}
+
+std::vector<pugi::xml_node> NamePath::All(pugi::xml_node context, pugi::xml_node document) const {
+  std::vector<pugi::xml_node> all;
+  VisitBelow(is_from_root_ ? document : context, 0, [&](pugi::xml_node node) {
+    all.push_back(node);
+    return true;
+  });
+  return all;
 }
 
 }  // namespace quillmark::portable

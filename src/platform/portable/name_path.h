@@ -8,6 +8,7 @@
 #include <pugixml.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace quillmark::portable {
 
@@ -20,9 +21,10 @@ class NamePath {
 
   /// The first node in document order that the path selects, seen from `context`; `document` is
   /// where paths from the root begin. An empty one where there is none.
-  [[nodiscard]] pugi::xml_node First(pugi::xml_node context, pugi::xml_node document) const {
-    return FirstBelow(is_from_root_ ? document : context, 0);
-  }
+  [[nodiscard]] pugi::xml_node First(pugi::xml_node context, pugi::xml_node document) const;
+  /// All of them, in document order.
+  [[nodiscard]] std::vector<pugi::xml_node> All(pugi::xml_node context,
+                                                pugi::xml_node document) const;
 
  private:
   struct Step {
@@ -33,7 +35,10 @@ class NamePath {
 
   /// Reads a step off `rest`; false where none begins there.
   bool AddStep(std::string_view& rest);
-  [[nodiscard]] pugi::xml_node FirstBelow(pugi::xml_node parent, std::size_t step) const;
+  /// Calls `visit` with each node that the steps from `step` on select below `parent`, until it
+  /// returns false.
+  template <typename Visit>
+  bool VisitBelow(pugi::xml_node parent, std::size_t step, Visit&& visit) const;
 
   bool is_from_root_ = false;
   std::array<Step, kMaxSteps> steps_;

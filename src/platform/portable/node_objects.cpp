@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/portable/memory_byte_string.h"
 #include "platform/portable/node_operations.h"
 #include "platform/portable/node_selection.h"
 #include "platform/portable/out_of_memory.h"
@@ -79,19 +80,35 @@ class NodeOperations : public Interface, public NodeObject {
   }
 
   [[nodiscard]] std::string nodeValue() const override {
-    return OrOutOfMemory([&] { return std::string(node().value()); });
-  }
-
-  void readNodeValue(const std::function<void(std::string_view)>& read) const override {
-    read(node().value());
+    return OrOutOfMemory([&] { return ValueOf(handle()); });
   }
 
   void setNodeValue(std::string_view value) override {
     OrOutOfMemory([&] { ReplaceValue(handle(), value); });
   }
 
+  void setNodeBytes(const ByteString& bytes) override {
+    const auto* const own = MemoryByteString::From(bytes);
+    if (own == nullptr) {
+      Interface::setNodeBytes(bytes);
+      return;
+    }
+    OrOutOfMemory([&] { ReplaceValueByBytes(handle(), own->Share()); });
+  }
+
+  void readNodeBytes(ByteString& bytes) const override {
+    const SharedBytes* const held = handle().tree->BytesIn(node());
+    if (held == nullptr) {
+      bytes.SetHex(node().value());
+    } else if (auto* const own = MemoryByteString::From(bytes)) {
+      own->AssignShared(*held);
+    } else {
+      bytes.SetBytes(held->View());
+    }
+  }
+
   [[nodiscard]] std::string text() const override {
-    return OrOutOfMemory([&] { return TextOf(node()); });
+    return OrOutOfMemory([&] { return LookAt(handle(), TextOf); });
   }
 
   void setText(std::string_view value) override {
@@ -99,7 +116,7 @@ class NodeOperations : public Interface, public NodeObject {
   }
 
   [[nodiscard]] std::string xml() const override {
-    return OrOutOfMemory([&] { return WriteXml(node()); });
+    return OrOutOfMemory([&] { return LookAt(handle(), WriteXml); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> parentNode() const override {
@@ -143,20 +160,19 @@ class NodeOperations : public Interface, public NodeObject {
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const override {
-    return OrOutOfMemory(
-        [&] { return WrapNode(At(SelectFirst(node(), handle().tree->content(), path))); });
+    return OrOutOfMemory([&] { return WrapNode(At(SelectFirst(handle(), path))); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNodeList> selectNodes(std::string_view path) const override {
-    return OrOutOfMemory([&] {
-      return std::make_shared<NodeList>(handle().tree,
-                                        SelectAll(node(), handle().tree->content(), path));
-    });
+    return OrOutOfMemory(
+        [&] { return std::make_shared<NodeList>(handle().tree, SelectAll(handle(), path)); });
   }
 
   void readChildTexts(std::string_view name, std::string_view part,
                       const std::function<void(const ChildText&)>& read) const override {
-    OrOutOfMemory([&] { ReadChildTexts(node(), name, part, read); });
+    OrOutOfMemory([&] {
+      LookAt(handle(), [&](pugi::xml_node node) { ReadChildTexts(node, name, part, read); });
+    });
   }
 };
 
@@ -235,8 +251,9 @@ class DocumentNode final : public NodeOperations<Interface> {
       if (&copy == tree().get()) {
         return;
       }
-      copy.ReplaceContent(
-          [&](pugi::xml_node content) { AppendCopiesOfChildren(content, this->node()); });
+      copy.ReplaceContent([&](pugi::xml_node content) {
+        LookAt(this->handle(), [&](pugi::xml_node node) { AppendCopiesOfChildren(content, node); });
+      });
     });
   }
 

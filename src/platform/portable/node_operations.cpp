@@ -83,18 +83,19 @@ void RequireOneElement(pugi::xml_node fragment) {
 }
 
 /// A document holds one element, and beside it comments, processing instructions and white space.
-void RequireFitsDocument(pugi::xml_node document, pugi::xml_node child) {
+void RequireFitsDocument(const DocumentTree& tree, pugi::xml_node child) {
   const NodeType type = TypeOf(child);
-  const pugi::xml_node root = RootElementOf(document);
+  const pugi::xml_node root = RootElementOf(tree.content());
   if (type == NodeType::kElement && root && root != child) {
     RaiseMismatch("A document has one root element");
   }
-  if (type == NodeType::kCDataSection || (type == NodeType::kText && !IsBlank(child.value()))) {
+  const bool is_blank = IsBlank(child.value()) && tree.BytesIn(child) == nullptr;
+  if (type == NodeType::kCDataSection || (type == NodeType::kText && !is_blank)) {
     RaiseMismatch(kTextOutside);
   }
 }
 
-void RequireFits(pugi::xml_node parent, pugi::xml_node child) {
+void RequireFits(const DocumentTree& tree, pugi::xml_node parent, pugi::xml_node child) {
   if (IsLeaf(TypeOf(parent))) {
     RaiseMismatch("The node can have no children");
   }
@@ -108,12 +109,12 @@ void RequireFits(pugi::xml_node parent, pugi::xml_node child) {
     return;
   }
   if (TypeOf(child) != NodeType::kDocumentFragment) {
-    RequireFitsDocument(parent, child);
+    RequireFitsDocument(tree, child);
     return;
   }
   RequireOneElement(child);
   for (const pugi::xml_node part : child.children()) {
-    RequireFitsDocument(parent, part);
+    RequireFitsDocument(tree, part);
   }
 }
 
@@ -164,6 +165,11 @@ void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view
   }
 }
 
+std::string ValueOf(const NodeHandle& handle) {
+  const SharedBytes* const bytes = handle.tree->BytesIn(handle.node);
+  return bytes == nullptr ? handle.node.value() : HexOf(bytes->View());
+}
+
 void ReplaceValue(const NodeHandle& handle, std::string_view value) {
   const NodeType type = TypeOf(handle.node);
   if (!IsLeaf(type)) {
@@ -175,6 +181,17 @@ void ReplaceValue(const NodeHandle& handle, std::string_view value) {
     RaiseMismatch(kTextOutside);
   }
   SetValue(handle.node, value);
+  handle.tree->DropBytes(handle.node);
+}
+
+void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes) {
+  const bool is_outside = TypeOf(handle.node.parent()) == NodeType::kDocument;
+  if (TypeOf(handle.node) != NodeType::kText || is_outside || bytes.View().empty()) {
+    ReplaceValue(handle, HexOf(bytes.View()));
+    return;
+  }
+  handle.tree->HoldBytes(handle.node, std::move(bytes));
+  SetValue(handle.node, {});
 }
 
 void ReplaceText(const NodeHandle& handle, std::string_view text) {
@@ -205,7 +222,7 @@ void AppendNode(const NodeHandle& parent, const NodeHandle& child) {
   if (parent.tree != child.tree) {
     RaiseMismatch("The node belongs to another document");
   }
-  RequireFits(parent.node, child.node);
+  RequireFits(*parent.tree, parent.node, child.node);
   if (TypeOf(child.node) == NodeType::kDocumentFragment) {
     MoveChildren(parent.node, child.node);
     return;
@@ -219,15 +236,17 @@ NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
     const auto copy = std::make_shared<DocumentTree>(handle.tree->kind());
     copy->SetAsync(handle.tree->async());
     if (deep) {
-      AppendCopiesOfChildren(copy->content(), handle.node);
+      LookAt(handle, [&](pugi::xml_node node) { AppendCopiesOfChildren(copy->content(), node); });
     }
     return {copy, copy->content()};
   }
-  NewNode copy(AppendShallowCopy(handle.tree->detached(), handle.node));
-  if (deep) {
-    AppendCopiesOfChildren(copy.get(), handle.node);
-  }
-  return {handle.tree, copy.Keep()};
+  return LookAt(handle, [&](pugi::xml_node node) -> NodeHandle {
+    NewNode copy(AppendShallowCopy(handle.tree->detached(), node));
+    if (deep) {
+      AppendCopiesOfChildren(copy.get(), node);
+    }
+    return {handle.tree, copy.Keep()};
+  });
 }
 
 namespace {
@@ -358,7 +377,7 @@ void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::s
     RaiseMismatch("A node cannot stand below itself");
   }
   RequireNoNul(text);
-  AppendCopiesOfChildren(parent.node, fragment.node, text);
+  LookAt(fragment, [&](pugi::xml_node node) { AppendCopiesOfChildren(parent.node, node, text); });
 }
 
 NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,

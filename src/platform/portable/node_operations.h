@@ -21,8 +21,12 @@ namespace quillmark::portable {
 void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view part,
                     const std::function<void(const ChildText&)>& read);
 
+/// The value of a leaf; empty for any other node.
+[[nodiscard]] std::string ValueOf(const NodeHandle& handle);
 /// Raises 13 where the node has no value or its value cannot hold that text.
 void ReplaceValue(const NodeHandle& handle, std::string_view value);
+/// Makes the hex text of `bytes` the value; a text node holds the bytes.
+void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes);
 /// Raises 13 for a document. The children that are replaced become detached.
 void ReplaceText(const NodeHandle& handle, std::string_view text);
 

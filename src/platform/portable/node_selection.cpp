@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/node_selection.h"
 
+#include <algorithm>
 #include <new>
 
 #include "platform/portable/name_path.h"
@@ -38,10 +39,8 @@ pugi::xml_node RequireNode(const pugi::xpath_node& selected, std::string_view pa
   return selected.node();
 }
 
-}  // namespace
-
-std::vector<pugi::xml_node> SelectAll(pugi::xml_node context, pugi::xml_node document,
-                                      std::string_view pattern) {
+std::vector<pugi::xml_node> Evaluate(pugi::xml_node context, pugi::xml_node document,
+                                     std::string_view pattern) {
   return Select(document, pattern, [&](const pugi::xpath_query& query) {
     pugi::xpath_node_set selected = query.evaluate_node_set(context);
     selected.sort();
@@ -54,13 +53,33 @@ std::vector<pugi::xml_node> SelectAll(pugi::xml_node context, pugi::xml_node doc
   });
 }
 
-pugi::xml_node SelectFirst(pugi::xml_node context, pugi::xml_node document,
-                           std::string_view pattern) {
+}  // namespace
+
+std::vector<pugi::xml_node> SelectAll(const NodeHandle& context, std::string_view pattern) {
+  const DocumentTree& tree = *context.tree;
   if (const auto path = NamePath::Of(pattern)) {
-    return path->First(context, document);
+    return path->All(context.node, tree.content());
   }
-  return Select(document, pattern, [&](const pugi::xpath_query& query) {
-    return RequireNode(query.evaluate_node(context), pattern);
+  if (!tree.HoldsBytes()) {
+    return Evaluate(context.node, tree.content(), pattern);
+  }
+  const SpelledOut copy(tree);
+  auto nodes = Evaluate(copy.CopyOf(context.node), copy.CopyOf(tree.content()), pattern);
+  std::transform(nodes.begin(), nodes.end(), nodes.begin(),
+                 [&](pugi::xml_node node) { return copy.OriginalOf(node); });
+  return nodes;
+}
+
+pugi::xml_node SelectFirst(const NodeHandle& context, std::string_view pattern) {
+  if (const auto path = NamePath::Of(pattern)) {
+    return path->First(context.node, context.tree->content());
+  }
+  if (context.tree->HoldsBytes()) {
+    const auto all = SelectAll(context, pattern);
+    return all.empty() ? pugi::xml_node() : all.front();
+  }
+  return Select(context.tree->content(), pattern, [&](const pugi::xpath_query& query) {
+    return RequireNode(query.evaluate_node(context.node), pattern);
   });
 }
 

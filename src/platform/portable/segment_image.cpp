@@ -17,19 +17,6 @@ void SegmentImage::AddSegment(const ByteString& segment) {
   });
 }
 
-void SegmentImage::TakeSegment(ByteString& segment) {
-  auto* const own = MemoryByteString::From(segment);
-  if (own == nullptr || !own->IsWhole()) {
-    AddSegment(segment);
-    return;
-  }
-  OrOutOfMemory([&] {
-    const auto taken = std::make_shared<MemoryByteString>();
-    segments_.push_back(taken);
-    taken->TakeFrom(*own);
-  });
-}
-
 std::vector<std::shared_ptr<ByteString>> SegmentImage::Segments() const {
   return OrOutOfMemory([&] {
     auto in_address_order = segments_;

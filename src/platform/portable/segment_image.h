@@ -13,7 +13,6 @@ namespace quillmark::portable {
 class SegmentImage final : public MemoryImage {
  public:
   void AddSegment(const ByteString& segment) override;
-  void TakeSegment(ByteString& segment) override;
   [[nodiscard]] std::vector<std::shared_ptr<ByteString>> Segments() const override;
 
  private:

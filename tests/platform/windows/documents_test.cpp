@@ -60,6 +60,20 @@ TEST_F(Documents, TextIsNotTrimmed) {
   EXPECT_EQ(document->documentElement()->firstChild()->nextSibling(), nullptr);
 }
 
+TEST_F(Documents, BytesCrossAsTheirHexText) {
+  const auto document = Loaded("<a>x</a>");
+  const auto text = document->documentElement()->firstChild();
+  const auto bytes = platform_->CreateByteString();
+  bytes->SetHex("0AFF");
+  text->setNodeBytes(*bytes);
+  EXPECT_EQ(document->xml(), "<a>0AFF</a>");
+  bytes->SetHex("");
+  text->readNodeBytes(*bytes);
+  EXPECT_EQ(bytes->Hex(), "0AFF");
+  text->setNodeValue("0G");
+  EXPECT_ERROR(text->readNodeBytes(*bytes), 13, "Type mismatch");
+}
+
 TEST_F(Documents, AnIndexCountsFromZero) {
   const auto document = Loaded("<can><x><r>a</r><r>b</r></x></can>");
   EXPECT_EQ(document->selectSingleNode("/can/x/r[0]")->text(), "a");

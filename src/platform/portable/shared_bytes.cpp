@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+#include "platform/portable/shared_bytes.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "base/large_pages.h"
+
+namespace quillmark::portable {
+namespace {
+
+/// So many bytes are shared.
+constexpr std::size_t kMany = 4096;
+
+}  // namespace
+
+struct SharedBytes::Block {
+  explicit Block(Bytes shared) : bytes(std::move(shared)) {}
+
+  std::atomic<std::size_t> users = 1;
+  Bytes bytes;
+};
+
+SharedBytes::SharedBytes(Bytes bytes) {
+  if (bytes.size() < kMany) {
+    few_ = std::move(bytes);
+  } else {
+    many_ = new Block(std::move(bytes));
+  }
+}
+
+SharedBytes::SharedBytes(const SharedBytes& other) : few_(other.few_), many_(other.many_) {
+  if (many_ != nullptr) {
+    many_->users.fetch_add(1, std::memory_order_relaxed);
+  }
+}
+
+SharedBytes::SharedBytes(SharedBytes&& other) noexcept { Swap(other); }
+
+SharedBytes& SharedBytes::operator=(SharedBytes other) noexcept {
+  Swap(other);
+  return *this;
+}
+
+SharedBytes::~SharedBytes() {
+  // Released, so that whoever is left may write; acquired, so that all reads are over.
+  if (many_ != nullptr && many_->users.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    delete many_;
+  }
+}
+
+void SharedBytes::Swap(SharedBytes& other) noexcept {
+  few_.swap(other.few_);
+  std::swap(many_, other.many_);
+}
+
+bool SharedBytes::IsSole() const {
+  // The number alone says that nobody else will read; only together with what the last user
+  // released does it say that nobody still does.
+  return many_ == nullptr || many_->users.load(std::memory_order_acquire) == 1;
+}
+
+ByteView SharedBytes::View() const { return many_ == nullptr ? few_ : many_->bytes; }
+
+std::span<std::uint8_t> SharedBytes::Writable() {
+  if (!IsSole()) {
+    Resize(View().size());
+  }
+  return many_ == nullptr ? few_ : many_->bytes;
+}
+
+void SharedBytes::Resize(std::size_t size) {
+  if (IsSole() && (many_ != nullptr || size < kMany)) {
+    (many_ == nullptr ? few_ : many_->bytes).resize(size);
+    return;
+  }
+  const ByteView kept = View().first(std::min(size, View().size()));
+  Bytes resized;
+  resized.reserve(size);
+  PreferLargePages(resized.data(), size);
+  resized.assign(kept.begin(), kept.end());
+  resized.resize(size);
+  *this = SharedBytes(std::move(resized));
+}
+
+}  // namespace quillmark::portable
