@@ -89,7 +89,7 @@ class Site:
         known = found.relative_to(ROOT).as_posix()
         if known in self.names:
             return self.names[known] + (f"#{part}" if part else "")
-        if found.suffix == ".md":
+        if found.suffix == ".md" and not known.startswith(".github/"):
             raise SystemExit(f"{path}: {known} is linked, but README does not list it")
         return self.reference(found) or self.copy(known)
 
@@ -104,7 +104,7 @@ class Site:
     def copy(self, path):
         """A picture as it is; the text of any other file as a page."""
         source = ROOT / path
-        if source.suffix == ".png":
+        if source.suffix in (".png", ".svg"):
             (self.folder / source.name).write_bytes(source.read_bytes())
             return source.name
         name = f"files/{path}.html"
