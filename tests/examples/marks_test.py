@@ -37,6 +37,9 @@ class Marks(unittest.TestCase):
     def test_a_command_that_fails_is_reported(self):
         self.assertFalse(self.passes(RUN, block("<!-- runs -->", "false\necho after")))
 
+    def test_nothing_goes_on_after_a_page(self):
+        self.assertFalse(self.passes(RUN, block("<!-- runs -->", "sleep 1000 &\nfalse")))
+
     def test_a_page_without_commands_is_reported(self):
         self.assertFalse(self.passes(RUN, "no block\n"))
 

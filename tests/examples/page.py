@@ -15,11 +15,14 @@ A mark is a comment on a line of its own, directly above a fenced block:
 In a block of output, "…" stands for what is left out or differs from run to run: on a line of its own for any
 lines, within a line for any characters.
 """
+import contextlib
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
+import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 RUNS = ("runs", "runs as root")
@@ -87,12 +90,19 @@ def commands_of(block):
 
 
 def run(blocks):
-    """The exit status, and what each of the blocks printed."""
+    """The exit status, and what each of the blocks printed. Nothing that they started goes on."""
     environment = {name: value for name, value in os.environ.items() if name != "CMAKE_GENERATOR"}
     script = "".join(f"{commands_of(block)}printf '\\0'\n" for block in blocks)
-    ran = subprocess.run(["bash", "-ec", script], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                         text=True, cwd=ROOT, env=environment, check=False)
-    return ran.returncode, ran.stdout.split(END_OF_BLOCK)
+    with tempfile.TemporaryFile("w+") as output:
+        shell = subprocess.Popen(["bash", "-ec", script], stdin=subprocess.DEVNULL, stdout=output, cwd=ROOT,
+                                 env=environment, start_new_session=True)
+        try:
+            status = shell.wait()
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(shell.pid, signal.SIGTERM)
+        output.seek(0)
+        return status, output.read().split(END_OF_BLOCK)
 
 
 def complaints(name, blocks):
