@@ -52,8 +52,8 @@ class Bench {
     options.block_size = data_.ConsumeIntegralInRange<std::uint8_t>(0, 3);
     options.separation_time = data_.ConsumeBool() ? 0 : data_.ConsumeIntegral<std::uint8_t>();
     options.needs_break = data_.ConsumeBool();
-    options.erase_polls = data_.ConsumeIntegralInRange(0, 1);
-    options.check_polls = data_.ConsumeIntegralInRange(0, 1);
+    options.timing.erase_time = milliseconds(data_.ConsumeIntegralInRange(0, 1));
+    options.timing.check_time = milliseconds(data_.ConsumeIntegralInRange(0, 1));
     options.areas = {
         {.identifier = 0, .start = kFlashStart, .size = kFlashSize, .content = kOldContent}};
     options.key = [this](const Bytes&) {

@@ -89,7 +89,7 @@ Bytes Application::PositiveReplyTo(ByteView request, Duration now) {
     case service::kRoutine:
     case service::kDownload:
     case service::kUpload:
-      return OnProgramming(request);
+      return OnProgramming(request, now);
     default:
       throw Refusal(ResponseCode::kServiceNotSupported);
   }
@@ -144,18 +144,18 @@ Bytes Application::OnReadRecord(ByteView request) const {
   return reply;
 }
 
-Bytes Application::OnProgramming(ByteView request) {
+Bytes Application::OnProgramming(ByteView request, Duration now) {
   Require(Session::kProgramming);
   if (!security_.unlocked()) {
     throw Refusal(ResponseCode::kSecurityAccessDenied);
   }
   switch (request[0]) {
     case service::kRoutine:
-      return programming_.OnRoutine(request);
+      return programming_.OnRoutine(request, now);
     case service::kDownload:
-      return programming_.OnDownload(request);
+      return programming_.OnDownload(request, now);
     default:
-      return programming_.OnUpload(request);
+      return programming_.OnUpload(request, now);
   }
 }
 
@@ -176,6 +176,7 @@ std::vector<TimedMessage> Application::Schedule(std::uint8_t service, Bytes repl
 void Application::Enter(Session session) {
   session_ = session;
   security_.Lock();
+  programming_.StopRoutines();
 }
 
 void Application::Require(Session session) const {

@@ -13,7 +13,8 @@
 namespace quillmark::host {
 
 /// The diagnostic application of the simulated ECU: sessions, the services and what each of them
-/// demands. A session that the tester leaves alone lapses, and with it security access.
+/// demands. A session that the tester leaves alone lapses; whatever ends a session takes security
+/// access and running routines with it.
 class Application : public MessageHandler {
  public:
   /// Raises std::invalid_argument for options that make no ECU.
@@ -42,7 +43,7 @@ class Application : public MessageHandler {
   [[nodiscard]] Bytes OnCommunication(ByteView request);
   [[nodiscard]] Bytes OnTesterPresent(ByteView request) const;
   [[nodiscard]] Bytes OnReadRecord(ByteView request) const;
-  [[nodiscard]] Bytes OnProgramming(ByteView request);
+  [[nodiscard]] Bytes OnProgramming(ByteView request, Duration now);
   std::vector<TimedMessage> Schedule(std::uint8_t service, Bytes reply, Duration now);
   void Enter(Session session);
   void Require(Session session) const;

@@ -49,6 +49,9 @@ struct EcuTiming {
   std::chrono::milliseconds boot_time{100};
   /// How long security access stays closed after too many wrong keys.
   std::chrono::milliseconds security_delay{10'000};
+  /// How long the erase and the check routine run.
+  std::chrono::milliseconds erase_time{250};
+  std::chrono::milliseconds check_time{150};
 };
 
 /// What the ECU does wrong.
@@ -98,9 +101,6 @@ struct EcuOptions {
   std::vector<FlashAreaOptions> areas{FlashAreaOptions{}};
   /// Local identifier of the routine that compares the flash with what was downloaded.
   std::uint8_t check_routine = 0x02;
-  /// Status polls that find the erase, and the check routine, still busy.
-  int erase_polls = 3;
-  int check_polls = 2;
 
   std::function<Bytes(const Bytes& seed)> key = SimulatedKey;
   /// Where the sequence of seeds begins.

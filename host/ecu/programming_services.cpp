@@ -55,20 +55,20 @@ const EcuOptions& Checked(const EcuOptions& options) {
 
 ProgrammingServices::ProgrammingServices(const EcuOptions& options, Records& records)
     : check_identifier_(Checked(options).check_routine),
-      erase_polls_(options.erase_polls),
-      check_polls_(options.check_polls),
+      erase_time_(options.timing.erase_time),
+      check_time_(options.timing.check_time),
       blind_check_(options.misbehaviour.blind_check),
       bad_checksum_at_block_(options.misbehaviour.bad_checksum_at_block),
       records_(records),
       flash_(options.areas, options.misbehaviour.bad_cells),
       downloaded_(options.areas, {}) {}
 
-Bytes ProgrammingServices::OnRoutine(ByteView request) {
+Bytes ProgrammingServices::OnRoutine(ByteView request, Duration now) {
   constexpr std::size_t kEraseRequest = 5;
   constexpr std::size_t kOtherRequest = 3;
   const bool is_erase = request.size() >= 2 && request[1] == kEraseRoutine;
   if (is_erase && request.size() == kEraseRequest) {
-    return StartErase(request);
+    return StartErase(request, now);
   }
   if (request.size() != kOtherRequest) {
     throw Refusal(ResponseCode::kIncorrectMessageLength);
@@ -77,49 +77,49 @@ Bytes ProgrammingServices::OnRoutine(ByteView request) {
     throw Refusal(ResponseCode::kRequestOutOfRange);
   }
   if (request[2] == kAskStatus) {
-    return Poll(request[1], is_erase ? erase_ : check_);
+    return Poll(request[1], is_erase ? erase_ : check_, now);
   }
   if (is_erase || request[2] != kStartRoutine) {
     throw Refusal(ResponseCode::kSubFunctionNotSupported);
   }
-  return StartCheck();
+  return StartCheck(now);
 }
 
-Bytes ProgrammingServices::StartErase(ByteView request) {
+Bytes ProgrammingServices::StartErase(ByteView request, Duration now) {
   const std::uint8_t area = request[2];
   if (!flash_.HasArea(area) || request[3] != 0xF0 || request[4] != 0x5A) {
     throw Refusal(ResponseCode::kRequestOutOfRange);
   }
-  RequireIdle();
+  RequireIdle(now);
   std::erase_if(ranges_, [&](const Range& range) { return flash_.AreaOf(range.start, 1) == area; });
   flash_.Erase(area);
   downloaded_.Erase(area);
-  erase_ = Routine{erase_polls_, false};
+  erase_ = Routine{now + erase_time_, false};
   check_.reset();
   return {0x71, kEraseRoutine, kRunning};
 }
 
-Bytes ProgrammingServices::StartCheck() {
-  RequireIdle();
+Bytes ProgrammingServices::StartCheck(Duration now) {
+  RequireIdle(now);
   if (ranges_.empty()) {
     throw Refusal(ResponseCode::kConditionsNotCorrect);
   }
-  check_ = Routine{check_polls_, !blind_check_ && !FlashHoldsWhatWasDownloaded()};
+  check_ = Routine{now + check_time_, !blind_check_ && !FlashHoldsWhatWasDownloaded()};
   return {0x71, check_identifier_, kRunning};
 }
 
-Bytes ProgrammingServices::Poll(std::uint8_t identifier, std::optional<Routine>& routine) {
+Bytes ProgrammingServices::Poll(std::uint8_t identifier, const std::optional<Routine>& routine,
+                                Duration now) {
   if (!routine) {
     throw Refusal(ResponseCode::kConditionsNotCorrect);
   }
-  if (routine->polls_left > 0) {
-    --routine->polls_left;
+  if (now < routine->ends_at) {
     return {0x71, identifier, kRunning};
   }
   return {0x71, identifier, routine->failed ? kFinishedAndFailed : kFinished};
 }
 
-Bytes ProgrammingServices::OnDownload(ByteView request) {
+Bytes ProgrammingServices::OnDownload(ByteView request, Duration now) {
   if (request.size() <= kBlockHeader + kBlockChecksum ||
       request.size() != kBlockHeader + request[5] + kBlockChecksum) {
     throw Refusal(ResponseCode::kIncorrectMessageLength);
@@ -131,16 +131,17 @@ Bytes ProgrammingServices::OnDownload(ByteView request) {
   if (request[1] == kLogZone) {
     WriteLogRecord(AddressOf(request), data);
   } else {
-    WriteBlock(request[1], AddressOf(request), data);
+    WriteBlock(request[1], AddressOf(request), data, now);
   }
   return {0x74, 0x02};
 }
 
-void ProgrammingServices::WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data) {
+void ProgrammingServices::WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data,
+                                     Duration now) {
   if (flash_.AreaOf(address, data.size()) != area) {
     throw Refusal(ResponseCode::kRequestOutOfRange);
   }
-  RequireIdle();
+  RequireIdle(now);
   if (++blocks_received_ == bad_checksum_at_block_) {
     throw Refusal(ResponseCode::kBlockChecksumError);
   }
@@ -160,7 +161,7 @@ void ProgrammingServices::WriteLogRecord(std::uint32_t address, ByteView data) {
   records_.Log(data);
 }
 
-Bytes ProgrammingServices::OnUpload(ByteView request) const {
+Bytes ProgrammingServices::OnUpload(ByteView request, Duration now) const {
   if (request.size() != kBlockHeader) {
     throw Refusal(ResponseCode::kIncorrectMessageLength);
   }
@@ -171,7 +172,7 @@ Bytes ProgrammingServices::OnUpload(ByteView request) const {
   if (!area) {
     throw Refusal(ResponseCode::kRequestOutOfRange);
   }
-  RequireIdle();
+  RequireIdle(now);
   const Bytes data = flash_.Read(AddressOf(request), request[5]);
   Bytes reply{0x75, *area, request[2], request[3], request[4], request[5]};
   reply.insert(reply.end(), data.begin(), data.end());
@@ -179,15 +180,19 @@ Bytes ProgrammingServices::OnUpload(ByteView request) const {
   return reply;
 }
 
-void ProgrammingServices::Reset() {
-  ranges_.clear();
+void ProgrammingServices::StopRoutines() {
   erase_.reset();
   check_.reset();
 }
 
-void ProgrammingServices::RequireIdle() const {
-  const auto busy = [](const std::optional<Routine>& routine) {
-    return routine && routine->polls_left > 0;
+void ProgrammingServices::Reset() {
+  StopRoutines();
+  ranges_.clear();
+}
+
+void ProgrammingServices::RequireIdle(Duration now) const {
+  const auto busy = [now](const std::optional<Routine>& routine) {
+    return routine && now < routine->ends_at;
   };
   if (busy(erase_) || busy(check_)) {
     throw Refusal(ResponseCode::kBusyRepeatRequest);

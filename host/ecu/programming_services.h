@@ -13,19 +13,21 @@
 namespace quillmark::host {
 
 /// The services that an unlocked ECU offers on its memory. Each takes a whole request of its
-/// service and returns the positive response, or raises Refusal.
+/// service, which has arrived at `now`, and returns the positive response, or raises Refusal.
 class ProgrammingServices {
  public:
   /// `records` must outlive the services.
   ProgrammingServices(const EcuOptions& options, Records& records);
 
   /// 31: erase (routine 81, started with `RL F0 5A`) and check routine, each with its status.
-  [[nodiscard]] Bytes OnRoutine(ByteView request);
+  [[nodiscard]] Bytes OnRoutine(ByteView request, Duration now);
   /// 34: a block for the flash, or the log record for area 83.
-  [[nodiscard]] Bytes OnDownload(ByteView request);
+  [[nodiscard]] Bytes OnDownload(ByteView request, Duration now);
   /// 35: reads the flash.
-  [[nodiscard]] Bytes OnUpload(ByteView request) const;
+  [[nodiscard]] Bytes OnUpload(ByteView request, Duration now) const;
 
+  /// Ends what runs, as the end of a session does.
+  void StopRoutines();
   /// Forgets routines and what was downloaded; the flash memory stays.
   void Reset();
 
@@ -38,23 +40,24 @@ class ProgrammingServices {
     std::uint32_t start;
     std::size_t count;
   };
-  /// A routine that was started and stays busy for some status polls.
+  /// A routine that was started, and how it ends.
   struct Routine {
-    int polls_left;
+    Duration ends_at;
     bool failed;
   };
 
-  [[nodiscard]] Bytes StartErase(ByteView request);
-  [[nodiscard]] Bytes StartCheck();
-  [[nodiscard]] static Bytes Poll(std::uint8_t identifier, std::optional<Routine>& routine);
-  void WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data);
+  [[nodiscard]] Bytes StartErase(ByteView request, Duration now);
+  [[nodiscard]] Bytes StartCheck(Duration now);
+  [[nodiscard]] static Bytes Poll(std::uint8_t identifier, const std::optional<Routine>& routine,
+                                  Duration now);
+  void WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data, Duration now);
   void WriteLogRecord(std::uint32_t address, ByteView data);
-  void RequireIdle() const;
+  void RequireIdle(Duration now) const;
   [[nodiscard]] bool FlashHoldsWhatWasDownloaded() const;
 
   std::uint8_t check_identifier_;
-  int erase_polls_;
-  int check_polls_;
+  Duration erase_time_;
+  Duration check_time_;
   bool blind_check_;
   std::optional<std::uint32_t> bad_checksum_at_block_;
   Records& records_;

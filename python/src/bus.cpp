@@ -48,7 +48,7 @@ std::uint8_t DefaultAddress(Form form) {
 }
 
 std::shared_ptr<Ecu> MakeEcu(const std::string& form, std::optional<Byte> address, Long request_id,
-                             Long reply_id, int erase_polls, int check_polls, bool silent,
+                             Long reply_id, double erase_time, double check_time, bool silent,
                              bool refuses_key, std::optional<std::uint32_t> bad_checksum_at_block,
                              std::map<std::uint8_t, int> pending,
                              std::map<std::uint8_t, std::uint8_t> refused) {
@@ -57,8 +57,8 @@ std::shared_ptr<Ecu> MakeEcu(const std::string& form, std::optional<Byte> addres
   options.address = address ? address->value : DefaultAddress(options.form);
   options.request_id = static_cast<std::uint32_t>(request_id.value);
   options.reply_id = static_cast<std::uint32_t>(reply_id.value);
-  options.erase_polls = erase_polls;
-  options.check_polls = check_polls;
+  options.timing.erase_time = MillisecondsOf(erase_time);
+  options.timing.check_time = MillisecondsOf(check_time);
   options.misbehaviour.silent = silent;
   options.misbehaviour.refuses_key = refuses_key;
   options.misbehaviour.bad_checksum_at_block = bad_checksum_at_block;
@@ -117,16 +117,16 @@ void BindEcu(py::module_& module) {
       R"(A whole ECU, simulated, with 16 MB of flash memory as area 0.
 
 form: "can", "gateway" or "kline", with its address (0x6E through the gateway, 0x11 on the K line) or, on
-plain CAN, the identifiers that it listens to and sends on. erase_polls, check_polls: how often a poll finds
-the erase and the check routine busy. What it can do wrong: silent; refuses_key; bad_checksum_at_block, from
+plain CAN, the identifiers that it listens to and sends on. erase_time, check_time: how many
+seconds the erase and the check routine run. What it can do wrong: silent; refuses_key; bad_checksum_at_block, from
 1; pending, how many "response pending" come before each answer of a service; refused, the response code
 with which a service is refused. Raises ValueError for options that make no ECU.)")
       .def(py::init(&MakeEcu), py::arg("form") = "can", py::kw_only(),
            py::arg("address") = py::none(), py::arg("request_id") = defaults.request_id,
-           py::arg("reply_id") = defaults.reply_id, py::arg("erase_polls") = defaults.erase_polls,
-           py::arg("check_polls") = defaults.check_polls, py::arg("silent") = false,
-           py::arg("refuses_key") = false, py::arg("bad_checksum_at_block") = py::none(),
-           py::arg("pending") = py::dict(), py::arg("refused") = py::dict())
+           py::arg("reply_id") = defaults.reply_id, py::arg("erase_time") = 0.25,
+           py::arg("check_time") = 0.15, py::arg("silent") = false, py::arg("refuses_key") = false,
+           py::arg("bad_checksum_at_block") = py::none(), py::arg("pending") = py::dict(),
+           py::arg("refused") = py::dict())
       .def_property_readonly(
           "form", [](const Ecu& self) { return NameOf(self.options().form); },
           "\"can\", \"gateway\" or \"kline\".")

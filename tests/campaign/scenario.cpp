@@ -68,8 +68,8 @@ void ChooseParameters(Dice& dice, Scenario& scenario) {
   ecu.areas = {{.identifier = config.memory, .content = static_cast<std::uint8_t>(dice.Next())}};
   config.check_routine = AnyByteBut(dice, kEraseRoutine);
   ecu.check_routine = config.check_routine;
-  ecu.erase_polls = static_cast<int>(dice.Below(4));
-  ecu.check_polls = static_cast<int>(dice.Below(3));
+  ecu.timing.erase_time = std::chrono::milliseconds(100 * dice.Below(4));
+  ecu.timing.check_time = std::chrono::milliseconds(100 * dice.Below(3));
   ecu.history.resize(2 + dice.Below(7));
   ecu.first_seed = static_cast<std::uint32_t>(dice.Next()) | 1U;
 

@@ -53,7 +53,9 @@ Outcome Workbench::FlashWithFaults() {
 Outcome Workbench::FlashAgain() {
   injection_.emplace(std::vector<Fault>{}, FaultInjection::Surroundings{});
   bus_.Wait(kPause);
-  ecu_ = std::make_unique<host::SimulatedEcu>(scenario_.ecu);
+  if (!BadCells().empty()) {
+    ecu_ = std::make_unique<host::SimulatedEcu>(scenario_.ecu);
+  }
   return Flash({});
 }
 

@@ -45,7 +45,8 @@ class Workbench : private host::SimulatedNode {
   /// With all of the scenario's faults. An exception that a flash should not raise passes through.
   [[nodiscard]] Outcome FlashWithFaults();
 
-  /// With the same programmer, a sound ECU and an undisturbed bus.
+  /// With the same programmer and the same ECU, one with bad cells excepted, and an undisturbed
+  /// bus.
   [[nodiscard]] Outcome FlashAgain();
 
   [[nodiscard]] const PortablePlatform& platform() const { return *platform_; }

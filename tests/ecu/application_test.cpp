@@ -98,9 +98,7 @@ TEST_F(PlainCanApplicationTest, ProgramsOnceItIsUnlocked) {
   Ask("1085");
   bench_.Unlock();
   EXPECT_EQ(Ask("318100F05A"), "718101");
-  for (int poll = 0; poll < 4; ++poll) {
-    Ask("318101");
-  }
+  bench_.Wait(250ms);
   EXPECT_EQ(Ask("340000100001010046"), "7402");
   EXPECT_EQ(Ask("358000100001"), "750000100001010087");
   EXPECT_EQ(bench_.application().flash().Read(0x1000, 1), Hex("01"));
@@ -112,6 +110,17 @@ TEST_F(PlainCanApplicationTest, LocksWithEveryChangeOfSession) {
   bench_.Unlock();
   Ask("1085");
   EXPECT_EQ(Ask("318100F05A"), "7F3133");
+}
+
+TEST_F(PlainCanApplicationTest, EndsARoutineWithItsSession) {
+  Ask("1085");
+  bench_.Unlock();
+  Ask("318100F05A");
+  Ask("1081");
+  Ask("1085");
+  bench_.Unlock();
+  EXPECT_EQ(Ask("318101"), "7F3122");
+  EXPECT_EQ(Ask("318100F05A"), "718101");
 }
 
 TEST_F(PlainCanApplicationTest, LosesASessionThatTheTesterLeavesAlone) {

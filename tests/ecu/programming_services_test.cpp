@@ -10,6 +10,8 @@
 namespace quillmark::host {
 namespace {
 
+using namespace std::chrono_literals;
+
 EcuOptions TwoAreas() {
   EcuOptions options;
   options.areas = {{.identifier = 0x00, .start = 0x1000, .size = 0x1000},
@@ -23,19 +25,17 @@ class ProgrammingServicesTest : public ::testing::Test {
       : records_(options), services_(options, records_) {}
 
   std::string Routine(std::string_view request) {
-    return ReplyOf([&] { return services_.OnRoutine(Hex(request)); });
+    return ReplyOf([&] { return services_.OnRoutine(Hex(request), now_); });
   }
   std::string Download(std::string_view request) {
-    return ReplyOf([&] { return services_.OnDownload(Hex(request)); });
+    return ReplyOf([&] { return services_.OnDownload(Hex(request), now_); });
   }
   std::string Upload(std::string_view request) {
-    return ReplyOf([&] { return services_.OnUpload(Hex(request)); });
+    return ReplyOf([&] { return services_.OnUpload(Hex(request), now_); });
   }
   void EraseToTheEnd() {
     Routine("318100F05A");
-    for (int poll = 0; poll < 4; ++poll) {
-      Routine("318101");
-    }
+    now_ += 250ms;
   }
 
   // Area 0, address 001000, three bytes; 34 + 10 + 03 + 01 + 02 + 03 = 4D.
@@ -43,13 +43,15 @@ class ProgrammingServicesTest : public ::testing::Test {
 
   Records records_;
   ProgrammingServices services_;
+  Duration now_{};
 };
 
-TEST_F(ProgrammingServicesTest, StayBusyWithTheEraseForSomePolls) {
+TEST_F(ProgrammingServicesTest, StayBusyWithTheEraseForItsTime) {
   EXPECT_EQ(Routine("318100F05A"), "718101");
   EXPECT_EQ(Routine("318101"), "718101");
+  now_ += 249ms;
   EXPECT_EQ(Routine("318101"), "718101");
-  EXPECT_EQ(Routine("318101"), "718101");
+  now_ += 1ms;
   EXPECT_EQ(Routine("318101"), "718102");
   EXPECT_EQ(Routine("318101"), "718102");
   EXPECT_TRUE(services_.flash().IsErased(0x1000, 0x1000));
@@ -72,6 +74,15 @@ TEST_F(ProgrammingServicesTest, RefuseEverythingElseWhileErasing) {
   EXPECT_EQ(Routine("310200"), "refused 21");
   EXPECT_EQ(Download(kBlock), "refused 21");
   EXPECT_EQ(Upload("358000100003"), "refused 21");
+  now_ += 250ms;
+  EXPECT_EQ(Download(kBlock), "7402") << "though nobody has asked whether the erase has ended";
+}
+
+TEST_F(ProgrammingServicesTest, EndWhatRuns) {
+  Routine("318100F05A");
+  services_.StopRoutines();
+  EXPECT_EQ(Routine("318101"), "refused 22");
+  EXPECT_EQ(Routine("318100F05A"), "718101");
 }
 
 TEST_F(ProgrammingServicesTest, WriteABlockIntoErasedFlash) {
@@ -115,8 +126,9 @@ TEST_F(ProgrammingServicesTest, FindTheFlashAsItWasDownloaded) {
   EraseToTheEnd();
   Download(kBlock);
   EXPECT_EQ(Routine("310200"), "710201");
+  now_ += 149ms;
   EXPECT_EQ(Routine("310201"), "710201");
-  EXPECT_EQ(Routine("310201"), "710201");
+  now_ += 1ms;
   EXPECT_EQ(Routine("310201"), "710202");
 }
 
@@ -185,8 +197,7 @@ TEST_F(BadCellTest, IsFoundByTheCheckRoutineAlone) {
   EraseToTheEnd();
   EXPECT_EQ(Download(kBlock), "7402");
   EXPECT_EQ(Routine("310200"), "710201");
-  Routine("310201");
-  Routine("310201");
+  now_ += 150ms;
   EXPECT_EQ(Routine("310201"), "710203");
 }
 

@@ -142,7 +142,7 @@ TEST_P(FailureInEveryForm, OfFillThatIsNoErasedMemoryIsFoundByVerificationAlone)
 }
 
 TEST_P(FailureInEveryForm, OfAnEraseThatDoesNotEndIsBounded) {
-  workshop_.options.erase_polls = 10'000;
+  workshop_.options.timing.erase_time = 1h;
   workshop_.config.busy_limit = 3000ms;
   const Failure failure = FailureOfProgram();
   EXPECT_EQ(failure.phase, Phase::kErase);
@@ -151,11 +151,35 @@ TEST_P(FailureInEveryForm, OfAnEraseThatDoesNotEndIsBounded) {
 }
 
 TEST_P(FailureInEveryForm, OfACheckRoutineThatDoesNotEndIsBounded) {
-  workshop_.options.check_polls = 10'000;
+  workshop_.options.timing.check_time = 1h;
   workshop_.config.busy_limit = 3000ms;
   const Failure failure = FailureOfProgram();
   EXPECT_EQ(failure.phase, Phase::kCheck);
   EXPECT_EQ(failure.cause, Cause::kStillBusy);
+}
+
+/// Whether the answer to a poll of the erase or the check routine is on the wire.
+bool AnswersAPoll(const FrameOnWire& frame) {
+  return frame.direction == Direction::kToTester &&
+         (HexOf(frame.data).find("7181") != std::string::npos ||
+          HexOf(frame.data).find("7102") != std::string::npos);
+}
+
+TEST_P(FailureInEveryForm, InAPollLeavesAnEcuThatIsFlashedAgain) {
+  for (int lost = 0; lost < 6; ++lost) {
+    Workshop workshop(GetParam());
+    workshop.AddSegment(0x1000, Pattern(300));
+    workshop.Open();
+    int answers = 0;
+    workshop.bus->InjectFaults([&](const FrameOnWire& frame) {
+      return AnswersAPoll(frame) && answers++ == lost ? std::vector<FrameOnWire>{}
+                                                      : std::vector{frame};
+    });
+    EXPECT_TRUE(workshop.FailureOfProgram()) << lost;
+    workshop.bus->InjectFaults({});
+    EXPECT_FALSE(workshop.FailureOfProgram()) << lost << ": " << workshop.message;
+    workshop.platform->WaitForWorkers();
+  }
 }
 
 TEST_P(FailureInEveryForm, OfAnEcuThatSaysPendingForEverIsBounded) {
@@ -208,7 +232,7 @@ class BusThatFailsInAPause : public Bus {
 };
 
 TEST_P(FailureInEveryForm, OfTheBusBetweenTwoPollsIsItsOwn) {
-  workshop_.options.erase_polls = 2;
+  workshop_.options.timing.erase_time = 1s;
   workshop_.config.poll_interval = 777ms;
   workshop_.Open();
   BusThatFailsInAPause bus(*workshop_.bus, workshop_.config.poll_interval);
