@@ -66,14 +66,25 @@ ImageSegments ReadRawBinary(std::string_view content, const std::string& file, s
   return {{base, std::vector<std::uint8_t>(content.begin(), content.end())}};
 }
 
+/// In pieces, so that a gap of gigabytes ends with its stream.
+void WriteFill(std::ostream& out, std::uint64_t count, std::uint8_t fill) {
+  constexpr std::uint64_t kPiece = 0x10000;
+  const std::string piece(std::min(count, kPiece), static_cast<char>(fill));
+  while (count > 0 && out) {
+    const std::uint64_t size = std::min<std::uint64_t>(count, piece.size());
+    out.write(piece.data(), static_cast<std::streamsize>(size));
+    count -= size;
+  }
+}
+
 std::uint64_t WriteRawBinary(std::ostream& out, const ImageSegments& segments, std::uint8_t fill) {
   std::uint64_t filled = 0;
   std::uint64_t next = segments.empty() ? 0 : segments.front().address;
   for (const ImageSegment& segment : segments) {
     filled += segment.address - next;
-    std::fill_n(std::ostreambuf_iterator<char>(out), segment.address - next,
-                static_cast<char>(fill));
-    std::copy(segment.bytes.begin(), segment.bytes.end(), std::ostreambuf_iterator<char>(out));
+    WriteFill(out, segment.address - next, fill);
+    out.write(reinterpret_cast<const char*>(segment.bytes.data()),
+              static_cast<std::streamsize>(segment.bytes.size()));
     next = segment.address + std::uint64_t{segment.bytes.size()};
   }
   return filled;

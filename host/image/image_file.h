@@ -50,7 +50,8 @@ struct ImageFile {
 [[nodiscard]] ImageFormat FormatOfName(const std::filesystem::path& path);
 
 /// Writes `segments`. A raw binary starts at the first segment's address and has `fill` in the
-/// gaps; the result is the number of these bytes, 0 for the other formats.
+/// gaps; the result is the number of these bytes, 0 for the other formats. Once `out` has failed
+/// nothing more is written to it; the caller looks at its state.
 std::uint64_t WriteImage(std::ostream& out, ImageFormat format, const ImageSegments& segments,
                          std::uint8_t fill);
 

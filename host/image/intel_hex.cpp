@@ -159,7 +159,7 @@ void WriteIntelHex(std::ostream& out, const ImageSegments& segments, std::size_t
   for (const ImageSegment& segment : segments) {
     std::span<const std::uint8_t> rest = segment.bytes;
     std::uint32_t address = segment.address;
-    while (!rest.empty()) {
+    while (!rest.empty() && out) {
       if (address >> 16U != high) {
         high = address >> 16U;
         WriteLinearAddress(out, high);

@@ -191,7 +191,7 @@ void WriteSRecord(std::ostream& out, const ImageSegments& segments, std::size_t 
   for (const ImageSegment& segment : segments) {
     std::span<const std::uint8_t> rest = segment.bytes;
     std::uint32_t address = segment.address;
-    while (!rest.empty()) {
+    while (!rest.empty() && out) {
       const std::size_t size = std::min(rest.size(), bytes_per_record);
       WriteRecord(out, data_type, address, rest.first(size));
       rest = rest.subspan(size);
