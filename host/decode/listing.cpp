@@ -180,7 +180,7 @@ void ListTrace(std::ostream& out, const Decoding& decoding, ListingDetail detail
                      CountText(decoding.messages.size(), "message"));
   const auto frames = FramesByMessage(decoding);
   auto pause = decoding.breaks.begin();
-  for (std::size_t i = 0; i < decoding.messages.size(); ++i) {
+  for (std::size_t i = 0; i < decoding.messages.size() && out; ++i) {
     const DecodedMessage& message = decoding.messages[i];
     for (; pause != decoding.breaks.end() && pause->at <= message.began; ++pause) {
       out << TimeColumn(pause->at) << "  break " << pause->low.count() << " ms\n";

@@ -8,6 +8,7 @@
 #include "host/trace/trace_reader.h"
 #include "quillmark/error.h"
 #include "quillmark/portable_platform.h"
+#include "support/limited_stream.h"
 
 namespace quillmark::host::testing {
 namespace {
@@ -40,6 +41,13 @@ TEST(TraceListing, HasALineForEachMessage) {
       "# plain CAN, requests on 632, replies on 73A, 4 frames in 2 messages\n"
       "   0.000000 >    3  27 82 A1 A2 A3 A4 A5 A6     security access: key A1A2A3A4A5A6\n"
       "   0.003000 <    1  7F 27 35                    security access refused: 35, invalid key\n");
+}
+
+TEST(TraceListing, EndsAtTheFirstFailureOfItsStream) {
+  std::istringstream file(kKeyExchange);
+  const Decoding decoding = Decode(ReadTrace(file));
+  quillmark::testing::ExpectEndsWithItsStream(
+      [&](std::ostream& out) { ListTrace(out, decoding, ListingDetail::kFrames); });
 }
 
 TEST(TraceListing, ListsFramesWhereAsked) {

@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+#include "support/limited_stream.h"
+
 namespace quillmark::host {
 namespace {
 
@@ -29,6 +31,18 @@ std::size_t Occurrences(const std::string& text, const std::string& part) {
     ++count;
   }
   return count;
+}
+
+TEST(EveryReporter, EndsAtTheFirstFailureOfItsStream) {
+  for (const ReportStyle style :
+       {ReportStyle::kPlain, ReportStyle::kTerminal, ReportStyle::kJson}) {
+    quillmark::testing::ExpectEndsWithItsStream([style](std::ostream& out) {
+      const auto reporter = MakeReporter(style, out);
+      Work(*reporter);
+      reporter->Line("a line");
+      reporter->Event("done", {{"bytes", 5}});
+    });
+  }
 }
 
 TEST(PlainReporter, PrintsALineForEachPhaseAndTenth) {

@@ -5,6 +5,8 @@
 
 #include <sstream>
 
+#include "support/limited_stream.h"
+
 namespace quillmark::host::testing {
 namespace {
 
@@ -71,6 +73,17 @@ TEST(TraceWriter, WritesAKLineAsReadableLines) {
             "   0.000000 break 25 ms\n"
             "   1.000042 > 81 11 F1 81 04\n"
             "   1.000042 < 83 F1\n");
+}
+
+TEST(TraceWriter, EndsAtTheFirstFailureOfItsStream) {
+  for (const TraceFormat format : {TraceFormat::kCandump, TraceFormat::kAsc, TraceFormat::kKLine}) {
+    quillmark::testing::ExpectEndsWithItsStream([format](std::ostream& out) {
+      TraceWriter writer(out, format, kBegan);
+      for (int i = 0; i < 3; ++i) {
+        writer.Write(Frame(Direction::kToEcu, kStandard, {0x02, 0x10, 0xC0}));
+      }
+    });
+  }
 }
 
 }  // namespace
