@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "host/calls/json.h"
+#include "host/files/output_file.h"
 #include "host/programmer/programmer.h"
 #include "host/tool/trace_file.h"
 
@@ -16,20 +16,21 @@ namespace quillmark::host {
 /// trace, a log and the result. See docs/traces.md.
 class ArtifactFolder {
  public:
-  /// Raises ToolError (cannot create), also for a folder that already holds something.
-  ArtifactFolder(const std::string& path, TransportForm form);
+  /// Raises ToolError (cannot create) for a folder that holds something, unless that is artifacts
+  /// and these are to be replaced.
+  ArtifactFolder(const std::string& path, TransportForm form, Existing existing);
 
-  /// Raises ToolError.
+  /// All raise CannotCreateFile and CannotWriteFile.
   void WritePlan(const Json& plan) const;
-  /// Both raise ToolError. Returns the name of the file.
+  /// Returns the name of the file, as the next does.
   std::string WriteRequest(const DocumentRun& run);
   [[nodiscard]] std::string WriteReply(const DocumentRun& run) const;
   void WriteResult(const Json& result) const;
 
   [[nodiscard]] TraceFile& trace() { return trace_; }
-  [[nodiscard]] std::ostream& log() { return log_; }
+  [[nodiscard]] std::ostream& log() { return log_.stream(); }
 
-  /// Raises ToolError (input/output) where trace or log are not complete.
+  /// Raises CannotWriteFile where trace or log are not complete.
   void Close();
 
  private:
@@ -38,7 +39,7 @@ class ArtifactFolder {
 
   std::filesystem::path path_;
   TraceFile trace_;
-  std::ofstream log_;
+  OutputFile log_;
   std::size_t documents_ = 0;
 };
 

@@ -11,6 +11,9 @@ namespace quillmark::host {
 
 /// The command that the command line chose.
 struct Command {
+  /// What was done where the command itself ended well and only telling of it failed; null where
+  /// telling is all that it does.
+  const char* effect = nullptr;
   /// Raises where it fails; see ReportCurrentException.
   std::function<void(Reporter&)> run;
   bool json = false;

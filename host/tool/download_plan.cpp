@@ -9,9 +9,9 @@
 #include <system_error>
 #include <utility>
 
+#include "host/files/output_file.h"
 #include "host/services/count_text.h"
 #include "host/tool/exit_code.h"
-#include "host/tool/output_file.h"
 #include "host/tool/text.h"
 #include "quillmark/portable_platform.h"
 
@@ -57,9 +57,7 @@ class DocumentSink {
     total_bytes_ += std::stoull(document.documentElement()->getAttribute("totalbytes").value());
     wire_.Add(document);
     if (!folder_.empty()) {
-      OutputFile file(folder_ / fmt::format("download-{:04}.xml", documents_));
-      file.stream() << document.xml();
-      file.Commit();
+      WriteFile(folder_ / fmt::format("download-{:04}.xml", documents_), document.xml());
     }
   }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "host/bus/bus.h"
+#include "host/files/output_file.h"
 #include "host/image/image_file.h"
 #include "host/programmer/advice.h"
 #include "host/programmer/programmer.h"
@@ -159,6 +160,10 @@ FailureReport ReportCurrentException() {
     return ReportOf(ExitCode::kData, error.what(), NextStep(ExitCode::kData));
   } catch (const UnreadableImage& error) {
     return ReportOf(ExitCode::kNoInput, error.what(), NextStep(ExitCode::kNoInput));
+  } catch (const CannotCreateFile& error) {
+    return ReportOf(ExitCode::kCannotCreate, error.what(), NextStep(ExitCode::kCannotCreate));
+  } catch (const CannotWriteFile& error) {
+    return ReportOf(ExitCode::kInputOutput, error.what(), NextStep(ExitCode::kInputOutput));
   } catch (const MisplacedBase& error) {
     return ReportOf(ExitCode::kUsage, error.what(),
                     "say with --base where a raw binary begins; leave it out for any other file");

@@ -13,6 +13,7 @@
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/memory_file.h"
+#include "host/tool/outputs.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -20,6 +21,8 @@
 
 namespace quillmark::host {
 namespace {
+
+constexpr const char* kEffect = "the flash itself succeeded";
 
 struct FlashCommandOptions {
   LinkOptions link;
@@ -141,14 +144,10 @@ void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile:
                  {{"file", path}, {"format", NameOf(content.format)}, {"bytes", content.bytes}});
 }
 
-void Flash(const FlashCommandOptions& options, const ImageFile& image, Recording& recording,
-           Reporter& reporter) {
+void Flash(const FlashCommandOptions& options, const ImageFile& image,
+           std::optional<MemoryFile>& backup, Recording& recording, Reporter& reporter) {
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, image));
-  }
-  std::optional<MemoryFile> backup;
-  if (!options.flash.backup.empty()) {
-    backup.emplace(options.flash.backup);
   }
   Connection connection(options.link, options.session, ConfigOf(options),
                         [&recording](Bus& bus) { return recording.Tap(bus); });
@@ -174,9 +173,19 @@ void Run(const FlashCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
   const ImageFile image = ReadImageOf(options.transfer);
+  CheckOutputs({{"IMAGE", options.transfer.file}},
+               {{{"--backup", options.flash.backup}, OutputKind::kBackup},
+                {{"--trace", options.recording.trace}, OutputKind::kFile},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+               ExistingWith(options.recording.force));
+  std::optional<MemoryFile> backup;
+  if (!options.flash.backup.empty()) {
+    backup.emplace(options.flash.backup, Existing::kKept);
+  }
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Flash(options, image, recording, reporter); });
+  recording.Run([&](Reporter& reporter) { Flash(options, image, backup, recording, reporter); },
+                kEffect);
 }
 
 }  // namespace
@@ -188,11 +197,12 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   AddLinkOptions(flash, options->link);
   AddSessionOptions(flash, options->session);
   AddFlashOptions(flash, options->flash);
-  AddRecordingOptions(flash, options->recording);
+  AddRecordingOptions(flash, options->recording, "--trace and --artifacts, never a backup");
   AddJsonOption(flash, command);
   flash.callback([options, &command] {
     FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+    command.effect = kEffect;
   });
 }
 

@@ -60,7 +60,8 @@ int Run(const CLI::App& app, const Command& command) {
     return ReportFailure(ReportCurrentException(), *reporter);
   }
   if (!std::cout.flush()) {
-    std::cerr << "quillmark: cannot write to standard output" << std::endl;
+    std::cerr << "quillmark: cannot write to standard output"
+              << (command.effect == nullptr ? "" : std::string("; ") + command.effect) << std::endl;
     return ToStatus(ExitCode::kInputOutput);
   }
   return ToStatus(ExitCode::kDone);

@@ -20,13 +20,14 @@ ImageSegments SegmentsOf(const MemoryImage& memory, const std::string& file) {
 
 }  // namespace
 
-MemoryFile::MemoryFile(std::string path) : path_(std::move(path)), file_(path_) {}
+MemoryFile::MemoryFile(std::string path, Existing existing)
+    : path_(std::move(path)), file_(path_, existing) {}
 
 MemoryFile::Content MemoryFile::Write(const MemoryImage& memory, std::uint8_t fill) {
   const ImageSegments segments = SegmentsOf(memory, path_);
   const ImageFormat format = FormatOfName(path_);
   const std::uint64_t filled_bytes = WriteImage(file_.stream(), format, segments, fill);
-  file_.Commit();
+  file_.CommitToDisk();
   return {format, SizeOf(segments), filled_bytes};
 }
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "host/files/output_file.h"
 #include "host/image/image_file.h"
-#include "host/tool/output_file.h"
 #include "quillmark/memory_image.h"
 
 namespace quillmark::host {
@@ -13,8 +13,8 @@ namespace quillmark::host {
 /// A file that takes what was read from an ECU, in the format of its extension.
 class MemoryFile {
  public:
-  /// Raises ToolError (cannot create).
-  explicit MemoryFile(std::string path);
+  /// Raises CannotCreateFile.
+  MemoryFile(std::string path, Existing existing);
 
   struct Content {
     ImageFormat format;
@@ -23,7 +23,7 @@ class MemoryFile {
     std::uint64_t filled_bytes;
   };
 
-  /// Writes the whole file, once. Raises ToolError (input/output).
+  /// Writes the whole file, once; it is on the disk when this returns. Raises CannotWriteFile.
   Content Write(const MemoryImage& memory, std::uint8_t fill);
 
   [[nodiscard]] const std::string& path() const { return path_; }

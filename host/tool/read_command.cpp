@@ -12,6 +12,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/memory_file.h"
 #include "host/tool/number.h"
+#include "host/tool/outputs.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -19,6 +20,8 @@
 
 namespace quillmark::host {
 namespace {
+
+constexpr const char* kEffect = "the memory itself was read and written to its file";
 
 struct Range {
   std::int32_t start;
@@ -112,10 +115,16 @@ void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& record
 void Run(const ReadCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckRanges(options.ranges);
-  MemoryFile file(options.output);
+  const Existing existing = ExistingWith(options.recording.force);
+  CheckOutputs({},
+               {{{"-o", options.output}, OutputKind::kFile},
+                {{"--trace", options.recording.trace}, OutputKind::kFile},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+               existing);
+  MemoryFile file(options.output, existing);
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); });
+  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); }, kEffect);
 }
 
 }  // namespace
@@ -144,11 +153,12 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddMemoryOption(read, options->memory);
   AddLinkOptions(read, options->link);
   AddSessionOptions(read, options->session);
-  AddRecordingOptions(read, options->recording);
+  AddRecordingOptions(read, options->recording, "-o, --trace and --artifacts");
   AddJsonOption(read, command);
   read.callback([options, &command] {
     FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+    command.effect = kEffect;
   });
 }
 

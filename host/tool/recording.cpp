@@ -11,6 +11,7 @@
 #include "host/report/artifacts.h"
 #include "host/tool/download_plan.h"
 #include "host/tool/exit_code.h"
+#include "host/tool/outputs.h"
 #include "host/tool/text.h"
 
 namespace quillmark::host {
@@ -30,6 +31,17 @@ FailureReport ReportCurrentFailure() {
   } catch (...) {
     return ReportCurrentException();
   }
+}
+
+/// What `work` raises, in words; empty for nothing.
+template <typename Work>
+std::string ErrorOf(Work work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "";
 }
 
 }  // namespace
@@ -83,7 +95,7 @@ class Recording::TappedBus : public TracingBus {
   Recording& recording_;
 };
 
-void AddRecordingOptions(CLI::App& app, RecordingOptions& options) {
+void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::string& replaced) {
   app.add_option("--trace", options.trace,
                  "record every frame: .log as candump does, .asc for Vector tools; on a K line "
                  ".log or .txt, readable lines")
@@ -92,30 +104,47 @@ void AddRecordingOptions(CLI::App& app, RecordingOptions& options) {
          "--artifacts", options.artifacts,
          "leave plan, documents, replies, trace, log and result in a new folder; see report")
       ->type_name("DIR");
+  app.add_flag("--force", options.force,
+               fmt::format("replace what is there under the names of {}", replaced));
 }
 
 Recording::Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console)
     : link_(link), reporter_(std::make_unique<RecordingReporter>(*this, console)) {
+  const Existing existing = ExistingWith(options.force);
   if (!options.trace.empty()) {
-    trace_.emplace(options.trace, TraceFormatOfName(options.trace, link.form));
+    trace_.emplace(options.trace, TraceFormatOfName(options.trace, link.form), existing);
   }
   if (!options.artifacts.empty()) {
-    folder_.emplace(options.artifacts, link.form);
+    folder_.emplace(options.artifacts, link.form, existing);
+    folder_->WriteResult({{"outcome", "unfinished"},
+                          {"message", "the tool is still at work, or was ended in the middle"}});
     log_ = MakeReporter(ReportStyle::kJson, folder_->log());
   }
 }
 
 Recording::~Recording() = default;
 
-void Recording::Run(const std::function<void(Reporter& reporter)>& work) {
+void Recording::Run(const std::function<void(Reporter& reporter)>& work, const char* effect) {
   try {
     work(*reporter_);
   } catch (...) {
     RecordFailure();
     throw;
   }
-  WriteResult({{"outcome", "done"}, {"exit", 0}});
-  Close();
+  Json result = {{"outcome", "done"}, {"exit", 0}};
+  std::string defect = ErrorOf([this] { Close(); });
+  if (!defect.empty()) {
+    result["exit"] = static_cast<int>(ExitCode::kInputOutput);
+    result["message"] = defect;
+  }
+  const std::string defect_of_result = ErrorOf([&] { WriteResult(std::move(result)); });
+  if (defect.empty()) {
+    defect = defect_of_result;
+  }
+  if (!defect.empty()) {
+    throw ToolError(ExitCode::kInputOutput, fmt::format("{}; {}", defect, effect),
+                    "make room on the disk before the next time, or name a file elsewhere");
+  }
 }
 
 void Recording::Plan(Json plan) {

@@ -22,16 +22,17 @@ namespace quillmark::host {
 struct RecordingOptions {
   std::string trace;
   std::string artifacts;
+  bool force = false;  ///< replaces what is there already, a backup apart
 };
 
-/// Adds --trace and --artifacts.
-void AddRecordingOptions(CLI::App& app, RecordingOptions& options);
+/// Adds --trace, --artifacts and --force; `replaced` lists the options that --force is for.
+void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::string& replaced);
 
 /// Records what a command does on a bus, as far as the options ask for it.
 class Recording {
  public:
-  /// Creates the files. Raises ToolError (cannot create) and CLI::ValidationError before anything
-  /// is sent. `console` must outlive the recording.
+  /// Creates the files. Raises ToolError (cannot create), CannotCreateFile and CLI::ValidationError
+  /// before anything is sent. `console` must outlive the recording.
   Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console);
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
@@ -40,8 +41,9 @@ class Recording {
   ~Recording();
 
   /// Runs `work`, which reports to what it is given, and records how it ends. Raises what `work`
-  /// raises; where that was done, ToolError (input/output) if not everything could be written.
-  void Run(const std::function<void(Reporter& reporter)>& work);
+  /// raises; where that was done, ToolError (input/output) if not everything could be written, with
+  /// `effect`, which tells what was done nevertheless.
+  void Run(const std::function<void(Reporter& reporter)>& work, const char* effect);
 
   [[nodiscard]] bool wants_plan() const { return folder_.has_value(); }
   /// What `work` is about to do, for the folder; the link is added.

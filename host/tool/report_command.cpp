@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include "host/files/output_file.h"
 #include "host/report/outcome.h"
 #include "host/report/page.h"
 #include "host/services/count_text.h"
 #include "host/tool/command.h"
-#include "host/tool/output_file.h"
 #include "host/tool/text.h"
 
 namespace quillmark::host {
@@ -35,9 +35,7 @@ std::string Rendered(const Artifacts& artifacts, const std::string& folder) {
 void Run(const ReportCommandOptions& options, Reporter& reporter) {
   const Artifacts artifacts = ReadFolder(options.folder);
   const std::string page = Rendered(artifacts, options.folder);
-  OutputFile file(options.output);
-  file.stream() << page;
-  file.Commit();
+  WriteFile(options.output, page);
   const std::string outcome = OutcomeOf(artifacts).line;
   reporter.Line(fmt::format("outcome   {}", outcome));
   reporter.Line(fmt::format("written   {} to {}", BytesText(page.size()), options.output));

@@ -124,8 +124,8 @@ void AddFlashOptions(CLI::App& app, FlashOptions& options) {
       ->type_name("HEX");
   app.add_flag("--verify", options.verify, "read the memory back and compare");
   app.add_option("--backup", options.backup,
-                 "before the erase, read what the image will replace into this file, in the format "
-                 "of its extension as for read")
+                 "before the erase, read what the image will replace into this new file, in the "
+                 "format of its extension as for read")
       ->type_name("FILE");
   app.add_flag("--yes", options.yes, "do not ask on a terminal before the ECU is erased");
 }

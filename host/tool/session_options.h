@@ -39,7 +39,7 @@ struct FlashOptions {
   std::optional<Bytes> log_record;
   bool verify = false;
   bool yes = false;
-  std::string backup;
+  std::string backup;  ///< empty where none is wanted
 };
 
 void AddFlashOptions(CLI::App& app, FlashOptions& options);

@@ -8,6 +8,7 @@
 
 #include "host/bus/simulated_wire.h"
 #include "host/ecu/simulated_ecu.h"
+#include "host/files/output_file.h"
 #include "host/services/count_text.h"
 #include "host/simulator/ecu_server.h"
 #include "host/simulator/k_line_adapter.h"
@@ -18,7 +19,6 @@
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/number.h"
-#include "host/tool/output_file.h"
 #include "host/tool/simulated_ecu_options.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
@@ -67,7 +67,7 @@ class FlashFile {
     if (path_.empty() || (saved_ && flash.changes() == saved_changes_)) {
       return;
     }
-    OutputFile file(path_);
+    OutputFile file(path_, Existing::kReplaced);
     const Bytes content = flash.Read(0, size_);
     file.stream().write(reinterpret_cast<const char*>(content.data()),
                         static_cast<std::streamsize>(content.size()));

@@ -4,27 +4,9 @@
 #include <fmt/format.h>
 
 #include <CLI/Error.hpp>
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
-#include "host/tool/exit_code.h"
-
 namespace quillmark::host {
-namespace {
-
-std::ofstream Created(const std::filesystem::path& path) {
-  errno = 0;
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  if (!stream) {
-    throw ToolError(ExitCode::kCannotCreate,
-                    fmt::format("{}: cannot create: {}", path.string(), std::strerror(errno)));
-  }
-  return stream;
-}
-
-}  // namespace
-
 TraceFormat TraceFormatOfName(const std::filesystem::path& path, TransportForm form) {
   const std::string extension = path.extension().string();
   if (form == TransportForm::kKLine) {
@@ -48,17 +30,25 @@ TraceFormat TraceFormatOfName(const std::filesystem::path& path, TransportForm f
                              path.string()));
 }
 
-TraceFile::TraceFile(std::filesystem::path path, TraceFormat format)
-    : path_(std::move(path)),
-      stream_(Created(path_)),
-      writer_(stream_, format, TraceWriter::Clock::now()) {}
+TraceFile::TraceFile(std::filesystem::path path, TraceFormat format, Existing existing)
+    : file_(std::move(path), existing),
+      writer_(file_.stream(), format, TraceWriter::Clock::now()) {}
+
+void TraceFile::TakePlace() {
+  if (!std::exchange(in_place_, true)) {
+    file_.TakePlace();
+  }
+}
+
+void TraceFile::Write(const TraceEntry& entry) {
+  writer_.Write(entry);
+  file_.stream().flush();
+  TakePlace();
+}
 
 void TraceFile::Close() {
-  stream_.close();
-  if (!stream_) {
-    throw ToolError(ExitCode::kInputOutput,
-                    fmt::format("{}: the trace could not be written to its end: {}", path_.string(),
-                                std::strerror(errno)));
+  if (in_place_) {
+    file_.Commit();
   }
 }
 

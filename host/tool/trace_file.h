@@ -2,8 +2,8 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 
+#include "host/files/output_file.h"
 #include "host/trace/trace.h"
 #include "host/trace/trace_writer.h"
 
@@ -13,22 +13,26 @@ namespace quillmark::host {
 /// stands for none.
 [[nodiscard]] TraceFormat TraceFormatOfName(const std::filesystem::path& path, TransportForm form);
 
-/// A trace that grows as frames pass, so that what was seen stands there whatever happens. A file
-/// that can no longer be written, such as on a full disk, does not stop the work on the ECU.
+/// A trace that grows as frames pass, each in the file before the next: whatever ends the tool,
+/// what was seen is there. A file that can no longer be written, such as on a full disk, does not
+/// stop the work on the ECU.
 class TraceFile {
  public:
-  /// Raises ToolError (cannot create).
-  TraceFile(std::filesystem::path path, TraceFormat format);
+  /// Raises CannotCreateFile.
+  TraceFile(std::filesystem::path path, TraceFormat format, Existing existing);
 
-  void Write(const TraceEntry& entry) { writer_.Write(entry); }
+  /// Puts the file in its place, which the first entry does as well: a trace of nothing that nobody
+  /// asked for is not left behind.
+  void TakePlace();
+  void Write(const TraceEntry& entry);
 
-  /// Raises ToolError (input/output) where not everything could be written.
+  /// Raises CannotWriteFile where not everything could be written.
   void Close();
 
  private:
-  std::filesystem::path path_;
-  std::ofstream stream_;
+  OutputFile file_;
   TraceWriter writer_;
+  bool in_place_ = false;
 };
 
 }  // namespace quillmark::host

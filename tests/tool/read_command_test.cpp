@@ -97,7 +97,8 @@ TEST_F(ReadCommand, ReportsAFullDevice) {
 
 TEST_F(ReadCommand, LeavesTheOldFileWhereItFails) {
   const std::string output = folder_.Write("a.bin", "old");
-  EXPECT_EQ(Run({"read", "--range", "0:10", "-o", output, "--fault", "silent"}).status, 69);
+  EXPECT_EQ(Run({"read", "--range", "0:10", "-o", output, "--force", "--fault", "silent"}).status,
+            69);
   EXPECT_EQ(folder_.Read("a.bin"), "old");
 }
 

@@ -6,30 +6,24 @@
 #include <filesystem>
 #include <string>
 
+#include "host/files/output_file.h"
 #include "host/tool/command_line.h"
-#include "host/tool/output_file.h"
 #include "host/tool/pages/completion.h"
 #include "host/tool/pages/manual.h"
 
 namespace quillmark::host {
 namespace {
 
-void Write(const std::filesystem::path& path, const std::string& text) {
-  OutputFile file(path);
-  file.stream() << text;
-  file.Commit();
-}
-
 void WritePages(const std::filesystem::path& folder, const Release& release) {
   Command command;
   const ToolTables tables = TablesOf(*MakeCommandLine(command));
   const std::filesystem::path manual = folder / "man1";
   std::filesystem::create_directories(manual);
-  Write(manual / (tables.tool.name + ".1"), ToolPage(tables, release));
+  WriteFile(manual / (tables.tool.name + ".1"), ToolPage(tables, release));
   for (const CommandTable& row : tables.commands) {
-    Write(manual / (PageName(tables, row) + ".1"), CommandPage(tables, row, release));
+    WriteFile(manual / (PageName(tables, row) + ".1"), CommandPage(tables, row, release));
   }
-  Write(folder / (tables.tool.name + ".bash"), BashCompletion(tables));
+  WriteFile(folder / (tables.tool.name + ".bash"), BashCompletion(tables));
 }
 
 }  // namespace
