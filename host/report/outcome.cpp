@@ -36,10 +36,15 @@ std::string FormText(const Json& plan) {
                      plan.at("send").get<std::uint32_t>(), plan.at("receive").get<std::uint32_t>());
 }
 
+/// A run leaves no result, or one that says so, until it has ended.
+bool IsUnfinished(const Json& result) {
+  return result.is_null() || result.at("outcome") == "unfinished";
+}
+
 }  // namespace
 
 Outcome OutcomeOf(const Artifacts& artifacts) {
-  if (artifacts.result.is_null()) {
+  if (IsUnfinished(artifacts.result)) {
     return {"unfinished",
             Capital(artifacts.plan) + " not finished: the tool was ended before it could say how",
             "The ECU may be in the middle of anything. Power it down and up and start again."};

@@ -2,6 +2,7 @@
 // --artifacts of flash and read, and what decode and report make of them.
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -102,6 +103,38 @@ TEST_F(ArtifactsOption, LeavesTheSameOfRead) {
   EXPECT_EQ(ReadJson("plan.json")["ranges"], json::parse("[[4096,4]]"));
   EXPECT_EQ(ReadJson("result.json")["bytes"], 4);
   EXPECT_THAT(folder_.Read("out/trace.log"), StartsWith("# quillmark K line trace 1"));
+}
+
+TEST_F(ArtifactsOption, SaysOfARunThatWasKilledThatItIsUnfinished) {
+  ToolProcess process(
+      {"flash", folder_.Write("a.s19", kTwoSegments), "--artifacts", folder_.Path("out")},
+      "/dev/null", "/dev/null", ToolProcess::Output::kWholeTerminal);
+  EXPECT_TRUE(process.ReadUntil("[y/N]"));
+  process.Signal(SIGKILL);
+  EXPECT_EQ(process.Wait(), 1000 + SIGKILL);
+  EXPECT_EQ(ReadJson("result.json")["outcome"], "unfinished");
+  EXPECT_EQ(ReadJson("plan.json")["command"], "flash");
+  const std::string trace = folder_.Read("out/trace.log");
+  EXPECT_THAT(trace, AllOf(HasSubstr("#0210C00000000000\n"), ::testing::EndsWith("\n")));
+  EXPECT_EQ(Events("document").size(), 1U);
+  const ToolResult report = Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")});
+  EXPECT_EQ(report.status, 0);
+  EXPECT_THAT(report.out, StartsWith("outcome   Flash not finished"));
+}
+
+TEST_F(ArtifactsOption, ReplacesEarlierArtifactsWithForceAndNothingElse) {
+  EXPECT_EQ(Flash({"--fault", "silent"}).status, 69);
+  EXPECT_EQ(Flash({"--force"}).status, 0);
+  EXPECT_EQ(ReadJson("result.json")["outcome"], "done");
+  for (const std::string name : {"out/notes.txt", "out/documents/notes.txt"}) {
+    const std::string notes = folder_.Write(name, "of the user");
+    const ToolResult refused = Flash({"--force"});
+    EXPECT_EQ(refused.status, 73);
+    EXPECT_THAT(refused.err,
+                HasSubstr(notes + ": is no artifact, and --force removes nothing else"));
+    EXPECT_EQ(ReadJson("result.json")["outcome"], "done");
+    std::filesystem::remove(notes);
+  }
 }
 
 TEST_F(ArtifactsOption, WantsAFolderOfItsOwn) {

@@ -40,7 +40,7 @@ TEST(EveryReporter, EndsAtTheFirstFailureOfItsStream) {
       const auto reporter = MakeReporter(style, out);
       Work(*reporter);
       reporter->Line("a line");
-      reporter->Event("done", {{"bytes", 5}});
+      reporter->Event(EventKind::kDone, {{"bytes", 5}});
     });
   }
 }
