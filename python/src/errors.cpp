@@ -5,6 +5,7 @@
 
 #include "bindings.h"
 #include "host/bus/bus.h"
+#include "host/files/output_file.h"
 #include "host/image/image.h"
 #include "host/image/image_file.h"
 
@@ -23,6 +24,10 @@ void Translate(std::exception_ptr raised) {
     PyErr_SetObject(TypeNamed("Error").ptr(), PythonError(error).ptr());
   } catch (const host::BusError& error) {
     PyErr_SetString(TypeNamed("BusError").ptr(), error.what());
+  } catch (const host::CannotCreateFile& error) {
+    PyErr_SetString(PyExc_OSError, error.what());
+  } catch (const host::CannotWriteFile& error) {
+    PyErr_SetString(PyExc_OSError, error.what());
   } catch (const host::UnreadableImage& error) {
     PyErr_SetString(PyExc_OSError, error.what());
   } catch (const host::DamagedImage& error) {

@@ -5,12 +5,12 @@
 #include <pybind11/stl/filesystem.h>
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 
 #include "arguments.h"
 #include "bindings.h"
+#include "host/files/output_file.h"
 #include "host/image/image_file.h"
 #include "quillmark/error.h"
 #include "transfer_platform.h"
@@ -109,12 +109,9 @@ void SaveFile(const Image& self, const fs::path& path, Byte fill) {
     }
     segments.push_back({static_cast<std::uint32_t>(address), {bytes.begin(), bytes.end()}});
   }
-  std::ofstream out(path, std::ios::binary);
-  host::WriteImage(out, host::FormatOfName(path), segments, fill.value);
-  if (!out.flush()) {
-    PyErr_SetString(PyExc_OSError, ("cannot write " + path.string()).c_str());
-    throw py::error_already_set();
-  }
+  host::OutputFile file(path, host::Existing::kReplaced);
+  host::WriteImage(file.stream(), host::FormatOfName(path), segments, fill.value);
+  file.Commit();
 }
 
 std::string TextOfImage(const Image& self) {
@@ -153,10 +150,12 @@ and for a segment that goes past it.)")
                   "binary.\n\nRaises OSError for a file that cannot be read, ValueError with file, "
                   "line and reason for a damaged\none and for a base that is missing or out of "
                   "place.")
-      .def("save", &SaveFile, py::arg("path"), py::arg("fill") = 0xFF,
-           "Writes a file in the format of its extension (.hex, .s19, .srec, ...; otherwise raw "
-           "binary from\nthe first address on, gaps filled with the byte fill). Raises OSError, "
-           "and ValueError where\nsegments overlap.")
+      .def(
+          "save", &SaveFile, py::arg("path"), py::arg("fill") = 0xFF,
+          "Writes a file in the format of its extension (.hex, .s19, .srec, ...; otherwise raw "
+          "binary from\nthe first address on, gaps filled with the byte fill). An existing file is "
+          "replaced once the new one is\ncomplete. Raises OSError, and ValueError where segments "
+          "overlap.")
       .def("add", &Add, py::arg("address"), py::arg("data"), "Adds a segment.")
       .def_property_readonly("segments", &SegmentsOf,
                              "Pairs of address and bytes, in address order.")

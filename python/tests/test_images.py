@@ -1,4 +1,6 @@
 # SPDX-License-Identifier: MIT
+import resource
+
 import pytest
 
 import quillmark
@@ -42,6 +44,28 @@ def test_a_raw_binary_needs_its_base(tmp_path):
     assert quillmark.MemoryImage.from_file(path, base=4).segments == [(4, b"ab\0\0c")]
     with pytest.raises(ValueError):
         quillmark.MemoryImage.from_file(path)
+
+
+@pytest.fixture
+def disk(tmp_path):
+    """A folder, and a function that lets files grow to so many bytes alone, as a full disk does."""
+    before = resource.getrlimit(resource.RLIMIT_FSIZE)
+    yield lambda room: resource.setrlimit(resource.RLIMIT_FSIZE, (room, before[1]))
+    resource.setrlimit(resource.RLIMIT_FSIZE, before)
+
+
+@pytest.mark.parametrize("name", ["image.hex", "image.s19", "image.bin"])
+def test_a_full_disk_leaves_the_earlier_file_alone(tmp_path, disk, name):
+    path = tmp_path / name
+    path.write_bytes(b"earlier")
+    image = quillmark.MemoryImage({0x10000 * i: b"data" for i in range(40)})
+    for room in (0, 1, 500, 8191, 8192, 16384, 0x10000):
+        if room < 1000 or name == "image.bin":
+            disk(room)
+            with pytest.raises(OSError, match="cannot write: File too large"):
+                image.save(path)
+    assert path.read_bytes() == b"earlier"
+    assert list(tmp_path.iterdir()) == [path]
 
 
 def test_a_damaged_file_is_named_with_its_line(tmp_path):
