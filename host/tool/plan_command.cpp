@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/download_plan.h"
 #include "host/tool/image_report.h"
 #include "host/tool/link_options.h"
+#include "host/tool/outputs.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
 
@@ -43,11 +46,23 @@ void Report(Reporter& reporter, const PlanCommandOptions& options, const Downloa
                                     {"wire_seconds", SecondsOf(wire.wire_time())}});
 }
 
+/// Raises ToolError where a document of an earlier plan, which this one replaces, is the image.
+void CheckEarlierDocuments(const PlanCommandOptions& options) {
+  std::error_code none;
+  for (const auto& entry : std::filesystem::directory_iterator(options.folder, none)) {
+    if (entry.path().filename().string().starts_with("download-")) {
+      CheckOutputs({{"IMAGE", options.transfer.file}},
+                   {{{"-o", entry.path().string()}, OutputKind::kMadeAgain}}, Existing::kReplaced);
+    }
+  }
+}
+
 void Run(const PlanCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
   const ImageFile image = ReadImageOf(options.transfer);
   if (!options.folder.empty()) {
+    CheckEarlierDocuments(options);
     CreateFolder(options.folder);
   }
   const DownloadPlan plan =

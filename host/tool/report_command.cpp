@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <filesystem>
+#include <vector>
+
 #include "host/files/output_file.h"
 #include "host/report/outcome.h"
 #include "host/report/page.h"
 #include "host/services/count_text.h"
 #include "host/tool/command.h"
+#include "host/tool/outputs.h"
 #include "host/tool/text.h"
 
 namespace quillmark::host {
@@ -32,7 +36,18 @@ std::string Rendered(const Artifacts& artifacts, const std::string& folder) {
   }
 }
 
+std::vector<NamedPath> FilesIn(const std::filesystem::path& folder) {
+  std::vector<NamedPath> files;
+  for (const char* const name :
+       {artifact::kPlan, artifact::kResult, artifact::kTrace, artifact::kLog}) {
+    files.push_back({name, (folder / name).string()});
+  }
+  return files;
+}
+
 void Run(const ReportCommandOptions& options, Reporter& reporter) {
+  CheckOutputs(FilesIn(options.folder), {{{"-o", options.output}, OutputKind::kMadeAgain}},
+               Existing::kReplaced);
   const Artifacts artifacts = ReadFolder(options.folder);
   const std::string page = Rendered(artifacts, options.folder);
   WriteFile(options.output, page);

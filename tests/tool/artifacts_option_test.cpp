@@ -172,6 +172,22 @@ TEST_F(ArtifactsOption, GivesDecodeAndReportWhatTheyNeedInEveryForm) {
   }
 }
 
+TEST_F(ArtifactsOption, MakesAReportAgainButNeverInPlaceOfWhatItShows) {
+  EXPECT_EQ(Flash().status, 0);
+  EXPECT_EQ(Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")}).status, 0);
+  EXPECT_EQ(Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")}).status, 0);
+  for (const std::string name : {"plan.json", "result.json", "trace.log", "log.jsonl"}) {
+    const std::string content = folder_.Read("out/" + name);
+    std::filesystem::create_symlink("out/" + name, folder_.Path(name));
+    for (const std::string& path : {folder_.Path("out/" + name), folder_.Path(name)}) {
+      const ToolResult result = Run({"report", folder_.Path("out"), "-o", path});
+      EXPECT_EQ(result.status, 73);
+      EXPECT_THAT(result.err, HasSubstr(path + ": -o and " + name + " are the same file"));
+    }
+    EXPECT_EQ(folder_.Read("out/" + name), content);
+  }
+}
+
 TEST_F(ArtifactsOption, MakesNoReportOfAnythingElse) {
   const ToolResult result = Run({"report", folder_.Path("none"), "-o", folder_.Path("r.html")});
   EXPECT_EQ(result.status, 66);

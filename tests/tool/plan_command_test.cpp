@@ -88,6 +88,14 @@ TEST_F(PlanCommand, PrintsLinesOfJson) {
                         "\"blocks\":2,\"documents\":1,\"bit_rate\":500000,\"wire_seconds\":"));
 }
 
+TEST_F(PlanCommand, NeverReplacesTheImageByADocument) {
+  const std::string image = folder_.Write("download-0001.xml", kTwoSegments);
+  const ToolResult result = Run({"plan", image, "-o", folder_.Path("")});
+  EXPECT_EQ(result.status, 73);
+  EXPECT_THAT(result.err, HasSubstr("download-0001.xml: -o and IMAGE are the same file"));
+  EXPECT_EQ(folder_.Read("download-0001.xml"), kTwoSegments);
+}
+
 TEST_F(PlanCommand, ReportsAFolderThatCannotBeMade) {
   const std::string image = folder_.Write("a.s19", kTwoSegments);
   const ToolResult result = Run({"plan", image, "-o", image + "/documents"});
