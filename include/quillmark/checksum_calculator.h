@@ -6,23 +6,23 @@
 
 namespace quillmark {
 
-/// Computes the 2-byte checksum of a transfer block, one of the host library's types. The algorithm
-/// belongs to the ECU, so a host replaces it where its ECU has another; the reference type stores
-/// the low 16 bits of the sum of the bytes, high byte first.
+/// Computes the 2-byte checksum of a transfer block. One of the host library's types: the algorithm
+/// is the ECU's, so a host replaces it if its ECU has another. The reference type stores the low 16
+/// bits of the sum of the bytes, high byte first.
 ///
 /// Threads: used by one thread at a time.
 class QUILLMARK_API ChecksumCalculator {
  public:
   virtual ~ChecksumCalculator() = default;
 
-  /// Forgets everything added so far.
+  /// Discards everything added so far.
   virtual void Reset() = 0;
 
-  /// Takes the bytes of `data` into the sum.
+  /// Adds the bytes of `data` to the checksum.
   virtual void Add(const ByteString& data) = 0;
 
   /// Writes the checksum of everything added since `Reset` into the last two bytes of `block`.
-  /// Raises 9 where the block has fewer than two bytes.
+  /// Raises 9 if the block has fewer than two bytes.
   virtual void StoreInto(ByteString& block) = 0;
 };
 

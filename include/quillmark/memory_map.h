@@ -9,7 +9,7 @@
 
 namespace quillmark {
 
-/// A range of ECU memory, one of the host library's types.
+/// A range of ECU memory. One of the host library's types.
 class QUILLMARK_API MemoryRange {
  public:
   virtual ~MemoryRange() = default;
@@ -20,14 +20,15 @@ class QUILLMARK_API MemoryRange {
   [[nodiscard]] virtual std::int32_t Count() const = 0;
 };
 
-/// The address ranges to be read back from an ECU, one of the host library's types.
+/// The address ranges to be read back from an ECU. One of the host library's types.
 ///
 /// Threads: used by one thread at a time.
 class QUILLMARK_API MemoryMap {
  public:
   virtual ~MemoryMap() = default;
 
-  /// Adds the `count` bytes from `start` on. Ranges may overlap; they are read in turn.
+  /// Adds the `count` bytes starting at `start`. Ranges may overlap; they are read one after the
+  /// other.
   virtual void AddRange(std::int32_t start, std::int32_t count) = 0;
 
   /// The ranges in the order in which they were added.

@@ -5,7 +5,7 @@
 
 namespace quillmark {
 
-/// The common base of everything that a platform creates by ProgID or hands to a thread.
+/// The common base of everything that a platform creates by ProgID or passes to a thread.
 class QUILLMARK_API Object {
  public:
   Object() = default;

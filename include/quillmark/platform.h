@@ -16,11 +16,11 @@
 
 namespace quillmark {
 
-/// The one seam between the component and what surrounds it: it makes documents and host library
-/// objects and starts threads. A host passes `CreatePortablePlatform()` or its own.
+/// The only seam between the component and its surroundings: makes documents and objects of the
+/// host library, and starts threads. A host passes `CreatePortablePlatform()` or its own.
 ///
-/// Threads: every operation may be called from several threads at once, since a worker uses its
-/// client's platform.
+/// Threads: every operation may be called from several threads at once, because a worker uses the
+/// platform of its client.
 class QUILLMARK_API Platform {
  public:
   Platform() = default;
@@ -32,7 +32,7 @@ class QUILLMARK_API Platform {
 
   /// An empty document for use on one thread at a time.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> CreateDOMDocument() = 0;
-  /// An empty document that may cross threads.
+  /// An empty document that may be passed between threads.
   [[nodiscard]] virtual std::shared_ptr<FreeThreadedDOMDocument>
   CreateFreeThreadedDOMDocument() = 0;
 
@@ -42,14 +42,14 @@ class QUILLMARK_API Platform {
   [[nodiscard]] virtual std::shared_ptr<MemoryImage> CreateMemoryImage() = 0;
   /// A map without ranges: for the host, and for a worker's own copy of what it uploads.
   [[nodiscard]] virtual std::shared_ptr<MemoryMap> CreateMemoryMap() = 0;
-  /// A calculator to which nothing was added.
+  /// A calculator to which nothing has been added.
   [[nodiscard]] virtual std::shared_ptr<ChecksumCalculator> CreateChecksumCalculator() = 0;
 
-  /// Creates the object of `progID` on a new thread, calls its `IThread::GetParameter` with
-  /// `parameters` and then its `IThread::EntryPoint` with `client`. Returns once `GetParameter` has
-  /// copied the parameters, with its status: negative on failure, also where no thread could be
-  /// made or the class is unknown. Keeps the client and the platform alive until the worker has
-  /// ended.
+  /// Creates an object of the class `progID` on a new thread, then calls its
+  /// `IThread::GetParameter` with `parameters` and its `IThread::EntryPoint` with `client`. Returns
+  /// once `GetParameter` has copied the parameters, with its status: negative on failure, also if
+  /// no thread could be created or the class is unknown. Keeps the client and the platform alive
+  /// until the worker has ended.
   [[nodiscard]] virtual std::int32_t StartThread(std::string_view progID, ParameterList parameters,
                                                  const std::shared_ptr<Object>& client) = 0;
 };

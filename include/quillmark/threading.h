@@ -17,20 +17,20 @@ namespace quillmark {
 using Parameter =
     std::variant<const std::int32_t*, const std::uint8_t*, const std::shared_ptr<DOMDocument>*>;
 
-/// What `Platform::StartThread` hands to `IThread::GetParameter`. The storage behind it is the
-/// caller's and lives until `StartThread` returns.
+/// What `Platform::StartThread` passes to `IThread::GetParameter`. The storage behind it belongs to
+/// the caller and is valid until `StartThread` returns.
 using ParameterList = std::span<const Parameter>;
 
 /// The threading library's view of a worker. A status is negative on failure, otherwise 0.
 class QUILLMARK_API IThread : public virtual Object {
  public:
-  /// Copies every value of `parameters` into the worker at once. Called on the worker's thread,
-  /// first. Raises 6 where a value does not fit its type, 9 where a parameter is missing, 13 where
-  /// one has the wrong kind.
+  /// Copies all values of `parameters` into the worker. Called first, on the worker's thread.
+  /// Raises 6 if a value does not fit its type, 9 if a parameter is missing, 13 if one has the
+  /// wrong kind.
   virtual std::int32_t GetParameter(ParameterList parameters) = 0;
 
-  /// Runs the worker to its end, with `client` (an `XMLDocClient`, else error 13) as receiver of
-  /// its results. Called once, on the worker's thread, after `GetParameter`.
+  /// Runs the worker to its end. `client` receives its results and must be an `XMLDocClient`,
+  /// otherwise 13 is raised. Called once, on the worker's thread, after `GetParameter`.
   virtual std::int32_t EntryPoint(const std::shared_ptr<Object>& client) = 0;
 };
 
