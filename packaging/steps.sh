@@ -26,29 +26,44 @@ as_root() {
 
 headline() { printf '\n=== %s\n' "$*"; }
 
+# processor_seconds: what this shell and all that it has waited for have used so far, in processor_used.
+processor_seconds() {
+  local used
+  used=$(mktemp)
+  times >"$used"
+  processor_used=$(awk -F '[ms ]+' '{ sum += $1 * 60 + $2 + $3 * 60 + $4 } END { printf "%d", sum }' "$used")
+  rm "$used"
+}
+
 steps_passed=0
 steps_failed=0
 
-# run_step NAME COMMAND…: announces and times COMMAND, and goes on after a failure, which it counts.
+# run_step NAME COMMAND…: announces and times COMMAND, and goes on after a failure, which it counts. Leaves in
+# step_status, step_seconds and step_processor how it ended, how long it took and how much of the processor it used.
 # COMMAND runs in a shell of its own with errexit on; no condition may surround the call, since that
 # would switch errexit off.
 run_step() {
-  local name=$1 status
+  local name=$1 before
   shift
   headline "$name"
+  processor_seconds
+  before=$processor_used
   SECONDS=0
   set +e
   (
     set -e
     "$@"
   )
-  status=$?
+  step_status=$?
   set -e
-  if ((status == 0)); then
+  step_seconds=$SECONDS
+  processor_seconds
+  step_processor=$((processor_used - before))
+  if ((step_status == 0)); then
     steps_passed=$((steps_passed + 1))
-    printf -- '--- %s: passed in %d s\n' "$name" "$SECONDS"
+    printf -- '--- %s: passed in %d s\n' "$name" "$step_seconds"
   else
     steps_failed=$((steps_failed + 1))
-    printf -- '--- %s: FAILED with status %d after %d s\n' "$name" "$status" "$SECONDS"
+    printf -- '--- %s: FAILED with status %d after %d s\n' "$name" "$step_status" "$step_seconds"
   fi
 }

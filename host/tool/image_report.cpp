@@ -21,9 +21,9 @@ void ReportImage(Reporter& reporter, const std::string& file, const ImageFile& i
     segments.push_back({{"address", segment.address}, {"bytes", segment.bytes.size()}});
   }
   reporter.Event(EventKind::kImage, {{"file", file},
-                           {"format", NameOf(image.format)},
-                           {"bytes", SizeOf(image.segments)},
-                           {"segments", segments}});
+                                     {"format", NameOf(image.format)},
+                                     {"bytes", SizeOf(image.segments)},
+                                     {"segments", segments}});
 }
 
 }  // namespace quillmark::host
