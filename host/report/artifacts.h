@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <istream>
+#include <optional>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
-#include "host/calls/json.h"
 #include "host/trace/trace.h"
 
 namespace quillmark::host {
@@ -18,22 +22,100 @@ inline constexpr const char* kLog = "log.jsonl";
 inline constexpr const char* kDocuments = "documents";
 }  // namespace artifact
 
-/// A folder that cannot be reported on; the text names the file.
+/// No folder of artifacts; the text names the file that is not there or cannot be read.
+class UnreadableArtifacts : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A file that no command wrote like this; the text names the file and the place in it.
 class DamagedArtifacts : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What a command left in its folder.
-struct Artifacts {
-  Json plan{};
-  /// Null where the command was ended before it could write one.
-  Json result{};
-  /// Without entries where nothing was sent.
-  Trace trace{};
+/// A stretch of memory within 24 bits.
+struct AddressRange {
+  std::uint32_t start = 0;
+  std::uint32_t count = 0;
+
+  friend bool operator==(const AddressRange&, const AddressRange&) = default;
 };
 
-/// Raises DamagedArtifacts.
+enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kRead };
+
+/// What a command was going to do. What its file does not say is empty.
+struct Plan {
+  PlannedCommand command = PlannedCommand::kUnknown;
+  std::string started{};
+  std::optional<TransportForm> form{};
+  /// Plain CAN.
+  std::optional<std::uint32_t> receive{};
+  std::optional<std::uint32_t> send{};
+  /// At least 1.
+  std::optional<std::uint32_t> bit_rate{};
+  /// Flash: the image, and what of it was to be sent.
+  std::string image_file{};
+  std::uint64_t image_bytes = 0;
+  std::vector<AddressRange> segments{};
+  std::vector<AddressRange> blocks{};
+  std::uint8_t fill = 0xFF;
+  /// Read: the file, and what was to be read.
+  std::string output{};
+  std::vector<AddressRange> ranges{};
+};
+
+enum class OutcomeState : std::uint8_t { kUnfinished, kDone, kFailed, kCancelled };
+
+struct PhaseTimes {
+  std::string name{};
+  Duration began{};
+  Duration ended{};
+
+  friend bool operator==(const PhaseTimes&, const PhaseTimes&) = default;
+};
+
+/// How a command ended. What its file does not say is empty.
+struct Result {
+  OutcomeState state = OutcomeState::kUnfinished;
+  /// Why it failed; of one that is done, what is missing in the folder; of one that was ended in the
+  /// middle, how far it was.
+  std::string message{};
+  std::string ecu{};
+  std::string ecu_state{};
+  std::string next{};
+  std::uint64_t bytes = 0;
+  std::uint64_t sent_bytes = 0;
+  std::uint64_t verified_bytes = 0;
+  Duration time{};
+  std::vector<PhaseTimes> phases{};
+};
+
+/// What a command left in its folder, as far as it goes.
+struct Artifacts {
+  Plan plan{};
+  Result result{};
+  /// Without entries where nothing was sent.
+  Trace trace{};
+  /// Files that are missing or cut off, a sentence each.
+  std::vector<std::string> warnings{};
+};
+
+/// The contents of the files; nothing for one that is not there.
+struct ArtifactFiles {
+  std::optional<std::string> plan{};
+  std::optional<std::string> result{};
+  std::optional<std::string> log{};
+  std::istream* trace = nullptr;
+};
+
+/// Reads what is there. A file that is missing or cut off, such as by a full disk, is no error; one
+/// with a number out of its range or a value of another type is: DamagedArtifacts. Without the end
+/// of `result`, the log tells how far the command was.
+[[nodiscard]] Artifacts ReadArtifacts(const ArtifactFiles& files);
+
+/// The same of a folder. Also raises UnreadableArtifacts: without any of the files, and where one
+/// is no regular file or larger than a command writes (1 GiB of trace, 64 MiB of any other).
 [[nodiscard]] Artifacts ReadArtifacts(const std::filesystem::path& folder);
 
 /// "can", "gateway" or "kline", as in the plan and on the command line.

@@ -12,25 +12,11 @@ constexpr std::uint8_t kRoutine = 0x31;
 constexpr std::uint8_t kDownload = 0x34;
 constexpr std::uint8_t kUpload = 0x35;
 
-struct Range {
-  std::uint64_t start;
-  std::uint64_t count;
-};
-
-std::vector<Range> RangesOf(const Json& ranges) {
-  std::vector<Range> read;
-  for (const Json& range : ranges) {
-    read.push_back({range.at(0), range.at(1)});
-  }
-  return read;
-}
-
 /// Follows a flash through its exchanges.
 class FlashPainter {
  public:
-  explicit FlashPainter(const Json& plan)
-      : blocks_(RangesOf(plan.at("blocks"))), fill_byte_(plan.at("fill")) {
-    for (const Range& segment : RangesOf(plan.at("image").at("segments"))) {
+  explicit FlashPainter(const Plan& plan) : blocks_(plan.blocks), fill_byte_(plan.fill) {
+    for (const AddressRange& segment : plan.segments) {
       picture_.Paint(segment.start, segment.count, MemoryState::kFill);
     }
     PaintBlocks(MemoryState::kPlanned);
@@ -61,7 +47,7 @@ class FlashPainter {
 
  private:
   void PaintBlocks(MemoryState state) {
-    for (const Range& block : blocks_) {
+    for (const AddressRange& block : blocks_) {
       picture_.Paint(block.start, block.count, state);
     }
   }
@@ -105,11 +91,11 @@ class FlashPainter {
       return;
     }
     for (std::size_t i = 0; i < found.size(); ++i) {
-      PaintByte(memory->address + i, found[i]);
+      PaintByte(memory->address + static_cast<std::uint32_t>(i), found[i]);
     }
   }
 
-  void PaintByte(std::uint64_t address, std::uint8_t found) {
+  void PaintByte(std::uint32_t address, std::uint8_t found) {
     const MemoryState state = picture_.StateAt(address);
     if (state == MemoryState::kOutside) {
       return;
@@ -121,7 +107,7 @@ class FlashPainter {
     }
   }
 
-  [[nodiscard]] std::uint8_t ExpectedAt(std::uint64_t address) const {
+  [[nodiscard]] std::uint8_t ExpectedAt(std::uint32_t address) const {
     const auto next = written_.upper_bound(address);
     if (next == written_.begin()) {
       return fill_byte_;
@@ -131,16 +117,16 @@ class FlashPainter {
   }
 
   MemoryPicture picture_;
-  std::vector<Range> blocks_;
+  const std::vector<AddressRange>& blocks_;
   std::uint8_t fill_byte_;
   /// The data of accepted blocks by address.
-  std::map<std::uint64_t, Bytes> written_;
+  std::map<std::uint32_t, Bytes> written_;
 };
 
-MemoryPicture PictureOfRead(const Json& plan, const Decoding& decoding,
+MemoryPicture PictureOfRead(const Plan& plan, const Decoding& decoding,
                             const std::vector<DecodedExchange>& exchanges) {
   MemoryPicture picture;
-  for (const Range& range : RangesOf(plan.at("ranges"))) {
+  for (const AddressRange& range : plan.ranges) {
     picture.Paint(range.start, range.count, MemoryState::kPlanned);
   }
   for (const DecodedExchange& exchange : exchanges) {
@@ -162,14 +148,15 @@ std::string_view NameOf(MemoryState state) {
   return kNames.at(static_cast<std::size_t>(state));
 }
 
-void MemoryPicture::Paint(std::uint64_t start, std::uint64_t count, MemoryState state) {
+void MemoryPicture::Paint(std::uint32_t start, std::uint32_t count, MemoryState state) {
   if (count == 0) {
     return;
   }
-  const MemoryState behind = StateAt(start + count);
-  begins_.erase(begins_.lower_bound(start), begins_.upper_bound(start + count));
+  const std::uint64_t end = std::uint64_t{start} + count;
+  const MemoryState behind = StateAt(end);
+  begins_.erase(begins_.lower_bound(start), begins_.upper_bound(end));
   begins_[start] = state;
-  begins_[start + count] = behind;
+  begins_[end] = behind;
 }
 
 MemoryState MemoryPicture::StateAt(std::uint64_t address) const {
@@ -192,9 +179,9 @@ std::vector<MemoryStretch> MemoryPicture::Stretches() const {
   return stretches;
 }
 
-MemoryPicture PictureOf(const Json& plan, const Decoding& decoding,
+MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
                         const std::vector<DecodedExchange>& exchanges) {
-  if (plan.at("command") == "read") {
+  if (plan.command == PlannedCommand::kRead) {
     return PictureOfRead(plan, decoding, exchanges);
   }
   FlashPainter painter(plan);

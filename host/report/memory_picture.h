@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/calls/json.h"
 #include "host/decode/exchanges.h"
+#include "host/report/artifacts.h"
 
 namespace quillmark::host {
 
@@ -34,10 +34,10 @@ struct MemoryStretch {
   friend bool operator==(const MemoryStretch&, const MemoryStretch&) = default;
 };
 
-/// States of addresses; what is painted later covers what was there.
+/// States of 32-bit addresses; what is painted later covers what was there.
 class MemoryPicture {
  public:
-  void Paint(std::uint64_t start, std::uint64_t count, MemoryState state);
+  void Paint(std::uint32_t start, std::uint32_t count, MemoryState state);
   [[nodiscard]] MemoryState StateAt(std::uint64_t address) const;
   /// In address order, without what is outside; neighbours differ in state or have a gap between.
   [[nodiscard]] std::vector<MemoryStretch> Stretches() const;
@@ -47,9 +47,8 @@ class MemoryPicture {
   std::map<std::uint64_t, MemoryState> begins_{{0, MemoryState::kOutside}};
 };
 
-/// The memory that `plan` is about, after the exchanges. Raises Json::exception for a plan that is
-/// none.
-[[nodiscard]] MemoryPicture PictureOf(const Json& plan, const Decoding& decoding,
+/// The memory that `plan` is about, after the exchanges.
+[[nodiscard]] MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
                                       const std::vector<DecodedExchange>& exchanges);
 
 }  // namespace quillmark::host

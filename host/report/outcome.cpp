@@ -3,83 +3,112 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
+#include <string_view>
+
 #include "host/services/count_text.h"
 
 namespace quillmark::host {
 namespace {
 
-std::string Capital(const Json& plan) { return plan.at("command") == "read" ? "Read" : "Flash"; }
-
-std::string DoneLine(const Json& plan, const Json& result) {
-  const double seconds = result.value("seconds", 0.0);
-  if (plan.at("command") == "read") {
-    return fmt::format("Read {} in {:.1f} s", BytesText(result.value("bytes", std::uint64_t{0})),
-                       seconds);
+std::string_view SubjectOf(PlannedCommand command) {
+  switch (command) {
+    case PlannedCommand::kFlash:
+      return "Flash";
+    case PlannedCommand::kRead:
+      return "Read";
+    default:
+      return "Command";
   }
-  const auto verified = result.value("verified_bytes", std::uint64_t{0});
-  return fmt::format("Flashed {} in {:.1f} s, {}",
-                     BytesText(result.value("sent_bytes", std::uint64_t{0})), seconds,
-                     verified > 0 ? BytesText(verified) + " read back and found equal"
-                                  : "the ECU's check routine found the memory right");
 }
 
-std::string FormText(const Json& plan) {
-  const std::string form = plan.at("form");
-  const auto rate = plan.at("bit_rate").get<std::uint64_t>();
-  if (form == NameOf(TransportForm::kKLine)) {
-    return fmt::format("K line, {} baud", WithThousands(rate));
+std::string DoneLine(PlannedCommand command, const Result& result) {
+  const double seconds = std::chrono::duration<double>(result.time).count();
+  switch (command) {
+    case PlannedCommand::kFlash:
+      return fmt::format("Flashed {} in {:.1f} s, {}", BytesText(result.sent_bytes), seconds,
+                         result.verified_bytes > 0
+                             ? BytesText(result.verified_bytes) + " read back and found equal"
+                             : "the ECU's check routine found the memory right");
+    case PlannedCommand::kRead:
+      return fmt::format("Read {} in {:.1f} s", BytesText(result.bytes), seconds);
+    default:
+      return fmt::format("Done in {:.1f} s", seconds);
   }
-  if (form == NameOf(TransportForm::kGateway)) {
-    return fmt::format("CAN gateway, {} bit/s", WithThousands(rate));
-  }
-  return fmt::format("CAN, {} bit/s, requests on {:X}, replies on {:X}", WithThousands(rate),
-                     plan.at("send").get<std::uint32_t>(), plan.at("receive").get<std::uint32_t>());
 }
 
-/// A run leaves no result, or one that says so, until it has ended.
-bool IsUnfinished(const Json& result) {
-  return result.is_null() || result.at("outcome") == "unfinished";
+std::string WithReason(const std::string& line, const std::string& reason) {
+  return reason.empty() ? line : line + ": " + reason;
+}
+
+Outcome Unfinished(std::string_view subject, const Result& result) {
+  return {"unfinished",
+          fmt::format("{} not finished: the tool is still at work, or was ended {}", subject,
+                      result.message.empty() ? "in the middle" : result.message),
+          "The ECU may be in the middle of anything. Power it down and up and start again."};
+}
+
+std::string BusText(const Plan& plan, const Exchange& exchange) {
+  const TransportForm form = plan.form.value_or(exchange.form);
+  const bool is_k_line = form == TransportForm::kKLine;
+  std::string text = is_k_line ? "K line" : form == TransportForm::kGateway ? "CAN gateway" : "CAN";
+  if (plan.bit_rate) {
+    text += fmt::format(", {} {}", WithThousands(*plan.bit_rate), is_k_line ? "baud" : "bit/s");
+  }
+  if (form == TransportForm::kPlainCan && exchange.send != exchange.receive) {
+    text += fmt::format(", requests on {:X}, replies on {:X}", exchange.send, exchange.receive);
+  }
+  return text;
 }
 
 }  // namespace
 
+std::string_view NameOf(PlannedCommand command) {
+  switch (command) {
+    case PlannedCommand::kFlash:
+      return "flash";
+    case PlannedCommand::kRead:
+      return "read";
+    default:
+      return "a command";
+  }
+}
+
 Outcome OutcomeOf(const Artifacts& artifacts) {
-  if (IsUnfinished(artifacts.result)) {
-    return {"unfinished",
-            Capital(artifacts.plan) + " not finished: the tool was ended before it could say how",
-            "The ECU may be in the middle of anything. Power it down and up and start again."};
+  const Result& result = artifacts.result;
+  const std::string subject(SubjectOf(artifacts.plan.command));
+  const std::string advice = result.ecu_state +
+                             (result.ecu_state.empty() || result.next.empty() ? "" : ". ") +
+                             result.next;
+  switch (result.state) {
+    case OutcomeState::kDone:
+      return {"done", DoneLine(artifacts.plan.command, result), result.message};
+    case OutcomeState::kFailed:
+      return {"failed", WithReason(subject + " failed", result.message), advice};
+    case OutcomeState::kCancelled:
+      return {"cancelled", WithReason(subject + " interrupted", result.message), advice};
+    default:
+      return Unfinished(subject, result);
   }
-  const Json& result = artifacts.result;
-  const std::string state = result.at("outcome");
-  if (state == "done") {
-    return {state, DoneLine(artifacts.plan, result), ""};
-  }
-  std::string advice = result.value("ecu_state", "");
-  if (result.contains("next")) {
-    advice += (advice.empty() ? "" : ". ") + result["next"].get<std::string>();
-  }
-  const std::string verb = state == "cancelled" ? " interrupted: " : " failed: ";
-  return {state, Capital(artifacts.plan) + verb + result.at("message").get<std::string>(), advice};
 }
 
 std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifacts,
                                                          const Decoding& decoding) {
-  const Json& plan = artifacts.plan;
+  const Plan& plan = artifacts.plan;
   std::vector<std::pair<std::string, std::string>> facts;
-  if (artifacts.result.contains("ecu")) {
-    facts.emplace_back("ECU", artifacts.result["ecu"]);
+  const auto add = [&facts](const char* name, const std::string& value) {
+    if (!value.empty()) {
+      facts.emplace_back(name, value);
+    }
+  };
+  add("ECU", artifacts.result.ecu);
+  if (!plan.image_file.empty()) {
+    add("Image", fmt::format("{}, {}", plan.image_file, BytesText(plan.image_bytes)));
   }
-  if (plan.contains("image")) {
-    const Json& image = plan["image"];
-    facts.emplace_back("Image", fmt::format("{}, {}", image.at("file").get<std::string>(),
-                                            BytesText(image.at("bytes"))));
-  }
-  if (plan.contains("output")) {
-    facts.emplace_back("File", plan["output"]);
-  }
-  facts.emplace_back("Bus", FormText(plan));
-  facts.emplace_back("Frames", WithThousands(decoding.frames.size()));
-  facts.emplace_back("Started", plan.at("started"));
+  add("File", plan.output);
+  add("Bus", BusText(plan, decoding.exchange));
+  add("Frames", WithThousands(decoding.frames.size()));
+  add("Started", plan.started);
   return facts;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,9 @@ struct Outcome {
   std::string line;    ///< a sentence
   std::string advice;  ///< what to do next; empty where nothing is to be said
 };
+
+/// "flash"; "a command" where the plan does not say which.
+[[nodiscard]] std::string_view NameOf(PlannedCommand command);
 
 [[nodiscard]] Outcome OutcomeOf(const Artifacts& artifacts);
 

@@ -4,13 +4,16 @@
 #include <map>
 #include <string_view>
 
+#include "host/bus/bytes.h"
 #include "host/report/outcome.h"
+#include "host/report/packed_writer.h"
 #include "host/report/page_data.h"
 #include "host/report/page_sources.h"
 
 namespace quillmark::host {
 namespace {
 
+/// Text that means itself between tags and within the quotes of an attribute.
 std::string Escaped(std::string_view text) {
   std::string escaped;
   for (const char character : text) {
@@ -23,6 +26,12 @@ std::string Escaped(std::string_view text) {
         break;
       case '>':
         escaped += "&gt;";
+        break;
+      case '"':
+        escaped += "&quot;";
+        break;
+      case '\'':
+        escaped += "&#39;";
         break;
       default:
         escaped += character;
@@ -66,6 +75,13 @@ std::string Filled(std::string_view text, const std::map<std::string_view, std::
   }
 }
 
+/// How a Content-Security-Policy names the one script or style that it allows.
+std::string PolicyHash(std::string_view sha256) {
+  PackedWriter hash;
+  hash.Append(BytesOfHex(sha256).value_or(Bytes{}));
+  return "'sha256-" + hash.Base64() + '\'';
+}
+
 std::string Script() {
   std::string script;
   for (const std::string_view part : kPageScripts) {
@@ -79,17 +95,19 @@ std::string Script() {
 std::string RenderPage(const Artifacts& artifacts) {
   const Json data = PageDataOf(artifacts);
   const Outcome outcome = OutcomeOf(artifacts);
-  const std::string command = artifacts.plan.at("command");
   return Filled(
       kPageTemplate,
       {{"TITLE", Escaped(outcome.line) + " · Quillmark"},
-       {"KICKER", "Quillmark · report of <b>" + Escaped(command) + "</b>"},
+       {"KICKER",
+        "Quillmark · report of <b>" + std::string(NameOf(artifacts.plan.command)) + "</b>"},
        {"STATE", Escaped(outcome.state)},
        {"OUTCOME", Escaped(outcome.line)},
        {"FOOTER",
         "Times are those of the bus, counted from its first frame. What became of the memory "
         "is read off the frames themselves."},
        {"STYLE", std::string(kPageStyle)},
+       {"STYLE_HASH", PolicyHash(kPageStyleSha256)},
+       {"SCRIPT_HASH", PolicyHash(kPageScriptSha256)},
        {"SCRIPT", Script()},
        {"DATA", DataText(data)}});
 }

@@ -7,7 +7,7 @@
 
 namespace quillmark::host {
 
-/// A whole page in HTML, which needs no other file and no network. Raises DamagedArtifacts.
+/// A whole page in HTML, which needs no other file and no network.
 [[nodiscard]] std::string RenderPage(const Artifacts& artifacts);
 
 }  // namespace quillmark::host

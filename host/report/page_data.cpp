@@ -100,18 +100,10 @@ struct PhaseSums {
   Duration wire{};
 };
 
-Duration DurationOf(const Json& seconds) {
-  return std::chrono::round<Duration>(std::chrono::duration<double>(seconds.get<double>()));
-}
-
 std::vector<PhaseSums> PhasesOf(const Artifacts& artifacts, const Decoding& decoding) {
   std::vector<PhaseSums> phases;
-  if (artifacts.result.contains("phases")) {
-    for (const Json& phase : artifacts.result["phases"]) {
-      phases.push_back({.name = phase.at("phase"),
-                        .began = DurationOf(phase.at("began")),
-                        .ended = DurationOf(phase.at("ended"))});
-    }
+  for (const PhaseTimes& phase : artifacts.result.phases) {
+    phases.push_back({.name = phase.name, .began = phase.began, .ended = phase.ended});
   }
   if (phases.empty() && !decoding.frames.empty()) {
     phases.push_back({.name = "everything", .ended = decoding.frames.back().at + Duration(1)});
@@ -127,19 +119,17 @@ PhaseSums* PhaseAt(std::vector<PhaseSums>& phases, Duration at) {
   return next == phases.begin() ? nullptr : &*std::prev(next);
 }
 
-WireSpeed SpeedOf(const Json& plan) {
-  const std::uint32_t rate = std::max(plan.at("bit_rate").get<std::uint32_t>(), 1U);
-  return {.can_bit_rate = rate, .k_line_baud = rate};
-}
-
-void AddTraffic(const Json& plan, const Decoding& decoding,
-                const std::vector<DecodedExchange>& exchanges, std::vector<PhaseSums>& phases) {
-  const WireSpeed speed = SpeedOf(plan);
+void AddWireTime(std::uint32_t bit_rate, const Decoding& decoding, std::vector<PhaseSums>& phases) {
+  const WireSpeed speed{.can_bit_rate = bit_rate, .k_line_baud = bit_rate};
   for (const DecodedFrame& frame : decoding.frames) {
     if (PhaseSums* const phase = PhaseAt(phases, frame.at)) {
       phase->wire += WireTime(decoding.exchange, frame.data.size(), speed);
     }
   }
+}
+
+void AddBytes(const Decoding& decoding, const std::vector<DecodedExchange>& exchanges,
+              std::vector<PhaseSums>& phases) {
   for (const DecodedExchange& exchange : exchanges) {
     const DecodedMessage& request = decoding.messages[exchange.first_message];
     PhaseSums* const phase = PhaseAt(phases, request.began);
@@ -172,16 +162,22 @@ Json ToJson(const MemoryPicture& picture) {
   return json;
 }
 
-Json Build(const Artifacts& artifacts) {
+}  // namespace
+
+Json PageDataOf(const Artifacts& artifacts) {
   const Decoding decoding = Decode(artifacts.trace);
   const std::vector<DecodedExchange> exchanges = ExchangesOf(decoding);
   std::vector<PhaseSums> phases = PhasesOf(artifacts, decoding);
-  AddTraffic(artifacts.plan, decoding, exchanges, phases);
+  AddBytes(decoding, exchanges, phases);
+  if (artifacts.plan.bit_rate) {
+    AddWireTime(*artifacts.plan.bit_rate, decoding, phases);
+  }
   const Duration end = std::max(phases.empty() ? Duration() : phases.back().ended,
                                 decoding.frames.empty() ? Duration() : decoding.frames.back().at);
   TextTable texts;
   TextTable names;
   Json data;
+  data["warnings"] = artifacts.warnings;
   data["advice"] = OutcomeOf(artifacts).advice;
   data["facts"] = FactsOf(artifacts, decoding);
   data["duration"] = SecondsOf(end);
@@ -193,16 +189,6 @@ Json Build(const Artifacts& artifacts) {
   data["names"] = names.texts();
   data["frames"] = FramesOf(decoding);
   return data;
-}
-
-}  // namespace
-
-Json PageDataOf(const Artifacts& artifacts) {
-  try {
-    return Build(artifacts);
-  } catch (const Json::exception& error) {
-    throw DamagedArtifacts(std::string("the plan or the result is damaged: ") + error.what());
-  }
 }
 
 }  // namespace quillmark::host

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "host/calls/json.h"
 #include "host/report/artifacts.h"
 
 namespace quillmark::host {
 
-/// Everything that the page's script needs, in columns. Raises DamagedArtifacts for a plan or a
-/// result without what belongs there.
+/// Everything that the page's script needs, in columns.
 [[nodiscard]] Json PageDataOf(const Artifacts& artifacts);
 
 }  // namespace quillmark::host

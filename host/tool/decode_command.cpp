@@ -69,10 +69,18 @@ void ListDocumentFile(std::istream& file, const DecodeCommandOptions& options,
 }
 
 void ListTraceFile(std::istream& file, const DecodeCommandOptions& options, ListingDetail detail) {
+  Trace trace;
   try {
-    ListTrace(std::cout, Decode(ReadTrace(file, options.exchange)), detail);
+    trace = ReadTrace(file, options.exchange);
   } catch (const DamagedTrace& error) {
     throw ToolError(ExitCode::kData, fmt::format("{}: {}", options.file, error.what()));
+  }
+  if (trace.damage.empty() || !trace.entries.empty()) {
+    ListTrace(std::cout, Decode(trace), detail);
+  }
+  if (!trace.damage.empty()) {
+    throw ToolError(ExitCode::kData, fmt::format("{}: {}", options.file, trace.damage),
+                    trace.entries.empty() ? "" : "what comes before this line is listed");
   }
 }
 

@@ -147,14 +147,18 @@ void Recording::Run(const std::function<void(Reporter& reporter)>& work, const c
   }
 }
 
-void Recording::Plan(Json plan) {
-  const bool plain = link_.form == TransportForm::kPlainCan;
-  plan["started"] = DateNow();
-  plan["form"] = NameOf(link_.form);
-  plan["receive"] = plain ? link_.ReceiveId() : 0;
-  plan["send"] = plain ? link_.SendId() : 0;
-  plan["bit_rate"] = BitRateOf(link_);
-  folder_->WritePlan(plan);
+void Recording::Plan(const Json& plan) {
+  // What is short comes first, so that a plan that is cut off still has it.
+  Json whole = {{"command", plan.at("command")},
+                {"started", DateNow()},
+                {"form", NameOf(link_.form)},
+                {"bit_rate", BitRateOf(link_)}};
+  if (link_.form == TransportForm::kPlainCan) {
+    whole["receive"] = link_.ReceiveId();
+    whole["send"] = link_.SendId();
+  }
+  whole.update(plan);
+  folder_->WritePlan(whole);
 }
 
 std::unique_ptr<Bus> Recording::Tap(Bus& bus) {

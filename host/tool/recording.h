@@ -47,7 +47,7 @@ class Recording {
 
   [[nodiscard]] bool wants_plan() const { return folder_.has_value(); }
   /// What `work` is about to do, for the folder; the link is added.
-  void Plan(Json plan);
+  void Plan(const Json& plan);
   /// The bus to use instead of `bus`; null where nothing is to be recorded. Neither `bus` nor the
   /// recording may end before it.
   [[nodiscard]] std::unique_ptr<Bus> Tap(Bus& bus);

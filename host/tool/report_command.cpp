@@ -23,16 +23,11 @@ struct ReportCommandOptions {
 Artifacts ReadFolder(const std::string& folder) {
   try {
     return ReadArtifacts(folder);
-  } catch (const DamagedArtifacts& error) {
+  } catch (const UnreadableArtifacts& error) {
     throw ToolError(ExitCode::kNoInput, error.what());
-  }
-}
-
-std::string Rendered(const Artifacts& artifacts, const std::string& folder) {
-  try {
-    return RenderPage(artifacts);
   } catch (const DamagedArtifacts& error) {
-    throw ToolError(ExitCode::kData, fmt::format("{}: {}", folder, error.what()));
+    throw ToolError(ExitCode::kData, fmt::format("{}: {}", folder, error.what()),
+                    "name a folder as --artifacts left it");
   }
 }
 
@@ -49,10 +44,12 @@ void Run(const ReportCommandOptions& options, Reporter& reporter) {
   CheckOutputs(FilesIn(options.folder), {{{"-o", options.output}, OutputKind::kMadeAgain}},
                Existing::kReplaced);
   const Artifacts artifacts = ReadFolder(options.folder);
-  const std::string page = Rendered(artifacts, options.folder);
+  const std::string page = RenderPage(artifacts);
   WriteFile(options.output, page);
-  const std::string outcome = OutcomeOf(artifacts).line;
-  reporter.Line(fmt::format("outcome   {}", outcome));
+  reporter.Line(fmt::format("outcome   {}", OutcomeOf(artifacts).line));
+  for (const std::string& warning : artifacts.warnings) {
+    reporter.Line(fmt::format("warning   {}", warning));
+  }
   reporter.Line(fmt::format("written   {} to {}", BytesText(page.size()), options.output));
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -35,6 +36,9 @@ struct TraceEntry {
 struct Trace {
   Exchange exchange{};
   std::vector<TraceEntry> entries{};
+  /// Of a trace that was read: the line that ended it early, and what is wrong with it; empty for a
+  /// whole trace.
+  std::string damage{};
 };
 
 /// Takes entries as they come.

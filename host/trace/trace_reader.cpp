@@ -63,8 +63,12 @@ class LineReader {
 
 Trace ReadKLineTrace(LineReader& lines) {
   Trace trace{.exchange = {.form = TransportForm::kKLine}};
-  while (lines.Next()) {
-    trace.entries.push_back(lines.Parse(ReadKLineLine));
+  try {
+    while (lines.Next()) {
+      trace.entries.push_back(lines.Parse(ReadKLineLine));
+    }
+  } catch (const DamagedTrace& error) {
+    trace.damage = error.what();
   }
   return trace;
 }
@@ -104,13 +108,20 @@ Trace ReadCanTrace(LineReader& lines, const std::optional<Exchange>& exchange) {
   const bool is_candump = WordsOf(lines.line()).front().starts_with('(');
   const auto read = is_candump ? ReadCandumpLine : ReadAscLine;
   std::vector<LoggedFrame> frames;
-  do {
-    if (std::optional<LoggedFrame> frame = lines.Parse(read)) {
-      frames.push_back(std::move(*frame));
-    }
-  } while (lines.Next());
+  std::string damage;
+  try {
+    do {
+      if (std::optional<LoggedFrame> frame = lines.Parse(read)) {
+        frames.push_back(std::move(*frame));
+      }
+    } while (lines.Next());
+  } catch (const DamagedTrace& error) {
+    damage = error.what();
+  }
   const Exchange used = exchange ? *exchange : ExchangeOf(frames);
-  return TraceOf(std::move(frames), used);
+  Trace trace = TraceOf(std::move(frames), used);
+  trace.damage = std::move(damage);
+  return trace;
 }
 
 bool BeginsAsc(const std::string& line) {

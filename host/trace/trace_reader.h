@@ -10,7 +10,7 @@
 
 namespace quillmark::host {
 
-/// A trace file that cannot be read; the text names the line.
+/// A file that is no trace, or a line of one that is no entry.
 class DamagedTrace : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -22,7 +22,9 @@ class DamagedTrace : public std::runtime_error {
 /// A CAN log says who is who by identifiers alone. Those of `exchange` belong to the trace where it
 /// is given, and all others are left out. Without it the first frame is taken for the tester's and
 /// the first with another identifier for the ECU's. Remote, error and CAN FD frames are left out.
-/// Raises DamagedTrace.
+///
+/// A damaged line, such as the last one of a file that was cut off, ends the trace: its `damage`
+/// says so. Raises DamagedTrace where nothing tells a trace.
 [[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {});
 
 }  // namespace quillmark::host

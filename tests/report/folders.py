@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Artifacts to look at: of the real tool, and large ones written by hand."""
 
+import copy
 import json
 import pathlib
 import subprocess
@@ -18,6 +19,24 @@ def write_image(path):
     data = bytes((i * 7 + i // 251) % 255 for i in range(24_000))
     pathlib.Path(path).write_bytes(data + b"\xff" * 4096 + data[:6000])
     return path
+
+
+def texts_in(value, path=()):
+    """The path of each text in a JSON value."""
+    if isinstance(value, str):
+        yield path
+    elif isinstance(value, (dict, list)):
+        for key, inner in value.items() if isinstance(value, dict) else enumerate(value):
+            yield from texts_in(inner, (*path, key))
+
+
+def with_text(value, path, text):
+    """The value with another text at the path."""
+    if not path:
+        return text
+    changed = copy.copy(value)
+    changed[path[0]] = with_text(value[path[0]], path[1:], text)
+    return changed
 
 
 def flash(tool, folder, *options, status=0):

@@ -30,6 +30,15 @@ TEST(MemoryPicture, JoinsNeighboursOfOneState) {
   EXPECT_EQ(picture.Stretches(), (Stretches{{0, 16, MemoryState::kRead}}));
 }
 
+TEST(MemoryPicture, ReachesToTheEndOf32Bits) {
+  constexpr std::uint32_t kLast = 0xFFFFFFFF;
+  MemoryPicture picture;
+  picture.Paint(kLast, kLast, MemoryState::kRead);
+  picture.Paint(0, kLast, MemoryState::kFill);
+  EXPECT_EQ(picture.Stretches(),
+            (Stretches{{0, kLast, MemoryState::kFill}, {kLast, kLast, MemoryState::kRead}}));
+}
+
 TEST(MemoryPicture, CoversSeveralAtOnce) {
   MemoryPicture picture;
   picture.Paint(0, 4, MemoryState::kRead);
@@ -71,8 +80,7 @@ class PictureOfFlash : public ::testing::Test {
 
   Trace trace_{.exchange = {.form = TransportForm::kKLine}};
   // Two bytes at 0x1000 and two of fill behind them.
-  Json plan_ = Json::parse(
-      R"({"command":"flash","fill":255,"image":{"segments":[[4096,4]]},"blocks":[[4096,2]]})");
+  Plan plan_{.command = PlannedCommand::kFlash, .segments = {{0x1000, 4}}, .blocks = {{0x1000, 2}}};
 };
 
 TEST_F(PictureOfFlash, ShowsThePlanWhereNothingHappened) {
@@ -126,7 +134,7 @@ TEST_F(PictureOfFlash, TakesAReadingBeforeTheDownloadForABackup) {
 }
 
 TEST_F(PictureOfFlash, ShowsWhatWasRead) {
-  plan_ = Json::parse(R"({"command":"read","ranges":[[4096,4]]})");
+  plan_ = {.command = PlannedCommand::kRead, .ranges = {{0x1000, 4}}};
   Ask("358000100002");
   Answer("75000010000201020000");
   EXPECT_EQ(Picture(),

@@ -16,12 +16,13 @@ using ::testing::Not;
 Artifacts SeedRefused() {
   const Exchange exchange{TransportForm::kPlainCan, 0x73A, 0x632};
   Artifacts artifacts;
-  artifacts.plan = Json::parse(
-      R"({"command":"read","started":"2026-01-01T00:00:00Z","form":"can","receive":1850,
-          "send":1586,"bit_rate":500000,"output":"m.bin","ranges":[[4096,16]]})");
-  artifacts.result = Json::parse(
-      R"({"outcome":"failed","exit":76,"message":"unlock: </script><b>no","seconds":0.5,
-          "phases":[{"phase":"unlock","began":0,"ended":0.5}]})");
+  artifacts.plan.command = PlannedCommand::kRead;
+  artifacts.plan.form = TransportForm::kPlainCan;
+  artifacts.plan.bit_rate = 500'000;
+  artifacts.plan.ranges = {{4096, 16}};
+  artifacts.result = {.state = OutcomeState::kFailed,
+                      .message = "unlock: </script><b a='b' c=\"d\">no",
+                      .phases = {{"unlock", Duration(0), std::chrono::milliseconds(500)}}};
   artifacts.trace = {exchange,
                      {{.direction = Direction::kToEcu,
                        .exchange = exchange,
@@ -52,24 +53,30 @@ TEST(PageData, AddsUpTheTimeThatFramesTakeOnTheWire) {
             Json::parse(R"([{"name":"unlock","began":0.0,"ended":0.5,"bytes":0,"wire":0.00054}])"));
 }
 
-TEST(PageData, NamesWhatIsMissing) {
+TEST(PageData, CountsNoWireTimeWithoutABitRate) {
   Artifacts artifacts = SeedRefused();
-  artifacts.plan.erase("bit_rate");
-  EXPECT_THROW(static_cast<void>(PageDataOf(artifacts)), DamagedArtifacts);
+  artifacts.plan.bit_rate.reset();
+  EXPECT_EQ(PageDataOf(artifacts)["phases"][0]["wire"], 0.0);
 }
 
 TEST(Outcome, NeverTakesAFailureForASuccess) {
   Artifacts artifacts = SeedRefused();
   EXPECT_EQ(OutcomeOf(artifacts).state, "failed");
-  artifacts.result = nullptr;
+  artifacts.result.state = OutcomeState::kCancelled;
+  EXPECT_EQ(OutcomeOf(artifacts).state, "cancelled");
+  artifacts.result = {};
   EXPECT_EQ(OutcomeOf(artifacts).state, "unfinished");
+  EXPECT_EQ(OutcomeOf(artifacts).line,
+            "Read not finished: the tool is still at work, or was ended in the middle");
 }
 
 TEST(Page, ShowsTheOutcomeWithoutAScriptAndEscapesIt) {
   const std::string page = RenderPage(SeedRefused());
   EXPECT_THAT(page, AllOf(HasSubstr("data-state=\"failed\""),
-                          HasSubstr("Read failed: unlock: &lt;/script&gt;&lt;b&gt;no"),
-                          Not(HasSubstr("</script><b>no")), Not(HasSubstr("@DATA@"))));
+                          HasSubstr("Read failed: unlock: &lt;/script&gt;"
+                                    "&lt;b a=&#39;b&#39; c=&quot;d&quot;&gt;no"),
+                          Not(HasSubstr("</script><b")), Not(HasSubstr("@DATA@")),
+                          Not(HasSubstr("_HASH@"))));
 }
 
 }  // namespace

@@ -2,7 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Opens reports in headless Chromium: what they say, by keyboard and by pointer, and how quick they are."""
 
+import json
 import pathlib
+import shutil
+import subprocess
 import sys
 import tempfile
 import time
@@ -12,6 +15,10 @@ import folders
 from browser import Browser
 
 TOOL = sys.argv.pop(1)
+
+# Ends an attribute, an element, a script, a comment; each part of it would leave a mark on the page.
+MARKUP = ("'\"></script><!--><script>window.struck=1</script>--><img src=x onerror='window.struck=1'>"
+          "<svg onload=window.struck=1><b style=color:red title=\"a\">javascript:&lt;&#x22; @DATA@ @TITLE@")
 
 # On an idle machine each takes less than a tenth of this.
 MOST_SECONDS_TO_OPEN = 20
@@ -146,6 +153,90 @@ class ReportTest(unittest.TestCase):
         (folder / "result.json").unlink()
         self.open(folders.report(TOOL, folder))
         self.assertEqual(self.browser.run("return document.querySelector('h1').dataset.state"), "unfinished")
+
+    def test_says_how_far_a_command_was_that_was_cut_off(self):
+        folder = folders.flash(TOOL, self.path / "far")
+        (folder / "result.json").unlink()
+        log = (folder / "log.jsonl").read_text().splitlines(keepends=True)
+        last = next(i for i, line in enumerate(log) if '"phase":"download","bytes":15' in line)
+        (folder / "log.jsonl").write_text("".join(log[:last + 1]))
+        trace = (folder / "trace.log").read_text()
+        (folder / "trace.log").write_text(trace[:len(trace) // 2 + 5])
+        self.open(folders.report(TOOL, folder))
+        self.assertRegex(self.text("h1"), r"Flash not finished: the tool is still at work, or was ended in phase download, 15,\d+ of 34,096")
+        self.assertIn("trace.log", self.text("#warnings"))
+        self.assertRegex(self.text("#memory-readout"), r"^[\d,]+ bytes written, .* erased, not written")
+
+    def test_shows_every_form(self):
+        for form in ("can", "gateway", "kline"):
+            with self.subTest(form):
+                folder = folders.flash(TOOL, self.path / form, "--verify", "--form", form)
+                self.open(folders.report(TOOL, folder))
+                self.assertEqual(self.text("#memory-readout"),
+                                 "30,064 bytes written and verified, 4,032 bytes left out as fill")
+                self.assertRegex(self.text("#matches"), r"^\d{3} exchanges$")
+
+    def assert_markup_is_text(self, page):
+        self.open(page)
+        self.assertIsNone(self.browser.run("return window.struck ?? null"))
+        self.assertEqual(self.count('img, svg, [onerror], [onload], b[title]'), 0)
+        self.assertEqual(self.count("script"), 2)
+
+    def test_shows_markup_in_any_text_as_text(self):
+        source = folders.flash(TOOL, self.path / "marked", "--fault", "bad-checksum@60", status=76)
+        shown = 0
+        for name in ("plan.json", "result.json"):
+            whole = json.loads((source / name).read_text())
+            for path in folders.texts_in(whole):
+                with self.subTest(f"{name} {path}"):
+                    folder = self.path / "one"
+                    shutil.copytree(source, folder, dirs_exist_ok=True)
+                    (folder / name).write_text(json.dumps(folders.with_text(whole, path, MARKUP)))
+                    page = self.path / "one.html"
+                    page.unlink(missing_ok=True)
+                    done = subprocess.run([TOOL, "report", folder, "-o", page], capture_output=True, check=False)
+                    self.assertIn(done.returncode, (0, 65))
+                    self.assertEqual(page.exists(), done.returncode == 0)
+                    if page.exists():
+                        self.assert_markup_is_text(page)
+                        shown += MARKUP in self.browser.run("return document.body.innerText")
+        # started, file of the image; message, ecu, ecu_state, next and the phases of the result.
+        self.assertGreaterEqual(shown, 9)
+
+    def test_shows_markup_in_logs_traces_and_identifications_as_text(self):
+        folder = folders.flash(TOOL, self.path / "told")
+        (folder / "result.json").unlink()
+        event = {"event": MARKUP, "at": 1, "ecu": MARKUP, "phase": MARKUP, "message": MARKUP}
+        (folder / "log.jsonl").write_text(json.dumps(event) + "\n" + MARKUP)
+        record = b"\x61\x80" + MARKUP.encode()
+        frames = [("632", b"\x02\x21\x80"), ("73A", (0x1000 + len(record)).to_bytes(2, "big") + record[:6])]
+        frames += [("73A", bytes([0x20 | (1 + at // 7) % 16]) + record[at + 6:at + 13])
+                   for at in range(0, len(record) - 6, 7)]
+        (folder / "trace.log").write_text("".join(
+            f"({at}.0) {MARKUP.replace(' ', '_')} {identifier}#{data.hex()}\n"
+            for at, (identifier, data) in enumerate(frames)) + MARKUP)
+        self.assert_markup_is_text(folders.report(TOOL, folder))
+        self.assertIn(MARKUP, self.text("#facts"))
+        self.assertIn(MARKUP, self.text("h1"))
+        self.assertIn(MARKUP[:40], self.text("#warnings"))
+        self.browser.run("document.querySelector('.grid-row').click()")
+        self.assertIn(MARKUP, self.text("#grid-rows"))
+        self.assertIsNone(self.browser.run("return window.struck ?? null"))
+
+    def test_runs_no_script_but_its_own(self):
+        text = self.good.read_text()
+        page = self.path / "forged.html"
+        for forged in ("<script>window.struck=1</script>", "<img src=x onerror=window.struck=1>",
+                       "<script src='data:text/javascript,window.struck=1'></script>",
+                       "<style>body { display: none }</style>", "<base href='file:///x/'>",
+                       "<iframe srcdoc='<script>parent.struck=1</script>'></iframe>"):
+            with self.subTest(forged):
+                page.write_text(text.replace("<main>", forged + "<main>"))
+                self.browser.open(page)
+                self.assertTrue(any("Content Security Policy" in error for error in self.browser.errors()))
+                self.assertIsNone(self.browser.run("return window.struck ?? null"))
+                self.assertEqual(self.browser.run("return getComputedStyle(document.body).display"), "block")
+                self.assertIn("Flashed 30,064 bytes", self.text("h1"))
 
     def test_follows_the_colours_of_the_reader_and_prints(self):
         self.open(self.good)

@@ -19,6 +19,23 @@ using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
+/// What a page was told.
+json DataOf(const std::string& page) {
+  const std::string begin = R"(id="data">)";
+  const std::size_t at = page.find(begin) + begin.size();
+  return json::parse(page.substr(at, page.find('<', at) - at));
+}
+
+std::size_t FramesIn(const std::string& trace) {
+  std::istringstream lines(trace);
+  std::size_t frames = 0;
+  for (std::string line; std::getline(lines, line);) {
+    const bool is_frame = !line.starts_with('#') && line.find(" break ") == std::string::npos;
+    frames += is_frame ? 1 : 0;
+  }
+  return frames;
+}
+
 class ArtifactsOption : public ToolTest {
  protected:
   ToolResult Flash(std::vector<std::string> arguments = {}) {
@@ -156,7 +173,7 @@ TEST_F(ArtifactsOption, GivesDecodeAndReportWhatTheyNeedInEveryForm) {
   for (const std::string form : {"can", "gateway", "kline"}) {
     SCOPED_TRACE(form);
     std::filesystem::remove_all(folder_.Path("out"));
-    EXPECT_EQ(Flash({"--form", form}).status, 0);
+    EXPECT_EQ(Flash({"--form", form, "--verify"}).status, 0);
     const std::string address = form == "can" ? "" : "start communication";
     EXPECT_THAT(
         Run({"decode", folder_.Path("out/trace.log")}).out,
@@ -168,7 +185,10 @@ TEST_F(ArtifactsOption, GivesDecodeAndReportWhatTheyNeedInEveryForm) {
     const ToolResult report = Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")});
     EXPECT_EQ(report.status, 0);
     EXPECT_THAT(report.out, StartsWith("outcome   Flashed 4 bytes in "));
-    EXPECT_THAT(folder_.Read("r.html"), StartsWith("<!doctype html>"));
+    EXPECT_THAT(report.out, ::testing::Not(HasSubstr("warning")));
+    const json data = DataOf(folder_.Read("r.html"));
+    EXPECT_EQ(data["frames"]["count"], FramesIn(folder_.Read("out/trace.log")));
+    EXPECT_EQ(data["memory"], json::parse(R"([[4096,2,"verified"],[32768,2,"verified"]])"));
   }
 }
 
@@ -186,6 +206,37 @@ TEST_F(ArtifactsOption, MakesAReportAgainButNeverInPlaceOfWhatItShows) {
     }
     EXPECT_EQ(folder_.Read("out/" + name), content);
   }
+}
+
+TEST_F(ArtifactsOption, GivesAReportAsFarAsItGoesWhereItIsCutOff) {
+  EXPECT_EQ(Flash().status, 0);
+  for (const char* name : {"out/plan.json", "out/log.jsonl", "out/trace.log"}) {
+    const auto size = std::filesystem::file_size(folder_.Path(name));
+    std::filesystem::resize_file(folder_.Path(name), size - 20);
+  }
+  std::filesystem::resize_file(folder_.Path("out/result.json"), 0);
+  const ToolResult report = Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")});
+  EXPECT_EQ(report.status, 0);
+  EXPECT_THAT(report.out, AllOf(StartsWith("outcome   Flash not finished: the tool is still at "
+                                           "work, or was ended in phase close\n"),
+                                HasSubstr("warning   plan.json is cut off"),
+                                HasSubstr("warning   result.json is cut off"),
+                                HasSubstr("warning   log.jsonl: line "),
+                                HasSubstr("warning   trace.log: line ")));
+  EXPECT_EQ(DataOf(folder_.Read("r.html"))["warnings"].size(), 4U);
+}
+
+TEST_F(ArtifactsOption, MakesNoReportOfNumbersThatNoFlashHas) {
+  EXPECT_EQ(Flash().status, 0);
+  json plan = ReadJson("plan.json");
+  plan["blocks"][0][0] = -1;
+  static_cast<void>(folder_.Write("out/plan.json", plan.dump()));
+  const ToolResult report = Run({"report", folder_.Path("out"), "-o", folder_.Path("r.html")});
+  EXPECT_EQ(report.status, 65);
+  EXPECT_EQ(report.err, "quillmark: " + folder_.Path("out") +
+                            ": plan.json: blocks[0][0]: expected a number from 0 to 16777215, "
+                            "found -1\nnext      name a folder as --artifacts left it\n");
+  EXPECT_FALSE(std::filesystem::exists(folder_.Path("r.html")));
 }
 
 TEST_F(ArtifactsOption, MakesNoReportOfAnythingElse) {
@@ -217,9 +268,19 @@ TEST_F(DecodeCommand, TakesTheIdentifiersThatAreMeant) {
             "   0.100000 <    1  7E                          tester present, positive\n");
 }
 
+TEST_F(DecodeCommand, ListsATraceThatIsCutOffAsFarAsItGoes) {
+  const ToolResult result =
+      Run({"decode", folder_.Write("t.log", "(5.0) can0 632#013E\n(5.1) can0 73A#017")});
+  EXPECT_EQ(result.status, 65);
+  EXPECT_THAT(result.out, HasSubstr(" 1 frame in 1 message\n   0.000000 >    1  3E "));
+  EXPECT_THAT(result.err, HasSubstr("t.log: line 2: expected (SECONDS) INTERFACE"));
+  EXPECT_THAT(result.err, HasSubstr("next      what comes before this line is listed\n"));
+}
+
 TEST_F(DecodeCommand, SaysWhatIsWrongWithAFile) {
   const ToolResult trace = Run({"decode", folder_.Write("t.log", "(5.0) can0 632#8\n")});
   EXPECT_EQ(trace.status, 65);
+  EXPECT_EQ(trace.out, "");
   EXPECT_THAT(trace.err, HasSubstr("t.log: line 1: expected (SECONDS) INTERFACE"));
   const ToolResult document = Run({"decode", folder_.Write("d.xml", "<can/>")});
   EXPECT_EQ(document.status, 65);

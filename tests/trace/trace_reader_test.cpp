@@ -82,12 +82,14 @@ TEST(TraceReader, QuotesTheBeginningOfALongLine) {
   EXPECT_LT(ErrorOf(std::string(100'000, 'x')).size(), 250U);
 }
 
-TEST(TraceReader, NamesTheDamagedLine) {
-  EXPECT_EQ(ErrorOf("(5.0) can0 632#81\n(5.1) can0 632#8\n"),
+TEST(TraceReader, EndsAtADamagedLineAndNamesIt) {
+  const Trace cut_off = Read("(5.0) can0 632#81\n(5.1) can0 632#8");
+  EXPECT_EQ(cut_off.entries.size(), 1U);
+  EXPECT_EQ(cut_off.damage,
             "line 2: expected (SECONDS) INTERFACE IDENTIFIER#DATA, found \"(5.1) can0 632#8\"");
-  EXPECT_EQ(ErrorOf("base hex\n 1.0 1 632 Rx d 2 81\n"),
+  EXPECT_EQ(Read("base hex\n 1.0 1 632 Rx d 2 81\n").damage,
             "line 2: expected a frame in hexadecimal digits, found \" 1.0 1 632 Rx d 2 81\"");
-  EXPECT_EQ(ErrorOf("# quillmark K line trace 1\n\n1.0 > 8\n"),
+  EXPECT_EQ(Read("# quillmark K line trace 1\n\n1.0 > 8\n").damage,
             "line 3: expected SECONDS > BYTES, SECONDS < BYTES or SECONDS break TIME ms, found "
             "\"1.0 > 8\"");
 }

@@ -2,6 +2,8 @@
 // What the page is told: columns in JSON, the frames packed. Here they become typed arrays, so that
 // hundreds of thousands of frames are quick to walk.
 
+"use strict";
+
 const OUTCOMES = ["answered", "refused", "no answer", "damaged"];
 const ANSWERED = 0;
 

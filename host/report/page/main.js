@@ -15,6 +15,12 @@ function fillAdvice(advice) {
   place.hidden = advice === "";
 }
 
+function fillWarnings(warnings) {
+  const place = document.getElementById("warnings");
+  place.replaceChildren(...warnings.map((warning) => element("li", {}, warning)));
+  place.hidden = warnings.length === 0;
+}
+
 function rateRow(phase) {
   const seconds = phase.ended - phase.began;
   const share = seconds > 0 ? Math.min(1, phase.wire / seconds) : 0;
@@ -24,7 +30,7 @@ function rateRow(phase) {
   const filled = element("b");
   filled.style.width = `${share * 100}%`;
   bar.append(filled);
-  gauge.append(bar, element("span", {}, `${(share * 100).toFixed(0)} %`));
+  gauge.append(bar, element("span", {}, phase.wire > 0 ? `${(share * 100).toFixed(0)} %` : "–"));
   const inUse = element("td");
   inUse.append(gauge);
   row.append(element("th", { scope: "row" }, phase.name),
@@ -95,6 +101,7 @@ function main() {
   const find = (id) => document.getElementById(id);
   fillFacts(model.facts);
   fillAdvice(model.advice);
+  fillWarnings(model.warnings);
   find("rate-rows").replaceChildren(...model.phases.map(rateRow));
 
   const table = new ExchangeTable(model, find("grid"), find("grid-rows"));

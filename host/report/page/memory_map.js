@@ -87,7 +87,7 @@ class MemoryMap {
     context.textAlign = "center";
     context.lineWidth = 1;
     context.beginPath();
-    for (let at = Math.ceil(this.view.from / step) * step; at <= this.view.to; at += step) {
+    for (const at of multiplesOf(step, this.view)) {
       const x = Math.round(this.view.x(at)) + 0.5;
       context.moveTo(x, 44);
       context.lineTo(x, 52);

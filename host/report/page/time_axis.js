@@ -104,7 +104,7 @@ class TimeAxis {
     context.strokeStyle = colour("line");
     context.fillStyle = colour("muted");
     context.beginPath();
-    for (let at = Math.ceil(view.from / step) * step; at <= view.to; at += step) {
+    for (const at of multiplesOf(step, view)) {
       const x = view.x(at);
       context.moveTo(Math.round(x) + 0.5, y);
       context.lineTo(Math.round(x) + 0.5, y + 6);

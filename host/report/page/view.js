@@ -71,7 +71,11 @@ function prepare(canvas, width, height, view) {
 }
 
 /** Fills a box; `pattern` tells states apart where colours do not. */
-function fillBox(context, x, y, width, height, colour, pattern, ink) {
+function fillBox(context, boxX, y, boxWidth, height, colour, pattern, ink) {
+  // A box far beyond the canvas, as zooming makes them, would have millions of lines.
+  const reach = 2 * context.canvas.width;
+  const x = Math.max(boxX, -reach);
+  const width = Math.min(boxX + boxWidth, reach) - x;
   context.fillStyle = colour;
   context.fillRect(x, y, width, height);
   if (!pattern || width < 3) {
@@ -95,6 +99,12 @@ function fillBox(context, x, y, width, height, colour, pattern, ink) {
   }
   context.stroke();
   context.restore();
+}
+
+/** The multiples of `step` that are seen. Counted, for a step may be too small to add to a large number. */
+function multiplesOf(step, { from, to }) {
+  const first = Math.ceil(from / step);
+  return Array.from({ length: Math.max(0, Math.floor(to / step) - first + 1) }, (_, i) => (first + i) * step);
 }
 
 /** A step of 1, 2 or 5 times a power of ten of which about `count` fit into `span`. */

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/report/artifacts.h"
+#include "host/report/json_field.h"
+
+namespace quillmark::host {
+
+/// Each takes what is there and raises DamagedArtifacts for a member that is not what it should be.
+[[nodiscard]] Plan PlanOf(const JsonField& plan);
+[[nodiscard]] Result ResultOf(const JsonField& result);
+
+/// What a log tells of a command that did not come to its result, line by line.
+class LogReader {
+ public:
+  void Add(const JsonField& event);
+
+  /// An unfinished result: the phases, the ECU, and how far the command was.
+  [[nodiscard]] Result result() const;
+
+ private:
+  void AddPhase(const std::string& name);
+
+  Result result_{};
+  std::string error_{};
+  std::uint64_t bytes_done_ = 0;
+  std::uint64_t bytes_total_ = 0;
+};
+
+}  // namespace quillmark::host
