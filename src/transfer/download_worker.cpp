@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "transfer/download_worker.h"
 
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <string>
 #include <utility>
 
-#include "base/checked.h"
+#include "base/byte_access.h"
 #include "base/guards.h"
 #include "context/message_table.h"
 #include "transfer/address_bytes.h"
@@ -20,8 +21,9 @@ namespace {
 constexpr std::uint8_t kDownloadRequest = 0x34;
 constexpr std::array<std::uint8_t, 2> kExpectedReply = {0x74, 0x02};
 constexpr std::int32_t kReplyLength = 2;
-constexpr std::int32_t kHeaderLength = 6;
-constexpr std::int32_t kChecksumLength = 2;
+constexpr std::size_t kHeaderLength = 6;
+constexpr std::size_t kMaxDataLength = 255;
+constexpr std::size_t kChecksumLength = 2;
 
 /// The request blocks of one run; its objects are made once and reused for every block.
 ///
@@ -33,13 +35,17 @@ class BlockBuilder {
         checksum_(NotNull(platform.CreateChecksumCalculator())),
         RL_(RL) {}
 
-  /// Builds the block of `count` bytes from `address` on, then calls `use` with it.
+  /// Builds the block of `data` from `address` on, then calls `use` with it.
   template <typename Use>
-  void Build(ByteString& segment, std::int32_t address, std::int32_t count, Use use) {
-    MakeRoom(count);
-    WriteHeader(address, checked::ToByte(count));
-    data_->Assign(Require(segment.Mid(address, count)));
-
+  void Build(std::int32_t address, ByteView data, Use use) {
+    const ByteView bytes = WithoutChecksum(address, data);
+    block_->SetBytes(bytes);
+    if (bytes.size() != size_) {
+      // Almost all blocks have one length, and so the view of the block before is good for the
+      // next.
+      summed_ = NotNull(block_->Mid(1, static_cast<std::int32_t>(bytes.size() - kChecksumLength)));
+      size_ = bytes.size();
+    }
     checksum_->Reset();
     checksum_->Add(*summed_);
     checksum_->StoreInto(*block_);
@@ -47,44 +53,39 @@ class BlockBuilder {
   }
 
  private:
-  /// Almost all blocks have one length, and so the views of the block before are good for the next.
-  void MakeRoom(std::int32_t count) {
-    if (count == count_) {
-      return;
-    }
-    block_->SetLength(checked::Add(count, kHeaderLength + kChecksumLength));
-    header_ = NotNull(block_->Mid(1, kHeaderLength));
-    data_ = NotNull(block_->Mid(kHeaderLength + 1, count));
-    summed_ = NotNull(block_->Mid(1, kHeaderLength + count));
-    count_ = count;
-  }
-
-  void WriteHeader(std::int32_t address, std::uint8_t count) {
+  /// The block, zero where its checksum will be.
+  ByteView WithoutChecksum(std::int32_t address, ByteView data) {
     const auto [high, middle, low] = AddressBytes(address);
-    header_->SetBytes(
-        std::array<std::uint8_t, kHeaderLength>{kDownloadRequest, RL_, high, middle, low, count});
+    const std::array<std::uint8_t, kHeaderLength> header = {
+        kDownloadRequest, RL_, high, middle, low, static_cast<std::uint8_t>(data.size())};
+    auto end = std::copy(header.begin(), header.end(), bytes_.begin());
+    end = std::copy(data.begin(), data.end(), end);
+    end = std::fill_n(end, kChecksumLength, std::uint8_t{0});
+    return ByteView(bytes_.begin(), end);
   }
 
   std::shared_ptr<ByteString> block_;
   std::shared_ptr<ChecksumCalculator> checksum_;
   std::uint8_t RL_;
-  std::int32_t count_ = 0;              ///< data bytes that the block has room for
-  std::shared_ptr<ByteString> header_;  ///< view on its first bytes
-  std::shared_ptr<ByteString> data_;    ///< view on its data bytes
-  std::shared_ptr<ByteString> summed_;  ///< view on what its checksum covers
+  std::shared_ptr<ByteString> summed_;  ///< view on what the checksum covers
+  std::size_t size_ = 0;                ///< of the block that it was made for
+  std::array<std::uint8_t, kHeaderLength + kMaxDataLength + kChecksumLength> bytes_{};
 };
 
-/// False where the client wants no more.
-bool StreamSegment(ByteString& segment, const CutRule& rule, BlockBuilder& blocks,
-                   PieceStream& stream) {
+/// Adds the blocks of a segment, which holds `bytes`. False where the client wants no more.
+bool StreamBlocks(const ByteString& segment, ByteView bytes, const CutRule& rule,
+                  BlockBuilder& blocks, PieceStream& stream) {
+  const std::int64_t start = segment.StartAddress();
   SegmentCutter cutter(segment, rule);
   while (const auto cut = cutter.Next()) {
     stream.Skip(cut->skipped);
     if (cut->count == 0) {
       break;
     }
+    const auto position = static_cast<std::size_t>(cut->address - start + 1);
+    const ByteView data = ViewAt(bytes, position, static_cast<std::size_t>(cut->count));
     bool goes_on = false;
-    blocks.Build(segment, cut->address, cut->count, [&](ByteView block) {
+    blocks.Build(cut->address, data, [&](ByteView block) {
       goes_on = stream.Add(block, kExpectedReply, kReplyLength, cut->count);
     });
     if (!goes_on) {
@@ -97,7 +98,7 @@ bool StreamSegment(ByteString& segment, const CutRule& rule, BlockBuilder& block
 }  // namespace
 
 void RequireBlockSize(std::int32_t MaxSize) {
-  if (MaxSize < 1 || MaxSize > 255) {
+  if (MaxSize < 1 || MaxSize > std::int32_t{kMaxDataLength}) {
     throw Error(error_number::kInvalidRequest,
                 "Invalid block size (" + std::to_string(MaxSize) + ")");
   }
@@ -113,7 +114,10 @@ void RunDownload(Context& context, TransferParameters& parameters, XMLDocClient&
   BlockBuilder blocks(platform, parameters.RL);
   const CutRule rule{parameters.FillByte, parameters.IMod, parameters.MaxSize};
   for (const auto& segment : image->Segments()) {
-    if (!StreamSegment(Require(segment), rule, blocks, stream)) {
+    bool goes_on = false;
+    Require(segment).ReadBytes(
+        [&](ByteView bytes) { goes_on = StreamBlocks(*segment, bytes, rule, blocks, stream); });
+    if (!goes_on) {
       return;
     }
   }
