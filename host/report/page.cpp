@@ -42,10 +42,10 @@ std::string Escaped(std::string_view text) {
 
 /// JSON that cannot end the script element that it stands in.
 std::string DataText(const Json& data) {
-  const std::string json = data.dump(-1, ' ', false, Json::error_handler_t::replace);
+  const std::string dumped = data.dump(-1, ' ', false, Json::error_handler_t::replace);
   std::string text;
-  text.reserve(json.size());
-  for (const char character : json) {
+  text.reserve(dumped.size());
+  for (const char character : dumped) {
     if (character == '<') {
       text += "\\u003c";
     } else {

@@ -143,23 +143,23 @@ void AddBytes(const Decoding& decoding, const std::vector<DecodedExchange>& exch
 double SecondsOf(Duration time) { return std::chrono::duration<double>(time).count(); }
 
 Json ToJson(const std::vector<PhaseSums>& phases) {
-  Json json = Json::array();
+  Json list = Json::array();
   for (const PhaseSums& phase : phases) {
-    json.push_back({{"name", phase.name},
+    list.push_back({{"name", phase.name},
                     {"began", SecondsOf(phase.began)},
                     {"ended", SecondsOf(phase.ended)},
                     {"bytes", phase.bytes},
                     {"wire", SecondsOf(phase.wire)}});
   }
-  return json;
+  return list;
 }
 
 Json ToJson(const MemoryPicture& picture) {
-  Json json = Json::array();
+  Json list = Json::array();
   for (const MemoryStretch& stretch : picture.Stretches()) {
-    json.push_back({stretch.start, stretch.count, NameOf(stretch.state)});
+    list.push_back({stretch.start, stretch.count, NameOf(stretch.state)});
   }
-  return json;
+  return list;
 }
 
 }  // namespace
