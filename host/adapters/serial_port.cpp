@@ -100,6 +100,8 @@ class AsioSerialPort : public SerialPort {
     context_.poll();
     if (!completion) {
       context_.run_for(timeout);
+      // While the process stands still (Ctrl-Z) time passes, and what arrives is in time.
+      context_.poll();
     }
     if (!completion) {
       ErrorCode ignored;

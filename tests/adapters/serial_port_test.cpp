@@ -4,7 +4,11 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <thread>
 
 #include "adapters/scripted_device.h"
 #include "host/adapters/baud_rate.h"
@@ -65,6 +69,27 @@ TEST(SerialPort, ReadsNothingFromASilentLine) {
   EXPECT_EQ(port->Read(30ms), Bytes{});
   EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
   EXPECT_EQ(port->Read(0ms), Bytes{});
+}
+
+TEST(SerialPort, ReadsWhatHasArrivedWhileTheProcessStoodStill) {
+  const PseudoTerminal terminal;
+  const pid_t reader = ::fork();
+  if (reader == 0) {
+    const auto port = OpenSerialPort(terminal.device(), 115'200);
+    port->Write(Bytes{2});
+    ::_exit(port->Read(1500ms) == Bytes{1} ? 0 : 1);
+  }
+  ASSERT_EQ(terminal.Read(kPlenty), Bytes{2});
+  std::this_thread::sleep_for(100ms);
+  ::kill(reader, SIGSTOP);
+  int status = 0;
+  ASSERT_EQ(::waitpid(reader, &status, WUNTRACED), reader);
+  ASSERT_TRUE(WIFSTOPPED(status));
+  terminal.Write(Bytes{1});
+  std::this_thread::sleep_for(1600ms);
+  ::kill(reader, SIGCONT);
+  ASSERT_EQ(::waitpid(reader, &status, 0), reader);
+  EXPECT_EQ(status, 0);
 }
 
 TEST(SerialPort, DiscardsWhatHasArrived) {
