@@ -177,6 +177,8 @@ struct Progress {
   /// Time of the bus (simulated on a simulated bus) since the phase and since the call began.
   Duration phase_time{};
   Duration total_time{};
+  /// What would become of the ECU's memory if the call ended here.
+  EcuMemory memory = EcuMemory::kUntouched;
 };
 
 /// A document that a programmer runs: before, and after with what came of it.

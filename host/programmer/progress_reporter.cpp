@@ -23,9 +23,9 @@ void ProgressReporter::BytesDone(std::uint64_t bytes) {
 }
 
 Failure ProgressReporter::WithState(Failure failure) const {
-  failure.memory = memory_;
+  failure.memory = progress_.memory;
   failure.session_open = session_open_;
-  if (memory_ == EcuMemory::kPartlyWritten) {
+  if (progress_.memory == EcuMemory::kPartlyWritten) {
     failure.written_bytes = progress_.bytes_done;
     failure.image_bytes = progress_.bytes_total;
   }

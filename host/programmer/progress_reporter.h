@@ -17,7 +17,7 @@ class ProgressReporter {
   void Begin(Phase phase, std::uint64_t bytes_total = 0);
   void BytesDone(std::uint64_t bytes);
 
-  void SetMemory(EcuMemory memory) { memory_ = memory; }
+  void SetMemory(EcuMemory memory) { progress_.memory = memory; }
   void SetSessionOpen(bool open) { session_open_ = open; }
 
   [[nodiscard]] Phase phase() const { return progress_.phase; }
@@ -35,7 +35,6 @@ class ProgressReporter {
   Duration began_;
   Duration phase_began_;
   Progress progress_;
-  EcuMemory memory_ = EcuMemory::kUntouched;
   bool session_open_ = false;
 };
 

@@ -181,8 +181,8 @@ void Session::Unlock() {
 }
 
 void Session::Erase() {
-  progress_.Begin(Phase::kErase);
   progress_.SetMemory(EcuMemory::kPerhapsErased);
+  progress_.Begin(Phase::kErase);
   try {
     Exchange(reprog_->starterase(config_.memory),
              [&](const Document& reply) { reprog_->checkstarterase(reply); });
@@ -197,8 +197,8 @@ void Session::Erase() {
 }
 
 std::uint64_t Session::Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size) {
-  progress_.Begin(Phase::kDownload, size);
   progress_.SetMemory(EcuMemory::kPartlyWritten);
+  progress_.Begin(Phase::kDownload, size);
   Stream(
       [&] {
         reprog_->ComputeDownload(config_.memory, image, config_.fill_byte, config_.alignment,

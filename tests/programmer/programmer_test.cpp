@@ -142,11 +142,13 @@ TEST_P(EveryForm, ReportsItsPhasesAndEveryBlock) {
   workshop_.AddSegment(0x1000, Pattern(40'000));
   workshop_.Open();
   std::vector<Phase> phases;
+  std::vector<EcuMemory> memory;
   std::vector<std::uint64_t> bytes;
   Duration last{};
   workshop_.programmer->OnProgress([&](const Progress& progress) {
     if (phases.empty() || phases.back() != progress.phase) {
       phases.push_back(progress.phase);
+      memory.push_back(progress.memory);
     }
     if (progress.phase == Phase::kDownload) {
       EXPECT_EQ(progress.bytes_total, 40'000U);
@@ -158,6 +160,10 @@ TEST_P(EveryForm, ReportsItsPhasesAndEveryBlock) {
   workshop_.programmer->Program(workshop_.image, {.verify = true});
   EXPECT_THAT(phases, ElementsAre(Phase::kIdentify, Phase::kUnlock, Phase::kErase, Phase::kDownload,
                                   Phase::kCheck, Phase::kVerify, Phase::kLogZone, Phase::kClose));
+  EXPECT_THAT(memory, ElementsAre(EcuMemory::kUntouched, EcuMemory::kUntouched,
+                                  EcuMemory::kPerhapsErased, EcuMemory::kPartlyWritten,
+                                  EcuMemory::kWritten, EcuMemory::kChecked, EcuMemory::kChecked,
+                                  EcuMemory::kChecked));
   EXPECT_EQ(bytes.size(), 1U + (40'000 + 127) / 128);
   EXPECT_EQ(bytes.front(), 0U);
   EXPECT_EQ(bytes.back(), 40'000U);
