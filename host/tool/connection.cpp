@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/connection.h"
 
+#include <fmt/format.h>
+
 #include <CLI/Error.hpp>
 #include <stdexcept>
 #include <utility>
@@ -14,6 +16,29 @@
 #include "host/tool/text.h"
 
 namespace quillmark::host {
+namespace {
+
+/// What a tool that ends at once leaves of a session.
+const char* LeftBehindOf(EcuMemory memory) {
+  switch (memory) {
+    case EcuMemory::kUntouched:
+      return "nothing was erased or written; the session stays open until it ends by itself";
+    case EcuMemory::kPerhapsErased:
+      return "the ECU's memory is perhaps erased; the session stays open until it ends by itself";
+    case EcuMemory::kPartlyWritten:
+      return "the ECU's memory is erased and partly written; the session stays open until it ends "
+             "by itself";
+    case EcuMemory::kWritten:
+      return "the ECU's memory is written, but not checked; the session stays open until it ends "
+             "by "
+             "itself";
+    case EcuMemory::kChecked:
+      break;
+  }
+  return "the ECU's memory is written and checked; the session stays open until it ends by itself";
+}
+
+}  // namespace
 
 ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& session) {
   ProgrammerConfig config;
@@ -25,20 +50,17 @@ ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& sessi
   config.separation_time = link.separation_time;
   config.timing = session.timing;
   config.tester_present_interval = session.tester_present_interval;
-  if (!session.key_command.empty()) {
-    config.key = MakeKeyCommand(session.key_command);
-  }
   return config;
 }
 
 Connection::Connection(const LinkOptions& link, const SessionOptions& session,
-                       const ProgrammerConfig& config, const BusTap& tap)
-    : platform_(CreatePortablePlatform()),
-      ecu_is_simulated_(session.bus.kind == BusKind::kSimulated) {
+                       const ProgrammerConfig& config, Reporter& reporter, const BusTap& tap)
+    : reporter_(reporter),
+      platform_(CreatePortablePlatform()),
+      ecu_is_simulated_(session.bus.kind == BusKind::kSimulated),
+      tester_present_interval_(session.tester_present_interval) {
   ProgrammerConfig with_key = config;
-  if (!with_key.key) {
-    with_key.key = [this](const Bytes& seed) { return KeyOfSimulatedEcu(seed); };
-  }
+  with_key.key = MakeKey(session);
   try {
     OpenBus(link, session, config);
     tapped_bus_ = tap ? tap(*bus_) : nullptr;
@@ -47,7 +69,10 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }
-  programmer_->OnStopRequested(Interrupted);
+  programmer_->OnStopRequested([this] {
+    LookForSuspension();
+    return Interrupted();
+  });
   programmer_->OnIdentified([this](const Identification& identification) {
     ecu_is_simulated_ =
         ecu_is_simulated_ || RecordText(identification.record).starts_with("SIMULATED ECU ");
@@ -67,6 +92,37 @@ void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,
   bus_ = std::move(bus);
 }
 
+KeyFunction Connection::MakeKey(const SessionOptions& session) {
+  if (session.key_command.empty()) {
+    return [this](const Bytes& seed) { return KeyOfSimulatedEcu(seed); };
+  }
+  return MakeKeyCommand(session.key_command, session.key_timeout, [this](const std::string& line) {
+    reporter_.Line("key       " + line);
+    reporter_.Event(EventKind::kKeyCommand, {{"text", line}});
+  });
+}
+
+void Connection::ShowProgress() {
+  programmer_->OnProgress([this](const Progress& progress) {
+    SetLeftBehind(LeftBehindOf(progress.memory));
+    reporter_.OnProgress(progress);
+  });
+}
+
+void Connection::LookForSuspension() {
+  const auto before = std::exchange(last_look_, std::chrono::steady_clock::now());
+  const auto went_on = TakeEndOfSuspension();
+  // While simulated time stands still, no session ends.
+  if (ecu_ || !went_on || *went_on - before <= tester_present_interval_) {
+    return;
+  }
+  const auto time = std::chrono::duration_cast<Duration>(*went_on - before);
+  reporter_.Line(
+      fmt::format("suspended for {} without tester present: the ECU may have ended the session",
+                  TimeText(time)));
+  reporter_.Event(EventKind::kSuspended, {{"seconds", SecondsOf(time)}});
+}
+
 Bytes Connection::KeyOfSimulatedEcu(const Bytes& seed) const {
   if (!ecu_is_simulated_) {
     throw ToolError(ExitCode::kUnavailable,
@@ -75,6 +131,9 @@ Bytes Connection::KeyOfSimulatedEcu(const Bytes& seed) const {
   return SimulatedKey(seed);
 }
 
-Connection::~Connection() { platform_->WaitForWorkers(); }
+Connection::~Connection() {
+  LookForSuspension();
+  platform_->WaitForWorkers();
+}
 
 }  // namespace quillmark::host

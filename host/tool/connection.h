@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -8,13 +9,14 @@
 #include "host/ecu/simulated_ecu.h"
 #include "host/programmer/programmer.h"
 #include "host/tool/link_options.h"
+#include "host/tool/reporter.h"
 #include "host/tool/session_options.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {
 
-/// The settings of a programmer that the options say; memory, cutting and check routine are left at
-/// their defaults.
+/// The settings of a programmer that the options say; key, memory, cutting and check routine are
+/// left at their defaults.
 [[nodiscard]] ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& session);
 
 /// Puts itself between a bus and its user: returns the bus to use instead, or null.
@@ -28,9 +30,10 @@ using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 class Connection {
  public:
   /// Raises BusError where an adapter cannot be opened, and CLI::ValidationError for settings that
-  /// cannot work.
+  /// cannot work. `reporter`, which outlives the connection, is told of what happens beside the
+  /// work: a key command's words, a suspension.
   Connection(const LinkOptions& link, const SessionOptions& session, const ProgrammerConfig& config,
-             const BusTap& tap = {});
+             Reporter& reporter, const BusTap& tap = {});
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   Connection(Connection&&) = delete;
@@ -41,17 +44,26 @@ class Connection {
   [[nodiscard]] Platform& platform() { return *platform_; }
   [[nodiscard]] Programmer& programmer() { return *programmer_; }
 
+  /// Tells the reporter how far the work is.
+  void ShowProgress();
+
  private:
+  [[nodiscard]] KeyFunction MakeKey(const SessionOptions& session);
   void OpenBus(const LinkOptions& link, const SessionOptions& session,
                const ProgrammerConfig& config);
   [[nodiscard]] Bytes KeyOfSimulatedEcu(const Bytes& seed) const;
+  /// Tells of a suspension since the last look that may have cost the session.
+  void LookForSuspension();
 
+  Reporter& reporter_;
   std::shared_ptr<PortablePlatform> platform_;
   std::unique_ptr<SimulatedEcu> ecu_;
   std::unique_ptr<Bus> bus_;
   std::unique_ptr<Bus> tapped_bus_;
   std::unique_ptr<Programmer> programmer_;
   bool ecu_is_simulated_;
+  std::chrono::milliseconds tester_present_interval_;
+  std::chrono::steady_clock::time_point last_look_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace quillmark::host

@@ -12,6 +12,7 @@
 #include "host/files/output_file.h"
 #include "host/services/count_text.h"
 #include "host/tool/exit_code.h"
+#include "host/tool/interrupt.h"
 #include "host/tool/text.h"
 #include "quillmark/portable_platform.h"
 
@@ -30,7 +31,7 @@ class DocumentSink {
       if (node != nullptr) {
         Take(dynamic_cast<const DOMDocument&>(*node));
       }
-      cancel = false;
+      cancel = Interrupted();
     } catch (...) {
       error_ = std::current_exception();
     }
@@ -40,6 +41,9 @@ class DocumentSink {
   void Finish(std::uint64_t image_bytes) const {
     if (error_) {
       std::rethrow_exception(error_);
+    }
+    if (Interrupted()) {
+      throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
     }
     if (total_bytes_ != image_bytes) {
       throw ToolError(ExitCode::kInternal,

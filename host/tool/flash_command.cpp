@@ -149,12 +149,11 @@ void Flash(const FlashCommandOptions& options, const ImageFile& image,
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, image));
   }
-  Connection connection(options.link, options.session, ConfigOf(options),
+  Connection connection(options.link, options.session, ConfigOf(options), reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection.programmer());
   ReportImage(reporter, options.transfer.file, image);
-  connection.programmer().OnProgress(
-      [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
+  connection.ShowProgress();
   Announcement announcement(reporter, options, image.segments);
   Programmer::ProgramOptions what{.verify = options.flash.verify};
   what.confirm = [&announcement](const Identification& ecu) { return announcement.Make(ecu); };

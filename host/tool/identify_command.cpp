@@ -51,7 +51,8 @@ void ReportEvent(Reporter& reporter, const Identification& identification) {
 void Run(const IdentifyCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CatchInterrupts();
-  Connection connection(options.link, options.session, MakeConfig(options.link, options.session));
+  Connection connection(options.link, options.session, MakeConfig(options.link, options.session),
+                        reporter);
   const Identification identification = connection.programmer().Identify();
   ReportLines(reporter, identification);
   if (options.link.form == TransportForm::kKLine) {

@@ -1,14 +1,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+
 namespace quillmark::host {
 
-/// Makes SIGINT and SIGTERM raise a flag, once: a second signal ends the process at once. For
-/// commands that look at the flag, which others would miss.
+/// Makes SIGINT, SIGTERM and SIGHUP raise a flag, for commands that look at it and close their
+/// session. A SIGHUP that was ignored stays ignored (nohup). A third SIGINT or SIGTERM ends the
+/// process at once; SIGHUP does not count, since a terminal that closes sends several.
 void CatchInterrupts();
 
 /// Whether one of them has come.
 [[nodiscard]] bool Interrupted();
+
+/// When the process went on after it had been suspended (Ctrl-Z); nothing where it was not since
+/// the last call.
+[[nodiscard]] std::optional<std::chrono::steady_clock::time_point> TakeEndOfSuspension();
+
+/// What the third signal leaves behind, for the message that it ends with. `text` lives for ever;
+/// null: nothing is left.
+void SetLeftBehind(const char* text);
+
+/// A process group that the third signal kills as well; 0: none.
+void SetGroupToKill(pid_t group);
 
 /// Makes writing to a pipe that nobody reads an error instead of the end of the process, which
 /// would leave an ECU half written.

@@ -4,40 +4,28 @@
 #include <fmt/format.h>
 #include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
+#include "host/tool/child_process.h"
 #include "host/tool/exit_code.h"
 
 namespace quillmark::host {
 namespace {
 
+using std::chrono::milliseconds;
+
+/// How long a call may take; the session is kept alive between two.
+constexpr milliseconds kMoment{200};
 constexpr std::size_t kShortestKey = 2;
 constexpr std::size_t kLongestKey = 5;
 constexpr std::size_t kLongestShown = 60;
 
 [[noreturn]] void Raise(const std::string& command, const std::string& reason) {
   throw ToolError(ExitCode::kUnavailable, fmt::format("key command \"{}\": {}", command, reason));
-}
-
-struct CommandResult {
-  std::string output;
-  int status;
-};
-
-CommandResult RunCommand(const std::string& command) {
-  std::FILE* const pipe = ::popen(command.c_str(), "r");
-  if (pipe == nullptr) {
-    Raise(command, "cannot be started");
-  }
-  std::string output;
-  std::array<char, 256> buffer{};
-  while (const std::size_t size = std::fread(buffer.data(), 1, buffer.size(), pipe)) {
-    output.append(buffer.data(), size);
-  }
-  return {output, ::pclose(pipe)};
 }
 
 std::string_view WithoutBlanks(std::string_view text) {
@@ -62,19 +50,81 @@ Bytes KeyOf(const std::string& command, const std::string& output) {
   return *key;
 }
 
+void CheckStatus(const std::string& command, int status) {
+  if (!WIFEXITED(status)) {
+    Raise(command, "was ended by a signal");
+  }
+  if (WEXITSTATUS(status) != 0) {
+    Raise(command, fmt::format("failed with status {}", WEXITSTATUS(status)));
+  }
+}
+
+/// One key command, which is run anew for each key.
+class KeyCommand {
+ public:
+  KeyCommand(std::string command, milliseconds limit, ShowLine show)
+      : command_(std::move(command)), limit_(limit), show_(std::move(show)) {}
+
+  /// Nothing while the command runs.
+  std::optional<Bytes> KeyOf(const Bytes& seed) {
+    if (!process_ || seed != seed_) {
+      Start(seed);
+    }
+    const std::optional<int> status = process_->Wait(kMoment);
+    const bool goes_on = !status && Clock::now() - started_ < limit_;
+    ShowErrors(goes_on ? "" : "\n");
+    if (goes_on) {
+      return std::nullopt;
+    }
+    const std::string output = process_->TakeOutput();
+    process_.reset();
+    if (!status) {
+      Raise(command_, fmt::format("did not end within {} ms", limit_.count()));
+    }
+    CheckStatus(command_, *status);
+    return host::KeyOf(command_, output);
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Start(const Bytes& seed) {
+    seed_ = seed;
+    started_ = Clock::now();
+    try {
+      process_.emplace(fmt::format("{} {}", command_, HexOf(seed)));
+    } catch (const std::system_error& error) {
+      Raise(command_, fmt::format("cannot be started: {}", error.what()));
+    }
+  }
+
+  /// Shows every whole line; `rest` ends the last one.
+  void ShowErrors(std::string_view rest) {
+    errors_ += process_->TakeErrors();
+    errors_ += errors_.empty() ? "" : rest;
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = errors_.find('\n', begin)) != std::string::npos;) {
+      show_(errors_.substr(begin, end - begin));
+      begin = end + 1;
+    }
+    errors_.erase(0, begin);
+  }
+
+  std::string command_;
+  milliseconds limit_;
+  ShowLine show_;
+  std::optional<ChildProcess> process_;
+  Bytes seed_;
+  Clock::time_point started_;
+  /// The beginning of a line.
+  std::string errors_;
+};
+
 }  // namespace
 
-KeyFunction MakeKeyCommand(const std::string& command) {
-  return [command](const Bytes& seed) {
-    const CommandResult result = RunCommand(fmt::format("{} {}", command, HexOf(seed)));
-    if (result.status == -1 || !WIFEXITED(result.status)) {
-      Raise(command, "was ended by a signal");
-    }
-    if (WEXITSTATUS(result.status) != 0) {
-      Raise(command, fmt::format("failed with status {}", WEXITSTATUS(result.status)));
-    }
-    return KeyOf(command, result.output);
-  };
+KeyFunction MakeKeyCommand(const std::string& command, milliseconds limit, ShowLine show) {
+  const auto key_command = std::make_shared<KeyCommand>(command, limit, std::move(show));
+  return [key_command](const Bytes& seed) { return key_command->KeyOf(seed); };
 }
 
 }  // namespace quillmark::host

@@ -17,7 +17,6 @@ namespace {
 constexpr std::int32_t kDefaultReceiveId = 0x73A;
 constexpr std::int32_t kDefaultSendId = 0x632;
 constexpr std::int32_t kFirstGatewayAddress = 0x6E;
-constexpr std::int32_t kSecondGatewayAddress = 0x7A;
 constexpr std::int32_t kDefaultKLineAddress = 0x11;
 constexpr NumberRange kIdentifierRange = {1, 0x1FFFFFFF};
 constexpr NumberRange kBitRateRange = {1, 100'000'000};

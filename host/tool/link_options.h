@@ -12,6 +12,9 @@
 
 namespace quillmark::host {
 
+/// One of the two addresses behind the gateway, on a line of its own.
+inline constexpr std::int32_t kSecondGatewayAddress = 0x7A;
+
 /// How the ECU is reached.
 struct LinkOptions {
   TransportForm form = TransportForm::kPlainCan;

@@ -98,15 +98,14 @@ void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& record
   }
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.memory;
-  Connection connection(options.link, options.session, config,
+  Connection connection(options.link, options.session, config, reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection.programmer());
   const auto map = connection.platform().CreateMemoryMap();
   for (const Range& range : options.ranges) {
     map->AddRange(range.start, range.count);
   }
-  connection.programmer().OnProgress(
-      [&reporter](const Progress& progress) { reporter.OnProgress(progress); });
+  connection.ShowProgress();
   const auto image = connection.programmer().Read(map);
   reporter.EndProgress();
   Report(reporter, options, file.Write(*image, options.fill));

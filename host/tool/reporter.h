@@ -19,6 +19,8 @@ enum class EventKind : std::uint8_t {
   kPlan,            ///< what would be sent
   kProgress,        ///< how far a phase is
   kIdentification,  ///< what the ECU says of itself
+  kKeyCommand,      ///< a line of what the key command writes to its standard error
+  kSuspended,       ///< the tool stood still while a session was open
   kAboutToErase,    ///< the last word before the erase
   kBackup,          ///< what the ECU held is in a file
   kDocument,        ///< a document was run; in logs alone
@@ -28,9 +30,9 @@ enum class EventKind : std::uint8_t {
 };
 
 /// The names of all of them, in their order.
-inline constexpr std::array<std::string_view, 10> kEventNames{
-    "image",  "plan",     "progress", "identification", "about-to-erase",
-    "backup", "document", "ready",    "done",           "error"};
+inline constexpr std::array<std::string_view, 12> kEventNames{
+    "image",          "plan",   "progress", "identification", "key-command", "suspended",
+    "about-to-erase", "backup", "document", "ready",          "done",        "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {

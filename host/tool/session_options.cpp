@@ -55,6 +55,15 @@ void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& 
       ->type_name("MS");
 }
 
+void AddKeyOptions(CLI::App& app, SessionOptions& options) {
+  app.add_option("--key-command", options.key_command,
+                 "program that gets the seed as its last argument, in hexadecimal digits, and "
+                 "prints the key, 2 to 5 bytes; only a simulated ECU needs none")
+      ->type_name("COMMAND");
+  AddTime(app, "--key-timeout", options.key_timeout,
+          "after so long the key command is ended and the flash given up");
+}
+
 void AddTimingOptions(CLI::App& app, SessionOptions& options) {
   AddTime(app, "--p2", options.timing.p2, "how long the ECU may take to answer");
   AddTime(app, "--p2-star", options.timing.p2_star,
@@ -72,10 +81,7 @@ void AddSessionOptions(CLI::App& app, SessionOptions& options) {
          "--bus", [&options](const std::string& uri) { options.bus = ParseBus(uri); },
          fmt::format("where the ECU is: {}; default sim:, which simulates one", kBusUriForms))
       ->type_name("URI");
-  app.add_option("--key-command", options.key_command,
-                 "program that gets the seed as its last argument, in hexadecimal digits, and "
-                 "prints the key, 2 to 5 bytes; only a simulated ECU needs none")
-      ->type_name("COMMAND");
+  AddKeyOptions(app, options);
   app.add_option_function<std::vector<std::string>>(
          "--fault",
          [&options](const std::vector<std::string>& texts) {

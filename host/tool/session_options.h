@@ -20,6 +20,7 @@ namespace quillmark::host {
 struct SessionOptions {
   BusUri bus;
   std::string key_command;
+  std::chrono::milliseconds key_timeout{30'000};
   Faults faults;
   bool has_faults = false;
   RunnerTiming timing;

@@ -4,7 +4,6 @@
 namespace quillmark::host {
 namespace {
 
-constexpr std::uint8_t kSecondGatewayAddress = 0x7A;
 constexpr std::uint32_t kSecondGatewayLine = 14;
 
 }  // namespace

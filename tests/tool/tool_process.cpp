@@ -3,10 +3,14 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <utmp.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 namespace quillmark::host::testing {
 namespace {
@@ -27,15 +31,33 @@ void Redirect(const std::string& file, int flags, int descriptor) {
   ::_exit(127);
 }
 
+void Connect(int end, ToolProcess::Output output, const std::string& input_file,
+             const std::string& error_file) {
+  constexpr int kNewFile = O_WRONLY | O_CREAT | O_TRUNC;
+  switch (output) {
+    case ToolProcess::Output::kWholeTerminal:
+      ::login_tty(end);
+      return;
+    case ToolProcess::Output::kQuestionOnTerminal:
+      ::login_tty(end);
+      return Redirect(error_file, kNewFile, STDOUT_FILENO);
+    default:
+      Redirect(input_file, O_RDONLY, STDIN_FILENO);
+      Redirect(error_file, kNewFile, STDERR_FILENO);
+      ::dup2(end, STDOUT_FILENO);
+      ::close(end);
+  }
+}
+
 struct Ends {
   int test;
   int tool;
 };
 
-Ends OpenOutput(ToolProcess::Output output) {
+Ends OpenOutput(ToolProcess::Output output, unsigned short columns) {
   Ends ends{};
   if (output != ToolProcess::Output::kPipe) {
-    winsize size{24, 100, 0, 0};
+    winsize size{24, columns, 0, 0};
     EXPECT_EQ(::openpty(&ends.test, &ends.tool, nullptr, nullptr, &size), 0);
     return ends;
   }
@@ -47,21 +69,13 @@ Ends OpenOutput(ToolProcess::Output output) {
 }  // namespace
 
 ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const std::string& input_file,
-                         const std::string& error_file, Output output) {
-  const Ends ends = OpenOutput(output);
+                         const std::string& error_file, Output output, unsigned short columns) {
+  const Ends ends = OpenOutput(output, columns);
   descriptor_ = ends.test;
   process_ = ::fork();
   if (process_ == 0) {
-    if (output == Output::kWholeTerminal) {
-      ::dup2(ends.tool, STDIN_FILENO);
-      ::dup2(ends.tool, STDERR_FILENO);
-    } else {
-      Redirect(input_file, O_RDONLY, STDIN_FILENO);
-      Redirect(error_file, O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-    }
-    ::dup2(ends.tool, STDOUT_FILENO);
-    ::close(ends.tool);
     ::close(ends.test);
+    Connect(ends.tool, output, input_file, error_file);
     Execute(arguments);
   }
   ::close(ends.tool);
@@ -87,6 +101,11 @@ void ToolProcess::Signal(int signal) const { ::kill(process_, signal); }
 
 void ToolProcess::Write(const std::string& text) const {
   EXPECT_EQ(::write(descriptor_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+}
+
+void ToolProcess::Resize(unsigned short columns) const {
+  const winsize size{24, columns, 0, 0};
+  EXPECT_EQ(::ioctl(descriptor_, TIOCSWINSZ, &size), 0);
 }
 
 void ToolProcess::CloseOutput() {
@@ -121,6 +140,16 @@ ToolResult ToolTest::Run(const std::vector<std::string>& arguments, const std::s
   ToolProcess process(arguments, input_file, folder_.Path("stderr"));
   const int status = process.Wait();
   return {status, process.output(), folder_.Read("stderr")};
+}
+
+void ToolTest::InterruptThreeTimes(const ToolProcess& process) {
+  // Two signals of one kind that are on their way together would be one.
+  process.Signal(SIGINT);
+  process.Signal(SIGTERM);
+  while (folder_.Read("stderr").find("once more ends at once") == std::string::npos) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  process.Signal(SIGTERM);
 }
 
 }  // namespace quillmark::host::testing

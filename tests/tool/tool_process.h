@@ -20,11 +20,14 @@ struct ToolResult {
 /// A run of the real program whose standard output a test reads as it comes.
 class ToolProcess {
  public:
-  /// `kWholeTerminal`: standard input and error are the same terminal, and no files.
-  enum class Output { kPipe, kTerminal, kWholeTerminal };
+  /// `kWholeTerminal`: standard input and error are the same terminal, and no files; it is the one
+  /// that controls the process, so that ^C typed on it interrupts. `kQuestionOnTerminal`: the same,
+  /// but the standard output goes into `error_file`.
+  enum class Output { kPipe, kTerminal, kWholeTerminal, kQuestionOnTerminal };
 
   ToolProcess(const std::vector<std::string>& arguments, const std::string& input_file,
-              const std::string& error_file, Output output = Output::kPipe);
+              const std::string& error_file, Output output = Output::kPipe,
+              unsigned short columns = 100);
   ToolProcess(const ToolProcess&) = delete;
   ToolProcess& operator=(const ToolProcess&) = delete;
   ToolProcess(ToolProcess&&) = delete;
@@ -36,7 +39,9 @@ class ToolProcess {
   void Signal(int signal) const;
   /// Types on its terminal.
   void Write(const std::string& text) const;
-  /// Lets nobody read the output any more.
+  /// Gives its terminal another width.
+  void Resize(unsigned short columns) const;
+  /// Lets nobody read the output any more; a terminal is closed.
   void CloseOutput();
   /// Reads the rest and waits for the end.
   int Wait();
@@ -55,6 +60,10 @@ class ToolProcess {
 class ToolTest : public ::testing::Test {
  protected:
   ToolResult Run(const std::vector<std::string>& arguments, const std::string& input = "");
+
+  /// Interrupts a process whose standard error is the file "stderr", as soon as it has seen the
+  /// signal before.
+  void InterruptThreeTimes(const ToolProcess& process);
 
   TemporaryFolder folder_;
 };

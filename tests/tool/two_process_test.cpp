@@ -2,8 +2,10 @@
 // The tool in one process, the simulated ECU in another, and a real terminal between them.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <csignal>
 #include <optional>
+#include <thread>
 
 #include "tool/images.h"
 #include "tool/tool_process.h"
@@ -11,7 +13,9 @@
 namespace quillmark::host::testing {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::AllOf;
+using ::testing::AnyOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -149,6 +153,54 @@ INSTANTIATE_TEST_SUITE_P(Signals, Interrupted,
                          ::testing::Values(Interruption{SIGINT, "INT"},
                                            Interruption{SIGTERM, "TERM"}),
                          [](const auto& test) { return test.param.name; });
+
+class Disturbed : public TwoProcesses {
+ protected:
+  /// Starts a flash of 20,000 bytes and returns in the middle of its download.
+  void FlashHalf(const std::string& p2) {
+    Simulate("slcan");
+    flash_.emplace(FlashCommand(Pattern(20'000), "slcan:" + device_, {}, p2), "/dev/null",
+                   folder_.Path("stderr"));
+    ASSERT_TRUE(flash_->ReadUntil("download   10 %"));
+  }
+
+  void Suspend(std::chrono::milliseconds time) const {
+    flash_->Signal(SIGSTOP);
+    std::this_thread::sleep_for(time);
+    flash_->Signal(SIGCONT);
+  }
+
+  std::optional<ToolProcess> flash_;
+};
+
+TEST_F(Disturbed, ByASuspensionShorterThanASessionLoseNothing) {
+  // Shorter also than an ECU waits for the next frame of a message.
+  FlashHalf("5000");
+  Suspend(300ms);
+  EXPECT_EQ(flash_->Wait(), 0) << folder_.Read("stderr");
+  StopSimulator();
+  EXPECT_EQ(Kept(20'000), Pattern(20'000));
+}
+
+TEST_F(Disturbed, ByASuspensionThatCostsTheSessionSaySo) {
+  FlashHalf("5000");
+  Suspend(6000ms);
+  EXPECT_THAT(flash_->Wait(), AnyOf(69, 76));
+  EXPECT_THAT(flash_->output(), AllOf(HasSubstr("suspended for 6."), Not(HasSubstr("done"))));
+  EXPECT_THAT(folder_.Read("stderr"), HasSubstr("it holds no whole program"));
+}
+
+TEST_F(Disturbed, ForTheThirdTimeEndAtOnceAndSayWhatTheyLeave) {
+  FlashHalf("60000");
+  simulator_->Signal(SIGSTOP);
+  InterruptThreeTimes(*flash_);
+  EXPECT_EQ(flash_->Wait(), 1000 + SIGTERM);
+  EXPECT_THAT(
+      folder_.Read("stderr"),
+      HasSubstr("\nquillmark: ended at once; the ECU's memory is erased and partly written; "
+                "the session stays open until it ends by itself\n"));
+  simulator_->Signal(SIGCONT);
+}
 
 struct Fault {
   const char* name;

@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "host/tool/child_process.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "host/tool/interrupt.h"
+
+namespace quillmark::host {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// How long a wait lasts before the command is looked at again.
+constexpr milliseconds kLookUp{20};
+/// Between SIGTERM and SIGKILL.
+constexpr milliseconds kGrace{1000};
+constexpr milliseconds kShortWait{5};
+/// As much as a pipe holds.
+constexpr std::size_t kMostText = 65536;
+constexpr int kClosed = -1;
+constexpr int kFirstOwnDescriptor = 3;
+constexpr int kNotFound = 127;
+
+[[noreturn]] void RaiseErrno(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// In the child, where nothing may be called that takes a lock or memory.
+[[noreturn]] void Execute(const char* command, int output, int errors) {
+  ::setsid();
+  // For a parent that is killed: it ends nothing itself.
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  std::signal(SIGPIPE, SIG_DFL);
+  const int nothing = ::open("/dev/null", O_RDONLY);
+  const bool connected = ::dup2(nothing, STDIN_FILENO) >= 0 && ::dup2(output, STDOUT_FILENO) >= 0 &&
+                         ::dup2(errors, STDERR_FILENO) >= 0;
+  if (connected && ::close_range(kFirstOwnDescriptor, ~0U, 0) == 0) {
+    ::execl("/bin/sh", "sh", "-c", command, nullptr);
+  }
+  ::_exit(kNotFound);
+}
+
+}  // namespace
+
+ChildProcess::Stream::Stream() : room_(kMostText) {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+    RaiseErrno("there is no pipe");
+  }
+  ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+  read_end_ = ends[0];
+  write_end_ = ends[1];
+}
+
+ChildProcess::Stream::~Stream() {
+  CloseWriteEnd();
+  if (read_end_ != kClosed) {
+    ::close(read_end_);
+  }
+}
+
+void ChildProcess::Stream::CloseWriteEnd() {
+  if (write_end_ != kClosed) {
+    ::close(std::exchange(write_end_, kClosed));
+  }
+}
+
+void ChildProcess::Stream::Read() {
+  std::array<char, kMostText> buffer{};
+  const ssize_t size = ::read(read_end_, buffer.data(), buffer.size());
+  if (size == 0) {
+    ::close(std::exchange(read_end_, kClosed));
+  }
+  if (size > 0) {
+    const std::size_t kept = std::min(static_cast<std::size_t>(size), room_);
+    text_.append(buffer.data(), kept);
+    room_ -= kept;
+  }
+}
+
+ChildProcess::ChildProcess(const std::string& command) {
+  // What a command leaves behind becomes a child of this process, which so sees it end.
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  group_ = ::fork();
+  if (group_ == 0) {
+    Execute(command.c_str(), output_.write_end(), errors_.write_end());
+  }
+  if (group_ < 0) {
+    RaiseErrno("there is no process");
+  }
+  output_.CloseWriteEnd();
+  errors_.CloseWriteEnd();
+  SetGroupToKill(group_);
+}
+
+ChildProcess::~ChildProcess() {
+  EndGroup();
+  SetGroupToKill(0);
+}
+
+std::optional<int> ChildProcess::Wait(milliseconds time) {
+  const Clock::time_point deadline = Clock::now() + time;
+  do {
+    Read(kLookUp);
+    if (HasEnded()) {
+      Read(milliseconds(0));
+      return status_;
+    }
+  } while (Clock::now() < deadline);
+  return std::nullopt;
+}
+
+void ChildProcess::Read(milliseconds timeout) {
+  // A closed one is passed over.
+  std::array<pollfd, 2> ready{pollfd{output_.read_end(), POLLIN, 0},
+                              pollfd{errors_.read_end(), POLLIN, 0}};
+  ::poll(ready.data(), ready.size(), static_cast<int>(timeout.count()));
+  if (ready[0].revents != 0) {
+    output_.Read();
+  }
+  if (ready[1].revents != 0) {
+    errors_.Read();
+  }
+}
+
+bool ChildProcess::HasEnded() {
+  int status = 0;
+  if (!status_ && ::waitpid(group_, &status, WNOHANG) == group_) {
+    status_ = status;
+  }
+  return status_.has_value();
+}
+
+/// What the command started may outlive it.
+void ChildProcess::EndGroup() const {
+  for (const int signal : {SIGTERM, SIGKILL}) {
+    ::kill(-group_, signal);
+    if (AwaitEndOfGroup(Clock::now() + kGrace)) {
+      return;
+    }
+  }
+}
+
+bool ChildProcess::AwaitEndOfGroup(Clock::time_point deadline) const {
+  for (;;) {
+    const pid_t ended = ::waitpid(-group_, nullptr, WNOHANG);
+    if (ended < 0) {
+      return true;
+    }
+    if (Clock::now() >= deadline) {
+      return false;
+    }
+    if (ended == 0) {
+      std::this_thread::sleep_for(kShortWait);
+    }
+  }
+}
+
+}  // namespace quillmark::host
