@@ -24,11 +24,17 @@ constexpr double kBoundOnFraming = 300;
 constexpr double kBoundOnFillRun = 3000;
 
 /// Takes steps and keeps nothing but their number of digits.
-class CountingNode final : public IXMLDOMNode {
+class CountingElement final : public IXMLDOMElement {
  public:
-  void appendTemplate(const IXMLDOMNode& /*fragment*/, std::string_view text) override {
-    digits += text.size();
+  void appendLeaves(std::span<const Leaf> leaves) override {
+    for (const Leaf& leaf : leaves) {
+      digits += leaf.text.size();
+    }
   }
+  [[nodiscard]] std::optional<std::string> getAttribute(std::string_view /*name*/) const override {
+    Refuse();
+  }
+  void setAttribute(std::string_view /*name*/, std::string_view /*value*/) override { Refuse(); }
 
   [[nodiscard]] NodeType nodeType() const override { Refuse(); }
   [[nodiscard]] std::string nodeName() const override { Refuse(); }
@@ -57,16 +63,14 @@ class CountingNode final : public IXMLDOMNode {
   std::size_t digits = 0;
 
  private:
-  [[noreturn]] static void Refuse() { throw std::logic_error("framing appends templates alone"); }
+  [[noreturn]] static void Refuse() { throw std::logic_error("framing appends rows alone"); }
 };
 
 /// Frames `kSize` image bytes as download blocks.
 template <typename AddFrames>
 void Frame(Span image, AddFrames add_frames) {
-  CountingNode element;
-  Templates templates;
-  templates.send = templates.reply = templates.wait = std::make_shared<CountingNode>();
-  StepWriter steps(element, templates, 0);
+  CountingElement element;
+  StepWriter steps(element, 0);
   Bytes block(kHeaderSize + kBlockSize + 2);
   for (std::size_t at = 0; at < image.size(); at += kBlockSize) {
     std::copy_n(image.begin() + static_cast<std::ptrdiff_t>(at), kBlockSize,

@@ -18,10 +18,14 @@ class ByteString;
 class DOMDocument;
 class IXMLDOMNode;
 
-/// One copy of a template, with its text, for `IXMLDOMNode::appendTemplates`.
-struct TemplateCopy {
-  const IXMLDOMNode* fragment;  ///< the template; the caller's, valid during the call
-  std::string_view text;        ///< the text of the first text node of the copy; likewise
+/// Ends every line of the component's documents.
+inline constexpr std::string_view kLineEnd = "\r\n";
+
+/// One element of a row, as `IXMLDOMElement::appendLeaves` appends it. The texts are the caller's.
+struct Leaf {
+  std::string_view name;   ///< of the element
+  std::string_view child;  ///< name of the element inside that holds the text; empty: there is none
+  std::string_view text;   ///< may be empty
 };
 
 /// What `IXMLDOMNode::readChildTexts` reports about one child element.
@@ -124,19 +128,6 @@ class QUILLMARK_API IXMLDOMNode {
   /// kind.
   [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const = 0;
 
-  /// Appends a deep copy of the children of `fragment`, which may belong to another document and is
-  /// not changed. In the copy, the first text node in document order holds `text`.
-  virtual void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) = 0;
-
-  /// Does the same as `appendTemplate` for each of `copies` in turn. A platform may be able to
-  /// append many copies at once faster than one by one, and then appends all or none. The default
-  /// stops at the first that fails.
-  virtual void appendTemplates(std::span<const TemplateCopy> copies) {
-    for (const TemplateCopy& copy : copies) {
-      appendTemplate(*copy.fragment, copy.text);
-    }
-  }
-
   /// The first node that `path` selects, relative to this node; null if it selects nothing.
   [[nodiscard]] virtual std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const = 0;
@@ -158,6 +149,14 @@ class QUILLMARK_API IXMLDOMElement : public IXMLDOMNode {
   [[nodiscard]] virtual std::optional<std::string> getAttribute(std::string_view name) const = 0;
   /// Adds the attribute, or replaces its value. Raises 13 if `name` is not an XML name.
   virtual void setAttribute(std::string_view name, std::string_view value) = 0;
+
+  /// Appends each of `leaves` in turn: `<name><child>text</child></name>`, or without a child
+  /// `<name>text</name>`, and behind it a text node with `kLineEnd`. An empty text is a text node
+  /// as well. Raises 13 for a name that is no XML name, and for U+0000.
+  ///
+  /// A platform may append a row faster than node by node, and then appends all of it or nothing;
+  /// this one stops at the first leaf that fails.
+  virtual void appendLeaves(std::span<const Leaf> leaves);
 };
 
 /// A document. The nodes that it creates have no parent until they are appended.

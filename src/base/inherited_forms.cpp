@@ -33,4 +33,21 @@ void IXMLDOMNode::readChildTexts(std::string_view name, std::string_view part,
   }
 }
 
+void IXMLDOMElement::appendLeaves(std::span<const Leaf> leaves) {
+  const auto document = NotNull(ownerDocument());
+  const auto append_text = [&](IXMLDOMNode& parent, std::string_view text) {
+    parent.appendChild(NotNull(document->createTextNode(text)));
+  };
+  for (const Leaf& leaf : leaves) {
+    const auto element = NotNull(document->createElement(leaf.name));
+    const auto holder = leaf.child.empty() ? element : NotNull(document->createElement(leaf.child));
+    append_text(*holder, leaf.text);
+    if (holder != element) {
+      element->appendChild(holder);
+    }
+    appendChild(element);
+    append_text(*this, kLineEnd);
+  }
+}
+
 }  // namespace quillmark

@@ -68,11 +68,11 @@ void Context::CANIDs(std::int32_t RCANId, std::int32_t XCANId) {
   const bool by_address = RCANId == 0;
   const Addressing addressing = by_address ? ByEcuAddress(addressing_, checked::ToByte(XCANId))
                                            : ByIdentifiers(addressing_, RCANId, XCANId);
-  Templates templates = BuildTemplates(*platform_, addressing, free_threaded_);
+  auto request_template = BuildRequestTemplate(*platform_, addressing, free_threaded_);
 
   addressing_ = addressing;
   identifiers_ = Identifiers{RCANId, XCANId};
-  templates_ = std::move(templates);
+  request_template_ = std::move(request_template);
   buffers_ = FrameBuffers{};
 }
 
@@ -90,13 +90,6 @@ void Context::FlowControl(std::int32_t BS, std::int32_t STMin) {
     RaiseMessage(Message::kBlockSizeTooLarge);
   }
   flow_control_ = {BS, STMin, FlowControlText(checked::ToByte(BS), checked::ToByte(STMin))};
-}
-
-const Templates& Context::GetTemplates() const {
-  if (!templates_) {
-    throw Error(error_number::kObjectNotSet);
-  }
-  return *templates_;
 }
 
 Context::Identifiers Context::ConfiguredIdentifiers() const {

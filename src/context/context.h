@@ -6,9 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "base/guards.h"
 #include "context/addressing.h"
 #include "context/frame_buffers.h"
-#include "context/templates.h"
+#include "context/request_template.h"
 #include "quillmark/platform.h"
 
 namespace quillmark {
@@ -20,8 +21,8 @@ struct FlowControlSettings {
   std::string text = "3001";         ///< what a flow-control frame must begin with
 };
 
-/// The reprogramming context: how to reach one ECU, and the templates from which every request
-/// document is cut. Knows the three transport forms and no service.
+/// The reprogramming context: how to reach one ECU, and the document of which every request
+/// document is a copy. Knows the three transport forms and no service.
 ///
 /// Used by one thread at a time. A failing call changes nothing.
 class Context {
@@ -41,7 +42,7 @@ class Context {
   [[nodiscard]] const FlowControlSettings& GetFlowControl() const { return flow_control_; }
 
   /// Raises 91 before `CANIDs`.
-  [[nodiscard]] const Templates& GetTemplates() const;
+  [[nodiscard]] DOMDocument& RequestTemplate() const { return Require(request_template_); }
 
   /// The arguments with which a worker replays this object's last `CANIDs`.
   struct Identifiers {
@@ -60,7 +61,7 @@ class Context {
   Addressing addressing_;
   std::optional<Identifiers> identifiers_;
   FlowControlSettings flow_control_;
-  std::optional<Templates> templates_;
+  std::shared_ptr<DOMDocument> request_template_;
   FrameBuffers buffers_;
 };
 

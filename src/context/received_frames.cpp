@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "base/guards.h"
-#include "context/templates.h"
+#include "context/request_template.h"
 #include "quillmark/error.h"
 
 namespace quillmark {

@@ -14,21 +14,19 @@ namespace quillmark {
 namespace {
 
 /// The element that takes the steps, in a fresh copy of the template document.
-std::shared_ptr<IXMLDOMElement> NewRequestElement(const Templates& templates) {
-  const auto document = templates.document->cloneNode(true);
-  auto element = std::dynamic_pointer_cast<IXMLDOMElement>(
-      Require(document).selectSingleNode(templates.request_path));
-  Require(element);
-  return element;
+std::shared_ptr<IXMLDOMElement> NewRequestElement(const Context& context) {
+  const auto document = NotNull(context.RequestTemplate().cloneNode(true));
+  return NotNull(std::dynamic_pointer_cast<IXMLDOMElement>(
+      document->selectSingleNode(RequestPath(context.Form()))));
 }
 
 }  // namespace
 
 Request::Request(Context& context)
     : context_(context),
-      element_(NewRequestElement(context.GetTemplates())),
+      element_(NewRequestElement(context)),
       document_(NotNull(element_->ownerDocument())),
-      steps_(*element_, context.GetTemplates(), context.GetFlowControl().separation_time),
+      steps_(*element_, context.GetFlowControl().separation_time),
       buffers_(context.Buffers()) {}
 
 void Request::AddStep(ByteView request, ByteView expected, std::int32_t reply_length) {

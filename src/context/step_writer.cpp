@@ -11,35 +11,34 @@ constexpr std::size_t kRowSize = 8192;
 
 void StepWriter::WaitSeparationTime() {
   if (separation_time_ != 0) {
-    Add(*templates_->wait, std::to_string(separation_time_));
+    Add(kWait, std::to_string(separation_time_));
   }
 }
 
 void StepWriter::Flush() {
-  copies_.clear();
-  std::size_t begin = 0;
-  for (const Step& step : row_) {
-    copies_.push_back(
-        {step.fragment, std::string_view(texts_).substr(begin, step.text_end - begin)});
-    begin = step.text_end;
+  std::string_view rest = texts_;
+  for (Leaf& step : row_) {
+    step.text = rest.substr(0, step.text.size());
+    rest.remove_prefix(step.text.size());
   }
-  element_->appendTemplates(copies_);
+  element_.appendLeaves(row_);
   row_.clear();
   texts_.clear();
 }
 
-void StepWriter::Add(const IXMLDOMNode& fragment, std::string_view text) {
+void StepWriter::Add(const Leaf& step, std::string_view text) {
   texts_.append(text);
-  Close(fragment);
+  Close(step, text.size());
 }
 
-void StepWriter::Add(const IXMLDOMNode& fragment, ByteView frame) {
+void StepWriter::Add(const Leaf& step, ByteView frame) {
   AppendHex(texts_, frame);
-  Close(fragment);
+  Close(step, 2 * frame.size());
 }
 
-void StepWriter::Close(const IXMLDOMNode& fragment) {
-  row_.push_back({&fragment, texts_.size()});
+void StepWriter::Close(const Leaf& step, std::size_t text_size) {
+  // Of the text the size alone counts until the row is complete: `texts_` may still move.
+  row_.push_back({step.name, step.child, {texts_.data(), text_size}});
   if (texts_.size() >= kRowSize) {
     Flush();
   }

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "base/hex.h"
-#include "context/templates.h"
 #include "quillmark/dom.h"
 
 namespace quillmark {
@@ -19,16 +18,16 @@ namespace quillmark {
 class StepWriter {
  public:
   /// `separation_time` in milliseconds.
-  StepWriter(IXMLDOMNode& element, const Templates& templates, std::int32_t separation_time)
-      : element_(&element), templates_(&templates), separation_time_(separation_time) {}
+  StepWriter(IXMLDOMElement& element, std::int32_t separation_time)
+      : element_(element), separation_time_(separation_time) {}
 
   /// Send this frame.
-  void Send(std::string_view frame_hex) { Add(*templates_->send, frame_hex); }
-  void Send(ByteView frame) { Add(*templates_->send, frame); }
+  void Send(std::string_view frame_hex) { Add(kSend, frame_hex); }
+  void Send(ByteView frame) { Add(kSend, frame); }
 
   /// Receive a frame that begins with this; empty accepts any.
-  void Receive(std::string_view prefix_hex) { Add(*templates_->reply, prefix_hex); }
-  void Receive(ByteView prefix) { Add(*templates_->reply, prefix); }
+  void Receive(std::string_view prefix_hex) { Add(kReceive, prefix_hex); }
+  void Receive(ByteView prefix) { Add(kReceive, prefix); }
 
   /// Wait for the separation time; no step where it is 0.
   void WaitSeparationTime();
@@ -37,21 +36,19 @@ class StepWriter {
   void Flush();
 
  private:
-  struct Step {
-    const IXMLDOMNode* fragment;
-    std::size_t text_end;  ///< in `texts_`; it begins where the one before ends
-  };
+  /// What a step is, but for its text.
+  static constexpr Leaf kSend{"s", "d", {}};
+  static constexpr Leaf kReceive{"r", "c", {}};
+  static constexpr Leaf kWait{"w", {}, {}};
 
-  void Add(const IXMLDOMNode& fragment, std::string_view text);
-  void Add(const IXMLDOMNode& fragment, ByteView frame);
-  void Close(const IXMLDOMNode& fragment);
+  void Add(const Leaf& step, std::string_view text);
+  void Add(const Leaf& step, ByteView frame);
+  void Close(const Leaf& step, std::size_t text_size);
 
-  IXMLDOMNode* element_;
-  const Templates* templates_;
+  IXMLDOMElement& element_;
   std::int32_t separation_time_;
   std::string texts_;
-  std::vector<Step> row_;
-  std::vector<TemplateCopy> copies_;  ///< the row while it is appended; kept for its memory
+  std::vector<Leaf> row_;  ///< the texts lie in `texts_`, side by side
 };
 
 }  // namespace quillmark

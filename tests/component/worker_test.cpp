@@ -288,7 +288,7 @@ struct DryPlatform : ForwardingPlatform {
 };
 
 TEST(FailingPlatform, CANIDsThatRunsOutOfMemoryChangesNothing) {
-  const auto platform = std::make_shared<DryPlatform>(3);
+  const auto platform = std::make_shared<DryPlatform>(1);
   const auto diag = CreateDiagOnCANReprog(platform);
   diag->CANIDs(1850, 1586);
   EXPECT_ERROR(diag->CANIDs(0, 0x11), 7, "Out of memory");

@@ -26,7 +26,7 @@ TEST(DomCloning, LeavesAndFragmentsAreCopied) {
   const auto text = document->documentElement()->firstChild();
   EXPECT_EQ(text->cloneNode(false)->nodeValue(), "t");
   EXPECT_EQ(text->nextSibling()->cloneNode(true)->xml(), "<!--c-->");
-  const auto fragment = SendTemplate(*document);
+  const auto fragment = StepFragment(*document);
   const auto copy = fragment->cloneNode(true);
   EXPECT_EQ(copy->nodeType(), NodeType::kDocumentFragment);
   EXPECT_EQ(copy->xml(), "<s><d></d></s>\r\n");
@@ -63,60 +63,13 @@ TEST(DomCloning, TheOwnerOfAFreeThreadedNodeIsFreeThreaded) {
   EXPECT_NE(std::dynamic_pointer_cast<FreeThreadedDOMDocument>(owner), nullptr);
 }
 
-TEST(DomTemplates, ACopyIsAppendedWithTheGivenText) {
-  const auto document = Loaded("<x/>");
-  const auto fragment = SendTemplate(*document);
-  const auto x = document->documentElement();
-  x->appendTemplate(*fragment, "0210C0");
-  x->appendTemplate(*fragment, "");
-  EXPECT_EQ(document->xml(), "<x><s><d>0210C0</d></s>\r\n<s><d></d></s>\r\n</x>");
-  EXPECT_EQ(fragment->xml(), "<s><d></d></s>\r\n");
-}
-
-TEST(DomTemplates, OnlyTheFirstTextIsReplaced) {
-  const auto document = Loaded("<x/>");
-  const auto parts = Loaded("<f><a n='1'><b/>old</a>kept<!--c--></f>");
-  document->documentElement()->appendTemplate(*parts->documentElement(), "new");
-  EXPECT_EQ(document->xml(), "<x><a n=\"1\"><b/>new</a>kept<!--c--></x>");
-}
-
-TEST(DomTemplates, TheTextIsEscaped) {
-  const auto document = Loaded("<x/>");
-  const auto fragment = SendTemplate(*document);
-  document->documentElement()->appendTemplate(*fragment, "<&");
-  EXPECT_EQ(document->xml(), "<x><s><d>&lt;&amp;</d></s>\r\n</x>");
-}
-
-TEST(DomTemplates, AFailingCopyLeavesTheTargetAsItWas) {
-  const auto document = Loaded("<x>old</x>");
-  const auto x = document->documentElement();
-  const auto without_text = document->createDocumentFragment();
-  without_text->appendChild(document->createElement("a"));
-  EXPECT_ERROR(x->appendTemplate(*without_text, "t"), 13, "The template has no text node");
-  EXPECT_ERROR(x->appendTemplate(*SendTemplate(*document), std::string_view("\0", 1)), 13,
-               "XML text cannot hold the character U+0000");
-  EXPECT_ERROR(x->appendTemplate(*x, "t"), 13, "A node cannot stand below itself");
-  EXPECT_ERROR(document->appendTemplate(*SendTemplate(*document), "t"), 13,
-               "A template can be appended to an element or a fragment only");
-  EXPECT_EQ(document->xml(), "<x>old</x>");
-}
-
 TEST(DomForeignNodes, AreNeitherTakenNorWritten) {
   constexpr const char* kRefusal = "The node is of another platform";
   const auto document = Loaded("<a/>");
   const auto foreign = std::make_shared<::testing::StrictMock<ForeignDocument>>();
   EXPECT_ERROR(document->documentElement()->appendChild(foreign), 13, kRefusal);
-  EXPECT_ERROR(document->documentElement()->appendTemplate(*foreign, "t"), 13, kRefusal);
   EXPECT_ERROR(document->save(*foreign), 13, kRefusal);
   EXPECT_EQ(document->xml(), "<a/>");
-}
-
-TEST(DomTemplates, MayBeOfAnotherDocumentWhichStaysAsItIs) {
-  const auto source = Loaded("<t>old</t>");
-  const auto target = Loaded("<a/>");
-  target->documentElement()->appendTemplate(*source, "new");
-  EXPECT_EQ(target->xml(), "<a><t>new</t></a>");
-  EXPECT_EQ(source->xml(), "<t>old</t>");
 }
 
 TEST(DomSaving, ACopyReplacesTheTargetsContent) {

@@ -40,13 +40,6 @@ TEST_F(DomDepth, SavesAndReplaces) {
   EXPECT_TRUE(target->xml() == xml_);
 }
 
-TEST_F(DomDepth, AppendsTemplates) {
-  const auto target = Loaded("<x/>");
-  target->documentElement()->appendTemplate(*document_, "u");
-  EXPECT_EQ(target->text(), "u");
-  EXPECT_EQ(target->selectNodes("//a")->length(), kLevels);
-}
-
 TEST_F(DomDepth, SetsTextOverIt) {
   document_->documentElement()->setText("u");
   EXPECT_EQ(document_->xml(), "<a>u</a>");
@@ -61,17 +54,6 @@ TEST_F(DomDepth, RefusesWhatIsNotClosed) {
   EXPECT_ERROR(document_->loadXML(Repeated("<a>", kLevels)), 13,
                "Start-end tags mismatch (offset 599999)");
   EXPECT_EQ(document_->xml(), "");
-}
-
-TEST_F(DomDepth, DropsATemplateWithoutText) {
-  const auto target = Loaded("<x/>");
-  document_->selectSingleNode("//text()")
-      ->parentNode()
-      ->appendChild(document_->createElement("end"));
-  const auto bare = Loaded(Repeated("<a>", kLevels) + Repeated("</a>", kLevels));
-  EXPECT_ERROR(target->documentElement()->appendTemplate(*bare, "u"), 13,
-               "The template has no text node");
-  EXPECT_EQ(target->xml(), "<x/>");
 }
 
 }  // namespace

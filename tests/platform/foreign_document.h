@@ -31,7 +31,6 @@ class ForeignDocument : public DOMDocument {
   MOCK_METHOD(std::shared_ptr<DOMDocument>, ownerDocument, (), (const, override));
   MOCK_METHOD(Node, appendChild, (const Node&), (override));
   MOCK_METHOD(Node, cloneNode, (bool), (const, override));
-  MOCK_METHOD(void, appendTemplate, (const IXMLDOMNode&, std::string_view), (override));
   MOCK_METHOD(Node, selectSingleNode, (std::string_view), (const, override));
   MOCK_METHOD(std::shared_ptr<IXMLDOMNodeList>, selectNodes, (std::string_view), (const, override));
   MOCK_METHOD(Element, documentElement, (), (const, override));

@@ -116,21 +116,12 @@ TEST_F(OutOfMemory, Cloning) {
   ExpectEverywhere([&] { static_cast<void>(document_->documentElement()->cloneNode(true)); });
 }
 
-TEST_F(OutOfMemory, AppendingTemplates) {
-  const auto x = document_->selectSingleNode("/can/x");
-  ExpectEverywhere([&] { x->appendTemplate(*large_->documentElement(), "text"); });
-  document_->loadXML(kEverything);
-  const auto y = document_->selectSingleNode("/can/x");
-  ExpectEverywhere([&] { y->appendTemplate(*large_, kLong); });
-}
-
-TEST_F(OutOfMemory, AppendingRowsOfTemplates) {
-  const auto x = document_->selectSingleNode("/can/x");
-  const auto source = platform_->CreateDOMDocument();
-  source->loadXML("<s><d>0</d></s>");
-  const std::vector<TemplateCopy> row = {
-      {source.get(), "0210C0"}, {source.get(), ""}, {source.get(), kLong}};
-  ExpectEverywhere([&] { x->appendTemplates(row); });
+TEST_F(OutOfMemory, AppendingRows) {
+  const auto x = document_->documentElement();
+  const std::vector<Leaf> plain = {{"s", "d", "0210C0"}, {"r", "c", ""}, {"w", "", kLong}};
+  ExpectEverywhere([&] { x->appendLeaves(plain); });
+  const std::vector<Leaf> with_markup = {{"s", "d", "1"}, {kLongName, "d", "<&>"}};
+  ExpectEverywhere([&] { x->appendLeaves(with_markup); });
 }
 
 TEST_F(OutOfMemory, Saving) {

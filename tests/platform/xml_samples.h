@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/portable/portable_platform_factory.h"
-#include "platform/send_template.h"
+#include "platform/step_fragment.h"
 #include "quillmark/dom.h"
 
 namespace quillmark::testing {

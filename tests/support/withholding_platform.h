@@ -176,9 +176,6 @@ class WithholdingNode : public Interface, public HasInnerNode {
   std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const override {
     return giver_.Due(Withholding(inner_->cloneNode(deep), giver_));
   }
-  void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) override {
-    inner_->appendTemplate(*dynamic_cast<const HasInnerNode&>(fragment).Inner(), text);
-  }
   std::shared_ptr<IXMLDOMNode> selectSingleNode(std::string_view path) const override {
     return IfAny(inner_->selectSingleNode(path));
   }

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/portable/leaf_markup.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/node_operations.h"
 #include "platform/portable/node_selection.h"
@@ -150,14 +151,6 @@ class NodeOperations : public Interface, public NodeObject {
     return OrOutOfMemory([&] { return WrapNode(CloneNode(handle(), deep)); });
   }
 
-  void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) override {
-    OrOutOfMemory([&] { AppendTemplate(handle(), HandleOf(fragment), text); });
-  }
-
-  void appendTemplates(std::span<const TemplateCopy> copies) override {
-    OrOutOfMemory([&] { AppendTemplates(handle(), copies, HandleOf); });
-  }
-
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const override {
     return OrOutOfMemory([&] { return WrapNode(At(SelectFirst(handle(), path))); });
@@ -198,6 +191,16 @@ class ElementNode final : public NodeOperations<IXMLDOMElement> {
       RequireName(name);
       RequireNoNul(value);
       SetAttribute(node(), std::string(name).c_str(), value);
+    });
+  }
+
+  void appendLeaves(std::span<const Leaf> leaves) override {
+    OrOutOfMemory([&] {
+      AppendAllOrNothing(node(), [&] {
+        if (!AppendAsMarkup(node(), leaves)) {
+          IXMLDOMElement::appendLeaves(leaves);
+        }
+      });
     });
   }
 };

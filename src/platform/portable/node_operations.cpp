@@ -2,13 +2,9 @@
 #include "platform/portable/node_operations.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <deque>
 #include <utility>
-#include <vector>
 
 #include "platform/portable/child_elements.h"
-#include "platform/portable/template_markup.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
@@ -247,137 +243,6 @@ NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
     }
     return {handle.tree, copy.Keep()};
   });
-}
-
-namespace {
-
-/// How often `c` is in `text`. Counted in bytes, of which a vector holds many: 7 % of the
-/// instructions of a plain CAN download.
-std::size_t CountOf(char c, std::string_view text) {
-  constexpr std::size_t kPartSize = 240;  // What a byte can count.
-  std::size_t count = 0;
-  for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPartSize))) {
-    std::uint8_t in_part = 0;
-    for (const char other : text.substr(0, kPartSize)) {
-      in_part = static_cast<std::uint8_t>(in_part + (other == c ? 1 : 0));
-    }
-    count += in_part;
-  }
-  return count;
-}
-
-bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
-
-/// A row of copies as markup; that of each template is made once.
-class MarkupRow {
- public:
-  MarkupRow(const NodeHandle& parent, HandleOfNode handle_of)
-      : parent_(parent), handle_of_(handle_of) {}
-
-  /// False where the copies cannot be made of markup.
-  bool Write(std::span<const TemplateCopy> copies) {
-    std::size_t size = 0;
-    std::size_t tag_count = 0;
-    for (const TemplateCopy& copy : copies) {
-      const TemplateMarkup* markup = Find(copy.fragment);
-      const bool is_apart = TemplateMarkup::IsApart(copy.text);
-      if (markup == nullptr || (is_apart && HasNul(copy.text))) {
-        return false;
-      }
-      markups_.push_back(markup);
-      size += markup->SizeOf(copy.text);
-      tag_count += markup->tag_count();
-      has_apart_ = has_apart_ || is_apart;
-    }
-    text_.resize(size);
-    char* end = text_.data();
-    for (std::size_t index = 0; index < copies.size(); ++index) {
-      end = markups_[index]->WriteCopy(end, copies[index].text);
-    }
-    return IsLiteral(tag_count);
-  }
-
-  /// Appends the copies that were written.
-  void Append(std::span<const TemplateCopy> copies) {
-    AppendAllOrNothing(parent_.node, [&] {
-      const pugi::xml_node last_before = parent_.node.last_child();
-      AppendMarkup(parent_.node, text_);
-      if (has_apart_) {
-        SetTextsApart(last_before ? last_before.next_sibling() : parent_.node.first_child(),
-                      copies);
-      }
-    });
-  }
-
- private:
-  struct Template {
-    const IXMLDOMNode* fragment;
-    std::optional<TemplateMarkup> markup;
-  };
-
-  /// Whether a parser gives back the texts in the markup as they are.
-  [[nodiscard]] bool IsLiteral(std::size_t tag_count) const {
-    return text_.find('&') == std::string::npos && !HasNul(text_) &&
-           CountOf('<', text_) == tag_count;
-  }
-
-  void SetTextsApart(pugi::xml_node top, std::span<const TemplateCopy> copies) {
-    for (std::size_t index = 0; index < copies.size(); ++index) {
-      const std::string_view text = copies[index].text;
-      if (TemplateMarkup::IsApart(text)) {
-        markups_[index]->SetText(top, text);
-      }
-      top = markups_[index]->After(top);
-    }
-  }
-
-  /// Null for a template that cannot be made of markup.
-  const TemplateMarkup* Find(const IXMLDOMNode* fragment) {
-    for (const Template& known : templates_) {
-      if (known.fragment == fragment) {
-        return known.markup ? &*known.markup : nullptr;
-      }
-    }
-    const NodeHandle& handle = handle_of_(*fragment);
-    const bool is_apart = handle.tree != parent_.tree;
-    templates_.push_back({fragment, is_apart ? TemplateMarkup::Of(handle.node) : std::nullopt});
-    return Find(fragment);
-  }
-
-  const NodeHandle& parent_;
-  HandleOfNode handle_of_;
-  std::deque<Template> templates_;
-  std::vector<const TemplateMarkup*> markups_;  ///< of the copies in turn
-  std::string text_;
-  bool has_apart_ = false;
-};
-
-}  // namespace
-
-void AppendTemplates(const NodeHandle& parent, std::span<const TemplateCopy> copies,
-                     HandleOfNode handle_of) {
-  MarkupRow row(parent, handle_of);
-  if (TypeOf(parent.node) == NodeType::kElement && row.Write(copies)) {
-    row.Append(copies);
-    return;
-  }
-  AppendAllOrNothing(parent.node, [&] {
-    for (const TemplateCopy& copy : copies) {
-      AppendTemplate(parent, handle_of(*copy.fragment), copy.text);
-    }
-  });
-}
-
-void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text) {
-  if (TypeOf(parent.node) != NodeType::kElement &&
-      TypeOf(parent.node) != NodeType::kDocumentFragment) {
-    RaiseMismatch("A template can be appended to an element or a fragment only");
-  }
-  if (IsWithin(parent.node, fragment.node)) {
-    RaiseMismatch("A node cannot stand below itself");
-  }
-  RequireNoNul(text);
-  LookAt(fragment, [&](pugi::xml_node node) { AppendCopiesOfChildren(parent.node, node, text); });
 }
 
 NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,

@@ -3,8 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
@@ -40,13 +38,6 @@ void AppendNode(const NodeHandle& parent, const NodeHandle& child);
 /// Cloning a whole document is a pure read of it: other threads may go on reading. The copy of any
 /// other node joins the detached ones of its document, which is a change.
 [[nodiscard]] NodeHandle CloneNode(const NodeHandle& handle, bool deep);
-void AppendTemplate(const NodeHandle& parent, const NodeHandle& fragment, std::string_view text);
-
-/// The handle of a node object; raises 13 for one of another platform.
-using HandleOfNode = const NodeHandle& (*)(const IXMLDOMNode& node);
-/// All copies or none.
-void AppendTemplates(const NodeHandle& parent, std::span<const TemplateCopy> copies,
-                     HandleOfNode handle_of);
 
 /// A node without a parent. Raises 13 for a type that is not made this way, and for a name or a
 /// value that XML does not allow.

@@ -23,18 +23,11 @@ void CopyNameAndAttributes(pugi::xml_node target, pugi::xml_node source) {
 }
 
 /// Walks through the nodes below `source` and appends a copy of each at its place below `target`.
-void CopyChildren(pugi::xml_node target, pugi::xml_node source,
-                  std::optional<std::string_view> first_text) {
+void CopyChildren(pugi::xml_node target, pugi::xml_node source) {
   pugi::xml_node from = source.first_child();
   pugi::xml_node parent = target;
   while (from) {
-    pugi::xml_node copy;
-    if (first_text.has_value() && from.type() == pugi::node_pcdata) {
-      copy = AppendNew(parent, pugi::node_pcdata);
-      SetValue(copy, *std::exchange(first_text, std::nullopt));
-    } else {
-      copy = AppendShallowCopy(parent, from);
-    }
+    const pugi::xml_node copy = AppendShallowCopy(parent, from);
     if (from.first_child()) {
       from = from.first_child();
       parent = copy;
@@ -45,9 +38,6 @@ void CopyChildren(pugi::xml_node target, pugi::xml_node source,
       parent = parent.parent();
     }
     from = from == source ? pugi::xml_node() : from.next_sibling();
-  }
-  if (first_text.has_value()) {
-    throw Error(error_number::kTypeMismatch, "The template has no text node");
   }
 }
 
@@ -123,9 +113,8 @@ pugi::xml_node AppendShallowCopy(pugi::xml_node parent, pugi::xml_node source) {
   return copy.Keep();
 }
 
-void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source,
-                            std::optional<std::string_view> first_text) {
-  AppendAllOrNothing(target, [&] { CopyChildren(target, source, first_text); });
+void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source) {
+  AppendAllOrNothing(target, [&] { CopyChildren(target, source); });
 }
 
 void MoveChildren(pugi::xml_node target, pugi::xml_node source) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <optional>
 #include <pugixml.hpp>
 #include <string_view>
 #include <utility>
@@ -37,11 +36,9 @@ void SetAttribute(pugi::xml_node element, const char* name, std::string_view val
 /// Appends a copy of `source` without its children.
 pugi::xml_node AppendShallowCopy(pugi::xml_node parent, pugi::xml_node source);
 
-/// Appends deep copies of the children of `source`, all or none; where `first_text` is given, it is
-/// the value of the first text node, and a source without text nodes raises 13. `target` must not
-/// be `source` or below it.
-void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source,
-                            std::optional<std::string_view> first_text = std::nullopt);
+/// Appends deep copies of the children of `source`, all or none. `target` must not be `source` or
+/// below it.
+void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source);
 
 /// Moves all children of `source` to the end of `target`, which must not be below it.
 void MoveChildren(pugi::xml_node target, pugi::xml_node source);

@@ -87,9 +87,6 @@ class NodeOperations : public Interface, public ComBacked {
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const override {
     return Wrap(At(CloneNode(node(), deep)));
   }
-  void appendTemplate(const IXMLDOMNode& fragment, std::string_view text) override {
-    AppendTemplate(node(), NodeBehind(&fragment), text);
-  }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const override {

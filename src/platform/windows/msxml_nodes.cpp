@@ -9,19 +9,6 @@
 namespace quillmark::windows {
 namespace {
 
-/// The first text node in `node`, itself included; null where there is none.
-NodePtr FirstTextIn(const NodePtr& node) {
-  NodePtr text;
-  const auto enter = [&](MsxmlNode& visited) {
-    if (!text && TypeOf(visited) == NodeType::kText) {
-      text = com::Share(&visited);
-    }
-    return !text;
-  };
-  Walk(node, enter, [](MsxmlNode&) {});
-  return text;
-}
-
 void AppendOne(MsxmlNode& parent, MsxmlNode& child) {
   NodePtr appended;
   RequireDone(parent.appendChild(&child, appended.Put()), parent);
@@ -128,20 +115,6 @@ NodePtr CloneNode(MsxmlNode& node, bool deep) {
   NodePtr clone;
   RequireDone(node.cloneNode(deep ? VARIANT_TRUE : VARIANT_FALSE, clone.Put()), node);
   return clone;
-}
-
-void AppendTemplate(MsxmlNode& parent, MsxmlNode& fragment, std::string_view text) {
-  bool has_text = false;
-  for (NodePtr child = FirstChildOf(fragment); child; child = NextSiblingOf(*child)) {
-    const NodePtr copy = CloneNode(*child, true);
-    if (!has_text) {
-      if (const NodePtr node = FirstTextIn(copy)) {
-        SetValue(*node, text);
-        has_text = true;
-      }
-    }
-    AppendOne(parent, *copy);
-  }
 }
 
 void RemoveChildren(MsxmlNode& parent) {

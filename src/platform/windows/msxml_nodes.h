@@ -33,7 +33,6 @@ void SetText(MsxmlNode& node, std::string_view text);
 /// As `IXMLDOMNode` says of the same operations.
 void AppendNode(MsxmlNode& parent, MsxmlNode& child);
 [[nodiscard]] NodePtr CloneNode(MsxmlNode& node, bool deep);
-void AppendTemplate(MsxmlNode& parent, MsxmlNode& fragment, std::string_view text);
 void RemoveChildren(MsxmlNode& parent);
 
 [[nodiscard]] NodePtr SelectFirst(MsxmlNode& node, std::string_view path);

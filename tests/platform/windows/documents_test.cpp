@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/foreign_document.h"
-#include "platform/send_template.h"
+#include "platform/step_fragment.h"
 #include "platform/windows/com_objects.h"
 #include "platform/windows/create_object.h"
 #include "platform/windows/msxml.h"
@@ -88,22 +88,19 @@ TEST_F(Documents, AnIndexCountsFromZero) {
 
 TEST_F(Documents, TheChildrenOfAnAppendedFragmentLeaveIt) {
   const auto document = Loaded("<x/>");
-  const auto fragment = SendTemplate(*document);
+  const auto fragment = StepFragment(*document);
   document->documentElement()->appendChild(fragment);
   EXPECT_EQ(document->documentElement()->firstChild()->nodeName(), "s");
   EXPECT_EQ(fragment->firstChild(), nullptr);
 }
 
-TEST_F(Documents, ATemplateIsAppendedWithTheGivenTextAndStaysAsItIs) {
-  const auto document = Loaded("<x/>");
-  const auto fragment = SendTemplate(*document);
-  const std::string before = fragment->xml();
-  const TemplateCopy copies[] = {{fragment.get(), "02"}, {fragment.get(), ""}};
-  document->documentElement()->appendTemplates(copies);
-  EXPECT_EQ(document->selectSingleNode("/x/s[0]/d")->text(), "02");
-  EXPECT_EQ(document->selectSingleNode("/x/s[1]/d")->text(), "");
-  EXPECT_EQ(document->selectNodes("/x/s")->length(), 2U);
-  EXPECT_EQ(fragment->xml(), before);
+TEST_F(Documents, ARowIsAppendedLeafByLeaf) {
+  const auto x = Loaded("<x/>")->documentElement();
+  x->appendLeaves(std::vector<Leaf>{{"s", "d", "02"}, {"r", "c", ""}, {"w", "", "5"}});
+  EXPECT_EQ(x->selectSingleNode("s/d")->text(), "02");
+  EXPECT_NE(x->selectSingleNode("r/c")->firstChild(), nullptr);
+  EXPECT_EQ(x->selectSingleNode("w")->text(), "5");
+  EXPECT_EQ(x->selectNodes("*")->length(), 3U);
 }
 
 TEST_F(Documents, SavingCopiesEveryNode) {
@@ -166,7 +163,6 @@ TEST_F(Documents, NodesOfAnotherPlatformAreRefused) {
   const auto foreign = std::make_shared<::testing::NiceMock<ForeignDocument>>();
   constexpr const char* kForeign = "The node is of another platform";
   EXPECT_ERROR(document->appendChild(foreign), 13, kForeign);
-  EXPECT_ERROR(document->appendTemplate(*foreign, ""), 13, kForeign);
   EXPECT_ERROR(document->save(*foreign), 13, kForeign);
   EXPECT_ERROR(document->appendChild(nullptr), 91,
                "Object variable or With block variable not set");

@@ -7,8 +7,8 @@
 
 namespace quillmark::testing {
 
-/// The fragment that a send step is copied from: `s` with a `d` with an empty text, and a line end.
-inline std::shared_ptr<IXMLDOMNode> SendTemplate(DOMDocument& document) {
+/// A fragment with an element, one inside it, an empty text and a line end.
+inline std::shared_ptr<IXMLDOMNode> StepFragment(DOMDocument& document) {
   const auto s = document.createElement("s");
   const auto d = s->appendChild(document.createElement("d"));
   d->appendChild(document.createTextNode(""));

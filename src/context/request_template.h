@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "context/addressing.h"
+#include "quillmark/dom.h"
+#include "quillmark/platform.h"
+
+namespace quillmark {
+
+/// Selects the element that takes the steps: "/k" in K form, otherwise "/can/x".
+[[nodiscard]] std::string_view RequestPath(TransportForm form);
+
+/// The request document without steps of which every request of a configuration is a copy.
+[[nodiscard]] std::shared_ptr<DOMDocument> BuildRequestTemplate(Platform& platform,
+                                                                const Addressing& addressing,
+                                                                bool free_threaded);
+
+/// Appends a new element with `text` to `parent`.
+void AppendElement(DOMDocument& document, IXMLDOMNode& parent, std::string_view name,
+                   std::string_view text);
+
+/// Appends a text node with a line end to `parent`.
+void AppendLineEnd(DOMDocument& document, IXMLDOMNode& parent);
+
+}  // namespace quillmark
