@@ -26,7 +26,7 @@ std::optional<std::int32_t> GatewayLine(std::uint8_t ecu_address) {
 }
 
 Addressing ByIdentifiers(Addressing addressing, std::int32_t RCANId, std::int32_t XCANId) {
-  // The K form flag is left as it is: an object once in K form stays there. This is deliberate.
+  // The K line flag stays as it is: D1.
   addressing.gateway_form = false;
   addressing.channel = RCANId;
   addressing.line = XCANId;
@@ -49,7 +49,7 @@ Addressing ByEcuAddress(Addressing addressing, std::uint8_t ecu_address) {
 
 std::string FlowControlText(std::uint8_t block_size, std::uint8_t separation_time) {
   std::string text = "30" + HexOf(Bytes{block_size});
-  // With block size 1 the separation time is not compared. This is deliberate.
+  // D5.
   if (block_size != 1) {
     AppendHex(text, Bytes{separation_time});
   }

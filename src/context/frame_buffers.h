@@ -9,9 +9,7 @@ namespace quillmark {
 inline constexpr std::size_t kCANFrameSize = 8;
 using CANFrame = std::array<std::uint8_t, kCANFrameSize>;
 
-/// The frames that plain CAN requests are built in. They live as long as the configuration: bytes
-/// that a shorter message does not fill still hold what an earlier one left there. This is
-/// deliberate, and the padding that ECUs have always seen.
+/// The frames in which plain CAN requests are built. They live as long as the configuration: D4.
 struct FrameBuffers {
   CANFrame frame{};
   CANFrame consecutive{};

@@ -14,8 +14,7 @@ namespace {
 constexpr std::uint8_t kFormat = 0x80;
 constexpr std::uint8_t kFormatLengthMask = 0x3F;
 
-/// The format byte could hold 63 as well; from there on the length has its own byte. This is
-/// deliberate.
+/// From this length on, the length has its own byte: D7.
 constexpr std::size_t kFirstSeparateLength = 63;
 
 constexpr std::size_t kShortHeaderSize = 3;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::uint8_t kNegativeResponse = 0x7F;
 
-/// The numbers do not follow the order of the codes. This is deliberate.
+/// D21.
 std::int32_t NumberOfResponseCode(std::uint8_t code) {
   switch (code) {
     case 0x10:

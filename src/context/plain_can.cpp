@@ -108,8 +108,7 @@ Bytes ReadSegments(ByteView first, ReplyFrames& frames) {
   message.reserve(length + kConsecutiveFrameData);
   Append(message, ViewAt(first, 3, kFirstFrameData));
   std::size_t received = kFirstFrameData;
-  // Sequence numbers are deliberately not compared: the host has compared them with the `c`
-  // elements.
+  // D11.
   for (; received < length; received += kConsecutiveFrameData) {
     Append(message, ViewFrom(frames.NextData(), 2));
   }

@@ -87,7 +87,7 @@ std::shared_ptr<DOMDocument> routinestatus(Context& context, std::uint8_t Routin
 bool checkroutine(const Context& context, const std::shared_ptr<DOMDocument>& root,
                   std::uint8_t Routine) {
   const Bytes reply = ReadStatus(context, root);
-  // Bytes after the status are ignored, unlike in `checkstartroutine`. This is deliberate.
+  // D15.
   if (!BelongsTo(Routine, reply)) {
     RaiseRoutineMessage(Routine, HexOf(reply));
   }

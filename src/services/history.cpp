@@ -21,9 +21,7 @@ struct EntryPaths {
   std::string reprogramming;
 };
 
-/// On a K line only the first two history records are looked for where they stand, everything else
-/// where a CAN document has it. So `gethisto` fails at entry 0 of every K form document:
-/// deliberate.
+/// D16.
 EntryPaths KLinePaths(std::size_t entry) {
   const std::string k_path = ReplyPath(TransportForm::kKLine);
   const std::string can_path = ReplyPath(TransportForm::kPlainCan);

@@ -22,7 +22,7 @@ constexpr std::size_t kSeedPosition = 3;
 
 bool HasSeedHeader(const Bytes& reply) { return reply[0] == 0x67 && reply[1] == 0x81; }
 
-/// On a K line neither the header nor a negative response is looked at. This is deliberate.
+/// D13.
 Bytes ReadSeedReplyOnKLine(const std::shared_ptr<DOMDocument>& root) {
   Bytes reply = ReadReplyAt(TransportForm::kKLine, root, 0);
   if (reply.size() != kSeedReplyLength) {
@@ -56,8 +56,7 @@ Bytes ReadSeedReplyOnCAN(TransportForm form, const std::shared_ptr<DOMDocument>&
 
 std::shared_ptr<DOMDocument> readseed(Context& context) {
   Request document(context);
-  // The flag, not the form: a K form object that was given a gateway address starts twice.
-  // Deliberate.
+  // The flag, not the form: D2.
   if (context.GetAddressing().gateway_form) {
     document.AddStep(Octets(0x81), Octets(0xC1), kStartReplyLength);
   }
@@ -85,7 +84,7 @@ void checkunlock(const Context& context, const std::shared_ptr<DOMDocument>& roo
   const TransportForm form = context.Form();
   const Bytes reply = ReadReplyAt(form, root, ReplyIndexOfLongRequest(form));
   CheckNegativeReply(reply);
-  // The content is not compared: any reply of two bytes that is not negative passes. Deliberate.
+  // D14.
   if (reply.size() != kUnlockReplyLength) {
     throw Error(error_number::kIllegalReply, "SA#2 Illegal Reply " + HexOf(reply));
   }

@@ -6,8 +6,7 @@
 
 namespace quillmark::transfer {
 
-/// The three address bytes of a transfer request, high byte first. Quotients are truncated toward
-/// zero, so that the address -1 gives 00 00 FF; what exceeds 24 bits is cut. Both are deliberate.
+/// The three address bytes of a transfer request, high byte first. D9.
 [[nodiscard]] constexpr std::array<std::uint8_t, 3> AddressBytes(std::int32_t address) {
   return {static_cast<std::uint8_t>((address / 65536) & 0xFF),
           static_cast<std::uint8_t>((address / 256) & 0xFF),

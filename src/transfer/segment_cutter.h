@@ -15,10 +15,7 @@ struct CutRule {
   std::int32_t max_size;   ///< `MaxSize`: data bytes of a block, 1..255
 };
 
-/// Cuts one segment of an image into blocks. Fill bytes are looked for at multiples of the
-/// alignment only and left out in whole units of it; after such a gap a block follows without a
-/// second look. Blocks themselves are not aligned: each starts where the one before ended. All this
-/// is deliberate.
+/// Cuts one segment of an image into blocks and leaves out fill bytes: D26.
 class SegmentCutter {
  public:
   struct Cut {

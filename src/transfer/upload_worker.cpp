@@ -18,8 +18,7 @@ constexpr std::int32_t kMaxRequestSize = 48;
 /// What a reply adds to its data: 6 header bytes and a 2-byte checksum.
 constexpr std::int32_t kReplyOverhead = 8;
 
-/// Adds the request for `count` bytes from `address` on. Its second byte is the constant 0x80,
-/// while the reply repeats `RL` there. This is deliberate.
+/// Adds the request for `count` bytes from `address`. Its second byte: D8.
 bool AddRequest(PieceStream& stream, std::uint8_t RL, std::int32_t address, std::int32_t count) {
   const auto [high, middle, low] = AddressBytes(address);
   const std::uint8_t size = checked::ToByte(count);

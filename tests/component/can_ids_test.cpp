@@ -66,6 +66,7 @@ TEST_F(ComponentTest, FormsOfCANMayFollowEachOther) {
             Document(kGateway, {Send("01816EF13E1E"), Receive("0181F16E7E5E")}));
 }
 
+// D1.
 TEST_F(ComponentTest, KFormStays) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(1850, 1586);
@@ -73,6 +74,7 @@ TEST_F(ComponentTest, KFormStays) {
             Document(kKLine, {Send("8111F13EC1"), Receive("81F1117E01")}));
 }
 
+// D2.
 TEST_F(ComponentTest, GatewayAddressAfterKFormStartsTwiceInReadseedAlone) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(0, 0x6E);
@@ -90,6 +92,7 @@ TEST_F(ComponentTest, ObjectNeedsAPlatform) {
                "Object variable or With block variable not set");
 }
 
+// D31.
 TEST_F(ComponentTest, ClientClassCannotBeCreated) {
   EXPECT_ERROR(CreateXMLDocClient(), 9, "pure virtual class");
 }

@@ -83,6 +83,7 @@ TEST_F(DownloadTest, LastBlockOfASegmentIsShorter) {
   EXPECT_EQ(TotalBytes(pieces[0]), "6");
 }
 
+// D27.
 TEST_F(DownloadTest, SegmentOfAlignedFillIsLeftOutButCounted) {
   EXPECT_THAT(Download(Image({Segment(8, "FFFFFFFF")}), 0xFF, 4, 128),
               ElementsAre(Transferred(kPlainCan, "4", {}), std::nullopt));
@@ -104,6 +105,7 @@ TEST_F(DownloadTest, FillInsideABlockIsSent) {
   EXPECT_THAT(Blocks(pieces[0]), ElementsAre("348000000008"));
 }
 
+// D26.
 TEST_F(DownloadTest, BlockFollowsAGapWithoutASecondLook) {
   // At 0 the run is 5 and 4 are left out; the block at 4 begins with the fifth. The run from 7 on
   // is first looked for at 16, where a block happens to end.
@@ -127,6 +129,7 @@ TEST_F(DownloadTest, AlignmentZeroEndsTheRun) {
   EXPECT_THAT(Download(Image({Segment(0, "01")}), 0xFF, 0, 128), ElementsAre(std::nullopt));
 }
 
+// D9.
 TEST_F(DownloadTest, AddressBytesAreTruncatedTowardZero) {
   EXPECT_THAT(Blocks(Download(Image({Segment(-1, "01")}), 0xFF, 1, 128)[0]),
               ElementsAre("34800000FF01"));
@@ -159,6 +162,7 @@ TEST_F(DownloadTest, DocumentIsDeliveredWith32768Bytes) {
   EXPECT_EQ(pieces[2], std::nullopt);
 }
 
+// D28.
 TEST_F(DownloadTest, DocumentExceeds32768BytesByAtMostOneBlock) {
   const std::string data(std::size_t{2} * 33000, 'A');
   const auto pieces = Download(Image({Segment(0, data)}), 0xFF, 1, 255);

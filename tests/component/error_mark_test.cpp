@@ -7,6 +7,7 @@ namespace {
 
 using ErrorMark = EveryForm;
 
+// D18.
 TEST_P(ErrorMark, DocumentWithoutErrorMarkPasses) {
   EXPECT_NO_THROW(diag_->checkdownload(Replies(GetParam(), {"037F3433"})));
   EXPECT_NO_THROW(diag_->checkwritelogzone(Replies(GetParam(), {"-"})));

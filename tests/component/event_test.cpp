@@ -46,6 +46,7 @@ TEST_P(EventTest, CancelledUploadHasNoEnd) {
   EXPECT_THAT(Collect([&] { diag_->ComputeUpload(map, 0x80); }, collector), SizeIs(1));
 }
 
+// D24.
 TEST_P(EventTest, UntouchedCancelStopsTheWorker) {
   std::atomic<int> events = 0;
   diag_->OnXMLReady([&](const auto&, bool& cancel) {
@@ -70,6 +71,7 @@ TEST_P(EventTest, RemovedHandlerIsNotCalled) {
   platform_->WaitForWorkers();
 }
 
+// D25.
 TEST_P(EventTest, ThrowingHandlerEndsTheSequenceWithAnEmptyNode) {
   std::vector<bool> has_node;
   diag_->OnXMLReady([&](const auto& node, bool& /*cancel*/) {

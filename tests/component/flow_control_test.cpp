@@ -53,6 +53,7 @@ TEST_F(FlowControlTest, BlockSizeZeroWaitsAfterEveryFullFrame) {
                        "<w>7</w>", Send("220E0F1011121314"), Receive("026782"), "<w>7</w>"});
 }
 
+// D5.
 TEST_F(FlowControlTest, TextHasTheSeparationTimeUnlessTheBlockSizeIsOne) {
   EXPECT_EQ(FlowControlAfterFirstFrame(1, 0), "3001");
   EXPECT_EQ(FlowControlAfterFirstFrame(1, 20), "3001");
@@ -77,6 +78,7 @@ TEST_F(FlowControlTest, ErrorChangesNothing) {
 
 using SeparationTime = EveryForm;
 
+// D6.
 TEST_P(SeparationTime, EndsEveryExpectedReply) {
   diag_->FlowControl(1, 20);
   const std::string text = XmlOf(*diag_->TesterPresent());

@@ -44,6 +44,7 @@ TEST_F(FramePadding, ThirteenBytesFillTwoFrames) {
   EXPECT_THAT(FramesOfRequest(13), ElementsAre("100D278203040506", "210708090A0B0C0D"));
 }
 
+// D4.
 TEST_F(FramePadding, FourteenBytesRepeatSixOfTheFrameBefore) {
   EXPECT_THAT(FramesOfRequest(14),
               ElementsAre("100E278203040506", "210708090A0B0C0D", "220E08090A0B0C0D"));

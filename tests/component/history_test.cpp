@@ -106,6 +106,7 @@ TEST_F(PlainCanHistory, WrongIdentificationLeavesNothing) {
   EXPECT_EQ(history_.RepReprog, ByteStringArray(8));
 }
 
+// D17.
 TEST_F(PlainCanHistory, FirstTwoEntriesAreRequired) {
   frames_[6 + 8 + 4] = "03612111";  // the second record of entry 1
   EXPECT_ERROR(Read(kPlainCan), 4000, kNotReprogrammable);
@@ -194,6 +195,7 @@ struct KLineHistory : HistoryTest {
   }
 };
 
+// D16.
 TEST_F(KLineHistory, AlwaysFailsAtTheFirstEntry) {
   EXPECT_ERROR(Read(kKLine), 4000, kNotReprogrammable);
   EXPECT_EQ(History::Text(history_.RepIdent), Record("80"));

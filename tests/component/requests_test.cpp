@@ -127,6 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
     FormName());
 
 using StopCommunication = RequestTest;
+// D22.
 TEST_P(StopCommunication, IsGolden) { ExpectGolden(diag_->stopcomm()); }
 INSTANTIATE_TEST_SUITE_P(
     Forms, StopCommunication,

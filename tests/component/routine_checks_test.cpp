@@ -21,11 +21,13 @@ TEST_F(RoutineChecks, StartEraseTakesRunningAlone) {
   EXPECT_ERROR(diag_->checkstarterase(Reply("-")), 4003, "Start erase error ");
 }
 
+// D19.
 TEST_F(RoutineChecks, EraseIsRunningOrFinished) {
   EXPECT_FALSE(diag_->checkcheckerase(Reply("03718101")));
   EXPECT_TRUE(diag_->checkcheckerase(Reply("03718102")));
 }
 
+// D20.
 TEST_F(RoutineChecks, EraseFailsWithAnyOtherReply) {
   EXPECT_ERROR(diag_->checkcheckerase(Reply("03718103")), 4004, "Erase error 718103");
   EXPECT_ERROR(diag_->checkcheckerase(Reply("037F3178")), 4004, "Erase error 7F3178");
@@ -63,6 +65,7 @@ TEST_F(RoutineChecks, RoutineIsRunningOrFinished) {
   EXPECT_TRUE(diag_->checkroutine(Reply("03710502"), 5));
 }
 
+// D15.
 TEST_F(RoutineChecks, RoutineIgnoresBytesAfterTheStatus) {
   EXPECT_TRUE(diag_->checkroutine(Reply("0471050201"), 5));
 }
@@ -83,6 +86,7 @@ TEST_F(RoutineChecks, RoutineReplyThatBeginsRightlyAndEndsIsOutOfRange) {
   EXPECT_ERROR(diag_->checkroutine(Reply("0170"), 5), 4006, "Start routine 5H error 70");
 }
 
+// D10.
 TEST_F(ComponentTest, GatewayReadsTheStartOfTheEraseBehindTheAcknowledgement) {
   Configure(kGateway);
   EXPECT_NO_THROW(diag_->checkstarterase(Replies(kGateway, {"81", "0183F16E718101D5"})));

@@ -24,6 +24,7 @@ TEST_F(PlainCanSecurity, SeedIsTheLastFourBytes) {
   EXPECT_EQ(seed->StartAddress(), 1);
 }
 
+// D3.
 TEST_F(PlainCanSecurity, SeedIsReadBeforeCANIDs) {
   EXPECT_EQ(
       CreateDiagOnCANReprog(platform_)->getseed(Replies(kPlainCan, {"06678111223344AA"}))->Hex(),
@@ -45,6 +46,7 @@ TEST_F(PlainCanSecurity, SeedMayBeRefused) {
                "Requested Service : 27 Negative response code : 35");
 }
 
+// D21.
 TEST_F(PlainCanSecurity, EveryNegativeResponseHasItsNumber) {
   const std::vector<std::pair<std::string, std::int32_t>> numbers = {
       {"10", 2044}, {"11", 2032}, {"12", 2034}, {"21", 2035}, {"22", 2033}, {"23", 2043},
@@ -83,6 +85,7 @@ TEST_F(PlainCanSecurity, MissingDocumentHasNoObject) {
   EXPECT_ERROR(diag_->checkunlock(nullptr), 91, kNotSet);
 }
 
+// D14.
 TEST_F(PlainCanSecurity, UnlockTakesAnyTwoBytes) {
   EXPECT_NO_THROW(Unlock(kPlainCan, {"0267820000000000"}));
   EXPECT_NO_THROW(Unlock(kPlainCan, {"021234"}));
@@ -125,6 +128,7 @@ TEST_F(GatewaySecurity, SeedMustBeRight) {
   EXPECT_ERROR(Seed(kGateway, {start_reply_, "0182F16E6781C9"}), 2003, "SA#1 Illegal Reply : 6781");
 }
 
+// D10.
 TEST_F(GatewaySecurity, UnlockReadsTheSecondReply) {
   EXPECT_NO_THROW(Unlock(kGateway, {"81", "0182F16E6782CA"}));
   EXPECT_ERROR(Unlock(kGateway, {"81", "0183F16E7F2735BD"}), 2037,
@@ -135,6 +139,7 @@ struct KLineSecurity : SecurityChecks {
   KLineSecurity() { Configure(kKLine); }
 };
 
+// D13.
 TEST_F(KLineSecurity, SeedMayHaveAnyHeader) {
   EXPECT_EQ(Seed(kKLine, {"86F1116781112233441A"}), "11223344");
   EXPECT_EQ(Seed(kKLine, {"86F11100001122334432"}), "11223344");

@@ -123,6 +123,15 @@ TEST_F(UploadCheckErrors, FurtherFrameThatIsMissing) {
               "Object variable or With block variable not set");
 }
 
+// D23.
+TEST_F(ComponentTest, UploadCheckTakesAnyChecksumOfTheData) {
+  Configure(kPlainCan);
+  const auto image = platform_->CreateMemoryImage();
+  diag_->checkupload(Replies(kPlainCan, {"1009750001234501", "21AAFFFF"}), image);
+  ASSERT_EQ(image->Segments().size(), 1U);
+  EXPECT_EQ(image->Segments()[0]->Hex(), "AA");
+}
+
 TEST_F(ComponentTest, UploadCheckPassesOverWhatBeginsNoMessage) {
   Configure(kPlainCan);
   const auto image = platform_->CreateMemoryImage();

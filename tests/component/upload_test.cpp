@@ -9,6 +9,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
+// D8.
 TEST_F(TransferTest, UploadInPlainCanForm) {
   Configure(kPlainCan);
   EXPECT_THAT(Upload({{0x012345, 100}}),

@@ -114,6 +114,7 @@ TEST_F(WorkerTest, ClientMustBeAnXMLDocClient) {
   EXPECT_ERROR(worker_->EntryPoint(std::make_shared<Object>()), 13, "Type mismatch");
 }
 
+// D25.
 TEST_F(WorkerTest, DamagedTransferDocumentEndsTheRun) {
   for (const char* text :
        {R"(<image><segment at="0">0G</segment></image>)", R"(<image><segment at="0"/></image>)",
@@ -135,6 +136,7 @@ TEST_F(WorkerTest, BlockSizeOutsideAByteEndsTheRun) {
   }
 }
 
+// D1.
 TEST_F(WorkerTest, FollowsTheLastCANIDsEvenWhereTheCallerStaysInKForm) {
   Configure(kKLine);
   Configure(kPlainCan);

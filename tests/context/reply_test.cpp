@@ -61,6 +61,7 @@ TEST_F(PlainCanReply, SegmentsOf19BytesDropThePadding) {
             "0102030405060708090A0B0C0D0E0F10111213");
 }
 
+// D11.
 TEST_F(PlainCanReply, SequenceNumbersAreNotCompared) {
   EXPECT_EQ(Read(kPlainCan, {"1008010203040506", "3F0708"}), "0102030405060708");
 }
@@ -132,6 +133,7 @@ TEST_F(KLineReply, LengthIsInItsOwnByte) {
   EXPECT_EQ(Read(kKLine, {"00F1100001"}), "");
 }
 
+// D12.
 TEST_F(KLineReply, BytesAfterTheChecksumAreIgnored) {
   EXPECT_EQ(Read(kKLine, {"82F11067826CFFFF"}), "6782");
 }

@@ -139,6 +139,7 @@ TEST_P(KLineBuilder, PrefixMayBeEmpty) {
   EXPECT_EQ(ExpectedReply({}, 63), Steps({Receive("80F1113F")}));
 }
 
+// D7.
 TEST_P(KLineBuilder, LengthFrom63OnHasItsOwnByte) {
   EXPECT_EQ(ExpectedReply({0x61}, 62), Steps({Receive("BEF11161")}));
   EXPECT_EQ(ExpectedReply({0x61}, 63), Steps({Receive("80F1113F61")}));

@@ -24,6 +24,7 @@ TEST(DomLoading, ReplacesTheContent) {
   EXPECT_EQ(old->parentNode(), nullptr);
 }
 
+// D30.
 TEST(DomLoading, MakesEveryLineEndALineFeed) {
   const auto document = Loaded("<a>1\r\n2\r3\n4\r\r\n</a>");
   EXPECT_EQ(document->text(), "1\n2\n3\n4\n\n");

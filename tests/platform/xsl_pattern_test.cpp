@@ -36,6 +36,7 @@ TEST(XslPattern, OtherSlashesStay) {
   EXPECT_EQ(XPathOf("a [b] /c"), "a [b] /c");
 }
 
+// D29.
 TEST(XslPattern, IndexesCountFromZero) {
   EXPECT_EQ(XPathOf("/k/r[0]"), "$document/k/r[1]");
   EXPECT_EQ(XPathOf("/can/x/r[12]"), "$document/can/x/r[13]");

@@ -59,7 +59,7 @@ class Worker {
     try {
       thread_->EntryPoint(task_.client);
     } catch (...) {
-      // The caller has gone on long ago, so nobody is left to tell. Deliberate.
+      // D25.
     }
     Release();
   }
