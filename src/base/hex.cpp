@@ -85,9 +85,13 @@ std::uint8_t ReadDigitsWith(std::uint8_t* bytes, const char* digits, std::size_t
 
 /// False where a character is no digit.
 bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
-  const std::size_t many = count - count % kVectorSize;
-  return ReadDigitsWith<ValueOf>(bytes, digits, many) < kNoDigit &&
-         ReadDigitsWith<LookUpValueOf>(bytes + many, digits + 2 * many, count - many) < kNoDigit;
+  if (count < kVectorSize) {
+    return ReadDigitsWith<LookUpValueOf>(bytes, digits, count) < kNoDigit;
+  }
+  // The last vector overlaps the one before: cheaper than to look up what is left over.
+  const std::size_t last = count - kVectorSize;
+  return ReadDigitsWith<ValueOf>(bytes, digits, count - count % kVectorSize) < kNoDigit &&
+         ReadDigitsWith<ValueOf>(bytes + last, digits + 2 * last, kVectorSize) < kNoDigit;
 }
 
 }  // namespace
