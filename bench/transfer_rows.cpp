@@ -146,7 +146,7 @@ void RunDownloads(bool quick) {
 
 void RunUploads(bool quick) {
   PrintHeader("ComputeUpload", kColumns);
-  // Flow control is no parameter of an upload: its worker has the defaults.
+  // Flow control is not a parameter of an upload: its worker has the defaults.
   for (const Form& form : {kPlainCan, kGateway, kKLine}) {
     RunUpload(form, (quick ? 4 : 16) * kMiB);
   }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The console on one object: whatever the lines, each gets one line of JSON that has the call's
-// name and a result, an error or both, and the console goes on.
+// name and a result, an error or both, and the console continues.
 #include <cstdint>
 #include <istream>
 #include <sstream>

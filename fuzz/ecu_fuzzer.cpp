@@ -156,7 +156,7 @@ class Bench {
 
   void Pass(Duration time) { now_ += time; }
 
-  /// Takes what the ECU sends and answers it as a tester does, so that it goes on.
+  /// Takes what the ECU sends and answers it as a tester does, so that it continues.
   void TakeFrames(int most) {
     for (; most > 0; --most) {
       const std::optional<Duration> due = ecu_.NextDue();

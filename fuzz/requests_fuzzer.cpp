@@ -272,8 +272,8 @@ class Session {
     static_cast<void>(RaisedBy(data_.PickValueInArray(checks)));
   }
 
-  /// The document of a request, once it has been found to be right and has been run; null where
-  /// there is none or where no bus could run it.
+  /// The document of a request, once it has been found to be right and has been run; null if there
+  /// is none or where no bus could run it.
   template <typename Build>
   Document Request(Build build, const std::vector<Step>& steps) {
     const std::size_t length = steps.back().request.size();
@@ -314,7 +314,7 @@ class Session {
     Law(copy->xml() == AsParsed(document.xml()), "a document is well-formed");
   }
 
-  /// False where there is no such bus.
+  /// False if there is no such bus.
   bool RunOnEcu(const Document& document, const std::vector<Step>& steps) {
     const std::optional<host::Exchange> exchange = settings_.Exchange();
     if (!exchange) {

@@ -42,7 +42,7 @@ class Transfer {
   }
 
   /// Runs a transfer to its end, or until the event with this number, which then cancels it.
-  /// Nothing where `start` raised that error.
+  /// Nothing if `start` raised that error.
   template <typename Start>
   std::optional<Error> Run(std::size_t cancel_at, Start start) {
     object_->OnXMLReady([this, cancel_at](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {

@@ -112,7 +112,7 @@ Bytes DataOfKMessage(const Bytes& message) {
   return Part(message, header, count);
 }
 
-/// Nothing where the first frame begins no message.
+/// Nothing if the first frame begins no message.
 std::optional<Bytes> PlainMessage(const Bytes& first, Node& rest) {
   const std::uint8_t header = At(first, 0);
   if (header >> 4U == 0) {

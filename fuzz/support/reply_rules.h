@@ -13,7 +13,7 @@ namespace quillmark::fuzz {
 
 /// What a check method has to do with a document: to give a result, or to raise an error.
 struct Verdict {
-  std::int32_t number = 0;  ///< of the error; 0 where none is raised
+  std::int32_t number = 0;  ///< of the error; 0 if none is raised
   std::string text;         ///< its description, or the result in a text form of its own
 
   friend bool operator==(const Verdict&, const Verdict&) = default;
@@ -26,7 +26,7 @@ class ReplyRules {
   ReplyRules(host::TransportForm form, const DOMDocument& document)
       : form_(form), document_(document) {}
 
-  /// "RepIdent histo0 … histo7 reprog0 … reprog7", a dash for a record that is not there; where it
+  /// "RepIdent histo0 … histo7 reprog0 … reprog7", a dash for a record that is not there; if it
   /// raises an error, that error's text and then the same.
   [[nodiscard]] Verdict gethisto() const;
   [[nodiscard]] Verdict getseed() const;

@@ -9,7 +9,7 @@ namespace quillmark::host {
 /// with `errno` set where the driver refuses.
 [[nodiscard]] bool SetBaudRate(int descriptor, std::uint32_t baud);
 
-/// The speed of an open terminal; 0 with `errno` set where there is none.
+/// The speed of an open terminal; 0 with `errno` set if there is none.
 [[nodiscard]] std::uint32_t BaudRateOf(int descriptor);
 
 }  // namespace quillmark::host

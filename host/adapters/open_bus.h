@@ -8,7 +8,7 @@
 
 namespace quillmark::host {
 
-/// Opens the adapter that a URI names. Raises BusError where it cannot be opened, and
+/// Opens the adapter that a URI names. Raises BusError if it cannot be opened, and
 /// std::invalid_argument for `sim:`, which has none.
 [[nodiscard]] std::unique_ptr<Bus> OpenBus(const BusUri& uri);
 

@@ -12,7 +12,7 @@ class RealTimeBus : public Bus {
   [[nodiscard]] Duration Now() const override;
 
  protected:
-  /// From now until `deadline`; 0 where that has passed.
+  /// From now until `deadline`; 0 if that has passed.
   [[nodiscard]] Duration Left(Duration deadline) const;
 };
 

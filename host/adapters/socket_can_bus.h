@@ -11,8 +11,8 @@ namespace quillmark::host {
 /// interface is brought up. It carries the plain CAN form alone.
 class SocketCanBus : public RealTimeBus {
  public:
-  /// `interface` is a name such as "can0". Raises BusError where there is no such interface and
-  /// where the kernel has no CAN sockets.
+  /// `interface` is a name such as "can0". Raises BusError if there is no such interface and where
+  /// the kernel has no CAN sockets.
   explicit SocketCanBus(const std::string& interface);
   SocketCanBus(const SocketCanBus&) = delete;
   SocketCanBus& operator=(const SocketCanBus&) = delete;
@@ -30,7 +30,7 @@ class SocketCanBus : public RealTimeBus {
   [[noreturn]] void Fail(const std::string& what) const;
   /// Whether there is something to read, an error included, within `timeout`.
   [[nodiscard]] bool AwaitInput(Duration timeout) const;
-  /// The next frame that has arrived; nothing where none has.
+  /// The next frame that has arrived; nothing if none has.
   [[nodiscard]] std::optional<Bytes> ReadFrame() const;
 
   std::string interface_;

@@ -42,7 +42,7 @@ class BusError : public std::runtime_error {
 /// Carries the frames of one exchange at a time. A frame is a CAN frame's data (1 to 8 bytes) or
 /// one whole K line message, from its format byte to its checksum.
 ///
-/// Every operation raises BusError where the bus fails. Threads: used by one thread at a time.
+/// Every operation raises BusError if the bus fails. Threads: used by one thread at a time.
 class Bus {
  public:
   Bus() = default;
@@ -61,7 +61,7 @@ class Bus {
   /// Returns once the frame is on the wire.
   virtual void Send(ByteView frame) = 0;
 
-  /// The next frame of the exchange; nothing where none arrived within `timeout`.
+  /// The next frame of the exchange; nothing if none arrived within `timeout`.
   [[nodiscard]] virtual std::optional<Bytes> Receive(std::chrono::milliseconds timeout) = 0;
 
   /// Lets at least `time` pass.

@@ -26,7 +26,7 @@ std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\
 struct Scheme {
   std::string_view name;
   BusKind kind;
-  /// What the device is called in a message; empty where there is none.
+  /// What the device is called in a message; empty if there is none.
   std::string_view device;
   std::uint32_t baud;
 };

@@ -14,7 +14,7 @@ struct CanFrame {
   static constexpr std::uint32_t kLastExtendedIdentifier = 0x1FFFFFFF;
 
   std::uint32_t identifier = 0;
-  /// An identifier of 29 bits, else of 11.
+  /// An identifier of 29 bits, otherwise of 11.
   bool extended = false;
   Bytes data;
 

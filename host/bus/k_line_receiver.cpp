@@ -14,7 +14,7 @@ constexpr std::size_t kChecksum = 1;
 
 bool BeginsMessage(std::uint8_t format) { return (format & kWithAddresses) != 0; }
 
-/// Nothing where the length byte is still missing.
+/// Nothing if the length byte is still missing.
 std::optional<std::size_t> LengthOf(ByteView begun) {
   const std::size_t in_format = begun[0] & kLengthMask;
   if (in_format != 0) {

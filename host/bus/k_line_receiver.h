@@ -24,7 +24,7 @@ class KLineReceiver {
   [[nodiscard]] bool InMessage() const { return !begun_.empty(); }
 
   /// The line has been silent for too long (P1 of the ECU): what was begun stays incomplete.
-  /// Returns it, empty where nothing was begun; the next byte begins a new message.
+  /// Returns it, empty if nothing was begun; the next byte begins a new message.
   [[nodiscard]] Bytes OnSilence();
 
  private:

@@ -30,7 +30,7 @@ class SimulatedNode {
   virtual void OnFrame(ByteView frame, Duration now) = 0;
   /// A K line break of length `low` has ended, at `now`.
   virtual void OnBreak(Duration low, Duration now) = 0;
-  /// When the node's next frame is ready; nothing where it has none to send.
+  /// When the node's next frame is ready; nothing if it has none to send.
   [[nodiscard]] virtual std::optional<Duration> NextDue() const = 0;
   /// Hands over the frame that `NextDue` announced, once its time has come.
   virtual Bytes TakeFrame(Duration now) = 0;
@@ -73,13 +73,13 @@ class SimulatedWire {
   /// The tester has held the line low for `low`, until now.
   void Break(Duration low) { node_.OnBreak(low, clock_); }
 
-  /// When something happens next; nothing where all is quiet.
+  /// When something happens next; nothing if all is quiet.
   [[nodiscard]] std::optional<Duration> NextEvent() const;
   /// Lets everything happen that happens until `time`.
   void AdvanceTo(Duration time);
   [[nodiscard]] Duration Now() const { return clock_; }
 
-  /// The next frame that arrived at the tester; nothing where none is left.
+  /// The next frame that arrived at the tester; nothing if none is left.
   [[nodiscard]] std::optional<Bytes> TakeReceived();
   void DiscardReceived() { received_.clear(); }
 

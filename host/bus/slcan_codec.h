@@ -23,11 +23,11 @@ inline constexpr char kSlcanBell = '\a';
 /// that does not fit.
 [[nodiscard]] std::string SlcanLineOf(const CanFrame& frame);
 
-/// The frame of such a line, which may end with an adapter's time stamp of four digits; nothing
-/// where the line is no data frame. Lower-case digits are accepted.
+/// The frame of such a line, which may end with an adapter's time stamp of four digits; nothing if
+/// the line is not a data frame. Lower-case digits are accepted.
 [[nodiscard]] std::optional<CanFrame> CanFrameOfSlcanLine(std::string_view line);
 
-/// The command that chooses a bit rate, "S6" for 500000 bit/s; nothing where the protocol has none.
+/// The command that chooses a bit rate, "S6" for 500000 bit/s; nothing if the protocol has none.
 [[nodiscard]] std::optional<std::string> SlcanBitRateCommand(std::uint32_t bits_a_second);
 
 /// The bit rate that such a command chooses; nothing for another line.
@@ -67,7 +67,7 @@ class SlcanLines {
   std::string begun_;
 };
 
-/// Reads what an adapter sends. Junk before a frame, a lost carriage return and bytes that are no
+/// Reads what an adapter sends. Junk before a frame, a lost carriage return and bytes that are not
 /// text cost no more than the line they stand in; a frame that follows them in the same line is
 /// found.
 class SlcanReceiver {

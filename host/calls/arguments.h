@@ -24,7 +24,7 @@ class Arguments {
   template <typename Type>
   [[nodiscard]] Type Take();
 
-  /// The event number of a last argument `{"cancel_at":K}`, nothing where it was left out.
+  /// The event number of a last argument `{"cancel_at":K}`, nothing if it was left out.
   [[nodiscard]] std::optional<std::int32_t> TakeCancelAt();
 
  private:

@@ -24,7 +24,7 @@ struct Call {
   std::string_view name;
   std::vector<std::string_view> parameters;
   bool takes_cancel_at;
-  /// Reads its arguments and sets `result`, also where it then raises after all.
+  /// Reads its arguments and sets `result`, also if it then raises after all.
   void (*run)(const CallContext& context, Arguments& arguments, std::optional<Json>& result);
 };
 

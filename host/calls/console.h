@@ -24,7 +24,7 @@ struct ConsoleEnvironment {
 /// One object, called by lines of JSON.
 ///
 /// A call is an object `{"call":NAME,"args":[…]}`, where NAME is a member of `DiagOnCANReprog`, or
-/// `new`, which goes on with a fresh object. `args` may be left out where it would be empty; keys
+/// `new`, which continues with a fresh object. `args` may be left out where it would be empty; keys
 /// other than these two are ignored. Arguments stand in the order of the member's parameters:
 ///
 /// - a Long or a Byte is a number; 10.0 and 1e1 are the number 10, 1.5 is of the wrong type
@@ -37,7 +37,7 @@ struct ConsoleEnvironment {
 /// The answer is one line, `{"call":NAME,"result":…}` or
 /// `{"call":NAME,"error":{"number":N,"description":TEXT}}`:
 ///
-/// - null where a call has no result, else a document's XML text, hexadecimal text, true or false
+/// - null if a call has no result, otherwise a document's XML text, hexadecimal text, true or false
 /// - `gethisto`: `{"RepIdent":…,"RepHisto":[8],"RepReprog":[8]}`, hexadecimal text or null each;
 ///   where the call itself fails, `result` holds what it stored and `error` follows
 /// - `checkupload`: the image after it

@@ -32,7 +32,7 @@ struct DecodedExchange {
 /// exchange of its own.
 [[nodiscard]] std::vector<DecodedExchange> ExchangesOf(const Decoding& decoding);
 
-/// The message that answered the exchange; null where none did.
+/// The message that answered the exchange; null if none did.
 [[nodiscard]] const DecodedMessage* AnswerOf(const Decoding& decoding,
                                              const DecodedExchange& exchange);
 

@@ -19,7 +19,7 @@ enum class ListingDetail : std::uint8_t {
 void ListTrace(std::ostream& out, const Decoding& decoding, ListingDetail detail);
 
 /// Lists a document, which may have been run or not: what has not come yet is listed as expected.
-/// Raises Error 13 where it is no document of the form.
+/// Raises Error 13 if it is not a document of the form.
 void ListDocument(std::ostream& out, const DOMDocument& document, TransportForm form,
                   ListingDetail detail);
 

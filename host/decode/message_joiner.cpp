@@ -32,7 +32,7 @@ std::optional<Layout> LayoutOf(ByteView message) {
                            : Layout{kShortHeader + 1, message[kShortHeader]};
 }
 
-/// Of a whole message; empty where it is as it should be.
+/// Of a whole message; empty if it is as it should be.
 std::string ChecksumDefect(ByteView message, const Layout& layout) {
   const std::size_t end = layout.data_at + layout.data_size;
   if (message.size() <= end) {

@@ -45,7 +45,7 @@ struct JoinedMessage {
   /// The service bytes that came, and how many were announced.
   Bytes bytes{};
   std::size_t announced = 0;
-  /// What is wrong with it; empty where nothing is.
+  /// What is wrong with it; empty if nothing is.
   std::string defect{};
 
   friend bool operator==(const JoinedMessage&, const JoinedMessage&) = default;

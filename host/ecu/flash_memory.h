@@ -58,7 +58,7 @@ class FlashMemory {
     void SetCell(std::uint32_t address, std::uint8_t value);
   };
 
-  /// Raises std::out_of_range where there is no flash memory.
+  /// Raises std::out_of_range if there is no flash memory.
   [[nodiscard]] std::size_t IndexAt(std::uint32_t address) const;
 
   std::vector<Area> areas_;

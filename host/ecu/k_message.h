@@ -16,11 +16,11 @@ struct KMessage {
   Bytes data;
 };
 
-/// 1 to 255 bytes of data. The length goes into the format byte up to 62, else into a byte of its
-/// own; the limit is this ECU's, the standard would allow 63.
+/// 1 to 255 bytes of data. The length goes into the format byte up to 62, otherwise into a byte of
+/// its own; the limit is this ECU's, the standard would allow 63.
 [[nodiscard]] Bytes EncodeKMessage(const KMessage& message);
 
-/// Nothing where `bytes` are not exactly one message with a right checksum.
+/// Nothing if `bytes` are not exactly one message with a right checksum.
 [[nodiscard]] std::optional<KMessage> DecodeKMessage(ByteView bytes);
 
 }  // namespace quillmark::host

@@ -84,7 +84,7 @@ struct EcuOptions {
   /// Plain CAN: the identifier that the ECU listens to, and the one that it sends on.
   std::uint32_t request_id = 0x632;
   std::uint32_t reply_id = 0x73A;
-  /// Gateway and K form: the ECU's address.
+  /// Gateway and K line form: the ECU's address.
   std::uint8_t address = 0x6E;
   /// Gateway: its channel and line.
   std::uint32_t gateway_channel = 3;

@@ -19,7 +19,7 @@ class Records {
   /// Raises std::invalid_argument for records of another size and for too many entries.
   explicit Records(const EcuOptions& options);
 
-  /// The record of a local identifier. Raises Refusal where there is none.
+  /// The record of a local identifier. Raises Refusal if there is none.
   [[nodiscard]] const Bytes& Read(std::uint8_t identifier) const;
 
   /// Makes a log record of 48 bytes, history and reprogramming record, the first entry; an entry

@@ -26,7 +26,7 @@ class MessageHandler {
   MessageHandler& operator=(MessageHandler&&) = delete;
   virtual ~MessageHandler() = default;
 
-  /// The replies to a request, in the order of their times; none where the ECU stays silent.
+  /// The replies to a request, in the order of their times; none if the ECU stays silent.
   virtual std::vector<TimedMessage> OnRequest(ByteView request, Duration now) = 0;
 
   /// Whether a session is open.
@@ -45,7 +45,7 @@ class EcuTransport {
 
   virtual void OnFrame(ByteView frame, Duration now) = 0;
   virtual void OnBreak(Duration /*low*/, Duration /*now*/) {}
-  /// When the next frame is ready to be sent; nothing where there is none.
+  /// When the next frame is ready to be sent; nothing if there is none.
   [[nodiscard]] virtual std::optional<Duration> NextDue() const = 0;
   /// That frame. Called only when there is one.
   virtual Bytes TakeFrame(Duration now) = 0;

@@ -32,7 +32,7 @@ FileStream::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
 }
 
 bool FileStream::Buffer::SyncDisk() {
-  // What is no file on a disk, such as a pipe, has nothing to wait for.
+  // What is not a file on a disk, such as a pipe, has nothing to wait for.
   const bool synced = ::fsync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
   return synced || Fail();
 }

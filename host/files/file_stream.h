@@ -26,7 +26,7 @@ class FileStream : public std::ostream {
   /// Flushes and closes. The stream is bad where anything failed since it was opened.
   void Close();
 
-  /// Why the stream is bad, a value of errno; 0 where it is not.
+  /// Why the stream is bad, a value of errno; 0 if it is not.
   [[nodiscard]] int error() const { return buffer_.error(); }
 
  private:

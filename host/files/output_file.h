@@ -30,8 +30,8 @@ enum class Existing : std::uint8_t {
 };
 
 /// A file that appears with its whole content or not at all: it is written beside its place, under
-/// a name that nobody can foresee, and moved there by `Commit`. What is no regular file, such as a
-/// device, is written directly.
+/// a name that nobody can foresee, and moved there by `Commit`. What is not a regular file, such as
+/// a device, is written directly.
 class OutputFile {
  public:
   /// Raises CannotCreateFile. Creating it early keeps long work from being lost.

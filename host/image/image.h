@@ -39,11 +39,11 @@ class ImageBuilder {
   /// `file` is the name for messages.
   explicit ImageBuilder(std::string file) : file_(std::move(file)) {}
 
-  /// Adds the data of a record that stands in `line` (counted from 1). Raises `DamagedImage` where
-  /// it runs past address 0xFFFFFFFF.
+  /// Adds the data of a record that stands in `line` (counted from 1). Raises `DamagedImage` if it
+  /// runs past address 0xFFFFFFFF.
   void Add(std::uint32_t address, std::span<const std::uint8_t> data, std::size_t line);
 
-  /// All data sorted, adjacent records joined. Raises `DamagedImage` where two records give a value
+  /// All data sorted, adjacent records joined. Raises `DamagedImage` if two records give a value
   /// for one address, even an equal one: such a file was put together wrongly.
   [[nodiscard]] ImageSegments Finish();
 

@@ -35,17 +35,17 @@ class RecordLines {
 };
 
 /// Gives `take` the lines up to the end of the text; it returns true for an end record, after which
-/// any line is damage (`DamagedImage`). False where there was no end record.
+/// any line is damage (`DamagedImage`). False if there was no end record.
 [[nodiscard]] bool ReadToEndRecord(RecordLines& lines, std::string_view file,
                                    const std::function<bool(const RecordLine&)>& take);
 
 /// The bytes of hexadecimal text in either case. Raises `DamagedImage` for an odd number of digits
-/// or a character that is no digit, whose column counts from 1 at the start of the line.
+/// or a character that is not a digit, whose column counts from 1 at the start of the line.
 [[nodiscard]] std::vector<std::uint8_t> ParseRecordHex(std::string_view file,
                                                        const RecordLine& line,
                                                        std::size_t first_column);
 
-/// A character for a message: itself in quotes where it can be printed, else its code.
+/// A character for a message: itself in quotes where it can be printed, otherwise its code.
 [[nodiscard]] std::string Printable(char character);
 
 /// The big-endian number in `count` bytes from `first` on; at most four.

@@ -51,7 +51,7 @@ std::string_view KeyAdvice(std::uint8_t response_code) {
   }
 }
 
-/// What to look at first; empty where nothing is known to be wrong.
+/// What to look at first; empty if nothing is known to be wrong.
 std::string_view CauseAdvice(Cause cause) {
   switch (cause) {
     case Cause::kSilence:

@@ -9,7 +9,7 @@
 namespace quillmark::host {
 namespace {
 
-/// Of a request that names one: download, upload. The log zone is no address of memory.
+/// Of a request that names one: download, upload. The log zone is not an address of memory.
 std::optional<std::uint32_t> AddressOf(const Bytes& request) {
   constexpr std::uint8_t kDownload = 0x34;
   constexpr std::uint8_t kUpload = 0x35;

@@ -14,8 +14,8 @@ namespace quillmark::host {
 /// The bytes of a host library string, without its addresses.
 [[nodiscard]] Bytes BytesOf(const ByteString& string);
 
-/// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) where it
-/// is 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
+/// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) if it is
+/// 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryImage& image);
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryMap& map);
 

@@ -22,7 +22,7 @@ class PieceQueue {
   /// is closed: the owner wants no more.
   bool Push(std::shared_ptr<IXMLDOMNode> piece);
 
-  /// The next document, null at the end of the sequence; nothing where it is not there within
+  /// The next document, null at the end of the sequence; nothing if it is not there within
   /// `timeout`.
   [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Pop(std::chrono::milliseconds timeout);
 

@@ -56,7 +56,7 @@ enum class Cause : std::uint8_t {
 struct Difference {
   std::uint32_t address = 0;
   std::uint8_t expected = 0;
-  /// Nothing where the ECU gave no byte for this address.
+  /// Nothing if the ECU gave no byte for this address.
   std::optional<std::uint8_t> found;
 
   friend bool operator==(const Difference&, const Difference&) = default;
@@ -74,7 +74,7 @@ enum class EcuMemory : std::uint8_t {
 struct Failure {
   Phase phase = Phase::kPrepare;
   Cause cause = Cause::kArgument;
-  /// Number of the component's error; 0 where the host found the failure by itself.
+  /// Number of the component's error; 0 if the host found the failure by itself.
   std::int32_t number = 0;
   /// What happened, in words: of the component's error, of the runner, or of the host.
   std::string text;
@@ -83,7 +83,7 @@ struct Failure {
   /// The code of the ECU's negative response. 0x36 and 0x37 forbid another try at the key.
   std::optional<std::uint8_t> response_code;
   /// The service of the request that failed, and the step of its document, counted from 1; nothing
-  /// and 0 where none did.
+  /// and 0 if none did.
   std::optional<std::uint8_t> service;
   std::size_t document_step = 0;
   /// The first differing bytes, at most 16, and how many there are in all.
@@ -114,8 +114,8 @@ class ProgrammingError : public std::exception {
 /// What an ECU says about itself, 24 bytes a record.
 struct Identification {
   struct Entry {
-    Bytes history;        ///< empty where the ECU gave none
-    Bytes reprogramming;  ///< empty where the ECU gave none
+    Bytes history;        ///< empty if the ECU gave none
+    Bytes reprogramming;  ///< empty if the ECU gave none
   };
   Bytes record;
   /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
@@ -152,7 +152,7 @@ struct ProgrammerConfig {
   /// Runs of this byte are left out in units of `alignment` bytes (`IMod`, at least 1).
   std::uint8_t fill_byte = 0xFF;
   std::int32_t alignment = 16;
-  /// Data bytes of a block (`MaxSize`): 1 to 255, in gateway and K form to 247.
+  /// Data bytes of a block (`MaxSize`): 1 to 255, in gateway and K line form to 247.
   std::int32_t max_block = 128;
 
   /// The 48 bytes of the log record. Nothing: no log zone is written.

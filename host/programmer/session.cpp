@@ -42,7 +42,7 @@ Identification IdentificationOf(const std::shared_ptr<ByteString>& record,
   return identification;
 }
 
-/// A record that the ECU does not have ends the sequence: it is refused, and that is no failure
+/// A record that the ECU does not have ends the sequence: it is refused, and that is not a failure
 /// where the check routine finds enough records.
 bool EndsWithTheHistory(const RunOutcome& outcome) {
   constexpr std::uint8_t kReadRecord = 0x21;
@@ -87,7 +87,7 @@ class Session::PieceReceiver {
     reprog_.OnXMLReady({});
   }
 
-  /// Null at the end of the sequence; nothing where the worker needs longer than `timeout`.
+  /// Null at the end of the sequence; nothing if the worker needs longer than `timeout`.
   [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
       std::chrono::milliseconds timeout) {
     return queue_->Pop(timeout);

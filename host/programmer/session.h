@@ -48,7 +48,7 @@ class Session {
   /// `size` is the number of bytes of the ranges; `phase` is what it is for.
   [[nodiscard]] std::shared_ptr<MemoryImage> Upload(const std::shared_ptr<MemoryMap>& map,
                                                     std::uint64_t size, Phase phase);
-  /// Nothing where the configuration has no log record.
+  /// Nothing if the configuration has no log record.
   void WriteLogZone();
   void Close();
 

@@ -65,7 +65,7 @@ Result ReadLog(const std::optional<std::string>& text, Warnings& warnings) {
   return log.result();
 }
 
-/// The log counts where there is no outcome.
+/// The log counts if there is no outcome.
 Result ReadResult(const ArtifactFiles& files, Warnings& warnings) {
   const Result told = ReadLog(files.log, warnings);
   if (!files.result) {
@@ -114,7 +114,7 @@ Trace ReadTraceFile(std::istream* in, const Plan& plan, Warnings& warnings) {
   return trace;
 }
 
-/// Nothing where there is no such file.
+/// Nothing if there is no such file.
 std::optional<std::ifstream> Opened(const fs::path& file, std::uintmax_t largest) {
   std::error_code unknown;
   const fs::file_status status = fs::status(file, unknown);

@@ -78,8 +78,8 @@ struct PhaseTimes {
 /// How a command ended. What its file does not say is empty.
 struct Result {
   OutcomeState state = OutcomeState::kUnfinished;
-  /// Why it failed; of one that is done, what is missing in the folder; of one that was ended in the
-  /// middle, how far it was.
+  /// Why it failed; of one that is done, what is missing in the folder; of one that was ended in
+  /// the middle, how far it was.
   std::string message{};
   std::string ecu{};
   std::string ecu_state{};
@@ -109,13 +109,13 @@ struct ArtifactFiles {
   std::istream* trace = nullptr;
 };
 
-/// Reads what is there. A file that is missing or cut off, such as by a full disk, is no error; one
-/// with a number out of its range or a value of another type is: DamagedArtifacts. Without the end
-/// of `result`, the log tells how far the command was.
+/// Reads what is there. A file that is missing or cut off, such as by a full disk, is not an error;
+/// one with a number out of its range or a value of another type is: DamagedArtifacts. Without the
+/// end of `result`, the log tells how far the command was.
 [[nodiscard]] Artifacts ReadArtifacts(const ArtifactFiles& files);
 
 /// The same of a folder. Also raises UnreadableArtifacts: without any of the files, and where one
-/// is no regular file or larger than a command writes (1 GiB of trace, 64 MiB of any other).
+/// is not a regular file or larger than a command writes (1 GiB of trace, 64 MiB of any other).
 [[nodiscard]] Artifacts ReadArtifacts(const std::filesystem::path& folder);
 
 /// "can", "gateway" or "kline", as in the plan and on the command line.

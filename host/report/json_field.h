@@ -21,7 +21,7 @@ class JsonField {
   /// The outermost value of `file`. `json` outlives the field.
   JsonField(const nlohmann::json& json, std::string file) : json_(json), file_(std::move(file)) {}
 
-  /// Of an object; nothing where it has no such member.
+  /// Of an object; nothing if it has no such member.
   [[nodiscard]] std::optional<JsonField> Member(const std::string& key) const;
   [[nodiscard]] std::vector<JsonField> Elements() const;
   [[nodiscard]] const std::string& Text() const;
@@ -49,7 +49,7 @@ struct PartialJson {
   std::optional<std::size_t> cut_off{};
 };
 
-/// An object in a line of a log; nothing where it is none.
+/// An object in a line of a log; nothing if it is none.
 [[nodiscard]] std::optional<nlohmann::json> ParseLine(std::string_view line);
 
 /// Parses an object. Of a text that was cut off, what stands before that is taken; the value in

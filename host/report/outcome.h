@@ -15,7 +15,7 @@ namespace quillmark::host {
 struct Outcome {
   std::string state;   ///< done, failed, cancelled, unfinished
   std::string line;    ///< a sentence
-  std::string advice;  ///< what to do next; empty where nothing is to be said
+  std::string advice;  ///< what to do next; empty if nothing is to be said
 };
 
 /// "flash"; "a command" where the plan does not say which.

@@ -9,7 +9,7 @@
 
 namespace quillmark::host {
 
-/// The service bytes of a message that `frame` carries as a whole; empty where it carries none.
+/// The service bytes of a message that `frame` carries as a whole; empty if it carries none.
 /// Checksums are not looked at.
 [[nodiscard]] Bytes ServiceBytesOf(TransportForm form, ByteView frame);
 
@@ -35,7 +35,7 @@ class RequestReader {
   void OnGatewayPiece(ByteView frame);
 
   TransportForm form_;
-  /// Plain CAN: service bytes; else the K message without a piece count.
+  /// Plain CAN: service bytes; otherwise the K message without a piece count.
   Bytes message_;
   /// Plain CAN: bytes of the message; gateway: pieces.
   std::size_t missing_ = 0;

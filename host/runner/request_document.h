@@ -27,7 +27,7 @@ struct Step {
   std::chrono::milliseconds time{};
   /// `kReceive`, after a run: the frame that came.
   std::optional<Bytes> received{};
-  /// After a run: why it ended here; nothing where it did not.
+  /// After a run: why it ended here; nothing if it did not.
   std::optional<std::string> failure{};
 };
 
@@ -37,10 +37,10 @@ struct RequestDocument {
 };
 
 /// Reads the steps of a document that may have been run or not, in their order. Raises Error 13
-/// with a text that says what is wrong where `document` is no document of the form.
+/// with a text that says what is wrong if `document` is not a document of the form.
 [[nodiscard]] RequestDocument ReadDocument(const DOMDocument& document, TransportForm form);
 
-/// The same for a document that is to be run. Raises Error 13 also where it already holds replies.
+/// The same for a document that is to be run. Raises Error 13 also if it already holds replies.
 [[nodiscard]] RequestDocument ReadRequestDocument(const DOMDocument& document, TransportForm form);
 
 }  // namespace quillmark::host

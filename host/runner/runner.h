@@ -36,13 +36,13 @@ enum class RunStatus : std::uint8_t {
 
 struct RunOutcome {
   RunStatus status = RunStatus::kComplete;
-  /// The step that failed, counted from 1 among all steps of the document; 0 where none did.
+  /// The step that failed, counted from 1 among all steps of the document; 0 if none did.
   std::size_t step = 0;
-  /// The text that the document's `e` element holds; empty where the run is complete.
+  /// The text that the document's `e` element holds; empty if the run is complete.
   std::string reason;
   /// The service bytes of the request that was being run, as far as they were sent.
   Bytes request;
-  /// What came instead of the expected frame; empty where nothing came.
+  /// What came instead of the expected frame; empty if nothing came.
   Bytes frame;
   /// The code, where that frame is a negative response.
   std::optional<std::uint8_t> response_code;
@@ -57,7 +57,7 @@ struct RunOutcome {
 /// Each frame received is written into its `r` element as a `d` child. Where a frame does not begin
 /// with the text of `c`, or does not come, the run stops: the step gets the frame as `d`, if there
 /// was one, and beside it an `e` element with the reason. A check method that polls reads such a
-/// `d` all the same. A negative response 0x78 is no reply; it only prolongs the wait. An empty
+/// `d` all the same. A negative response 0x78 is not a reply; it only prolongs the wait. An empty
 /// frame never matches and is not written.
 ///
 /// What arrived before a frame is sent that answers it can no longer be its reply and is dropped.
@@ -78,7 +78,7 @@ class Runner {
   void OnRequestDone(RequestDone request_done);
 
   /// Runs a document. Raises Error 13 with a text that says what is wrong, before anything is sent,
-  /// for what is no request document of the runner's form and for one that has been run before.
+  /// for what is not a request document of the runner's form and for one that has been run before.
   [[nodiscard]] RunOutcome Run(DOMDocument& document);
 
  private:

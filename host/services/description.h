@@ -31,11 +31,11 @@ struct Description {
   std::uint8_t service = 0;
   /// "request download"; "service 99" where it is not known.
   std::string name{};
-  /// "memory 00, 0x008000 to 0x00807F, 128 bytes"; empty where there is nothing to say.
+  /// "memory 00, 0x008000 to 0x00807F, 128 bytes"; empty if there is nothing to say.
   std::string parameters{};
   /// Of a download or an upload of memory.
   std::optional<AddressedBytes> memory{};
-  /// Where the data of such a message begins; 0 where it carries none.
+  /// Where the data of such a message begins; 0 if it carries none.
   std::size_t data_at = 0;
 };
 

@@ -24,7 +24,7 @@ inline constexpr std::size_t kBlockHeader = 6;
 [[nodiscard]] std::string DownloadParameters(ByteView message);
 [[nodiscard]] std::string UploadParameters(ByteView message);
 
-/// Whether a download request is for the log zone, which is no memory.
+/// Whether a download request is for the log zone, which is not memory.
 [[nodiscard]] bool IsForLogZone(ByteView download);
 
 }  // namespace quillmark::host

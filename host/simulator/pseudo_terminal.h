@@ -10,7 +10,7 @@ namespace quillmark::host {
 /// A pseudo-terminal, seen from the side that plays the device. It is open and raw from the start,
 /// so that it keeps what is written while no program has it open.
 ///
-/// Operations raise BusError where the system fails. Threads: used by one thread at a time.
+/// Operations raise BusError if the system fails. Threads: used by one thread at a time.
 class PseudoTerminal {
  public:
   PseudoTerminal();
@@ -24,8 +24,8 @@ class PseudoTerminal {
   /// What the other side opens, such as "/dev/pts/3".
   [[nodiscard]] const std::string& device() const { return device_; }
 
-  /// What the other side has written, as soon as that is at least one byte; empty where nothing
-  /// came within `timeout`, and after a signal.
+  /// What the other side has written, as soon as that is at least one byte; empty if nothing came
+  /// within `timeout`, and after a signal.
   [[nodiscard]] Bytes Read(Duration timeout) const;
 
   /// Like a serial line, it loses what does not fit because nobody reads.

@@ -23,7 +23,7 @@ class SimulatedAdapter {
   /// A frame of the ECU has arrived. Returns what the tester gets to read.
   virtual Bytes OnFrame(ByteView frame) = 0;
 
-  /// When the adapter has something to say by itself; nothing where it has not.
+  /// When the adapter has something to say by itself; nothing if it has not.
   [[nodiscard]] virtual std::optional<Duration> NextDue() const { return std::nullopt; }
   /// That, once its time has come.
   virtual Bytes TakeDue() { return {}; }

@@ -30,7 +30,7 @@ class ArtifactFolder {
   [[nodiscard]] TraceFile& trace() { return trace_; }
   [[nodiscard]] std::ostream& log() { return log_.stream(); }
 
-  /// Raises CannotWriteFile where trace or log are not complete.
+  /// Raises CannotWriteFile if trace or log are not complete.
   void Close();
 
  private:

@@ -17,7 +17,7 @@ namespace quillmark::host {
 /// error come here. Threads: used by one thread at a time.
 class ChildProcess {
  public:
-  /// Raises std::system_error where it cannot be started.
+  /// Raises std::system_error if it cannot be started.
   explicit ChildProcess(const std::string& command);
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
@@ -26,7 +26,7 @@ class ChildProcess {
   ~ChildProcess();
 
   /// Reads what the command writes until it ends, at most for `time`. Returns its status as waitpid
-  /// has it, nothing where it still runs.
+  /// has it, nothing if it still runs.
   [[nodiscard]] std::optional<int> Wait(std::chrono::milliseconds time);
 
   /// What it has written since the last call. After 64 KiB the rest is dropped.

@@ -11,10 +11,10 @@ namespace quillmark::host {
 
 /// The command that the command line chose.
 struct Command {
-  /// What was done where the command itself ended well and only telling of it failed; null where
+  /// What was done where the command itself ended well and only telling of it failed; null if
   /// telling is all that it does.
   const char* effect = nullptr;
-  /// Raises where it fails; see ReportCurrentException.
+  /// Raises if it fails; see ReportCurrentException.
   std::function<void(Reporter&)> run;
   bool json = false;
 };

@@ -10,7 +10,7 @@ namespace quillmark::host {
 /// A question to whoever sits at the terminal; where nobody does, the answer is yes.
 class Confirmation {
  public:
-  /// `wanted` is false where no question is to be asked.
+  /// `wanted` is false if no question is to be asked.
   explicit Confirmation(bool wanted);
 
   /// Asks at the first call; waits a moment for the answer, which only "y" and "yes" make a yes.

@@ -29,7 +29,7 @@ using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 /// would cost a real one an attempt.
 class Connection {
  public:
-  /// Raises BusError where an adapter cannot be opened, and CLI::ValidationError for settings that
+  /// Raises BusError if an adapter cannot be opened, and CLI::ValidationError for settings that
   /// cannot work. `reporter`, which outlives the connection, is told of what happens beside the
   /// work: a key command's words, a suspension.
   Connection(const LinkOptions& link, const SessionOptions& session, const ProgrammerConfig& config,

@@ -88,8 +88,8 @@ std::vector<std::string> LinesOf(const Failure& failure) {
           "next      " + AdviceText(failure)};
 }
 
-/// What to do about a failure before any session, by how the tool ends; empty where the message
-/// says all.
+/// What to do about a failure before any session, by how the tool ends; empty if the message says
+/// all.
 std::string NextStep(ExitCode code) {
   switch (code) {
     case ExitCode::kData:

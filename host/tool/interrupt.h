@@ -16,8 +16,8 @@ void CatchInterrupts();
 /// Whether one of them has come.
 [[nodiscard]] bool Interrupted();
 
-/// When the process went on after it had been suspended (Ctrl-Z); nothing where it was not since
-/// the last call.
+/// When the process went on after it had been suspended (Ctrl-Z); nothing if it was not since the
+/// last call.
 [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> TakeEndOfSuspension();
 
 /// What the third signal leaves behind, for the message that it ends with. `text` lives for ever;

@@ -17,8 +17,8 @@ using ShowLine = std::function<void(const std::string& line)>;
 /// bytes, the lengths that every transport form can confirm. Blanks around it do not matter.
 ///
 /// A call gives nothing while the command runs. It and what it started end with the function, and
-/// as soon as there is a key. Raises ToolError (unavailable) where the command fails, prints
-/// something else or has not ended after `limit`.
+/// as soon as there is a key. Raises ToolError (unavailable) if the command fails, prints something
+/// else or has not ended after `limit`.
 [[nodiscard]] KeyFunction MakeKeyCommand(const std::string& command,
                                          std::chrono::milliseconds limit, ShowLine show);
 

@@ -26,7 +26,7 @@ struct LinkOptions {
   std::int32_t separation_time = 0;
   std::optional<std::uint32_t> bit_rate;
 
-  /// What was given, else the default of the form.
+  /// What was given, otherwise the default of the form.
   [[nodiscard]] std::int32_t ReceiveId() const;
   [[nodiscard]] std::int32_t SendId() const;
   [[nodiscard]] std::int32_t Address() const;

@@ -16,7 +16,7 @@ inline constexpr NumberRange kByteRange = {0, 0xFF};
 inline constexpr NumberRange kAddressRange = {0, 0xFFFFFF};
 
 /// A whole number, decimal or hexadecimal with 0x; a leading 0 alone does not make it octal. Raises
-/// CLI::ValidationError for the option `name` where `text` is no number of `range`.
+/// CLI::ValidationError for the option `name` if `text` is not a number of `range`.
 [[nodiscard]] std::int64_t ParseNumber(const std::string& name, const std::string& text,
                                        const NumberRange& range);
 

@@ -12,7 +12,7 @@ namespace quillmark::host {
 /// A file or folder that a command reads or writes, by the option that names it.
 struct NamedPath {
   std::string option;
-  std::string path;  ///< empty where the option was not given
+  std::string path;  ///< empty if the option was not given
 };
 
 enum class OutputKind : std::uint8_t {

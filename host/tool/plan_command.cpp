@@ -46,7 +46,7 @@ void Report(Reporter& reporter, const PlanCommandOptions& options, const Downloa
                                     {"wire_seconds", SecondsOf(wire.wire_time())}});
 }
 
-/// Raises ToolError where a document of an earlier plan, which this one replaces, is the image.
+/// Raises ToolError if a document of an earlier plan, which this one replaces, is the image.
 void CheckEarlierDocuments(const PlanCommandOptions& options) {
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator(options.folder, none)) {

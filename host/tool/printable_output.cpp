@@ -15,7 +15,7 @@ namespace {
 
 bool IsPlain(char byte) { return (byte >= 0x20 && byte < 0x7F) || byte == '\n'; }
 
-/// Of the UTF-8 sequence that begins with this byte; 0 where none does.
+/// Of the UTF-8 sequence that begins with this byte; 0 if none does.
 std::size_t LengthOfSequence(std::uint8_t first) {
   if (first < 0x80) {
     return 1;

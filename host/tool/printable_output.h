@@ -19,7 +19,7 @@ enum class Charset : std::uint8_t { kAscii, kUtf8 };
 ///
 /// Line feeds pass. Other control characters (C0, DEL, C1), the separators and overrides that
 /// change the order of text, and characters beyond the character set become `\u001b`, which in a
-/// JSON text still means the same character. Bytes that are no UTF-8 become `\x9b`.
+/// JSON text still means the same character. Bytes that are not UTF-8 become `\x9b`.
 class PrintableOutput : public std::streambuf {
  public:
   PrintableOutput(std::ostream& stream, Charset charset);
@@ -30,7 +30,7 @@ class PrintableOutput : public std::streambuf {
   /// Gives the stream its own buffer back.
   ~PrintableOutput() override;
 
-  /// Writes a control sequence of the tool's own as it is; false where that fails.
+  /// Writes a control sequence of the tool's own as it is; false if that fails.
   [[nodiscard]] bool Pass(std::string_view sequence);
 
  protected:

@@ -209,7 +209,7 @@ void Recording::OnProgress(const Progress& progress) {
   }
 }
 
-/// It must not throw: the work on the ECU goes on without what cannot be written.
+/// It must not throw: the work on the ECU continues without what cannot be written.
 void Recording::OnDocument(const DocumentRun& run) {
   try {
     WriteDocument(run);

@@ -48,7 +48,7 @@ class Recording {
   [[nodiscard]] bool wants_plan() const { return folder_.has_value(); }
   /// What `work` is about to do, for the folder; the link is added.
   void Plan(const Json& plan);
-  /// The bus to use instead of `bus`; null where nothing is to be recorded. Neither `bus` nor the
+  /// The bus to use instead of `bus`; null if nothing is to be recorded. Neither `bus` nor the
   /// recording may end before it.
   [[nodiscard]] std::unique_ptr<Bus> Tap(Bus& bus);
   /// Records the documents that `programmer` runs.
@@ -86,7 +86,7 @@ class Recording {
   /// What the work said of its result.
   Json told_ = Json::object();
   std::string last_request_;
-  /// Why a document could not be written; empty where all were.
+  /// Why a document could not be written; empty if all were.
   std::string document_error_;
 };
 

@@ -40,7 +40,7 @@ struct FlashOptions {
   std::optional<Bytes> log_record;
   bool verify = false;
   bool yes = false;
-  std::string backup;  ///< empty where none is wanted
+  std::string backup;  ///< empty if none is wanted
 };
 
 void AddFlashOptions(CLI::App& app, FlashOptions& options);

@@ -46,7 +46,7 @@ class FlashFile {
   explicit FlashFile(const SimulateCommandOptions& options)
       : path_(options.memory_file), size_(options.size) {}
 
-  /// What the last run left; empty where there was none.
+  /// What the last run left; empty if there was none.
   [[nodiscard]] Bytes Load() const {
     if (path_.empty() || !std::filesystem::exists(path_)) {
       return {};

@@ -18,7 +18,7 @@ namespace quillmark::host {
 [[nodiscard]] std::string RateText(std::uint64_t bytes, Duration time);
 
 /// Bytes as characters, without blanks and zeros at the end; as hexadecimal text where one of them
-/// cannot be printed, "-" where there are none.
+/// cannot be printed, "-" if there are none.
 [[nodiscard]] std::string RecordText(ByteView record);
 
 }  // namespace quillmark::host

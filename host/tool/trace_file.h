@@ -26,7 +26,7 @@ class TraceFile {
   void TakePlace();
   void Write(const TraceEntry& entry);
 
-  /// Raises CannotWriteFile where not everything could be written.
+  /// Raises CannotWriteFile if not everything could be written.
   void Close();
 
  private:

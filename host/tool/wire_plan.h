@@ -16,7 +16,7 @@ class WirePlan {
  public:
   WirePlan(TransportForm form, const WireSpeed& speed) : form_(form), speed_(speed) {}
 
-  /// Adds a document that has not been run. Raises Error 13 where it is no request document.
+  /// Adds a document that has not been run. Raises Error 13 if it is not a request document.
   void Add(const DOMDocument& document);
 
   /// Download requests, and the data bytes in them.

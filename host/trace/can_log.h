@@ -18,7 +18,7 @@ struct LoggedFrame {
   Bytes data{};
 };
 
-/// A line of a candump log. Nothing for a frame that is no data frame of classic CAN. Raises
+/// A line of a candump log. Nothing for a frame that is not a data frame of classic CAN. Raises
 /// DamagedTrace for a line that is none.
 [[nodiscard]] std::optional<LoggedFrame> ReadCandumpLine(std::string_view line);
 

@@ -13,13 +13,13 @@ namespace quillmark::host {
 /// The words of a line, which blanks part.
 [[nodiscard]] std::vector<std::string_view> WordsOf(std::string_view line);
 
-/// A whole number; nothing where `text` is none.
+/// A whole number; nothing if `text` is none.
 [[nodiscard]] std::optional<std::uint64_t> NumberOf(std::string_view text, int base = 10);
 
-/// Seconds with up to six digits behind the point; nothing where `text` is no such number.
+/// Seconds with up to six digits behind the point; nothing if `text` is no such number.
 [[nodiscard]] std::optional<Duration> DurationOfSeconds(std::string_view text);
 
-/// The bytes of words of two hexadecimal digits each; nothing where one is none.
+/// The bytes of words of two hexadecimal digits each; nothing if one is none.
 [[nodiscard]] std::optional<Bytes> BytesOfWords(std::vector<std::string_view>::const_iterator first,
                                                 std::vector<std::string_view>::const_iterator last);
 

@@ -10,7 +10,7 @@
 
 namespace quillmark::host {
 
-/// A file that is no trace, or a line of one that is no entry.
+/// A file that is not a trace, or a line of one that is not an entry.
 class DamagedTrace : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -24,7 +24,7 @@ class DamagedTrace : public std::runtime_error {
 /// the first with another identifier for the ECU's. Remote, error and CAN FD frames are left out.
 ///
 /// A damaged line, such as the last one of a file that was cut off, ends the trace: its `damage`
-/// says so. Raises DamagedTrace where nothing tells a trace.
+/// says so. Raises DamagedTrace if nothing tells a trace.
 [[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {});
 
 }  // namespace quillmark::host

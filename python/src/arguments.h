@@ -15,7 +15,7 @@
 namespace quillmark::python {
 
 /// Arguments as the component declares them. A number outside their range raises Error 6, as it
-/// does in every language of the component; what is no integer is a TypeError.
+/// does in every language of the component; what is not an integer is a TypeError.
 struct Byte {
   std::uint8_t value = 0;
 };

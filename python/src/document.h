@@ -15,7 +15,7 @@ using Document = Shared<DOMDocument>;
 /// The document that a request method or a worker gave.
 [[nodiscard]] std::shared_ptr<Document> MakeDocument(const std::shared_ptr<IXMLDOMNode>& node);
 
-/// What a transfer document covers; nothing where it does not say.
+/// What a transfer document covers; nothing if it does not say.
 [[nodiscard]] std::optional<std::int64_t> TotalBytesOf(const IXMLDOMNode& document);
 
 }  // namespace quillmark::python

@@ -32,8 +32,8 @@ class HandlerTransfer : public TransferClient {
   void Cancel() override { cancelled_ = true; }
 
   /// Waits for the end, signal handlers running meanwhile. True where every document was taken,
-  /// false where the transfer was cancelled. Raises what the handler raised, TransferIncomplete
-  /// where the worker failed, and TimeoutError after `seconds`.
+  /// false if the transfer was cancelled. Raises what the handler raised, TransferIncomplete if the
+  /// worker failed, and TimeoutError after `seconds`.
   bool Wait(std::optional<double> seconds);
 
   [[nodiscard]] bool Ended() const;

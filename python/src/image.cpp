@@ -68,7 +68,7 @@ Segments SegmentsOf(const Image& self) {
   });
 }
 
-/// The segments, with those joined that follow one another. Raises ValueError where two overlap.
+/// The segments, with those joined that follow one another. Raises ValueError if two overlap.
 std::vector<std::pair<std::int64_t, std::string>> Joined(const Image& self) {
   std::vector<std::pair<std::int64_t, std::string>> joined;
   for (const auto& [address, data] : SegmentsOf(self)) {

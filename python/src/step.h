@@ -18,8 +18,8 @@ class Step {
 
   [[nodiscard]] const host::Step& step() const { return step_; }
 
-  /// Writes into the document what came of the step. Raise ValueError where there can be no frame,
-  /// or where there is one already.
+  /// Writes into the document what came of the step. Raise ValueError if there can be no frame, or
+  /// if there is one already.
   void Answer(const ByteArgument& frame);
   void Fail(const std::string& reason);
 

@@ -21,7 +21,7 @@ class StreamTransfer : public TransferClient {
   void Cancel() override;
 
   /// Waits for the next document, signal handlers running meanwhile; null after the last. Raises
-  /// TransferIncomplete where the worker failed.
+  /// TransferIncomplete if the worker failed.
   [[nodiscard]] std::shared_ptr<Document> Next();
 
  private:

@@ -7,8 +7,8 @@
 
 namespace quillmark {
 
-/// The object behind a pointer that is about to be used. Raises 91 where there is none: a caller
-/// may pass none, and a platform or a type of the host may give none.
+/// The object behind a pointer that is about to be used. Raises 91 if there is none: a caller may
+/// pass none, and a platform or a type of the host may give none.
 template <typename T>
 T& Require(T* object) {
   if (object == nullptr) {

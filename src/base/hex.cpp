@@ -52,8 +52,8 @@ std::uint8_t LookUpValueOf(char digit) { return kDigitValues[static_cast<std::ui
 /// a CAN frame as a whole: 40 % fewer instructions for a frame, half of them for a K line message.
 constexpr std::size_t kVectorSize = 16;
 
-/// Text is converted through a buffer of this many bytes, since memory for the result would else be
-/// written twice, first with zeros: a tenth of the time for the text of 16 MiB.
+/// Text is converted through a buffer of this many bytes, since memory for the result would
+/// otherwise be written twice, first with zeros: a tenth of the time for the text of 16 MiB.
 constexpr std::size_t kChunkSize = 256;
 using Chunk = std::array<std::uint8_t, kChunkSize>;
 
@@ -83,7 +83,7 @@ std::uint8_t ReadDigitsWith(std::uint8_t* bytes, const char* digits, std::size_t
   return all;
 }
 
-/// False where a character is no digit.
+/// False where a character is not a digit.
 bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
   if (count < kVectorSize) {
     return ReadDigitsWith<LookUpValueOf>(bytes, digits, count) < kNoDigit;

@@ -13,12 +13,12 @@ namespace quillmark {
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
-/// Upper-case text, two digits a byte, no separators.
+/// Upper-case text, two digits per byte, no separators.
 [[nodiscard]] std::string HexOf(ByteView bytes);
 void AppendHex(std::string& text, ByteView bytes);
 
 /// The bytes of such text, lower case accepted. Raises 13 for an odd number of digits and for any
-/// character that is no digit, blanks included.
+/// character that is not a digit, blanks included.
 [[nodiscard]] Bytes BytesOfHex(std::string_view text);
 /// Appends them; false, and nothing appended, where `BytesOfHex` raises.
 [[nodiscard]] bool AppendBytesOfHex(Bytes& bytes, std::string_view text);

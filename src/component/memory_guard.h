@@ -9,8 +9,8 @@
 
 namespace quillmark {
 
-/// Runs one public operation: what the standard library raises where memory ends leaves it as 7
-/// "Out of memory".
+/// Runs one public operation: what the standard library raises if memory ends leaves it as 7 "Out
+/// of memory".
 template <typename Operation>
 decltype(auto) GuardMemory(Operation&& operation) {
   try {

@@ -21,8 +21,8 @@ struct Addressing {
   std::uint8_t ecu_address = 0;
   std::uint8_t tester_address = 0;
 
-  /// The K form counts before the gateway form: both flags are set after a K address was followed
-  /// by a gateway address.
+  /// The K line form counts before the gateway form: both flags are set after a K address was
+  /// followed by a gateway address.
   [[nodiscard]] TransportForm Form() const {
     if (k_form) {
       return TransportForm::kKLine;

@@ -7,7 +7,7 @@
 #include "context/addressing.h"
 #include "context/step_writer.h"
 
-/// K form: a whole ISO 14230-2 message is one step.
+/// K line form: a whole ISO 14230-2 message is one step.
 namespace quillmark::k_line {
 
 /// Raises 1000 for a request outside 1..255 bytes, before anything is written.

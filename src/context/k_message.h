@@ -7,7 +7,7 @@
 #include "base/hex.h"
 #include "context/addressing.h"
 
-/// The message of ISO 14230-2 that K form and gateway form share:
+/// The message of ISO 14230-2 that K line form and gateway form share:
 ///
 ///     format | target | source | [length] | data … | checksum
 ///
@@ -42,8 +42,7 @@ void RequireRequestLength(std::size_t length);
 [[nodiscard]] Bytes Build(Addresses addresses, ByteView data, std::size_t length);
 
 /// The data bytes of a received message. Bytes after its checksum are ignored, its addresses not
-/// compared. Raises 2003 "Checksum error …" where it is shorter than it says or its checksum is
-/// wrong.
+/// compared. Raises 2003 "Checksum error …" if it is shorter than it says or its checksum is wrong.
 [[nodiscard]] Bytes Read(ByteView message);
 
 }  // namespace quillmark::k_message

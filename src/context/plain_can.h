@@ -22,8 +22,8 @@ void AddRequestFrames(StepWriter& steps, FrameBuffers& buffers,
 /// hold.
 void AddExpectedReply(StepWriter& steps, ByteView expected, std::int32_t reply_length);
 
-/// The message that starts in `first`; nothing where that is neither a single nor a first frame.
-/// Raises 2000 for a consecutive frame without data, 9 where a frame ends before what it announces.
+/// The message that starts in `first`; nothing if that is neither a single nor a first frame.
+/// Raises 2000 for a consecutive frame without data, 9 if a frame ends before what it announces.
 [[nodiscard]] std::optional<Bytes> ReadReply(ByteView first, ReplyFrames& frames);
 
 }  // namespace quillmark::plain_can

@@ -20,7 +20,7 @@ class ReceivedFrames {
   /// Number of `r` elements, those without data included.
   [[nodiscard]] std::size_t size() const { return frames_.size(); }
 
-  /// The frames from an index on as far as they are siblings, since no message goes on in another
+  /// The frames from an index on as far as they are siblings, since no message continues in another
   /// exchange.
   class From;
 

@@ -14,17 +14,17 @@
 namespace quillmark {
 
 /// The reply message whose first frame is `node` or follows it: service bytes, transport framing
-/// removed. Empty where there is no node or the frame has no data. Nothing in plain CAN form where
-/// the frame does not begin a message.
+/// removed. Empty if there is no node or the frame has no data. Nothing in plain CAN form where the
+/// frame does not begin a message.
 ///
-/// Raises 91 where a frame is missing, 2000 where a further frame has no data, 2003 where a K-style
-/// message is cut short or has a wrong checksum, 9 where a plain CAN frame ends too early, 13 where
-/// the data is not hex.
+/// Raises 91 if a frame is missing, 2000 if a further frame has no data, 2003 if a K-style message
+/// is cut short or has a wrong checksum, 9 if a plain CAN frame ends too early, 13 if the data is
+/// not hex.
 [[nodiscard]] std::optional<Bytes> ReadReply(TransportForm form,
                                              const std::shared_ptr<IXMLDOMNode>& node);
 
 /// The same for the message that begins in the next of `frames`, which must have data: raises 2000
-/// where it has none.
+/// if it has none.
 [[nodiscard]] std::optional<Bytes> ReadReceivedReply(TransportForm form, ReplyFrames& frames);
 
 /// The message that starts in the `r` element with `index`, counted from 0, of the form's exchange;
@@ -40,7 +40,7 @@ namespace quillmark {
 /// then the acknowledgement of the request's first frame.
 [[nodiscard]] std::size_t ReplyIndexOfLongRequest(TransportForm form);
 
-/// "/k/r" in K form, otherwise "/can/x/r".
+/// "/k/r" in K line form, otherwise "/can/x/r".
 [[nodiscard]] std::string ReplyPath(TransportForm form);
 
 /// `path` with an index predicate.

@@ -20,12 +20,12 @@ class ReplyFrames {
   ReplyFrames& operator=(ReplyFrames&&) = delete;
   virtual ~ReplyFrames() = default;
 
-  /// The bytes of the next frame, good until the one after it is asked for; nothing where the host
-  /// received none (no `d`). Raises 91 where no further frame follows or a `d` has no text, 13
-  /// where its text is not hex.
+  /// The bytes of the next frame, valid until the one after it is asked for; nothing if the host
+  /// received none (no `d`). Raises 91 if no further frame follows or a `d` has no text, 13 if its
+  /// text is not hex.
   [[nodiscard]] virtual std::optional<ByteView> Next() = 0;
 
-  /// The same for a frame that must be there: raises 2000 where the host received none.
+  /// The same for a frame that must be there: raises 2000 if the host received none.
   [[nodiscard]] ByteView NextData();
 };
 

@@ -22,8 +22,8 @@ class Request {
   explicit Request(Context& context);
 
   /// Appends the frames of the service bytes `request` and those of its reply: `reply_length`
-  /// bytes, service identifier included, which begin with `expected`. Raises 1000 where a length
-  /// does not fit the transport form or the prefix is longer than the reply.
+  /// bytes, service identifier included, which begin with `expected`. Raises 1000 if a length does
+  /// not fit the transport form or the prefix is longer than the reply.
   void AddStep(ByteView request, ByteView expected, std::int32_t reply_length);
 
   /// K line wake-up: a break and a wait, both of `milliseconds`.

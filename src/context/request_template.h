@@ -10,7 +10,7 @@
 
 namespace quillmark {
 
-/// Selects the element that takes the steps: "/k" in K form, otherwise "/can/x".
+/// Selects the element that takes the steps: "/k" in K line form, otherwise "/can/x".
 [[nodiscard]] std::string_view RequestPath(TransportForm form);
 
 /// The request document without steps of which every request of a configuration is a copy.

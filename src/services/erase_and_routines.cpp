@@ -27,7 +27,7 @@ std::shared_ptr<DOMDocument> StatusRequest(Context& context, std::uint8_t routin
                            Octets(kRoutineReply, routine, kFinished), kReplyLength);
 }
 
-/// The reply of a polling check. Raises 2000 without text where there is none.
+/// The reply of a polling check. Raises 2000 without text if there is none.
 Bytes ReadStatus(const Context& context, const std::shared_ptr<DOMDocument>& root) {
   Bytes reply = ReadReplyAt(context.Form(), root, 0);
   if (reply.empty()) {

@@ -21,7 +21,7 @@ class SegmentCutter {
   struct Cut {
     std::int32_t skipped;  ///< fill bytes left out before the block
     std::int32_t address;  ///< of the block's first byte
-    std::int32_t count;    ///< of the block's bytes; 0 where the segment ends in fill bytes
+    std::int32_t count;    ///< of the block's bytes; 0 if the segment ends in fill bytes
   };
 
   SegmentCutter(const ByteString& segment, const CutRule& rule)
@@ -30,8 +30,8 @@ class SegmentCutter {
         address_(segment.StartAddress()),
         end_(segment.EndAddress()) {}
 
-  /// The next piece; nothing at the segment's end. Raises 11 for an alignment of 0, 9 where the
-  /// segment cannot tell its fill run, 6 where an address leaves the signed 32-bit range.
+  /// The next piece; nothing at the segment's end. Raises 11 for an alignment of 0, 9 if the
+  /// segment cannot tell its fill run, 6 if an address leaves the signed 32-bit range.
   [[nodiscard]] std::optional<Cut> Next();
 
  private:

@@ -23,7 +23,7 @@ inline constexpr std::string_view kMapRoot = "map";
 [[nodiscard]] std::shared_ptr<DOMDocument> WriteMap(Platform& platform, const MemoryMap& map);
 
 /// Raises 91 for a segment without text or attribute, 13 for text that is not hex or not decimal, 6
-/// for a number that is no Long.
+/// for a number that is not a Long.
 [[nodiscard]] std::shared_ptr<MemoryImage> ReadImage(Platform& platform,
                                                      const DOMDocument& document);
 [[nodiscard]] std::shared_ptr<MemoryMap> ReadMap(Platform& platform, const DOMDocument& document);

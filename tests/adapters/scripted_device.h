@@ -64,7 +64,7 @@ class ScriptedDevice {
   std::thread thread_;
 };
 
-/// What `operation` raises as BusError; empty where it raises nothing.
+/// What `operation` raises as BusError; empty if it raises nothing.
 template <typename Operation>
 std::string BusErrorOf(Operation&& operation) {
   try {

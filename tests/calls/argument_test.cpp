@@ -12,7 +12,7 @@ class ConsoleArgument : public ConsoleTest {
  protected:
   ConsoleArgument() { EXPECT_EQ(Answer(R"({"call":"CANIDs","args":[1850,1586]})"), kDone); }
 
-  // The error of a call with these arguments, else the whole answer.
+  // The error of a call with these arguments, otherwise the whole answer.
   std::string ErrorOf(const std::string& call, const std::string& arguments) {
     const std::string answer = Answer(R"({"call":")" + call + R"(","args":[)" + arguments + "]}");
     const std::string head = R"({"call":")" + call + R"(","error":)";

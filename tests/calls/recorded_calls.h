@@ -14,7 +14,7 @@ struct RecordedCall {
   std::string answer;
 };
 
-/// The lines of a text file. Raises std::runtime_error where it cannot be read.
+/// The lines of a text file. Raises std::runtime_error if it cannot be read.
 inline std::vector<std::string> LinesOf(const std::string& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) {

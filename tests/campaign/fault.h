@@ -15,9 +15,9 @@ enum class FaultKind : std::uint8_t {
   kDelayedFrame,
   kOvertakenFrame,  ///< delayed by so little that only the next frame goes first
   kTruncatedFrame,
-  kFlippedBits,       ///< one to three bits of one frame
-  kWrongSequence,     ///< the number of a consecutive frame; else the piece count or the length
-  kNegativeResponse,  ///< in place of what the ECU sends
+  kFlippedBits,    ///< one to three bits of one frame
+  kWrongSequence,  ///< the number of a consecutive frame; otherwise the piece count or the length
+  kNegativeResponse,  ///< instead of what the ECU sends
   kEndlessPending,    ///< "response pending" for ever in place of what the ECU sends
   kSilence,           ///< from here on, nothing arrives any more
   kReset,             ///< of the ECU

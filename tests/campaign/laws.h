@@ -9,7 +9,7 @@
 
 namespace quillmark::campaign {
 
-/// What two flashes of a scenario, the one with faults and the one after it, did wrong; empty where
+/// What two flashes of a scenario, the one with faults and the one after it, did wrong; empty if
 /// all is well:
 ///
 /// - with verification, success means that the ECU's memory holds the image;

@@ -91,7 +91,7 @@ class Campaign {
   std::uint64_t findings_ = 0;
 };
 
-/// What is made once in a process, such as a locale, is no leak of the first flash.
+/// What is made once in a process, such as a locale, is not a leak of the first flash.
 void WarmUp(std::uint64_t seed) { Campaign(false).Flash(seed); }
 
 int Run(std::uint64_t first, std::uint64_t count, bool verbose) {

@@ -122,7 +122,7 @@ bool Workbench::MemoryIsRight() const {
   });
 }
 
-/// A cell that should stay erased is no fault.
+/// A cell that should stay erased is not a fault.
 std::vector<FaultKind> Workbench::BadCells() const {
   std::vector<FaultKind> cells;
   for (const Fault& fault : scenario_.faults) {

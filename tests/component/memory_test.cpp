@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every allocation, of the C++ heap and of the XML library, made to fail in turn through each
-// public operation: an error or a clean end, and an object that goes on working.
+// public operation: an error or a clean end, and an object that continues working.
 #include <array>
 #include <exception>
 #include <functional>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every object that a platform, its documents and the host's types give, missing in turn through
-// each public operation: error 91 and an object that goes on working.
+// each public operation: error 91 and an object that continues working.
 #include <array>
 
 #include "support/component_test.h"

@@ -39,7 +39,7 @@ std::string WorkOnAnObject(const std::shared_ptr<PortablePlatform>& platform, co
   const auto diag = CreateDiagOnCANReprog(platform);
   diag->CANIDs(form.RCANId, form.XCANId);
   std::string texts = diag->StartDiag()->xml() + diag->starterase(1)->xml();
-  // Kept by the handler, since the worker still holds it when the host goes on.
+  // Kept by the handler, since the worker still holds it when the host continues.
   const auto ended = std::make_shared<std::promise<void>>();
   diag->OnXMLReady([&texts, ended](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
     if (!node) {

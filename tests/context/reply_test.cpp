@@ -19,7 +19,7 @@ class ReplyTest : public ComponentTest {
     return form.name == kPlainCan.name ? TransportForm::kPlainCan : TransportForm::kGateway;
   }
 
-  /// The message from the first `r` on, as hex; "null" where there is no message.
+  /// The message from the first `r` on, as hex; "null" if there is no message.
   [[nodiscard]] std::string Read(const Form& form, const std::vector<std::string>& frames) const {
     return ReadFrom(form, Replies(form, frames));
   }

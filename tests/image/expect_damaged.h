@@ -9,7 +9,7 @@
 
 namespace quillmark::host::testing {
 
-/// The message of the DamagedImage that `call` raised, else a text that no message equals.
+/// The message of the DamagedImage that `call` raised, otherwise a text that no message equals.
 template <typename Call>
 std::string DamageReportedBy(Call&& call) {
   try {

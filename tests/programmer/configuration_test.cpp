@@ -8,7 +8,7 @@
 namespace quillmark::host {
 namespace {
 
-/// What a programmer says to a configuration; empty where it takes it.
+/// What a programmer says to a configuration; empty if it takes it.
 class ConfigurationTest : public ::testing::Test {
  protected:
   std::string Refusal(TransportForm form,

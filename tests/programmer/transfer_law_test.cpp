@@ -38,7 +38,7 @@ class TransferLawTest : public ::testing::Test {
   }
   ~TransferLawTest() override { workshop_.platform->WaitForWorkers(); }
 
-  /// Programs with `run` in place of the component's worker.
+  /// Programs with `run` instead of the component's worker.
   std::optional<Failure> ProgramWith(const FakeWorker::Run& run) {
     workshop_.platform->RegisterClass(
         std::string(DiagOnCANReprog::kProgID),

@@ -28,7 +28,7 @@ struct Workshop {
     image->AddSegment(*segment);
   }
 
-  /// What a call of the programmer failed with; nothing where it did not fail.
+  /// What a call of the programmer failed with; nothing if it did not fail.
   template <typename Call>
   std::optional<Failure> FailureOf(Call&& call) {
     try {

@@ -8,7 +8,7 @@
 
 namespace quillmark::host {
 
-/// Bytes that are no fill: 1, 2, … 251, 1, ….
+/// Bytes that are not fill: 1, 2, … 251, 1, ….
 inline Bytes Pattern(std::size_t size) {
   Bytes bytes(size);
   for (std::size_t i = 0; i < size; ++i) {

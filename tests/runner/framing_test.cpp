@@ -153,7 +153,7 @@ struct Exchanged {
   const char* head;
   const char* request;
   const char* tail;
-  /// What `getseed` says before the reply's hex text where the reply is no seed.
+  /// What `getseed` says before the reply's hex text where the reply is not a seed.
   const char* complaint;
 };
 

@@ -27,7 +27,7 @@ struct Raised {
   }
 };
 
-/// Nothing where `call` raised nothing. Any other exception passes through and fails the test.
+/// Nothing if `call` raised nothing. Any other exception passes through and fails the test.
 template <typename Call>
 std::optional<Raised> RaisedBy(Call&& call) {
   try {

@@ -17,7 +17,7 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 /// A title for the window, a coloured text in three encodings, DEL, a right-to-left override, bytes
-/// that are no UTF-8, a letter whose second byte is a control character elsewhere, a line of its
+/// that are not UTF-8, a letter whose second byte is a control character elsewhere, a line of its
 /// own.
 const std::string kHostile =
     "\x1B]0;a\x07\x1B[31mb\xC2\x9B"
@@ -34,7 +34,7 @@ const std::string kHostileXml =
 
 const std::vector<std::string> kLetters = {"\xC3\x9B", "\xEF\xBF\xBD"};
 
-/// Why a terminal may do more with the text than show it; empty where it does not.
+/// Why a terminal may do more with the text than show it; empty if it does not.
 std::string HarmIn(const std::string& text, bool utf8) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto byte = static_cast<std::uint8_t>(text[at]);
@@ -45,7 +45,7 @@ std::string HarmIn(const std::string& text, bool utf8) {
     if (byte < 0x80) {
       continue;
     }
-    // The letter that is given, and what JSON has in place of bytes that are no UTF-8.
+    // The letter that is given, and what JSON has instead of bytes that are not UTF-8.
     const auto letter = std::find_if(kLetters.begin(), kLetters.end(), [&](const auto& known) {
       return text.compare(at, known.size(), known) == 0;
     });

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 class Outputs : public ::testing::Test {
  protected:
-  /// Why `output` is refused beside an image and a trace; empty where it is not.
+  /// Why `output` is refused beside an image and a trace; empty if it is not.
   std::string Refusal(OutputKind kind, const std::string& output,
                       Existing existing = Existing::kReplaced) {
     try {

@@ -34,7 +34,7 @@ class ToolProcess {
   ToolProcess& operator=(ToolProcess&&) = delete;
   ~ToolProcess();
 
-  /// Reads on until the output has `text` in it; false where it ends before.
+  /// Reads on until the output has `text` in it; false if it ends before.
   bool ReadUntil(const std::string& text);
   void Signal(int signal) const;
   /// Types on its terminal.

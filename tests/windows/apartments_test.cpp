@@ -25,7 +25,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Lets calls of other apartments in until `done`; false where that takes too long.
+/// Lets calls of other apartments in until `done`; false if that takes too long.
 bool WaitUntil(const std::function<bool()>& done) {
   const auto deadline = std::chrono::steady_clock::now() + 60s;
   while (!done()) {
@@ -64,7 +64,7 @@ class HostedObject {
 
   void OnEvent(Handler handler) { receiver_->SetHandler(std::move(handler)); }
 
-  /// Starts the upload of 70,000 bytes in K form: three documents and the end.
+  /// Starts the upload of 70,000 bytes in K line form: three documents and the end.
   void StartUpload() {
     com::Require(object_->CANIDs(0, 0x11));
     const std::shared_ptr<Platform> platform = CreateWindowsPlatform();

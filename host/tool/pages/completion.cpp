@@ -79,7 +79,7 @@ std::vector<std::string> NamesOf(const std::vector<OptionRow>& options) {
   return names;
 }
 
-/// `      case $VARIABLE in` with a line for each kind of value; nothing where there is none.
+/// `      case $VARIABLE in` with a line for each kind of value; nothing if there is none.
 std::string ValueCases(std::string_view variable,
                        const std::map<std::string, std::vector<std::string>>& names_by_kind) {
   if (names_by_kind.empty()) {

@@ -45,7 +45,7 @@ class ComPtr {
   /// Hands the reference to the caller.
   [[nodiscard]] Interface* Detach() { return std::exchange(object_, nullptr); }
 
-  /// The same object by another interface; none where it lacks it.
+  /// The same object by another interface; none if it lacks it.
   template <typename Other>
   [[nodiscard]] ComPtr<Other> As() const {
     ComPtr<Other> other;

@@ -10,8 +10,8 @@
 
 namespace quillmark::com {
 
-/// The identifier of a member. Raises 438 with a text that names it where the object has no such
-/// member, else what the object fails with.
+/// The identifier of a member. Raises 438 with a text that names it if the object has no such
+/// member, otherwise what the object fails with.
 [[nodiscard]] DISPID MemberOf(IDispatch& object, std::wstring_view name);
 
 /// Calls a method or reads a property; which of both a member is, is its server's choice. The

@@ -56,8 +56,8 @@ class Unknown : public First, public Others... {
   }
 
  protected:
-  /// The interface of that identifier, without a reference; null where there is none. A class that
-  /// has more than its base list says answers for that first.
+  /// The interface of that identifier, without a reference; null if there is none. A class that has
+  /// more than its base list says answers for that first.
   [[nodiscard]] virtual void* Find(REFIID iid) {
     if (iid == IID_IUnknown || iid == __uuidof(First)) {
       return static_cast<First*>(this);

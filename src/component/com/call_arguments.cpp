@@ -13,7 +13,7 @@
 namespace quillmark {
 namespace {
 
-/// The description of a member; nothing where there is no such member.
+/// The description of a member; nothing if there is no such member.
 class FunctionDescription {
  public:
   FunctionDescription(ITypeInfo& info, DISPID member) : info_(info) {
@@ -32,7 +32,7 @@ class FunctionDescription {
     }
   }
 
-  /// The declared type of a parameter, counted from 0 on the left; null where there is none.
+  /// The declared type of a parameter, counted from 0 on the left; null if there is none.
   [[nodiscard]] const TYPEDESC* Parameter(std::size_t index) const {
     return function_ == nullptr || index >= static_cast<std::size_t>(function_->cParams)
                ? nullptr

@@ -26,7 +26,7 @@ class EventSinks {
   /// Takes a sink in, on a thread of its apartment, and returns its cookie, which is never 0.
   /// Raises what COM refuses it with.
   [[nodiscard]] DWORD Advise(IDispatch& sink);
-  /// False where there is no such sink. A call that is on its way to it still arrives.
+  /// False if there is no such sink. A call that is on its way to it still arrives.
   [[nodiscard]] bool Unadvise(DWORD cookie);
 
   /// Raises the event with every sink in turn, which see the same `cancel`. A sink without the

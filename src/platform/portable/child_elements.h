@@ -6,7 +6,7 @@
 /// Child elements by name. A processing instruction may have the same name and is passed over.
 namespace quillmark::portable {
 
-/// `node`, or where it is no element the next sibling called `name` that is one.
+/// `node`, or where it is not an element the next sibling called `name` that is one.
 [[nodiscard]] inline pugi::xml_node ElementFrom(pugi::xml_node node, const char* name) {
   while (node.type() != pugi::node_element && node) {
     node = node.next_sibling(name);
@@ -14,7 +14,7 @@ namespace quillmark::portable {
   return node;
 }
 
-/// An empty node where there is none.
+/// An empty node if there is none.
 [[nodiscard]] inline pugi::xml_node FirstChildElement(pugi::xml_node parent, const char* name) {
   return ElementFrom(parent.child(name), name);
 }

@@ -51,7 +51,7 @@ class DocumentTree {
   }
 
   [[nodiscard]] bool HoldsBytes() const { return !bytes_.empty(); }
-  /// The bytes that a node holds; null where it holds its value itself.
+  /// The bytes that a node holds; null if it holds its value itself.
   [[nodiscard]] const SharedBytes* BytesIn(pugi::xml_node node) const;
   /// Gives a text node bytes to hold, or takes them away. Its own value must be empty then.
   void HoldBytes(pugi::xml_node node, SharedBytes bytes) {

@@ -21,7 +21,7 @@ std::int32_t EndOf(std::int32_t start, std::int64_t length) {
   return checked::Convert<std::int32_t>(start + length - 1);
 }
 
-/// Raises 6 where a byte would have no address. An empty string may start anywhere.
+/// Raises 6 if a byte would have no address. An empty string may start anywhere.
 void RequireAddresses(std::int32_t start, std::int64_t length) {
   if (length > 0) {
     static_cast<void>(EndOf(start, length));

@@ -42,7 +42,7 @@ class MemoryByteString final : public ByteString,
   [[nodiscard]] std::shared_ptr<ByteString> Mid(std::int32_t start, std::int32_t count) override;
   [[nodiscard]] std::shared_ptr<ByteString> Clone() const override;
   void Assign(const ByteString& source) override;
-  /// Raises 6 where the sum leaves the signed 32-bit range.
+  /// Raises 6 if the sum leaves the signed 32-bit range.
   [[nodiscard]] std::int32_t Checksum() const override;
   [[nodiscard]] std::string Hex() const override;
   void SetHex(std::string_view text) override;
@@ -66,14 +66,13 @@ class MemoryByteString final : public ByteString,
   MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
                    std::optional<std::size_t> count);
 
-  /// `string` as an object of this class; null where it is of another implementation.
+  /// `string` as an object of this class; null if it is of another implementation.
   [[nodiscard]] static const MemoryByteString* From(const ByteString& string);
   [[nodiscard]] static MemoryByteString* From(ByteString& string);
 
  private:
   [[nodiscard]] bool IsWhole() const { return whole_ == nullptr; }
-  /// `whole`, the bytes of the storage, as far as this string reaches. Raises 9 where they are
-  /// gone.
+  /// `whole`, the bytes of the storage, as far as this string reaches. Raises 9 if they are gone.
   template <typename Span>
   [[nodiscard]] Span PartOf(Span whole) const;
   [[nodiscard]] std::span<std::uint8_t> WritableView();

@@ -10,7 +10,7 @@
 namespace quillmark::portable {
 namespace {
 
-/// Reads "[3]" off `rest`; nothing where that does not stand there.
+/// Reads "[3]" off `rest`; nothing if that does not stand there.
 std::optional<std::uint32_t> TakeIndex(std::string_view& rest) {
   std::uint32_t index = 0;
   const char* const end = rest.data() + rest.size();

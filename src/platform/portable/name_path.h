@@ -20,7 +20,7 @@ class NamePath {
   [[nodiscard]] static std::optional<NamePath> Of(std::string_view pattern);
 
   /// The first node in document order that the path selects, seen from `context`; `document` is
-  /// where paths from the root begin. An empty one where there is none.
+  /// where paths from the root begin. An empty one if there is none.
   [[nodiscard]] pugi::xml_node First(pugi::xml_node context, pugi::xml_node document) const;
   /// All of them, in document order.
   [[nodiscard]] std::vector<pugi::xml_node> All(pugi::xml_node context,
@@ -33,7 +33,7 @@ class NamePath {
   };
   static constexpr std::size_t kMaxSteps = 3;
 
-  /// Reads a step off `rest`; false where none begins there.
+  /// Reads a step off `rest`; false if none begins there.
   bool AddStep(std::string_view& rest);
   /// Calls `visit` with each node that the steps from `step` on select below `parent`, until it
   /// returns false.

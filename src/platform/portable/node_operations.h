@@ -21,14 +21,14 @@ void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view
 
 /// The value of a leaf; empty for any other node.
 [[nodiscard]] std::string ValueOf(const NodeHandle& handle);
-/// Raises 13 where the node has no value or its value cannot hold that text.
+/// Raises 13 if the node has no value or its value cannot hold that text.
 void ReplaceValue(const NodeHandle& handle, std::string_view value);
 /// Makes the hex text of `bytes` the value; a text node holds the bytes.
 void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes);
 /// Raises 13 for a document. The children that are replaced become detached.
 void ReplaceText(const NodeHandle& handle, std::string_view text);
 
-/// An empty node where there is none.
+/// An empty node if there is none.
 [[nodiscard]] NodeHandle ParentOf(const NodeHandle& handle);
 [[nodiscard]] NodeHandle NextSiblingOf(const NodeHandle& handle);
 [[nodiscard]] pugi::xml_node RootElementOf(pugi::xml_node document);

@@ -14,7 +14,7 @@ namespace quillmark::portable {
 [[nodiscard]] std::vector<pugi::xml_node> SelectAll(const NodeHandle& context,
                                                     std::string_view pattern);
 
-/// The first of these nodes in document order; an empty one where there is none.
+/// The first of these nodes in document order; an empty one if there is none.
 [[nodiscard]] pugi::xml_node SelectFirst(const NodeHandle& context, std::string_view pattern);
 
 }  // namespace quillmark::portable

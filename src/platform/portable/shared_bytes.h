@@ -39,7 +39,7 @@ class SharedBytes {
   [[nodiscard]] bool IsSole() const;
 
   Bytes few_;
-  Block* many_ = nullptr;  ///< what is shared; null where the bytes are `few_`
+  Block* many_ = nullptr;  ///< what is shared; null if the bytes are `few_`
 };
 
 }  // namespace quillmark::portable

@@ -7,7 +7,7 @@
 
 #include "quillmark/dom.h"
 
-/// Edits on the XML library's nodes that raise 7 where the library has no memory for them, and then
+/// Edits on the XML library's nodes that raise 7 if the library has no memory for them, and then
 /// leave nothing half done. The library's own deep copy and destruction are not used: the one stays
 /// silent about what it could not copy, the other needs stack for every level.
 namespace quillmark::portable {
@@ -17,7 +17,7 @@ inline constexpr const char* kContentName = "#document";
 inline constexpr const char* kDetachedName = "#detached";
 inline constexpr const char* kFragmentName = "#fragment";
 
-/// Raises 7 where the library had no memory.
+/// Raises 7 if the library had no memory.
 void RequireMemory(bool allocated);
 
 /// The type that the document model gives a node.
@@ -46,7 +46,7 @@ void MoveChildren(pugi::xml_node target, pugi::xml_node source);
 /// Destroys a node with everything below it. No node object may stand for any of it.
 void Destroy(pugi::xml_node node);
 
-/// Calls `append`, which appends children to `target`; where it throws, they are destroyed again.
+/// Calls `append`, which appends children to `target`; if it throws, they are destroyed again.
 template <typename Append>
 void AppendAllOrNothing(pugi::xml_node target, Append&& append) {
   const pugi::xml_node last_before = target.last_child();

@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
 
-/// Number of bytes of the character that begins with `first`; 0 where none does.
+/// Number of bytes of the character that begins with `first`; 0 if none does.
 std::size_t LengthFromFirstByte(unsigned char first) {
   if (first < 0x80) {
     return 1;
@@ -17,7 +17,7 @@ std::size_t LengthFromFirstByte(unsigned char first) {
   return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
 }
 
-/// Length of the character at the beginning of `text`; 0 where none that XML allows begins there.
+/// Length of the character at the beginning of `text`; 0 if none that XML allows begins there.
 std::size_t CharacterLength(std::string_view text) {
   const auto first = static_cast<unsigned char>(text.front());
   const std::size_t length = LengthFromFirstByte(first);

@@ -11,7 +11,7 @@ namespace quillmark::portable {
 [[nodiscard]] bool IsXmlCharacter(std::uint32_t code);
 
 /// Offset of the first byte that begins no character in well-formed UTF-8 that XML allows; the size
-/// of the text where there is none.
+/// of the text if there is none.
 [[nodiscard]] std::size_t XmlPrefixLength(std::string_view text);
 
 }  // namespace quillmark::portable

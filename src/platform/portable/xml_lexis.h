@@ -18,18 +18,17 @@ inline constexpr const char* kTextOutside = "Text stands outside of the root ele
 }
 
 /// Number of bytes at the beginning of `text` that form a name of an element, an attribute or a
-/// processing instruction; 0 where none begins there. Every character beyond ASCII counts as a
-/// letter.
+/// processing instruction; 0 if none begins there. Every character beyond ASCII counts as a letter.
 [[nodiscard]] std::size_t NameLength(std::string_view text);
 
-/// Raises 13 where `name` is not such a name as a whole.
+/// Raises 13 if `name` is not such a name as a whole.
 void RequireName(std::string_view name);
 
 /// Whether a comment can hold the text: it would end early at "--", and "-" before its end is taken
 /// for the same.
 [[nodiscard]] bool FitsComment(std::string_view text);
 
-/// Raises 13 where `text` holds the character U+0000, which no XML text can.
+/// Raises 13 if `text` holds the character U+0000, which no XML text can.
 void RequireNoNul(std::string_view text);
 
 }  // namespace quillmark::portable

@@ -12,7 +12,7 @@ namespace quillmark::portable {
 /// declaration (as a processing instruction "xml"). Line ends become a single line feed; a
 /// character reference stays what it says.
 ///
-/// Raises 13 as `RequireWellFormed` does, before anything is appended. Raises 7 where memory is
+/// Raises 13 as `RequireWellFormed` does, before anything is appended. Raises 7 if memory is
 /// missing; what was appended by then is the caller's to remove.
 void ReadXml(std::string_view text, pugi::xml_node parent);
 

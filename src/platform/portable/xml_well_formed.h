@@ -5,9 +5,9 @@
 
 namespace quillmark::portable {
 
-/// Raises 13 with the reason and the offset in bytes where `text` is not a well-formed XML document
-/// in UTF-8. Document type declarations are refused as well, and so there are no entities but the
-/// five predefined ones.
+/// Raises 13 with the reason and the offset in bytes if `text` is not a well-formed XML document in
+/// UTF-8. Document type declarations are refused as well, and so there are no entities but the five
+/// predefined ones.
 void RequireWellFormed(std::string_view text);
 
 }  // namespace quillmark::portable

@@ -22,8 +22,8 @@ inline constexpr const char* kDocumentVariable = "document";
 /// Translates a pattern. An index predicate, which counts from 0, becomes one that counts from 1; a
 /// path from the root becomes one from the variable `kDocumentVariable`, since the document node is
 /// not the root of the nodes that the XML library knows. Raises the error of `PatternError` for
-/// what is no part of the language: axes, parent steps and variables, which could lead out of the
-/// document.
+/// what is not a part of the language: axes, parent steps and variables, which could lead out of
+/// the document.
 [[nodiscard]] TranslatedPattern TranslateXslPattern(std::string_view pattern);
 
 /// Number of the error for a path that cannot be evaluated.

@@ -43,7 +43,7 @@ class ComBacked {
   ~ComBacked() = default;
 };
 
-/// The COM object behind `backed`. Raises 13 where there is none.
+/// The COM object behind `backed`. Raises 13 if there is none.
 [[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const ComBacked* backed, bool is_nothing);
 
 /// The COM object behind a host library object, a document or a node. Raises 13 for an object of

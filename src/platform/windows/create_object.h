@@ -8,8 +8,8 @@
 namespace quillmark::windows {
 
 /// A new object of the class `prog_id`, by the interface `iid`; `class_id` says of which class it
-/// is. Raises 429 with a text that names the class where it is not registered, else what the class
-/// fails with, and the same text.
+/// is. Raises 429 with a text that names the class if it is not registered, otherwise what the
+/// class fails with, and the same text.
 [[nodiscard]] com::ComPtr<IUnknown> CreateObject(const wchar_t* prog_id, REFIID iid,
                                                  CLSID& class_id);
 

@@ -8,7 +8,7 @@
 /// The document model's interfaces on MSXML.
 namespace quillmark::windows {
 
-/// Raise as `CreateObject` does where MSXML is missing.
+/// Raise as `CreateObject` does if MSXML is missing.
 [[nodiscard]] std::shared_ptr<DOMDocument> NewDocument();
 [[nodiscard]] std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument();
 

@@ -39,7 +39,7 @@ class HostMembers {
   HostMembers();
 
   /// The identifier of a member of `object`, which is of this class. Raises 438 with a text that
-  /// names the member where the class lacks it.
+  /// names the member if the class lacks it.
   [[nodiscard]] DISPID IdOf(IDispatch& object, HostMember member);
 
  private:
@@ -50,7 +50,7 @@ class HostMembers {
 [[nodiscard]] std::shared_ptr<HostMembers> MembersOfClass(const CLSID& class_id);
 
 /// The members of an object that came from elsewhere: those of its class where it tells which one
-/// that is, else its own alone. An object of a script may have any identifiers.
+/// that is, otherwise its own alone. An object of a script may have any identifiers.
 [[nodiscard]] std::shared_ptr<HostMembers> MembersOf(IDispatch& object);
 
 }  // namespace quillmark::windows

@@ -30,7 +30,7 @@ class HostObject {
   [[nodiscard]] IDispatch& Dispatch() const { return *object_; }
 
   /// Calls a method or reads a property; every argument is a `com::Variant`. Raises what the object
-  /// raises, and 438 with a text that names the member where it has none of that name.
+  /// raises, and 438 with a text that names the member if it has none of that name.
   template <typename... Arguments>
   com::Variant Call(HostMember member, const Arguments&... arguments) const {
     return CallWith(member, {&arguments.get()...});
@@ -71,7 +71,7 @@ class HostBacked : public Interface, public ComBacked {
 /// The Long in a value. Raises 6 for a number out of range, 13 for another type.
 [[nodiscard]] std::int32_t LongIn(const com::Variant& value);
 
-/// The object in a value. Raises 13 where it holds none, 91 where it holds Nothing.
+/// The object in a value. Raises 13 if it holds none, 91 if it holds Nothing.
 [[nodiscard]] com::ComPtr<IDispatch> ObjectIn(const com::Variant& value);
 
 }  // namespace quillmark::windows

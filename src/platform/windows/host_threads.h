@@ -21,7 +21,7 @@ namespace quillmark::windows {
 [[nodiscard]] bool HasHostThreads();
 
 /// Starts a worker by that library and returns the status. Raises what the library raises, and 438
-/// where it has no `StartThread`.
+/// if it has no `StartThread`.
 [[nodiscard]] std::int32_t StartHostThread(std::string_view progID, ParameterList parameters,
                                            com::ComPtr<IUnknown> client);
 

@@ -19,7 +19,7 @@ namespace quillmark::windows {
 [[nodiscard]] std::string ValueOf(MsxmlNode& node);
 void SetValue(MsxmlNode& node, std::string_view value);
 
-/// Null where there is none.
+/// Null if there is none.
 [[nodiscard]] NodePtr ParentOf(MsxmlNode& node);
 [[nodiscard]] NodePtr FirstChildOf(MsxmlNode& node);
 [[nodiscard]] NodePtr NextSiblingOf(MsxmlNode& node);

@@ -33,7 +33,7 @@ class WindowsPlatform : public Platform {
   /// The COM object by which a client is known outside of the component, or none.
   using ClientFace = std::function<com::ComPtr<IUnknown>(const std::shared_ptr<Object>& client)>;
 
-  /// Makes `factory` the class of `progID`, in place of one registered before.
+  /// Makes `factory` the class of `progID`, instead of one registered before.
   virtual void AddClass(std::string progID, ClassFactory factory) = 0;
 
   /// Says how `StartThread` finds the COM object of its client: to hand it to the host's threading

@@ -41,7 +41,7 @@ std::string OwnXmlOf(MsxmlNode& node) {
 
 class XmlText {
  public:
-  /// Writes what stands before the children of a node; true where it can have some.
+  /// Writes what stands before the children of a node; true if it can have some.
   bool Enter(MsxmlNode& node) {
     CloseStartTag();
     switch (TypeOf(node)) {

@@ -24,7 +24,7 @@ constexpr std::int32_t kRefused = -2147024882;
 struct Call {
   std::wstring prog_id;
   std::vector<VARTYPE> types;
-  std::vector<std::int32_t> numbers;  ///< in place of the document, 0
+  std::vector<std::int32_t> numbers;  ///< instead of the document, 0
   IDispatch* document = nullptr;
   IDispatch* client = nullptr;
 };
