@@ -60,20 +60,24 @@ Description DescribeNegative(ByteView message) {
   return description;
 }
 
+std::optional<AddressedBytes> AddressIn(ByteView message) {
+  if (message.size() < kBlockHeader) {
+    return std::nullopt;
+  }
+  return AddressedBytes{.address = message[2] * 0x10000U + message[3] * 0x100U + message[4],
+                        .count = message[5]};
+}
+
 /// Addresses are those of the request, and of an upload's response, which repeats them.
 void AddMemory(ByteView message, Description& description) {
-  const bool carries_data = description.service == kDownload
-                                ? description.kind == MessageKind::kRequest
-                                : description.kind == MessageKind::kPositive;
-  const bool has_address =
-      description.service == kUpload || (description.service == kDownload && carries_data);
-  if (!has_address || message.size() < kBlockHeader ||
-      (description.service == kDownload && IsForLogZone(message))) {
-    return;
+  const bool is_request = description.kind == MessageKind::kRequest;
+  if (description.service == kDownload && is_request) {
+    description.memory = DownloadIn(message);
+  } else if (description.service == kUpload) {
+    description.memory = AddressIn(message);
   }
-  description.memory = AddressedBytes{
-      .address = message[2] * 0x10000U + message[3] * 0x100U + message[4], .count = message[5]};
-  description.data_at = carries_data ? kBlockHeader : 0;
+  const bool carries_data = is_request == (description.service == kDownload);
+  description.data_at = description.memory && carries_data ? kBlockHeader : 0;
 }
 
 }  // namespace
@@ -95,6 +99,11 @@ Description Describe(ByteView message) {
   }
   AddMemory(message, description);
   return description;
+}
+
+std::optional<AddressedBytes> DownloadIn(ByteView request) {
+  const bool is_download = !request.empty() && request[0] == kDownload;
+  return is_download && !IsForLogZone(request) ? AddressIn(request) : std::nullopt;
 }
 
 std::string TextOf(const Description& description) {

@@ -43,6 +43,9 @@ struct Description {
 /// name.
 [[nodiscard]] Description Describe(ByteView message);
 
+/// Where a request puts its data; nothing where it is no download into memory.
+[[nodiscard]] std::optional<AddressedBytes> DownloadIn(ByteView request);
+
 /// "request download, positive: accepted".
 [[nodiscard]] std::string TextOf(const Description& description);
 

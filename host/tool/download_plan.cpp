@@ -19,11 +19,16 @@
 namespace quillmark::host {
 namespace {
 
+Exchange ExchangeOf(const LinkOptions& link) {
+  return {link.form, static_cast<std::uint32_t>(link.ReceiveId()),
+          static_cast<std::uint32_t>(link.SendId())};
+}
+
 /// Takes the documents of a download from its worker.
 class DocumentSink {
  public:
   DocumentSink(std::string folder, const LinkOptions& link)
-      : folder_(std::move(folder)), wire_(link.form, link.Speed()) {}
+      : folder_(std::move(folder)), wire_(ExchangeOf(link), link.Speed()) {}
 
   /// The event's handler, on the worker's thread. An error is kept and ends the run.
   void OnXMLReady(const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {

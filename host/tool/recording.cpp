@@ -59,6 +59,10 @@ class Recording::RecordingReporter : public Reporter {
     recording_.OnEvent(kind, members);
   }
 
+  [[nodiscard]] bool TakesEvents() const override {
+    return console_.TakesEvents() || recording_.log_ != nullptr;
+  }
+
   void OnProgress(const Progress& progress) override {
     console_.OnProgress(progress);
     recording_.OnProgress(progress);

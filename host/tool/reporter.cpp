@@ -19,6 +19,7 @@ class PlainReporter : public Reporter {
 
   void Line(const std::string& text) override { out_ << OneLine(text) << '\n' << std::flush; }
   void Event(EventKind /*kind*/, const Json& /*members*/) override {}
+  [[nodiscard]] bool TakesEvents() const override { return false; }
 
   void OnProgress(const Progress& progress) override {
     const unsigned tenth = Percent(progress) / 10;
@@ -48,6 +49,7 @@ class TerminalReporter : public Reporter {
   }
 
   void Event(EventKind /*kind*/, const Json& /*members*/) override {}
+  [[nodiscard]] bool TakesEvents() const override { return false; }
 
   void OnProgress(const Progress& progress) override {
     if (last_ && last_->phase != progress.phase) {
@@ -94,6 +96,8 @@ class JsonReporter : public Reporter {
   explicit JsonReporter(std::ostream& out) : out_(out) {}
 
   void Line(const std::string& /*text*/) override {}
+
+  [[nodiscard]] bool TakesEvents() const override { return true; }
 
   void Event(EventKind kind, const Json& members) override {
     Json event = {{"event", kEventNames.at(static_cast<std::size_t>(kind))}};

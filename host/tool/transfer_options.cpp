@@ -67,7 +67,7 @@ std::shared_ptr<MemoryImage> ToMemoryImage(const ImageSegments& segments, Platfo
   auto image = platform.CreateMemoryImage();
   const auto bytes = platform.CreateByteString();
   for (const ImageSegment& segment : segments) {
-    bytes->SetHex(HexOf(segment.bytes));
+    bytes->SetBytes(segment.bytes);
     bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
     image->AddSegment(*bytes);
   }

@@ -1,54 +1,81 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/wire_plan.h"
 
-#include "host/runner/message_reader.h"
-#include "host/runner/request_document.h"
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "quillmark/error.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr std::uint8_t kDownloadService = 0x34;
 constexpr std::size_t kCanFrameSize = 8;
 constexpr std::size_t kAcknowledgementSize = 1;
 
+[[noreturn]] void Refuse(const std::string& what) {
+  throw Error(error_number::kTypeMismatch, "not a request document: " + what);
+}
+
 // A document says how the ECU's frame begins: in plain CAN form it is padded, a gateway's
 // acknowledgement may be anything, and the reply to a block is known to its end.
-std::size_t SizeOfReply(const Step& step, TransportForm form) {
+std::size_t SizeOfReply(std::string_view expected, TransportForm form) {
   if (form == TransportForm::kPlainCan) {
     return kCanFrameSize;
   }
-  return step.expected.empty() ? kAcknowledgementSize : step.expected.size() / 2;
+  return expected.empty() ? kAcknowledgementSize : expected.size() / 2;
+}
+
+std::shared_ptr<IXMLDOMNode> ParentOfSteps(const DOMDocument& document, TransportForm form) {
+  auto steps = document.selectSingleNode(form == TransportForm::kKLine ? "/k" : "/can/x");
+  if (!steps) {
+    Refuse("it has no steps");
+  }
+  return steps;
 }
 
 }  // namespace
 
+// Times add up in any order, and so each kind of step is read for itself, without a node object for
+// each of thousands.
 void WirePlan::Add(const DOMDocument& document) {
-  const RequestDocument request = ReadRequestDocument(document, form_);
-  RequestReader reader(form_);
-  for (const Step& step : request.steps) {
-    switch (step.kind) {
-      case StepKind::kSend:
-        if (reader.BeginsRequest(step.frame)) {
-          AddRequest(reader.Request());
-        }
-        reader.OnSent(step.frame);
-        wire_time_ += WireTime(request.exchange, step.frame.size(), speed_);
-        break;
-      case StepKind::kReceive:
-        wire_time_ += WireTime(request.exchange, SizeOfReply(step, form_), speed_);
-        break;
-      default:
-        wire_time_ += step.time;
+  const auto steps = ParentOfSteps(document, exchange_.form);
+  RequestReader reader(exchange_.form);
+  steps->readChildTexts("s", "d", [&](const ChildText& frame) {
+    const std::optional<Bytes> bytes = BytesOfHex(frame.text);
+    if (!bytes || bytes->empty()) {
+      Refuse("a frame to send is no hex text");
     }
-  }
+    AddSent(*bytes, reader);
+  });
   AddRequest(reader.Request());
+  steps->readChildTexts("r", "c", [this](const ChildText& expected) {
+    wire_time_ += WireTime(exchange_, SizeOfReply(expected.text, exchange_.form), speed_);
+  });
+  AddPauses(*steps, "w");
+  AddPauses(*steps, "bk");
+}
+
+void WirePlan::AddSent(ByteView frame, RequestReader& reader) {
+  if (reader.BeginsRequest(frame)) {
+    AddRequest(reader.Request());
+  }
+  reader.OnSent(frame);
+  wire_time_ += WireTime(exchange_, frame.size(), speed_);
+}
+
+void WirePlan::AddPauses(const IXMLDOMNode& steps, std::string_view name) {
+  const auto pauses = steps.selectNodes(name);
+  for (std::size_t i = 0; i < pauses->length(); ++i) {
+    wire_time_ += std::chrono::milliseconds(std::stol(pauses->item(i)->text()));
+  }
 }
 
 void WirePlan::AddRequest(ByteView request) {
-  const Description description = Describe(request);
-  if (description.service == kDownloadService && description.memory) {
-    memory_.push_back(*description.memory);
-    data_bytes_ += description.memory->count;
+  if (const std::optional<AddressedBytes> memory = DownloadIn(request)) {
+    memory_.push_back(*memory);
+    data_bytes_ += memory->count;
   }
 }
 

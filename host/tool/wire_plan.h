@@ -2,10 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "host/bus/bus.h"
 #include "host/bus/wire_time.h"
+#include "host/runner/message_reader.h"
 #include "host/services/description.h"
 #include "quillmark/dom.h"
 
@@ -14,9 +16,9 @@ namespace quillmark::host {
 /// What the documents of a download will put on the wire.
 class WirePlan {
  public:
-  WirePlan(TransportForm form, const WireSpeed& speed) : form_(form), speed_(speed) {}
+  WirePlan(const Exchange& exchange, const WireSpeed& speed) : exchange_(exchange), speed_(speed) {}
 
-  /// Adds a document that has not been run. Raises Error 13 if it is not a request document.
+  /// Adds a document of the component that has not been run. Raises Error 13 if it has no steps.
   void Add(const DOMDocument& document);
 
   /// Download requests, and the data bytes in them.
@@ -28,9 +30,11 @@ class WirePlan {
   [[nodiscard]] Duration wire_time() const { return wire_time_; }
 
  private:
+  void AddSent(ByteView frame, RequestReader& reader);
+  void AddPauses(const IXMLDOMNode& steps, std::string_view name);
   void AddRequest(ByteView request);
 
-  TransportForm form_;
+  Exchange exchange_;
   WireSpeed speed_;
   std::vector<AddressedBytes> memory_;
   std::uint64_t data_bytes_ = 0;

@@ -88,6 +88,19 @@ TEST_F(PlanCommand, PrintsLinesOfJson) {
                         "\"blocks\":2,\"documents\":1,\"bit_rate\":500000,\"wire_seconds\":"));
 }
 
+TEST_F(PlanCommand, ListsTheFirstOfManySegmentsForPeopleAndAllForMachines) {
+  std::string records;
+  for (int i = 0; i < 42; ++i) {
+    const int checksum = 0xFF - (0x04 + 2 * i + 0x11) % 256;
+    records += fmt::format("S10400{:02X}11{:02X}\n", 2 * i, checksum);
+  }
+  const std::string image = folder_.Write("a.s19", records + "S9030000FC\n");
+  EXPECT_THAT(Run({"plan", image}).out, HasSubstr("          00004E to 00004E  1 byte\n"
+                                                  "          and 2 more\n"
+                                                  "fill "));
+  EXPECT_THAT(Run({"plan", image, "--json"}).out, HasSubstr(R"({"address":82,"bytes":1}])"));
+}
+
 TEST_F(PlanCommand, NeverReplacesTheImageByADocument) {
   const std::string image = folder_.Write("download-0001.xml", kTwoSegments);
   const ToolResult result = Run({"plan", image, "-o", folder_.Path("")});
