@@ -7,7 +7,7 @@
 #include "base/hex.h"
 #include "quillmark/error.h"
 
-/// Reading received bytes by position, counted from 1 as in the protocol's tables. A position
+/// Reads received bytes by position, counted from 1 as in the tables of the protocol. A position
 /// outside raises 9 "Subscript out of range".
 namespace quillmark {
 
@@ -18,7 +18,7 @@ namespace quillmark {
   return bytes[position - 1];
 }
 
-/// Exactly `count` bytes from `position` on; a count of 0 gives none.
+/// Exactly `count` bytes from `position`; none for a count of 0.
 [[nodiscard]] inline ByteView ViewAt(ByteView bytes, std::size_t position, std::size_t count) {
   if (position < 1 || position > bytes.size() + 1 || count > bytes.size() + 1 - position) {
     throw Error(error_number::kSubscriptOutOfRange);
@@ -34,13 +34,13 @@ namespace quillmark {
   return bytes.subspan(position - 1);
 }
 
-/// A copy of what `ViewAt` gives.
+/// A copy of the bytes of `ViewAt`.
 [[nodiscard]] inline Bytes BytesAt(ByteView bytes, std::size_t position, std::size_t count) {
   const ByteView part = ViewAt(bytes, position, count);
   return {part.begin(), part.end()};
 }
 
-/// A copy of what `ViewFrom` gives.
+/// A copy of the bytes of `ViewFrom`.
 [[nodiscard]] inline Bytes BytesFrom(ByteView bytes, std::size_t position) {
   const ByteView part = ViewFrom(bytes, position);
   return {part.begin(), part.end()};

@@ -32,8 +32,8 @@ template <typename To, typename From>
   return Convert<std::int32_t>(std::int64_t{a} - b);
 }
 
-/// Remainder with the sign of `dividend`. Raises 11 for the divisor 0. The smallest Long is a
-/// divisor like any other.
+/// Remainder with the sign of `dividend`. Raises 11 for the divisor 0. The smallest Long is a valid
+/// divisor.
 [[nodiscard]] constexpr std::int32_t Modulo(std::int32_t dividend, std::int32_t divisor) {
   if (divisor == 0) {
     throw Error(error_number::kDivisionByZero);

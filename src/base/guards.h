@@ -7,8 +7,8 @@
 
 namespace quillmark {
 
-/// The object behind a pointer that is about to be used. Raises 91 if there is none: a caller may
-/// pass none, and a platform or a type of the host may give none.
+/// The object of a pointer that is about to be used. Raises 91 if it is null: a caller may pass
+/// null, and a platform or a type of the host may return it.
 template <typename T>
 T& Require(T* object) {
   if (object == nullptr) {
@@ -21,7 +21,7 @@ T& Require(const std::shared_ptr<T>& object) {
   return Require(object.get());
 }
 
-/// The same reference, for what is kept.
+/// The same, for a pointer that is kept.
 template <typename T>
 [[nodiscard]] std::shared_ptr<T> NotNull(std::shared_ptr<T> object) {
   Require(object);

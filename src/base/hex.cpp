@@ -48,8 +48,9 @@ constexpr auto kDigitValues = MakeDigitValues();
 
 std::uint8_t LookUpValueOf(char digit) { return kDigitValues[static_cast<std::uint8_t>(digit)]; }
 
-/// A compiler makes vectors of this many bytes of what is computed. What is left over is looked up,
-/// a CAN frame as a whole: 40 % fewer instructions for a frame, half of them for a K line message.
+/// The compiler turns loops over this many bytes into vector instructions. What is left over is
+/// looked up, a CAN frame as a whole: 40 % fewer instructions for a frame, half of them for a K
+/// line message.
 constexpr std::size_t kVectorSize = 16;
 
 /// Text is converted through a buffer of this many bytes, since memory for the result would
@@ -69,8 +70,8 @@ void WriteDigits(char* digits, ByteView bytes) {
   }
 }
 
-/// Reads `count` bytes with `Value` for a digit's value, `kNoDigit` or more where it is none.
-/// Returns all values in one, so that nothing leaves the loop early.
+/// Reads `count` bytes with `Value` for a digit's value, `kNoDigit` or more if it is not one.
+/// Returns all values combined, so that no iteration ends the loop early.
 template <std::uint8_t (*Value)(char)>
 std::uint8_t ReadDigitsWith(std::uint8_t* bytes, const char* digits, std::size_t count) {
   std::uint8_t all = 0;
@@ -83,12 +84,12 @@ std::uint8_t ReadDigitsWith(std::uint8_t* bytes, const char* digits, std::size_t
   return all;
 }
 
-/// False where a character is not a digit.
+/// False if a character is not a digit.
 bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
   if (count < kVectorSize) {
     return ReadDigitsWith<LookUpValueOf>(bytes, digits, count) < kNoDigit;
   }
-  // The last vector overlaps the one before: cheaper than to look up what is left over.
+  // The last vector overlaps the one before: cheaper than looking up the remainder.
   const std::size_t last = count - kVectorSize;
   return ReadDigitsWith<ValueOf>(bytes, digits, count - count % kVectorSize) < kNoDigit &&
          ReadDigitsWith<ValueOf>(bytes + last, digits + 2 * last, kVectorSize) < kNoDigit;

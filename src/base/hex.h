@@ -9,7 +9,7 @@
 
 namespace quillmark {
 
-/// A message or a part of one, inside the component.
+/// A message, or a part of one, within the component.
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
@@ -17,10 +17,10 @@ using ByteView = std::span<const std::uint8_t>;
 [[nodiscard]] std::string HexOf(ByteView bytes);
 void AppendHex(std::string& text, ByteView bytes);
 
-/// The bytes of such text, lower case accepted. Raises 13 for an odd number of digits and for any
-/// character that is not a digit, blanks included.
+/// The bytes of such text, also in lower case. Raises 13 for an odd number of digits and for any
+/// character that is not a digit, including blanks.
 [[nodiscard]] Bytes BytesOfHex(std::string_view text);
-/// Appends them; false, and nothing appended, where `BytesOfHex` raises.
+/// Appends them. Returns false, and appends nothing, if `BytesOfHex` would raise.
 [[nodiscard]] bool AppendBytesOfHex(Bytes& bytes, std::string_view text);
 
 /// Upper case without leading zeros: 0x05 gives "5".

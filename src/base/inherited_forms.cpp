@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the types of another platform inherit: the operations of which an implementation may know a
-// faster form.
+// The default implementations that types of other platforms inherit: operations for which an
+// implementation may have a faster way.
 #include "base/guards.h"
 #include "base/hex.h"
 #include "quillmark/byte_string.h"

@@ -20,7 +20,7 @@ void PreferLargePages(void* memory, std::size_t size) {
   const auto page_size = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
   const auto begin = reinterpret_cast<std::uintptr_t>(memory);
   const std::size_t before_first_page = (page_size - begin % page_size) % page_size;
-  // Only a wish: where it is refused, everything works as before.
+  // Only a hint: if it is refused, everything works as before.
   static_cast<void>(::madvise(static_cast<std::byte*>(memory) + before_first_page,
                               size - before_first_page, MADV_HUGEPAGE));
 }

@@ -5,9 +5,9 @@
 
 namespace quillmark {
 
-/// Asks the system to back memory that was not touched yet with large pages, where it has them and
-/// the memory is worth it. To touch 64 MiB for the first time took 8 ms with them and 40 ms without
-/// on the machine of docs/performance.md.
+/// Asks the system to use large pages for memory that has not been touched yet, if it has them and
+/// the memory is large enough. Touching 64 MiB for the first time took 8 ms with them and 40 ms
+/// without on the machine of docs/performance.md.
 void PreferLargePages(void* memory, std::size_t size);
 
 }  // namespace quillmark

@@ -6,8 +6,8 @@
 
 namespace quillmark {
 
-/// A few bytes, such as those of a short message, without a heap block for them: Octets(0x27,
-/// 0x81). Each is taken modulo 256.
+/// A few bytes, such as those of a short message, without a heap allocation: Octets(0x27, 0x81).
+/// Each is taken modulo 256.
 template <typename... Octet>
 [[nodiscard]] constexpr std::array<std::uint8_t, sizeof...(Octet)> Octets(Octet... octets) {
   return {static_cast<std::uint8_t>(octets)...};

@@ -19,8 +19,8 @@
 namespace quillmark {
 namespace {
 
-/// Tells the client of the end of a run that failed. What it throws now is swallowed: nobody is
-/// left to hear of it.
+/// Tells the client that a failed run has ended. Exceptions of the client are ignored: there is
+/// nobody left to receive them.
 void EndAfterError(XMLDocClient& client) noexcept {
   try {
     client.XMLReady(nullptr);
@@ -164,7 +164,7 @@ bool DiagOnCANReprogImplementation::XMLReady(const std::shared_ptr<IXMLDOMNode>&
 
 std::int32_t DiagOnCANReprogImplementation::GetParameter(ParameterList parameters) {
   GuardMemory([&] {
-    // What the worker builds crosses to the host's thread.
+    // What the worker builds is passed to the host's thread.
     context_.SetFreeThreaded();
     context_.CANIDs(transfer::LongParameter(parameters, 0), transfer::LongParameter(parameters, 1));
     parameters_ = transfer::ReadParameters(parameters);
@@ -180,7 +180,7 @@ std::int32_t DiagOnCANReprogImplementation::EntryPoint(const std::shared_ptr<Obj
   try {
     RunTransfer(*receiver);
   } catch (...) {
-    // The client learns of the end alone; neither number nor text is passed on.
+    // The client learns only that the run has ended, without number or text.
     EndAfterError(*receiver);
   }
   return 0;

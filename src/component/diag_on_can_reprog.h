@@ -8,8 +8,8 @@
 
 namespace quillmark {
 
-/// The public class on top of one context. As a host's object it offers the services and passes on
-/// what its workers deliver; as a worker's object it is one `IThread`.
+/// The public class on top of one context. The object of a host offers the services and passes on
+/// what its workers deliver; the object of a worker is an `IThread`.
 class DiagOnCANReprogImplementation final
     : public DiagOnCANReprog,
       public std::enable_shared_from_this<DiagOnCANReprogImplementation> {

@@ -7,7 +7,7 @@ namespace quillmark {
 
 void EventSource::SetHandler(Handler handler) {
   auto replacement = std::make_shared<const Handler>(std::move(handler));
-  // The old handler goes with `replacement`, after the lock.
+  // The old handler is destroyed with `replacement`, after the lock is released.
   const std::lock_guard lock(mutex_);
   handler_.swap(replacement);
 }

@@ -8,15 +8,15 @@
 
 namespace quillmark {
 
-/// The event `XMLReady` of one object: one handler, replaced and taken under a lock that is never
-/// held during a call. Any thread.
+/// The event `XMLReady` of one object: one handler, replaced and fetched under a lock that is never
+/// held during a call. Threads: any.
 class EventSource {
  public:
   using Handler = DiagOnCANReprog::XMLReadyHandler;
 
   void SetHandler(Handler handler);
 
-  /// True where the handler set `Cancel` to false; without a handler nobody does.
+  /// True if the handler set `Cancel` to false; without a handler, false.
   [[nodiscard]] bool Raise(const std::shared_ptr<IXMLDOMNode>& node) const;
 
  private:

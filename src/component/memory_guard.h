@@ -9,7 +9,7 @@
 
 namespace quillmark {
 
-/// Runs one public operation: what the standard library raises if memory ends leaves it as 7 "Out
+/// Runs one public operation: what the standard library throws when memory runs out becomes 7 "Out
 /// of memory".
 template <typename Operation>
 decltype(auto) GuardMemory(Operation&& operation) {

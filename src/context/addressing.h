@@ -21,8 +21,8 @@ struct Addressing {
   std::uint8_t ecu_address = 0;
   std::uint8_t tester_address = 0;
 
-  /// The K line form counts before the gateway form: both flags are set after a K address was
-  /// followed by a gateway address.
+  /// K line form takes precedence over gateway form: both flags are set if a gateway address
+  /// follows a K line address.
   [[nodiscard]] TransportForm Form() const {
     if (k_form) {
       return TransportForm::kKLine;

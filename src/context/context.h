@@ -14,15 +14,15 @@
 
 namespace quillmark {
 
-/// ISO 15765-2 flow control as multi-frame requests expect it of the ECU.
+/// The ISO 15765-2 flow control that multi-frame requests expect from the ECU.
 struct FlowControlSettings {
   std::int32_t block_size = 1;       ///< consecutive frames between two flow-control frames
   std::int32_t separation_time = 0;  ///< milliseconds; 0: no wait elements
   std::string text = "3001";         ///< what a flow-control frame must begin with
 };
 
-/// The reprogramming context: how to reach one ECU, and the document of which every request
-/// document is a copy. Knows the three transport forms and no service.
+/// The reprogramming context: how to reach one ECU, and the document from which every request
+/// document is copied. Knows the three transport forms and no service.
 ///
 /// Used by one thread at a time. A failing call changes nothing.
 class Context {

@@ -17,7 +17,7 @@ void AddKFrames(StepWriter& steps, const Addressing& addressing, ByteView reques
 void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
                std::int32_t reply_length);
 
-/// Raises 2003 for a message that is cut short or has a wrong checksum.
+/// Raises 2003 for a message that is cut off or has a wrong checksum.
 [[nodiscard]] Bytes ReadReply(ByteView message);
 
 }  // namespace quillmark::k_line

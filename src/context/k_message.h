@@ -11,7 +11,7 @@
 ///
 ///     format | target | source | [length] | data … | checksum
 ///
-/// The format byte is 0x80 plus the number of data bytes; from 63 on it is 0x80 alone and a length
+/// The format byte is 0x80 plus the number of data bytes; from 63 on it is just 0x80, and a length
 /// byte follows the source. The checksum is the 8-bit sum of everything before it.
 namespace quillmark::k_message {
 
@@ -37,12 +37,13 @@ void RequireRequestLength(std::size_t length);
 /// Number of bytes of a whole message with `length` data bytes.
 [[nodiscard]] std::size_t SizeOf(std::size_t length);
 
-/// The beginning of a message with `length` data bytes, as far as `data` reaches: whole, with its
-/// checksum, where `data` has all of them.
+/// The beginning of a message with `length` data bytes, as far as `data` reaches: complete, with
+/// its checksum, if `data` has all of them.
 [[nodiscard]] Bytes Build(Addresses addresses, ByteView data, std::size_t length);
 
-/// The data bytes of a received message. Bytes after its checksum are ignored, its addresses not
-/// compared. Raises 2003 "Checksum error …" if it is shorter than it says or its checksum is wrong.
+/// The data bytes of a received message. Bytes after the checksum are ignored, and the addresses
+/// are not compared (D12). Raises 2003 "Checksum error …" if it is shorter than it says or its
+/// checksum is wrong.
 [[nodiscard]] Bytes Read(ByteView message);
 
 }  // namespace quillmark::k_message

@@ -7,7 +7,7 @@
 namespace quillmark {
 
 /// The messages of the component; the error number is 4000 plus the index. Index 2 is empty and
-/// never raised.
+/// never raised (D21).
 enum class Message : std::uint8_t {
   kNotReprogrammable = 0,
   kSeed = 1,
@@ -23,7 +23,7 @@ enum class Message : std::uint8_t {
   kBlockSizeTooLarge = 12,
 };
 
-/// Raises the message's number with its text, directly followed by `detail`: texts that take one
+/// Raises the message's number with its text, directly followed by `detail`; texts with a detail
 /// end in a blank.
 [[noreturn]] void RaiseMessage(Message message, std::string_view detail = {});
 

@@ -24,7 +24,7 @@ constexpr std::uint8_t kConsecutiveFrame = 0x20;
 constexpr std::uint8_t kFrameTypeMask = 0xF0;
 constexpr std::uint8_t kLengthMask = 0x0F;
 
-/// Continue to send, block size 1, separation time 0: the tester asks for every frame by itself.
+/// Continue to send, block size 1, separation time 0: the tester asks for every single frame.
 constexpr std::string_view kTesterFlowControl = "3001000000000000";
 
 /// The two header bytes of a first frame: frame type and 12-bit length.
@@ -58,8 +58,8 @@ void AddConsecutiveFrame(StepWriter& steps, CANFrame& frame, std::size_t index, 
 
 void AddConsecutiveFrames(StepWriter& steps, CANFrame& frame,
                           const FlowControlSettings& flow_control, ByteView data) {
-  // Block size 0 counts down from 0 and never meets it again: no further flow control, as ISO
-  // 15765-2 has it.
+  // Block size 0 counts down from 0 and never reaches it again: no further flow control, as in ISO
+  // 15765-2.
   std::int32_t frames_to_flow_control = flow_control.block_size;
   std::size_t index = 1;
   for (; data.size() > kConsecutiveFrameData; ++index) {

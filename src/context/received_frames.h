@@ -17,10 +17,10 @@ class ReceivedFrames {
  public:
   ReceivedFrames(TransportForm form, const DOMDocument& root);
 
-  /// Number of `r` elements, those without data included.
+  /// Number of `r` elements, including those without data.
   [[nodiscard]] std::size_t size() const { return frames_.size(); }
 
-  /// The frames from an index on as far as they are siblings, since no message continues in another
+  /// The frames from an index on, as far as they are siblings: no message continues in another
   /// exchange.
   class From;
 
@@ -32,7 +32,7 @@ class ReceivedFrames {
   };
 
   void Add(const ChildText& data);
-  /// Nothing and errors as `ReplyFrames::Next` has them.
+  /// The same results and errors as `ReplyFrames::Next`.
   [[nodiscard]] std::optional<ByteView> At(std::size_t index) const;
 
   Bytes bytes_;

@@ -13,7 +13,7 @@ namespace quillmark {
 
 namespace {
 
-/// The message that starts in the frame `first`, of which `frames` gives what follows.
+/// The message that starts in the frame `first`; `frames` has the frames that follow it.
 std::optional<Bytes> ReadMessage(TransportForm form, ByteView first, ReplyFrames& frames) {
   switch (form) {
     case TransportForm::kKLine:

@@ -14,12 +14,12 @@
 namespace quillmark {
 
 /// The reply message whose first frame is `node` or follows it: service bytes, transport framing
-/// removed. Empty if there is no node or the frame has no data. Nothing in plain CAN form where the
+/// removed. Empty if there is no node or the frame has no data. Nothing if, in plain CAN form, the
 /// frame does not begin a message.
 ///
 /// Raises 91 if a frame is missing, 2000 if a further frame has no data, 2003 if a K-style message
-/// is cut short or has a wrong checksum, 9 if a plain CAN frame ends too early, 13 if the data is
-/// not hex.
+/// is cut off or has a wrong checksum, 9 if a plain CAN frame ends too early, 13 if the data is not
+/// hex.
 [[nodiscard]] std::optional<Bytes> ReadReply(TransportForm form,
                                              const std::shared_ptr<IXMLDOMNode>& node);
 
@@ -27,8 +27,8 @@ namespace quillmark {
 /// if it has none.
 [[nodiscard]] std::optional<Bytes> ReadReceivedReply(TransportForm form, ReplyFrames& frames);
 
-/// The message that starts in the `r` element with `index`, counted from 0, of the form's exchange;
-/// used at once, and so 91 where that frame does not begin a message.
+/// The message that starts in the `r` element with `index`, counted from 0, of the exchange. Raises
+/// 91 if that frame does not begin a message.
 [[nodiscard]] Bytes ReadReplyAt(TransportForm form, const std::shared_ptr<DOMDocument>& root,
                                 std::size_t index);
 

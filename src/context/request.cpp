@@ -13,7 +13,7 @@
 namespace quillmark {
 namespace {
 
-/// The element that takes the steps, in a fresh copy of the template document.
+/// The element that holds the steps, in a new copy of the template document.
 std::shared_ptr<IXMLDOMElement> NewRequestElement(const Context& context) {
   const auto document = NotNull(context.RequestTemplate().cloneNode(true));
   return NotNull(std::dynamic_pointer_cast<IXMLDOMElement>(

@@ -10,8 +10,8 @@
 
 namespace quillmark {
 
-/// One request document under construction. What it leaves in the context's frame buffers takes
-/// effect with `Finish`, so that a request which fails half-way has changed nothing.
+/// One request document under construction. What it leaves in the frame buffers of the context
+/// takes effect with `Finish`, so a request that fails half-way changes nothing.
 ///
 ///     Request request(context);
 ///     request.AddStep(Octets(0x3E), Octets(0x7E), 1);
@@ -22,17 +22,17 @@ class Request {
   explicit Request(Context& context);
 
   /// Appends the frames of the service bytes `request` and those of its reply: `reply_length`
-  /// bytes, service identifier included, which begin with `expected`. Raises 1000 if a length does
-  /// not fit the transport form or the prefix is longer than the reply.
+  /// bytes, including the service identifier, that begin with `expected`. Raises 1000 if a length
+  /// does not fit the transport form or the prefix is longer than the reply.
   void AddStep(ByteView request, ByteView expected, std::int32_t reply_length);
 
   /// K line wake-up: a break and a wait, both of `milliseconds`.
   void AddWakeUp(std::int32_t milliseconds);
 
-  /// The document under construction; its steps are complete with `Finish` only.
+  /// The document under construction; its steps are complete only after `Finish`.
   [[nodiscard]] DOMDocument& Document() const { return *document_; }
 
-  /// Closes the document with a line end and hands it over.
+  /// Completes the document with a line end and returns it.
   [[nodiscard]] std::shared_ptr<DOMDocument> Finish();
 
  private:

@@ -10,10 +10,10 @@
 
 namespace quillmark {
 
-/// Selects the element that takes the steps: "/k" in K line form, otherwise "/can/x".
+/// Selects the element that holds the steps: "/k" in K line form, otherwise "/can/x".
 [[nodiscard]] std::string_view RequestPath(TransportForm form);
 
-/// The request document without steps of which every request of a configuration is a copy.
+/// The request document without steps from which every request of a configuration is copied.
 [[nodiscard]] std::shared_ptr<DOMDocument> BuildRequestTemplate(Platform& platform,
                                                                 const Addressing& addressing,
                                                                 bool free_threaded);

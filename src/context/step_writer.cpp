@@ -4,7 +4,7 @@
 namespace quillmark {
 namespace {
 
-/// Digits of a row that is long enough.
+/// Digits from which on a row is appended.
 constexpr std::size_t kRowSize = 8192;
 
 }  // namespace
@@ -37,7 +37,7 @@ void StepWriter::Add(const Leaf& step, ByteView frame) {
 }
 
 void StepWriter::Close(const Leaf& step, std::size_t text_size) {
-  // Of the text the size alone counts until the row is complete: `texts_` may still move.
+  // Only the size of the text matters until the row is complete: `texts_` may still move.
   row_.push_back({step.name, step.child, {texts_.data(), text_size}});
   if (texts_.size() >= kRowSize) {
     Flush();

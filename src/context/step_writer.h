@@ -12,9 +12,9 @@
 
 namespace quillmark {
 
-/// Appends the steps of an exchange to a request element. Steps are gathered and appended a row at
-/// a time, which a platform can do in a quarter of the instructions; the element has all of them
-/// after `Flush`.
+/// Appends the steps of an exchange to a request element. Steps are collected and appended a row at
+/// a time, which takes a platform a quarter of the instructions; the element has all of them after
+/// `Flush`.
 class StepWriter {
  public:
   /// `separation_time` in milliseconds.
@@ -25,18 +25,18 @@ class StepWriter {
   void Send(std::string_view frame_hex) { Add(kSend, frame_hex); }
   void Send(ByteView frame) { Add(kSend, frame); }
 
-  /// Receive a frame that begins with this; empty accepts any.
+  /// Receive a frame that begins with this; empty matches any frame.
   void Receive(std::string_view prefix_hex) { Add(kReceive, prefix_hex); }
   void Receive(ByteView prefix) { Add(kReceive, prefix); }
 
-  /// Wait for the separation time; no step where it is 0.
+  /// Wait for the separation time; no step if it is 0.
   void WaitSeparationTime();
 
-  /// Appends the steps that were gathered.
+  /// Appends the steps collected so far.
   void Flush();
 
  private:
-  /// What a step is, but for its text.
+  /// A step without its text.
   static constexpr Leaf kSend{"s", "d", {}};
   static constexpr Leaf kReceive{"r", "c", {}};
   static constexpr Leaf kWait{"w", {}, {}};
@@ -48,7 +48,7 @@ class StepWriter {
   IXMLDOMElement& element_;
   std::int32_t separation_time_;
   std::string texts_;
-  std::vector<Leaf> row_;  ///< the texts lie in `texts_`, side by side
+  std::vector<Leaf> row_;  ///< the texts are in `texts_`, one after the other
 };
 
 }  // namespace quillmark

@@ -21,7 +21,7 @@ constexpr std::int32_t kReplyLength = 3;
 constexpr std::string_view kEraseRunning = "718101";
 constexpr std::string_view kEraseFinished = "718102";
 
-/// Asks for the status of a routine; the reply that ends the polling is the expected one.
+/// Asks for the status of a routine. D19.
 std::shared_ptr<DOMDocument> StatusRequest(Context& context, std::uint8_t routine) {
   return SingleStepRequest(context, Octets(0x31, routine, 0x01),
                            Octets(kRoutineReply, routine, kFinished), kReplyLength);

@@ -8,7 +8,7 @@
 #include "quillmark/dom.h"
 
 /// Local routines (service 0x31): starting and polling the erase and numbered routines. A positive
-/// reply is 0x71, the local identifier, and a status: 0x01 while it runs, 0x02 once it has
+/// reply is 0x71, the local identifier, and a status: 0x01 while it is running, 0x02 once it has
 /// finished.
 namespace quillmark::services {
 

@@ -30,8 +30,8 @@ EntryPaths KLinePaths(std::size_t entry) {
           Indexed(can_path, index + 1)};
 }
 
-/// Each 26-byte reply takes four `r` elements, so an entry takes eight. In plain CAN form the reply
-/// to the second session request stands between the identification and the entries.
+/// Each 26-byte reply takes four `r` elements, so an entry takes eight. In plain CAN form, the
+/// reply to the second session request is between the identification and the entries.
 EntryPaths CANPaths(std::size_t entry, bool gateway_form) {
   const std::string path = ReplyPath(TransportForm::kPlainCan);
   const std::size_t history = (gateway_form ? 5 : 6) + 8 * entry;
@@ -45,8 +45,8 @@ EntryPaths PathsOf(std::size_t entry, const Addressing& addressing) {
   return CANPaths(entry, addressing.gateway_form);
 }
 
-/// Stores the record that starts at `path`; false, and nothing stored, where the reply there has
-/// not the length of a record.
+/// Stores the record that starts at `path`. Returns false, and stores nothing, if the reply does
+/// not have the length of a record.
 bool ReadRecord(const Context& context, const std::shared_ptr<DOMDocument>& root,
                 const std::string& path, std::shared_ptr<ByteString>& record) {
   const Bytes reply = ReadReplyAtPath(context.Form(), root, path);

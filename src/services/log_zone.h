@@ -13,7 +13,7 @@ namespace quillmark::services {
 [[nodiscard]] std::shared_ptr<DOMDocument> writelogzone(Context& context,
                                                         const std::shared_ptr<ByteString>& Histo);
 
-/// The reply bytes are not looked at: the host has compared them and marks a failure.
+/// D18.
 void checkwritelogzone(const std::shared_ptr<DOMDocument>& root);
 
 }  // namespace quillmark::services

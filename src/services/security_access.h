@@ -7,7 +7,7 @@
 #include "quillmark/byte_string.h"
 #include "quillmark/dom.h"
 
-/// Security access (service 0x27): the ECU gives a seed, the host computes the key from it.
+/// Security access (service 0x27): the ECU sends a seed, from which the host computes the key.
 namespace quillmark::services {
 
 [[nodiscard]] std::shared_ptr<DOMDocument> readseed(Context& context);

@@ -15,7 +15,8 @@ namespace {
 constexpr std::int32_t kWakeUpTime = 25;
 
 /// The records of the history in the order in which they are read: the first two entries, then the
-/// others from the latest on; of each entry the history record and the reprogramming record.
+/// others, starting with the latest; for each entry the history record and the reprogramming
+/// record.
 constexpr std::array<std::uint8_t, 16> kHistoryIdentifiers = {
     0xF0, 0xF1, 0xFE, 0xFF, 0xFC, 0xFD, 0xFA, 0xFB, 0xF8, 0xF9, 0xF6, 0xF7, 0xF4, 0xF5, 0xF2, 0xF3};
 constexpr std::uint8_t kIdentification = 0x80;

@@ -25,7 +25,7 @@ constexpr std::size_t kHeaderLength = 6;
 constexpr std::size_t kMaxDataLength = 255;
 constexpr std::size_t kChecksumLength = 2;
 
-/// The request blocks of one run; its objects are made once and reused for every block.
+/// The request blocks of one run; its objects are created once and reused for every block.
 ///
 ///     34 | RL | address (3) | n | n data bytes | checksum (2)
 class BlockBuilder {
@@ -41,8 +41,8 @@ class BlockBuilder {
     const ByteView bytes = WithoutChecksum(address, data);
     block_->SetBytes(bytes);
     if (bytes.size() != size_) {
-      // Almost all blocks have one length, and so the view of the block before is good for the
-      // next.
+      // Almost all blocks have the same length, so the view of the previous block can be used for
+      // the next.
       summed_ = NotNull(block_->Mid(1, static_cast<std::int32_t>(bytes.size() - kChecksumLength)));
       size_ = bytes.size();
     }
@@ -53,7 +53,7 @@ class BlockBuilder {
   }
 
  private:
-  /// The block, zero where its checksum will be.
+  /// The block, with zeros where the checksum will be.
   ByteView WithoutChecksum(std::int32_t address, ByteView data) {
     const auto [high, middle, low] = AddressBytes(address);
     const std::array<std::uint8_t, kHeaderLength> header = {
@@ -72,7 +72,7 @@ class BlockBuilder {
   std::array<std::uint8_t, kHeaderLength + kMaxDataLength + kChecksumLength> bytes_{};
 };
 
-/// Adds the blocks of a segment, which holds `bytes`. False where the client wants no more.
+/// Adds the blocks of a segment, which holds `bytes`. False if the client wants no more.
 bool StreamBlocks(const ByteString& segment, ByteView bytes, const CutRule& rule,
                   BlockBuilder& blocks, PieceStream& stream) {
   const std::int64_t start = segment.StartAddress();

@@ -10,8 +10,8 @@ namespace quillmark::transfer {
 /// Raises 1000 "Invalid block size (…)" outside 1..255: the length of a block is one byte.
 void RequireBlockSize(std::int32_t MaxSize);
 
-/// Cuts the image of `parameters` into download requests and streams them to `client`. Takes the
-/// image document over, so that its memory is free once the image is rebuilt.
+/// Cuts the image of `parameters` into download requests and streams them to `client`. Takes
+/// ownership of the image document, so that its memory is released once the image is rebuilt.
 void RunDownload(Context& context, TransferParameters& parameters, XMLDocClient& client);
 
 }  // namespace quillmark::transfer

@@ -42,7 +42,7 @@ bool PieceStream::Deliver() {
   Require(document_->Document().documentElement())
       .setAttribute("totalbytes", std::to_string(covered_));
   const auto document = document_->Finish();
-  // The document is the client's from here on; nothing of it stays behind in this thread.
+  // From here on the document belongs to the client; this thread keeps nothing of it.
   document_.reset();
   return client_.XMLReady(document);
 }

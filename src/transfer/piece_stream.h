@@ -10,8 +10,7 @@
 
 namespace quillmark::transfer {
 
-/// The documents of one run on their way to the client. A document is delivered after the request
-/// that brings its data to 32768 bytes; the last one is always delivered, even without a request.
+/// The documents of one run on their way to the client. D28.
 class PieceStream {
  public:
   PieceStream(Context& context, XMLDocClient& client)
@@ -20,8 +19,8 @@ class PieceStream {
   /// Counts bytes that the transfer covers without a request for them.
   void Skip(std::int32_t count);
 
-  /// Adds a request that transfers `count` bytes. False where the client wants no more: the run
-  /// then ends at once.
+  /// Adds a request that transfers `count` bytes. False if the client wants no more: the run then
+  /// ends at once.
   [[nodiscard]] bool Add(ByteView request, ByteView expected, std::int32_t reply_length,
                          std::int32_t count);
 

@@ -11,7 +11,7 @@ namespace quillmark::transfer {
 /// How a download is cut.
 struct CutRule {
   std::uint8_t fill_byte;
-  std::int32_t alignment;  ///< `IMod`: fill bytes are left out in whole units of this many
+  std::int32_t alignment;  ///< `IMod`: fill bytes are left out in whole units of this size
   std::int32_t max_size;   ///< `MaxSize`: data bytes of a block, 1..255
 };
 
@@ -30,8 +30,8 @@ class SegmentCutter {
         address_(segment.StartAddress()),
         end_(segment.EndAddress()) {}
 
-  /// The next piece; nothing at the segment's end. Raises 11 for an alignment of 0, 9 if the
-  /// segment cannot tell its fill run, 6 if an address leaves the signed 32-bit range.
+  /// The next piece; nothing at the segment's end. Raises 11 for an alignment of 0, 9 if
+  /// `FillRunLength` of the segment fails, 6 if an address leaves the signed 32-bit range.
   [[nodiscard]] std::optional<Cut> Next();
 
  private:

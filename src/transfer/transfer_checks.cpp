@@ -16,7 +16,7 @@
 namespace quillmark::transfer {
 namespace {
 
-/// What the replies of an upload bring: 75 | RL | address (3) | n | n data bytes | checksum (2).
+/// The data of upload replies: 75 | RL | address (3) | n | n data bytes | checksum (2).
 class UploadedData {
  public:
   void Add(ByteView reply) {
@@ -27,7 +27,7 @@ class UploadedData {
     blocks_.push_back({address, count});
   }
 
-  /// Adds a segment for each reply; one string is filled anew for all of them.
+  /// Adds a segment for each reply, reusing one string for all of them.
   void StoreInto(MemoryImage& image, Platform& platform) const {
     const auto segment = NotNull(platform.CreateByteString());
     ByteView rest = bytes_;
@@ -49,9 +49,10 @@ class UploadedData {
   std::vector<Block> blocks_;
 };
 
-/// How far the next reply is. In gateway form a reply's own frames and the acknowledgement of
-/// the next request are passed over. Elsewhere every `r` is looked at: in plain CAN form what does
-/// not begin a message belongs to the reply before it, and on a K line a message is one frame.
+/// The distance to the next reply. In gateway form, the frames of the reply itself and the
+/// acknowledgement of the next request are skipped. In the other forms every `r` is read: in plain
+/// CAN form, a frame that does not begin a message belongs to the previous reply, and on a K line a
+/// message is one frame.
 std::size_t StrideTo(TransportForm form, const std::optional<Bytes>& reply) {
   if (form == TransportForm::kGateway && reply) {
     return (reply->size() + 4) / 8 + 2;

@@ -7,13 +7,13 @@
 #include "quillmark/dom.h"
 #include "quillmark/memory_image.h"
 
-/// Checks of run transfer documents, on the host's thread.
+/// Checks of transfer documents after their run, on the host's thread.
 namespace quillmark::transfer {
 
-/// The reply bytes are not looked at: the host has compared them and marks a failure.
+/// D18.
 void checkdownload(const std::shared_ptr<DOMDocument>& root);
 
-/// Adds one segment a reply to `Image`, all or none.
+/// Adds one segment per reply to `Image`, all or none. D23.
 void checkupload(const Context& context, const std::shared_ptr<DOMDocument>& root,
                  const std::shared_ptr<MemoryImage>& Image);
 

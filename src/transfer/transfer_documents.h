@@ -9,7 +9,7 @@
 #include "quillmark/memory_map.h"
 #include "quillmark/platform.h"
 
-/// The documents in which a memory image or map crosses to the worker's thread: a root with one
+/// The documents in which a memory image or map is passed to the worker's thread: a root with one
 /// `segment` element per segment or range.
 ///
 ///     <image><segment at="256">0011…</segment>…</image>

@@ -22,9 +22,9 @@ struct TransferParameters {
   std::int32_t STMin = 0;
 };
 
-/// The Long, Byte or document at an index. A Long that is wanted as a Byte is converted. Raises 9
-/// for a missing parameter, 13 for one of the wrong kind, 6 for a value that does not fit, 91 for
-/// no document.
+/// The Long, Byte or document at an index. A Long is converted if a Byte is requested. Raises 9 for
+/// a missing parameter, 13 for one of the wrong kind, 6 for a value that does not fit, 91 for no
+/// document.
 [[nodiscard]] std::int32_t LongParameter(ParameterList parameters, std::size_t index);
 [[nodiscard]] std::uint8_t ByteParameter(ParameterList parameters, std::size_t index);
 [[nodiscard]] std::shared_ptr<DOMDocument> DocumentParameter(ParameterList parameters,

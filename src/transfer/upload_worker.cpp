@@ -15,7 +15,7 @@ namespace quillmark::transfer {
 namespace {
 
 constexpr std::int32_t kMaxRequestSize = 48;
-/// What a reply adds to its data: 6 header bytes and a 2-byte checksum.
+/// What a reply has in addition to its data: 6 header bytes and a 2-byte checksum.
 constexpr std::int32_t kReplyOverhead = 8;
 
 /// Adds the request for `count` bytes from `address`. Its second byte: D8.
@@ -27,7 +27,7 @@ bool AddRequest(PieceStream& stream, std::uint8_t RL, std::int32_t address, std:
   return stream.Add(request, expected, count + kReplyOverhead, count);
 }
 
-/// False where the client wants no more.
+/// False if the client wants no more.
 bool StreamRange(const MemoryRange& range, std::uint8_t RL, PieceStream& stream) {
   std::int32_t address = range.Start();
   std::int32_t remaining = range.Count();

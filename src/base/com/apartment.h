@@ -8,10 +8,10 @@
 namespace quillmark::com {
 
 /// This thread's membership in an apartment: COINIT_APARTMENTTHREADED or COINIT_MULTITHREADED.
-/// Everything of COM that the thread holds has to end before it.
+/// Every COM reference of the thread must be released before it ends.
 class Apartment {
  public:
-  /// Raises what the apartment cannot be entered with.
+  /// Raises the failure if the apartment cannot be entered.
   explicit Apartment(COINIT kind) { Require(CoInitializeEx(nullptr, kind)); }
   Apartment(const Apartment&) = delete;
   Apartment& operator=(const Apartment&) = delete;

@@ -11,11 +11,11 @@
 
 namespace quillmark::com {
 
-/// What a caller of `Invoke` must pass: E_INVALIDARG if arguments or their names are missing,
-/// DISP_E_BADPARAMCOUNT if more are named than there are.
+/// Checks what a caller of `Invoke` must pass: E_INVALIDARG if arguments or their names are
+/// missing, DISP_E_BADPARAMCOUNT if more are named than there are.
 [[nodiscard]] HRESULT CheckParameters(const DISPPARAMS* parameters);
 
-/// What a caller of `GetIDsOfNames` must pass: E_INVALIDARG if something is missing.
+/// Checks what a caller of `GetIDsOfNames` must pass: E_INVALIDARG if something is missing.
 [[nodiscard]] HRESULT CheckNames(const LPOLESTR* names, UINT count, const DISPID* ids);
 
 /// The arguments of one call, counted from 0 on the left; the new value of a property is the last.
@@ -28,7 +28,7 @@ class Arguments {
   [[nodiscard]] std::int32_t Long(std::size_t index) const;
   [[nodiscard]] std::uint8_t Byte(std::size_t index) const;
   [[nodiscard]] Bstr Text(std::size_t index) const;
-  /// Raises 13 for what is not an object and for Nothing.
+  /// Raises 13 for Nothing and for anything that is not an object.
   [[nodiscard]] ComPtr<IDispatch> Object(std::size_t index) const;
 
  private:

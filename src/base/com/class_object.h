@@ -7,7 +7,7 @@
 
 namespace quillmark::com {
 
-/// Makes objects of one class. `create` gives a new object with one reference, or raises.
+/// Makes objects of one class. `create` returns a new object with one reference, or raises.
 class ClassObject final : public Unknown<IClassFactory> {
  public:
   using Create = IUnknown* (*)();

@@ -7,12 +7,12 @@
 
 namespace quillmark::com {
 
-/// One reference on a COM object, or none.
+/// A reference to a COM object, or none.
 template <typename Interface>
 class ComPtr {
  public:
   ComPtr() = default;
-  /// Takes a reference of its own.
+  /// Adds a reference.
   explicit ComPtr(Interface* object) : object_(object) { AddRef(); }
   ComPtr(const ComPtr& other) : object_(other.object_) { AddRef(); }
   ComPtr(ComPtr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
@@ -34,7 +34,7 @@ class ComPtr {
   Interface& operator*() const { return *object_; }
   explicit operator bool() const { return object_ != nullptr; }
 
-  /// Where a function is to store a reference; what was held before is released.
+  /// Storage for a function that returns a reference; the previous one is released.
   [[nodiscard]] Interface** Put() {
     Release();
     object_ = nullptr;
@@ -42,7 +42,7 @@ class ComPtr {
   }
   [[nodiscard]] void** PutVoid() { return reinterpret_cast<void**>(Put()); }
 
-  /// Hands the reference to the caller.
+  /// Passes the reference to the caller.
   [[nodiscard]] Interface* Detach() { return std::exchange(object_, nullptr); }
 
   /// The same object by another interface; none if it lacks it.
@@ -70,7 +70,7 @@ class ComPtr {
   Interface* object_ = nullptr;
 };
 
-/// A reference of the caller's own on `object`.
+/// A new reference to `object`, for the caller.
 template <typename Interface>
 [[nodiscard]] ComPtr<Interface> Share(Interface* object) {
   return ComPtr<Interface>(object);

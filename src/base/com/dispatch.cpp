@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::int32_t kUnknownMember = 438;
 
-// `Invoke` takes the last argument first. The copies are flat: nothing of them is changed or freed.
+// `Invoke` takes the last argument first. The copies are shallow: they are neither changed nor
+// freed.
 std::vector<VARIANT> Reversed(std::initializer_list<const VARIANT*> arguments) {
   std::vector<VARIANT> reversed(arguments.size());
   std::transform(arguments.begin(), arguments.end(), reversed.rbegin(),

@@ -10,13 +10,13 @@
 
 namespace quillmark::com {
 
-/// The identifier of a member. Raises 438 with a text that names it if the object has no such
-/// member, otherwise what the object fails with.
+/// The identifier of a member. Raises 438, with a text that names the member, if the object has
+/// none of that name, otherwise the failure of the object.
 [[nodiscard]] DISPID MemberOf(IDispatch& object, std::wstring_view name);
 
-/// Calls a method or reads a property; which of both a member is, is its server's choice. The
-/// arguments stand as declared and are only read. Raises the number and description of the object's
-/// exception, or the failure itself.
+/// Calls a method or reads a property: which of the two a member is, its server decides. The
+/// arguments are in declaration order and are only read. Raises the number and description of the
+/// object's exception, or the failure itself.
 Variant Call(IDispatch& object, DISPID member,
              std::initializer_list<const VARIANT*> arguments = {});
 

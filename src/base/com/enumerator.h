@@ -14,7 +14,7 @@
 namespace quillmark::com {
 
 /// A COM enumerator over a fixed list. `Policy` has `Item`, which owns what it holds, `Raw`, what
-/// the enumerator gives, and `Raw Copy(const Item&)`, which the caller then owns.
+/// the enumerator returns, and `Raw Copy(const Item&)`, which the caller then owns.
 template <typename Interface, typename Policy>
 class Enumerator final : public Unknown<Interface> {
  public:

@@ -26,7 +26,7 @@ HRESULT Report(const Error& error) noexcept {
   try {
     SetErrorInfo(0, NewErrorInfo(error).get());
   } catch (...) {
-    // Without memory for its text, the status alone has to do.
+    // Without memory for its text, only the status is left.
     SetErrorInfo(0, nullptr);
   }
   return status;

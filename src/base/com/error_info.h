@@ -9,15 +9,15 @@
 
 namespace quillmark::com {
 
-/// Leaves `error` with its description, and without a source, where the thread's caller looks for
-/// it, and returns the status that stands for its number.
+/// Stores `error`, with its description and without a source, for the caller of this thread, and
+/// returns the status for its number.
 [[nodiscard]] HRESULT Report(const Error& error) noexcept;
 
 /// The same for the C++ exception in flight.
 [[nodiscard]] HRESULT ReportCurrent() noexcept;
 
-/// What a member that failed with `status` has left for its caller, as the error to be raised; the
-/// description is the default one where it left none.
+/// The error that a member which failed with `status` has stored for its caller, with the default
+/// description if it stored none.
 [[nodiscard]] Error ReportedError(HRESULT status);
 
 /// Runs the body of an entry point, which no exception may leave.

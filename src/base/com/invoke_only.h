@@ -7,7 +7,7 @@
 
 namespace quillmark::com {
 
-/// An object that is called by the identifiers of its members alone, as the sink of an event is.
+/// An object whose members are called by their identifiers only, such as the sink of an event.
 class InvokeOnly : public Unknown<IDispatch> {
  public:
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {

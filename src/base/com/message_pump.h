@@ -5,8 +5,8 @@
 
 namespace quillmark::com {
 
-/// Waits, and dispatches the messages of this thread meanwhile: calls that other apartments make
-/// into this one arrive as such.
+/// Waits, and meanwhile dispatches the messages of this thread: calls from other apartments arrive
+/// as messages.
 void PumpFor(std::chrono::milliseconds time);
 
 }  // namespace quillmark::com

@@ -35,7 +35,7 @@ std::vector<Entry> EntriesOf(const std::wstring& module, const RegisteredClass& 
   return entries;
 }
 
-/// What the system says of a failure, without the full stop and line end behind it.
+/// The system's text for a failure, without the full stop and line end after it.
 std::string ReasonOf(LSTATUS status) {
   wchar_t* text = nullptr;
   const DWORD length = FormatMessageW(
@@ -61,7 +61,7 @@ void Write(Registry& registry, const Entry& entry) {
   }
 }
 
-/// Removes every key that it may, and then raises what it could not.
+/// Removes all keys that it can, and then raises the first failure.
 class Removal {
  public:
   explicit Removal(Registry& registry) : registry_(registry) {}

@@ -19,17 +19,17 @@ struct RegisteredClass {
   GUID type_library = GUID_NULL;
 };
 
-/// Writes the classes of the server in the file `module` into the registry, threading model Both;
-/// over what is there already. Where the registry refuses, nothing of it is left, and the error,
-/// its status as number, names the key and says why.
+/// Writes the classes of the server in the file `module` into the registry, with the threading
+/// model Both, overwriting earlier entries. If the registry refuses, nothing is left behind, and
+/// the error, whose number is the status, names the key and the reason.
 void Register(Registry& registry, const std::wstring& module,
               std::span<const RegisteredClass> classes);
 
-/// Removes all that `Register` wrote, and what of it is there. Goes on after a failure, and raises
-/// the first.
+/// Removes what `Register` wrote, as far as it is there. Continues after a failure, and raises the
+/// first.
 void Unregister(Registry& registry, std::span<const RegisteredClass> classes);
 
-/// The file that a loaded module came from. Raises 7 out of memory.
+/// The file of a loaded module. Raises 7 if out of memory.
 [[nodiscard]] std::wstring FileOf(HMODULE module);
 
 /// "{xxxxxxxx-…}".

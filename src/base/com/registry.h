@@ -15,11 +15,11 @@ class Registry {
   Registry& operator=(const Registry&) = delete;
   virtual ~Registry() = default;
 
-  /// Sets a value of a key, which is made where it does not exist; `name` null is its default
+  /// Sets a value of a key, which is created if it does not exist. A null `name` means the default
   /// value.
   [[nodiscard]] virtual LSTATUS Write(const std::wstring& key, const wchar_t* name,
                                       const std::wstring& value) = 0;
-  /// Removes a key and everything under it; one that is not there is removed already.
+  /// Removes a key and everything below it. A missing key is not an error.
   [[nodiscard]] virtual LSTATUS Remove(const std::wstring& key) = 0;
 };
 

@@ -17,15 +17,15 @@ namespace quillmark::com {
 struct Member {
   std::wstring_view name;
   DISPID id;
-  /// Without the new value where a property is set.
+  /// Not counting the new value when a property is set.
   std::size_t arguments = 0;
   bool settable = false;
-  /// How many more a call may have.
+  /// How many further ones a call may have.
   std::size_t optional_arguments = 0;
 };
 
-/// A class by its members' names: the dispatch interface of every object here. What a member raises
-/// becomes the exception of its call, with number and description.
+/// A class by its members' names: the dispatch interface of every object here. An error of a member
+/// becomes the exception of the call, with number and description.
 class Scriptable : public Unknown<IDispatch> {
  public:
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;

@@ -13,7 +13,7 @@ namespace quillmark::com {
 /// Run-time errors travel as 0x800A0000 + number; any other failure is its own number.
 inline constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
 
-/// The status that stands for an error's number; E_FAIL for one that no status can carry.
+/// The status for the number of an error; E_FAIL for a number that no status can carry.
 [[nodiscard]] constexpr HRESULT StatusOf(std::int32_t number) {
   if (number > 0 && number <= 0xFFFF) {
     return static_cast<HRESULT>(kRunTimeErrors + static_cast<std::uint32_t>(number));
@@ -21,7 +21,7 @@ inline constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
   return number < 0 ? static_cast<HRESULT>(number) : E_FAIL;
 }
 
-/// The number that a failed status stands for.
+/// The error number for a failed status.
 [[nodiscard]] constexpr std::int32_t NumberOf(HRESULT status) {
   const auto code = static_cast<std::uint32_t>(status);
   const std::uint32_t number = code & 0xFFFFU;
@@ -36,8 +36,8 @@ inline void Require(HRESULT status) {
   }
 }
 
-/// What `IDispatch::Invoke` failed with, as the error to be raised: the number and description of
-/// the object's exception, or the failure itself. Takes over the texts of `exception`.
+/// The failure of `IDispatch::Invoke`, as the error to be raised: the number and description of the
+/// object's exception, or the failure itself. Takes over the texts of `exception`.
 [[nodiscard]] Error ErrorOf(HRESULT status, EXCEPINFO& exception);
 
 /// The C++ exception in flight as an error.

@@ -9,12 +9,12 @@
 
 namespace quillmark::com {
 
-/// UTF-8 as UTF-16 and back; what is not well-formed becomes U+FFFD. Raise 7 out of memory and 6
-/// for a text that is too long for the conversion.
+/// UTF-8 as UTF-16 and back; what is not well-formed becomes U+FFFD. Raise 7 if out of memory, and
+/// 6 for a text that is too long for the conversion.
 [[nodiscard]] std::wstring Utf16Of(std::string_view utf8);
 [[nodiscard]] std::string Utf8Of(std::wstring_view utf16);
 
-/// The text of a BSTR, which may be null and may hold zeros.
+/// The text of a BSTR, which may be null and may contain zeros.
 [[nodiscard]] inline std::wstring_view View(BSTR text) {
   return text == nullptr ? std::wstring_view() : std::wstring_view(text, SysStringLen(text));
 }
@@ -23,9 +23,9 @@ namespace quillmark::com {
 class Bstr {
  public:
   Bstr() = default;
-  /// Raises 7 out of memory.
+  /// Raises 7 if out of memory.
   explicit Bstr(std::wstring_view text);
-  /// The same of a UTF-8 text.
+  /// The same from UTF-8 text.
   explicit Bstr(std::string_view utf8) : Bstr(std::wstring_view(Utf16Of(utf8))) {}
   Bstr(const Bstr&) = delete;
   Bstr(Bstr&& other) noexcept : text_(other.Detach()) {}
@@ -40,12 +40,12 @@ class Bstr {
   [[nodiscard]] std::wstring_view view() const { return View(text_); }
   [[nodiscard]] std::string utf8() const { return Utf8Of(view()); }
 
-  /// Where a function is to store a text; what was held before is freed.
+  /// Storage for a function that returns a text; the previous one is freed.
   [[nodiscard]] BSTR* Put() {
     SysFreeString(std::exchange(text_, nullptr));
     return &text_;
   }
-  /// Hands the text to the caller.
+  /// Passes the text to the caller.
   [[nodiscard]] BSTR Detach() { return std::exchange(text_, nullptr); }
 
  private:

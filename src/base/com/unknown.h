@@ -10,7 +10,7 @@ namespace quillmark::com {
 /// Objects and locks of this module that keep it loaded.
 inline std::atomic<long> module_uses = 0;
 
-/// Counts the references on an object, which begin at one, and keeps the module loaded meanwhile.
+/// Counts the references to an object, starting at one, and keeps the module loaded meanwhile.
 class ReferenceCount {
  public:
   ReferenceCount() { ++module_uses; }
@@ -25,8 +25,8 @@ class ReferenceCount {
   std::atomic<ULONG> count_ = 1;
 };
 
-/// Counts references on an object that is implemented by `Interfaces`, the first of which is its
-/// identity; deletes it with the last one.
+/// Counts the references to an object that implements `Interfaces`, the first of which is its
+/// identity, and deletes it with the last one.
 template <typename First, typename... Others>
 class Unknown : public First, public Others... {
  public:
@@ -56,8 +56,8 @@ class Unknown : public First, public Others... {
   }
 
  protected:
-  /// The interface of that identifier, without a reference; null if there is none. A class that has
-  /// more than its base list says answers for that first.
+  /// The interface of that identifier, without a reference; null if there is none. A class with
+  /// further interfaces looks for those first.
   [[nodiscard]] virtual void* Find(REFIID iid) {
     if (iid == IID_IUnknown || iid == __uuidof(First)) {
       return static_cast<First*>(this);

@@ -6,7 +6,7 @@
 namespace quillmark::com {
 
 VARIANT& Follow(VARIANT& value) {
-  // Deeper than any language passes its variables on: what goes further is a circle.
+  // Deeper than any language nests references to variables: anything deeper is a cycle.
   constexpr int kDeepest = 64;
   VARIANT* end = &value;
   for (int level = 0; level < kDeepest; ++level) {
@@ -30,7 +30,7 @@ Variant ValueOf(VARIANT& value) {
 
 Variant ConvertedTo(VARTYPE type, const VARIANT& value) {
   Variant converted;
-  // Only read; not every header says so.
+  // Only read; not every header declares that.
   auto& source = Follow(const_cast<VARIANT&>(value));
   const HRESULT status = VariantChangeType(converted.Put(), &source, 0, type);
   switch (status) {

@@ -60,14 +60,14 @@ class Variant {
   [[nodiscard]] const VARIANT& get() const { return value_; }
   [[nodiscard]] VARTYPE type() const { return V_VT(&value_); }
 
-  /// Where a function is to store a value; what was held before is cleared.
+  /// Storage for a function that returns a value; the previous one is cleared.
   [[nodiscard]] VARIANT* Put() {
     VariantClear(&value_);
     return &value_;
   }
-  /// The value to be changed in place.
+  /// The value, to be changed in place.
   [[nodiscard]] VARIANT* InOut() { return &value_; }
-  /// Hands the value to the caller.
+  /// Passes the value to the caller.
   [[nodiscard]] VARIANT Detach() {
     const VARIANT value = value_;
     VariantInit(&value_);
@@ -78,14 +78,14 @@ class Variant {
   VARIANT value_;
 };
 
-/// The variable that `value` stands for: itself, or what it refers to through other variables.
+/// The variable that `value` represents: itself, or what it refers to through other variables.
 /// Raises 13 for a reference to nothing and for one that leads back to itself.
 [[nodiscard]] VARIANT& Follow(VARIANT& value);
 
 /// A copy of that variable's value. Raises 13 as `Follow` does.
 [[nodiscard]] Variant ValueOf(VARIANT& value);
 
-/// `value` converted as Automation does it, references followed. Raises 6 for a value out of range
+/// `value` converted as Automation does it, following references. Raises 6 for a value out of range
 /// and 13 for the wrong type.
 [[nodiscard]] Variant ConvertedTo(VARTYPE type, const VARIANT& value);
 

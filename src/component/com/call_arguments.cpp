@@ -44,7 +44,7 @@ class FunctionDescription {
   FUNCDESC* function_ = nullptr;
 };
 
-/// Which parameter an argument is for: named ones come first and say so, the others stand in
+/// The parameter that an argument is for: named arguments come first and say so, the others are in
 /// reverse order.
 std::size_t ParameterOf(const DISPPARAMS& given, std::size_t argument) {
   if (argument < given.cNamedArgs) {
@@ -96,8 +96,8 @@ bool RefersToSuch(VARTYPE declared, const VARIANT& variable) {
 
 }  // namespace
 
-/// One argument by reference: what the member works on, and the caller's variable that gets it.
-/// Both the member's array and its object begin as none, since the member only replaces them.
+/// One argument by reference: what the member works on, and the caller's variable that gets it. The
+/// member's array and its object are null at first, since the member only replaces them.
 class CallArguments::Reference {
  public:
   Reference(VARTYPE declared, VARIANT& given) : declared_(declared), variable_(com::Follow(given)) {
@@ -155,7 +155,7 @@ class CallArguments::Reference {
       StoreObjects(objects, element, V_ARRAY(&variable_));
       return;
     }
-    // Of the arrays that a variable can hold, a script indexes those of variables alone.
+    // Of the arrays that a variable can hold, a script can index only those of variables.
     SAFEARRAY* elements = nullptr;
     StoreObjects(objects, VT_VARIANT, elements);
     com::Variant array;

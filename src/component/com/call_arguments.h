@@ -20,17 +20,17 @@ class CallArguments {
   CallArguments& operator=(const CallArguments&) = delete;
   ~CallArguments();
 
-  /// What to call the member with.
+  /// The arguments for the member.
   [[nodiscard]] DISPPARAMS& Parameters() { return parameters_; }
 
-  /// Hands what the member has stored by reference to the caller's variables, and leaves them alone
-  /// where it has stored nothing at all. Raises 10 for an array that cannot take it.
+  /// Copies what the member has stored by reference to the caller's variables, and leaves them
+  /// unchanged if it has stored nothing. Raises 10 for an array that cannot hold it.
   void StoreResults() const;
 
  private:
   class Reference;
 
-  /// `given` as `declared`; the converted value lives as long as this object.
+  /// `given` converted to `declared`; the converted value lives as long as this object.
   [[nodiscard]] VARIANT Convert(const TYPEDESC& declared, VARIANT& given);
 
   DISPPARAMS parameters_;

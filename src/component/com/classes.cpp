@@ -78,7 +78,7 @@ void RegisterTypeLibrary(ITypeLib& library, std::wstring module) {
   }
 }
 
-/// One that is not registered is unregistered already. The last is Wine's answer.
+/// A class that is not registered counts as unregistered. The last status is that of Wine.
 bool SaysNotRegistered(HRESULT status) {
   return status == TYPE_E_REGISTRYACCESS || status == TYPE_E_LIBNOTREGISTERED ||
          status == E_INVALIDARG;
@@ -92,7 +92,8 @@ void UnregisterTypeLibrary(const LibraryAttributes& library) {
   }
 }
 
-/// Takes back what a registration that failed has written; its own failure is the one to tell of.
+/// Undoes what a failed registration has written; the failure of the registration is the one to
+/// report.
 void Withdraw(com::Registry& registry, std::span<const com::RegisteredClass> classes) {
   try {
     com::Unregister(registry, classes);

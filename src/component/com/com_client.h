@@ -11,7 +11,7 @@
 namespace quillmark {
 
 /// The client of a worker that a host's threading library runs, as the worker sees it: an object
-/// that has `IXMLDocClient`. Raises 13 for any other, Nothing included.
+/// with `IXMLDocClient`. Raises 13 for any other and for Nothing.
 [[nodiscard]] std::shared_ptr<XMLDocClient> WrapClient(IUnknown* client);
 
 }  // namespace quillmark

@@ -22,7 +22,7 @@ struct ConnectionPointPolicy {
   static Raw Copy(const Item& item) { return com::Share(item.get()).Detach(); }
 };
 
-/// The sink by its event interface; a scripted one may know the members and not the interface.
+/// The sink by its event interface; one of a script may know the members but not the interface.
 com::ComPtr<IDispatch> DispatchOf(IUnknown& sink) {
   com::ComPtr<IDispatch> dispatch;
   if (FAILED(sink.QueryInterface(__uuidof(_IDiagOnCANReprogEvents), dispatch.PutVoid())) &&

@@ -9,7 +9,7 @@
 namespace quillmark {
 
 /// The one connection point of an object, for the event interface of `DiagOnCANReprog`. It has its
-/// own identity, as COM wants it, and lives as long as its object.
+/// own identity, as COM demands, and lives as long as its object.
 class ConnectionPoint final : public IConnectionPoint {
  public:
   ConnectionPoint(IConnectionPointContainer& container, EventSinks& sinks)
@@ -34,7 +34,7 @@ class ConnectionPoint final : public IConnectionPoint {
   EventSinks& sinks_;
 };
 
-/// A list of that one connection point, as a container gives it.
+/// A list of that one connection point, as a container returns it.
 [[nodiscard]] HRESULT EnumerateConnectionPoint(IConnectionPoint& point,
                                                IEnumConnectionPoints** points) noexcept;
 

@@ -25,7 +25,7 @@ std::shared_ptr<ByteString> Bytes(IDispatch* object) {
   return windows::WrapByteString(com::Share(object));
 }
 
-/// Runs a member that gives an object.
+/// Runs a member that returns an object.
 template <typename Body>
 HRESULT GiveObject(IDispatch** result, Body body) noexcept {
   if (result == nullptr) {
@@ -35,7 +35,7 @@ HRESULT GiveObject(IDispatch** result, Body body) noexcept {
   return com::Guarded([&] { *result = windows::DispatchOf(body()).Detach(); });
 }
 
-/// Runs a member that gives a Boolean.
+/// Runs a member that returns a Boolean.
 template <typename Body>
 HRESULT GiveBoolean(VARIANT_BOOL* result, Body body) noexcept {
   if (result == nullptr) {
@@ -53,13 +53,13 @@ ObjectList ObjectsOf(const ByteStringArray& records) {
   return objects;
 }
 
-/// What `gethisto` gives by reference.
+/// What `gethisto` returns by reference.
 struct History {
   ByteStringArray histories;
   ByteStringArray reprograms;
   std::shared_ptr<ByteString> identification;
 
-  /// Leaves the caller's variables alone where the member has not come to its outputs.
+  /// Leaves the caller's variables unchanged if the member did not reach its outputs.
   void StoreInto(SAFEARRAY*& RepHisto, SAFEARRAY*& RepReprog, IDispatch*& RepIdent) const {
     if (histories.empty()) {
       return;
@@ -80,7 +80,7 @@ DiagOnCANReprogObject::DiagOnCANReprogObject(const std::shared_ptr<WindowsPlatfo
       connection_point_(*this, *sinks_) {
   IUnknown* const whole = static_cast<IDiagOnCANReprog*>(this);
   com::Require(CoCreateFreeThreadedMarshaler(whole, free_threaded_marshaler_.Put()));
-  // Asked while a transfer is started, by a caller who holds a reference.
+  // Called while a transfer is started, by a caller that holds a reference.
   platform->SetClientFace([whole](const std::shared_ptr<Object>&) { return com::Share(whole); });
   component_->OnXMLReady([sinks = sinks_](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
     sinks->Raise(windows::DispatchOf(node), cancel);

@@ -18,11 +18,11 @@ namespace quillmark {
 
 class WindowsPlatform;
 
-/// `DiagOnCANReprog` behind COM. What a member does stands in quillmark/diag_on_can_reprog.h; here
-/// its arguments cross over, and what it raises becomes a status with the description beside it.
+/// `DiagOnCANReprog` behind COM. quillmark/diag_on_can_reprog.h describes the members; here their
+/// arguments are converted, and an error becomes a status with its description.
 ///
-/// Threads: one at a time, as the component. The object belongs to no apartment, so that a worker
-/// raises the event on its own thread.
+/// Threads: one at a time, as the component. The object belongs to no apartment, so a worker raises
+/// the event on its own thread.
 class DiagOnCANReprogObject final
     : public Dual<IDiagOnCANReprog, com::Unknown<IDiagOnCANReprog, ::IThread, ISupportErrorInfo,
                                                  IProvideClassInfo2, IConnectionPointContainer>> {
@@ -79,7 +79,7 @@ class DiagOnCANReprogObject final
   void* Find(REFIID iid) override;
 
  private:
-  /// The callback of a worker. It is a part of its own, since its members have the identifiers of
+  /// The callback of a worker. It is a separate part, since its members have the identifiers of
   /// another dual interface.
   class Client final : public Dual<IXMLDocClient, InnerObject<IXMLDocClient>> {
    public:

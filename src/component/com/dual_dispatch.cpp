@@ -13,7 +13,7 @@
 namespace quillmark {
 namespace {
 
-/// Tells of an error that was found before or after the member itself ran.
+/// Reports an error that was found before or after the member itself ran.
 HRESULT Describe(const Error& error, EXCEPINFO* exception) {
   if (exception == nullptr) {
     return com::Report(error);
@@ -24,8 +24,8 @@ HRESULT Describe(const Error& error, EXCEPINFO* exception) {
   return DISP_E_EXCEPTION;
 }
 
-/// Stores them also after an error, since the member has stored what it had by then; the member's
-/// error is then the one to tell of.
+/// Stores them also after an error, since the member has stored what it had by then; the error of
+/// the member is then the one to report.
 HRESULT StoreResults(const CallArguments& arguments, HRESULT status) {
   try {
     arguments.StoreResults();

@@ -10,7 +10,7 @@ namespace quillmark {
 /// The four members of `IDispatch` for a dual interface, by its description in the type library.
 /// Arguments are converted to the declared types first, so that a Long or Byte out of range raises
 /// 6 and anything of the wrong kind 13, whatever the script passed; arrays and objects by reference
-/// may be given as variables of a script.
+/// may be variables of a script.
 class DualDispatch {
  public:
   explicit DualDispatch(REFIID iid);

@@ -28,7 +28,7 @@ bool HasNoSuchEvent(HRESULT status) {
   return status == DISP_E_MEMBERNOTFOUND || status == E_NOTIMPL;
 }
 
-/// Calls one sink; `cancel` goes there and back.
+/// Calls one sink; `cancel` is passed in both directions.
 void Call(IDispatch& sink, IDispatch* node, VARIANT_BOOL& cancel) {
   std::array<VARIANT, 2> arguments = {};
   V_VT(&arguments[0]) = VT_BYREF | VT_BOOL;
@@ -48,7 +48,7 @@ void Call(IDispatch& sink, IDispatch* node, VARIANT_BOOL& cancel) {
 
 }  // namespace
 
-/// One sink in the Global Interface Table, from which each apartment takes a pointer of its own.
+/// One sink in the Global Interface Table, from which each apartment gets its own pointer.
 class EventSinks::Sink {
  public:
   explicit Sink(IDispatch& sink) {
@@ -61,15 +61,15 @@ class EventSinks::Sink {
     try {
       GlobalInterfaceTable()->RevokeInterfaceFromGlobal(entry_);
     } catch (const Error&) {
-      // COM has ended in this process, and the table with it.
+      // COM has ended in this process, and so has the table.
       return;
     }
   }
 
   void Disconnect() { connected_ = false; }
 
-  /// The sink as seen from this thread's apartment; none once it is disconnected or its apartment
-  /// has ended.
+  /// The sink as seen from the apartment of this thread; null once it is disconnected or its
+  /// apartment has ended.
   [[nodiscard]] com::ComPtr<IDispatch> Get() const {
     com::ComPtr<IDispatch> sink;
     if (!connected_ || FAILED(GlobalInterfaceTable()->GetInterfaceFromGlobal(
@@ -95,7 +95,7 @@ DWORD EventSinks::Advise(IDispatch& sink) {
 }
 
 bool EventSinks::Unadvise(DWORD cookie) {
-  // Ends after the lock, since a sink that is released may call back.
+  // Destroyed after the lock is released, since a sink that is released may call back.
   std::shared_ptr<Sink> removed;
   const std::lock_guard lock(mutex_);
   const auto found = sinks_.find(cookie);

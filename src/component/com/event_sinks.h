@@ -13,9 +13,9 @@
 
 namespace quillmark {
 
-/// The sinks of one object's event `XMLReady`. A sink is called in its own apartment: one of the
-/// multithreaded apartment on the worker's thread itself, one of a single-threaded apartment on its
-/// thread, while its host pumps messages.
+/// The sinks of one object's event `XMLReady`. A sink is called in its own apartment: in the
+/// multithreaded apartment on the worker's thread, in a single-threaded apartment on its thread,
+/// while its host pumps messages.
 ///
 /// Threads: any; sinks come and go while a worker raises the event, and no lock is held during a
 /// call.
@@ -23,14 +23,14 @@ class EventSinks {
  public:
   using Connection = std::pair<DWORD, com::ComPtr<IDispatch>>;
 
-  /// Takes a sink in, on a thread of its apartment, and returns its cookie, which is never 0.
-  /// Raises what COM refuses it with.
+  /// Adds a sink, on a thread of its apartment, and returns its cookie, which is never 0. Raises
+  /// the failure if COM refuses it.
   [[nodiscard]] DWORD Advise(IDispatch& sink);
-  /// False if there is no such sink. A call that is on its way to it still arrives.
+  /// False if there is no such sink. A call that is under way still arrives.
   [[nodiscard]] bool Unadvise(DWORD cookie);
 
-  /// Raises the event with every sink in turn, which see the same `cancel`. A sink without the
-  /// event counts as none; once all are called, the first failure of one is raised.
+  /// Raises the event with every sink in turn; they share `cancel`. A sink without the event is
+  /// skipped. Once all have been called, the first failure is raised.
   void Raise(const com::ComPtr<IDispatch>& node, bool& cancel) const;
 
   /// The sinks, as seen from the calling thread's apartment.

@@ -5,8 +5,8 @@
 
 namespace quillmark {
 
-/// An interface that is implemented by a part of an object: identity and references are those of
-/// the whole.
+/// An interface that a part of an object implements: identity and references are those of the whole
+/// object.
 template <typename Interface>
 class InnerObject : public Interface {
  public:

@@ -13,7 +13,7 @@
 namespace quillmark {
 
 /// The parameter list of a host's threading library: an array of Longs, Bytes and documents, by
-/// value or by reference. Everything is copied out of it at once.
+/// value or by reference. All values are copied at once.
 class ThreadParameters {
  public:
   /// Raises 13 for an element of another kind and 6 for a number out of the range of a Long.
@@ -25,7 +25,7 @@ class ThreadParameters {
  private:
   using Value = std::variant<std::int32_t, std::uint8_t, std::shared_ptr<DOMDocument>>;
 
-  // Its elements stay where they are.
+  // Its elements do not move.
   std::deque<Value> values_;
   std::vector<Parameter> list_;
 };

@@ -19,7 +19,7 @@ HMODULE ThisModule() {
 }
 
 com::ComPtr<ITypeLib> TypeLibrary() {
-  // The system keeps a library that is in use, so that only the first object pays for loading it.
+  // The system keeps a library that is in use, so only the first object has to load it.
   com::ComPtr<ITypeLib> library;
   com::Require(LoadTypeLibEx(com::FileOf(ThisModule()).c_str(), REGKIND_NONE, library.Put()));
   return library;

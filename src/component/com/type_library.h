@@ -7,13 +7,14 @@
 
 namespace quillmark {
 
-/// The module that this code was linked into; the type library lies in its file.
+/// The module that contains this code; the type library is in its file.
 [[nodiscard]] HMODULE ThisModule();
 
-/// The type library itself. Raises what loading fails with.
+/// The type library itself. Raises the failure if it cannot be loaded.
 [[nodiscard]] com::ComPtr<ITypeLib> TypeLibrary();
 
-/// The description of an interface or class in the type library. Raises what loading fails with.
+/// The description of an interface or class in the type library. Raises the failure if it cannot be
+/// loaded.
 [[nodiscard]] com::ComPtr<ITypeInfo> TypeInfoOf(REFGUID id);
 
 }  // namespace quillmark

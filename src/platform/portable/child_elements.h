@@ -3,10 +3,10 @@
 
 #include <pugixml.hpp>
 
-/// Child elements by name. A processing instruction may have the same name and is passed over.
+/// Child elements by name. A processing instruction with the same name is skipped.
 namespace quillmark::portable {
 
-/// `node`, or where it is not an element the next sibling called `name` that is one.
+/// `node` if it is an element, otherwise the next sibling element called `name`.
 [[nodiscard]] inline pugi::xml_node ElementFrom(pugi::xml_node node, const char* name) {
   while (node.type() != pugi::node_element && node) {
     node = node.next_sibling(name);

@@ -12,7 +12,7 @@ pugi::xml_node AppendTop(pugi::xml_document& nodes, const char* name) {
   return node;
 }
 
-/// The node that follows in document order; an empty one behind the last.
+/// The next node in document order; an empty one after the last.
 pugi::xml_node NodeAfter(pugi::xml_node node) {
   if (node.first_child()) {
     return node.first_child();

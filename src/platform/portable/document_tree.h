@@ -11,16 +11,17 @@
 
 namespace quillmark::portable {
 
-/// One document's nodes, alive as long as any node object of it.
+/// The nodes of one document, alive as long as any node object of it.
 ///
 /// The XML library moves nodes only within one of its documents, so all nodes of ours, also those
 /// without a parent, live in one: the children of the element "#document" are the document's
-/// content, those of "#detached" are nodes that have no parent. Neither name can be an element's.
-/// Nodes that a document or an element gives up become detached, so that node objects stay valid.
+/// content, those of "#detached" are nodes that have no parent. Neither can be the name of an
+/// element. Nodes that are removed from a document or an element become detached, so node objects
+/// stay valid.
 ///
-/// A text node may hold bytes, of which its value is the hex text. What looks at more than the
-/// value of one node looks at a `SpelledOut` copy instead: several threads may look at once, and so
-/// no look puts the text into the tree.
+/// A text node may hold bytes, of which its value is the hex text. Code that reads more than the
+/// value of one node reads a `SpelledOut` copy instead: several threads may read at once, so
+/// reading never puts the text into the tree.
 class DocumentTree {
  public:
   enum class Kind { kPlain, kFreeThreaded };
@@ -40,8 +41,8 @@ class DocumentTree {
   /// Detaches all content.
   void Clear() { MoveChildren(detached_, content_); }
 
-  /// Calls `build` with an empty node and makes what it appends there the content. Where `build`
-  /// throws, the content stays as it was.
+  /// Calls `build` with an empty node, and makes what it appends there the content. If `build`
+  /// throws, the content stays unchanged.
   template <typename Build>
   void ReplaceContent(Build&& build) {
     NewNode scratch(AppendNew(detached_, pugi::node_element));
@@ -53,7 +54,7 @@ class DocumentTree {
   [[nodiscard]] bool HoldsBytes() const { return !bytes_.empty(); }
   /// The bytes that a node holds; null if it holds its value itself.
   [[nodiscard]] const SharedBytes* BytesIn(pugi::xml_node node) const;
-  /// Gives a text node bytes to hold, or takes them away. Its own value must be empty then.
+  /// Gives a text node its bytes, or removes them. Its own value must be empty then.
   void HoldBytes(pugi::xml_node node, SharedBytes bytes) {
     bytes_.insert_or_assign(node, std::move(bytes));
   }
@@ -68,7 +69,7 @@ class DocumentTree {
   pugi::xml_document nodes_;
   pugi::xml_node content_;
   pugi::xml_node detached_;
-  std::map<pugi::xml_node, SharedBytes> bytes_;  ///< Of the nodes that hold some.
+  std::map<pugi::xml_node, SharedBytes> bytes_;  ///< of the nodes that hold bytes
 };
 
 /// A node and the document that keeps it alive.
@@ -91,7 +92,7 @@ class SpelledOut {
   std::map<pugi::xml_node, pugi::xml_node> originals_;
 };
 
-/// Calls `look` with a node whose values are to be looked at.
+/// Calls `look` with a node whose values can be read.
 template <typename Look>
 decltype(auto) LookAt(const NodeHandle& handle, Look&& look) {
   if (!handle.tree->HoldsBytes()) {

@@ -13,17 +13,17 @@ namespace quillmark::portable {
 namespace {
 
 /// Whether a place holder stands for a text in the markup: for an empty one, of which a parser
-/// would not make a node, and for a long one, which it would look at character by character, a
-/// fifth of the instructions of a K line download.
+/// would not make a node, and for a long one, which it would read character by character, a fifth
+/// of the instructions of a K line download.
 bool IsApart(std::string_view text) {
   constexpr std::size_t kLong = 64;
   return text.empty() || text.size() > kLong;
 }
 
-/// How often `c` is in `text`. Counted in bytes, of which a vector holds many: 7 % of the
+/// How often `c` occurs in `text`. Counted in bytes, many of which fit into a vector: 7 % of the
 /// instructions of a plain CAN download.
 std::size_t CountOf(char c, std::string_view text) {
-  constexpr std::size_t kPartSize = 240;  // What a byte can count.
+  constexpr std::size_t kPartSize = 240;  // the most that a byte can count
   std::size_t count = 0;
   for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPartSize))) {
     std::uint8_t in_part = 0;
@@ -37,7 +37,7 @@ std::size_t CountOf(char c, std::string_view text) {
 
 bool HasNul(std::string_view text) { return text.find('\0') != std::string_view::npos; }
 
-/// The markup of leaves of one name and child, around their text.
+/// The markup around the text of leaves with one name and child.
 struct Shape {
   Shape(std::string_view leaf_name, std::string_view leaf_child)
       : name(leaf_name), child(leaf_child) {
@@ -65,7 +65,7 @@ struct Shape {
 
 class Row {
  public:
-  /// False where a text cannot be told from markup.
+  /// False if a text cannot be told apart from markup.
   bool Write(std::span<const Leaf> leaves) {
     constexpr std::size_t kUsualSize = 32;  // of a CAN frame with its tags
     markup_.reserve(kUsualSize * leaves.size());
@@ -84,7 +84,7 @@ class Row {
   }
 
   void AppendTo(pugi::xml_node element, std::span<const Leaf> leaves) const {
-    // Nothing is converted: names and texts come out as they went in.
+    // Nothing is converted: names and texts are kept as they are.
     constexpr unsigned kLiteral =
         pugi::parse_minimal | pugi::parse_ws_pcdata | pugi::parse_fragment;
     const pugi::xml_node last_before = element.last_child();
@@ -96,7 +96,7 @@ class Row {
   }
 
  private:
-  /// A row has few kinds of leaves, mostly the one before.
+  /// A row has few kinds of leaves, mostly the previous one.
   const Shape& ShapeOf(const Leaf& leaf) {
     const auto known = std::find_if(shapes_.rbegin(), shapes_.rend(), [&](const Shape& shape) {
       return shape.name == leaf.name && shape.child == leaf.child;

@@ -35,7 +35,7 @@ MemoryByteString::MemoryByteString(std::shared_ptr<MemoryByteString> whole, std:
     : whole_(std::move(whole)), storage_(&whole_->own_), offset_(offset), count_(count) {}
 
 const MemoryByteString* MemoryByteString::From(const ByteString& string) {
-  // The class is final: no object of another class is one of this, and a cast need not look for it.
+  // The class is final, so comparing the type is enough, without a dynamic cast.
   return typeid(string) == typeid(MemoryByteString) ? static_cast<const MemoryByteString*>(&string)
                                                     : nullptr;
 }
@@ -171,7 +171,7 @@ std::string MemoryByteString::Hex() const {
 
 void MemoryByteString::SetHex(std::string_view text) {
   OrOutOfMemory([&] {
-    // Taken over, not copied: the bytes of a whole memory segment come this way.
+    // Moved, not copied: the bytes of a whole memory segment pass through here.
     AssignShared(SharedBytes(BytesOfHex(text)));
   });
 }

@@ -14,15 +14,15 @@
 
 namespace quillmark::portable {
 
-/// The reference byte string. A whole string has its bytes in itself, which spares `checkupload` on
-/// a K line 7 % of its instructions; a view on it is an object of this class that keeps it alive.
-/// Made with `std::make_shared`.
+/// The reference byte string. A whole string contains its bytes, which saves `checkupload` on a K
+/// line 7 % of its instructions; a view of it is an object of this class that keeps it alive.
+/// Created with `std::make_shared`.
 ///
-/// A copy of a long string shares its bytes until one of the two is written to, be it through a
-/// view: the string as a whole is then given bytes of its own, and all its views follow.
+/// A copy of a long string shares its bytes until one of the two is written to, also through a
+/// view: the whole string then gets bytes of its own, and all its views follow.
 ///
-/// A view whose bytes its string has given up since raises 9 whenever it is used; it works again
-/// once the string is long enough.
+/// A view whose bytes its string no longer has raises 9 whenever it is used; it works again once
+/// the string is long enough.
 class MemoryByteString final : public ByteString,
                                public std::enable_shared_from_this<MemoryByteString> {
  public:
@@ -59,10 +59,10 @@ class MemoryByteString final : public ByteString,
 
   /// A copy of the bytes, which shares those of a long whole string.
   [[nodiscard]] SharedBytes Share() const;
-  /// Assigns bytes as `Assign` would; a whole string shares them.
+  /// Assigns bytes as `Assign` does; a whole string shares them.
   void AssignShared(SharedBytes bytes);
 
-  /// A view on a whole string; `Mid` makes them.
+  /// A view of a whole string, made by `Mid`.
   MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
                    std::optional<std::size_t> count);
 
@@ -87,10 +87,11 @@ class MemoryByteString final : public ByteString,
   };
 
   Storage own_;                              ///< Of a whole string.
-  std::shared_ptr<MemoryByteString> whole_;  ///< Of a view: what it is a view on.
+  std::shared_ptr<MemoryByteString> whole_;  ///< of a view: the string that it is a view of
   Storage* storage_ = &own_;
-  std::size_t offset_ = 0;            ///< Of the first byte within the storage.
-  std::optional<std::size_t> count_;  ///< Of a counted view; all others end with the storage.
+  std::size_t offset_ = 0;  ///< Of the first byte within the storage.
+  std::optional<std::size_t>
+      count_;  ///< of a view with a fixed count; all others end with the storage
 };
 
 /// The bytes of a string of any implementation: the reference type's own storage, or a copy that

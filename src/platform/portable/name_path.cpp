@@ -10,7 +10,7 @@
 namespace quillmark::portable {
 namespace {
 
-/// Reads "[3]" off `rest`; nothing if that does not stand there.
+/// Removes an index such as "[3]" from the front of `rest`; nothing if there is none.
 std::optional<std::uint32_t> TakeIndex(std::string_view& rest) {
   std::uint32_t index = 0;
   const char* const end = rest.data() + rest.size();
@@ -42,7 +42,7 @@ std::optional<NamePath> NamePath::Of(std::string_view pattern) {
 
 bool NamePath::AddStep(std::string_view& rest) {
   const std::string_view name = rest.substr(0, NameLength(rest));
-  // A colon may be that of an axis.
+  // A colon may belong to an axis.
   if (name.empty() || name.find(':') != std::string_view::npos || step_count_ == kMaxSteps) {
     return false;
   }

@@ -12,15 +12,15 @@
 
 namespace quillmark::portable {
 
-/// A pattern of few names, each with an index or without: "d", "/can/x", "/can/x/r[3]". Most
-/// patterns are such, and are followed without an expression.
+/// A pattern of a few names, with or without an index: "d", "/can/x", "/can/x/r[3]". Most patterns
+/// are like this and are followed without compiling an expression.
 class NamePath {
  public:
   /// Nothing for any other pattern.
   [[nodiscard]] static std::optional<NamePath> Of(std::string_view pattern);
 
-  /// The first node in document order that the path selects, seen from `context`; `document` is
-  /// where paths from the root begin. An empty one if there is none.
+  /// The first node in document order that the path selects, relative to `context`; paths from the
+  /// root begin at `document`. An empty node if there is none.
   [[nodiscard]] pugi::xml_node First(pugi::xml_node context, pugi::xml_node document) const;
   /// All of them, in document order.
   [[nodiscard]] std::vector<pugi::xml_node> All(pugi::xml_node context,
@@ -33,7 +33,7 @@ class NamePath {
   };
   static constexpr std::size_t kMaxSteps = 3;
 
-  /// Reads a step off `rest`; false if none begins there.
+  /// Removes a step from the front of `rest`; false if there is none.
   bool AddStep(std::string_view& rest);
   /// Calls `visit` with each node that the steps from `step` on select below `parent`, until it
   /// returns false.

@@ -19,7 +19,7 @@
 namespace quillmark::portable {
 namespace {
 
-/// What every node object of this platform is, whatever its interface.
+/// The base of every node object of this platform, whatever its interface.
 class NodeObject {
  public:
   explicit NodeObject(NodeHandle handle) : handle_(std::move(handle)) {}

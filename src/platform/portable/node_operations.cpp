@@ -56,7 +56,7 @@ pugi::xml_node_type TreeTypeOf(NodeType type) {
   }
 }
 
-/// Calls `read` with what `readChildTexts` tells of a part, which may be missing.
+/// Calls `read` with what `readChildTexts` reports about a part, which may be missing.
 void ReadPart(pugi::xml_node part, const std::function<void(const ChildText&)>& read) {
   const pugi::xml_node content = part.first_child();
   switch (content.type()) {
@@ -78,7 +78,8 @@ void RequireOneElement(pugi::xml_node fragment) {
   }
 }
 
-/// A document holds one element, and beside it comments, processing instructions and white space.
+/// A document contains one element, and besides it only comments, processing instructions and white
+/// space.
 void RequireFitsDocument(const DocumentTree& tree, pugi::xml_node child) {
   const NodeType type = TypeOf(child);
   const pugi::xml_node root = RootElementOf(tree.content());

@@ -9,7 +9,7 @@
 #include "platform/portable/document_tree.h"
 #include "quillmark/dom.h"
 
-/// What the node objects of every kind do, on the tree below the document model.
+/// The operations of node objects of every kind, on the tree below the document model.
 namespace quillmark::portable {
 
 [[nodiscard]] std::string NameOf(pugi::xml_node node);
@@ -25,22 +25,22 @@ void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view
 void ReplaceValue(const NodeHandle& handle, std::string_view value);
 /// Makes the hex text of `bytes` the value; a text node holds the bytes.
 void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes);
-/// Raises 13 for a document. The children that are replaced become detached.
+/// Raises 13 for a document. The replaced children become detached.
 void ReplaceText(const NodeHandle& handle, std::string_view text);
 
 /// An empty node if there is none.
 [[nodiscard]] NodeHandle ParentOf(const NodeHandle& handle);
 [[nodiscard]] NodeHandle NextSiblingOf(const NodeHandle& handle);
 [[nodiscard]] pugi::xml_node RootElementOf(pugi::xml_node document);
-/// Raises 13 for a child of another document, one that is or contains the parent, and one that
-/// cannot stand there.
+/// Raises 13 for a child of another document, one that is or contains the parent, and one that is
+/// not allowed there.
 void AppendNode(const NodeHandle& parent, const NodeHandle& child);
-/// Cloning a whole document is a pure read of it: other threads may go on reading. The copy of any
-/// other node joins the detached ones of its document, which is a change.
+/// Cloning a whole document only reads it: other threads may continue to read. The copy of any
+/// other node is added to the detached nodes of its document, which is a change.
 [[nodiscard]] NodeHandle CloneNode(const NodeHandle& handle, bool deep);
 
-/// A node without a parent. Raises 13 for a type that is not made this way, and for a name or a
-/// value that XML does not allow.
+/// A node without a parent. Raises 13 for a type that cannot be created this way, and for a name or
+/// a value that XML does not allow.
 [[nodiscard]] NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,
                                     std::string_view name, std::string_view value);
 /// Binds the prefix of an element's name, or the names without prefix, to a namespace.

@@ -11,7 +11,7 @@
 namespace quillmark::portable {
 namespace {
 
-/// Compiles `pattern` and gives the query to `evaluate`.
+/// Compiles `pattern` and passes the query to `evaluate`.
 template <typename Evaluate>
 auto Select(pugi::xml_node document, std::string_view pattern, Evaluate&& evaluate) {
   RequireNoNul(pattern);

@@ -8,9 +8,9 @@
 
 namespace quillmark::portable {
 
-/// The nodes that an XSL Pattern selects, seen from `context`. Raises the error of
-/// `RaisePatternError` for a bad path and for one that gives a value or attributes instead of
-/// nodes.
+/// The nodes that an XSL Pattern selects, relative to `context`. Raises the error of
+/// `RaisePatternError` for an invalid path and for one that selects a value or attributes instead
+/// of nodes.
 [[nodiscard]] std::vector<pugi::xml_node> SelectAll(const NodeHandle& context,
                                                     std::string_view pattern);
 

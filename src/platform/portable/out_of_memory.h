@@ -8,8 +8,8 @@
 
 namespace quillmark::portable {
 
-/// Calls `call` and raises 7 if the memory for it is missing. Every operation that a host can call
-/// and that allocates goes through here, since `Error` is all that the interfaces raise.
+/// Calls `call` and raises 7 if an allocation fails. Every operation that a host can call and that
+/// allocates goes through here, since `Error` is all that the interfaces raise.
 template <typename Call>
 decltype(auto) OrOutOfMemory(Call&& call) {
   try {

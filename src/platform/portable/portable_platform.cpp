@@ -77,7 +77,7 @@ class NativePlatform final : public PortablePlatform,
   [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->Value(); }
 
   void WaitForWorkers() const override {
-    // Held by itself, since the platform may be gone before the wait is over.
+    // Held separately, since the platform may be destroyed before the wait is over.
     const std::shared_ptr<workers::WorkerCount> running = workers_;
     running->WaitForZero();
   }

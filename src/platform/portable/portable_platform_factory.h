@@ -9,7 +9,7 @@
 
 namespace quillmark::portable {
 
-/// Runs a function on a new thread that nobody joins.
+/// Runs a function on a new, detached thread.
 void LaunchDetachedThread(std::function<void()> function);
 
 }  // namespace quillmark::portable

@@ -8,8 +8,8 @@
 
 namespace quillmark::portable {
 
-/// The reference memory image: keeps segments as they were added and joins nothing. The copies are
-/// of the reference type, whatever the type of what was added.
+/// The reference memory image: keeps segments as they were added, without joining them. The copies
+/// are of the reference type, whatever type was added.
 class SegmentImage final : public MemoryImage {
  public:
   void AddSegment(const ByteString& segment) override;

@@ -10,7 +10,7 @@
 namespace quillmark::portable {
 namespace {
 
-/// So many bytes are shared.
+/// From this many bytes on, bytes are shared.
 constexpr std::size_t kMany = 4096;
 
 }  // namespace
@@ -44,7 +44,7 @@ SharedBytes& SharedBytes::operator=(SharedBytes other) noexcept {
 }
 
 SharedBytes::~SharedBytes() {
-  // Released, so that whoever is left may write; acquired, so that all reads are over.
+  // Release, so that a remaining user may write; acquire, so that all reads have finished.
   if (many_ != nullptr && many_->users.fetch_sub(1, std::memory_order_acq_rel) == 1) {
     delete many_;
   }
@@ -56,8 +56,8 @@ void SharedBytes::Swap(SharedBytes& other) noexcept {
 }
 
 bool SharedBytes::IsSole() const {
-  // The number alone says that nobody else will read; only together with what the last user
-  // released does it say that nobody still does.
+  // The count says that nobody else will read; only together with the release of the last user does
+  // it say that nobody still reads.
   return many_ == nullptr || many_->users.load(std::memory_order_acquire) == 1;
 }
 

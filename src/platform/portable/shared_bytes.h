@@ -13,7 +13,7 @@ namespace quillmark::portable {
 /// count of users for each reply of an upload would cost `checkupload` more than the copy does.
 ///
 /// Threads: copies may be used by different threads at once. One of them may be read by several
-/// threads at once, and written to by one alone.
+/// threads at once, and written to by one thread only.
 class SharedBytes {
  public:
   SharedBytes() = default;
@@ -23,13 +23,13 @@ class SharedBytes {
   SharedBytes& operator=(SharedBytes other) noexcept;
   ~SharedBytes();
 
-  /// Good until this copy is written to or destroyed.
+  /// Valid until this copy is written to or destroyed.
   [[nodiscard]] ByteView View() const;
 
-  /// The same to write to; no other copy sees what is written.
+  /// The same for writing; no other copy sees the change.
   [[nodiscard]] std::span<std::uint8_t> Writable();
 
-  /// Cuts bytes off the end or adds zeros there.
+  /// Removes bytes from the end, or appends zeros.
   void Resize(std::size_t size);
 
  private:

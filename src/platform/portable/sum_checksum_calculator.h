@@ -15,7 +15,7 @@ class SumChecksumCalculator final : public ChecksumCalculator {
   void StoreInto(ByteString& block) override;
 
  private:
-  std::uint32_t sum_ = 0;  ///< Modulo 2^32, of which the low 16 bits count.
+  std::uint32_t sum_ = 0;  ///< modulo 2^32; only the low 16 bits matter
 };
 
 }  // namespace quillmark::portable

@@ -8,11 +8,11 @@
 #include "quillmark/dom.h"
 
 /// Edits on the XML library's nodes that raise 7 if the library has no memory for them, and then
-/// leave nothing half done. The library's own deep copy and destruction are not used: the one stays
-/// silent about what it could not copy, the other needs stack for every level.
+/// leave no partial change. The deep copy and the destruction of the library are not used: the
+/// former does not report what it could not copy, the latter needs stack for every level.
 namespace quillmark::portable {
 
-/// Names of the elements that stand for other nodes; no XML name begins with '#'.
+/// Names of the elements that represent other nodes; no XML name begins with '#'.
 inline constexpr const char* kContentName = "#document";
 inline constexpr const char* kDetachedName = "#detached";
 inline constexpr const char* kFragmentName = "#fragment";
@@ -43,7 +43,7 @@ void AppendCopiesOfChildren(pugi::xml_node target, pugi::xml_node source);
 /// Moves all children of `source` to the end of `target`, which must not be below it.
 void MoveChildren(pugi::xml_node target, pugi::xml_node source);
 
-/// Destroys a node with everything below it. No node object may stand for any of it.
+/// Destroys a node with everything below it. No node object may refer to any of it.
 void Destroy(pugi::xml_node node);
 
 /// Calls `append`, which appends children to `target`; if it throws, they are destroyed again.

@@ -10,8 +10,8 @@ namespace quillmark::portable {
 /// Whether XML 1.0 allows the character.
 [[nodiscard]] bool IsXmlCharacter(std::uint32_t code);
 
-/// Offset of the first byte that begins no character in well-formed UTF-8 that XML allows; the size
-/// of the text if there is none.
+/// Offset of the first byte that does not begin a character that XML allows, in well-formed UTF-8;
+/// the size of the text if there is none.
 [[nodiscard]] std::size_t XmlPrefixLength(std::string_view text);
 
 }  // namespace quillmark::portable

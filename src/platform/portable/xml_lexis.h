@@ -9,7 +9,7 @@ namespace quillmark::portable {
 /// What XML counts as white space.
 inline constexpr std::string_view kBlanks = " \t\r\n";
 
-/// What is said of text beside the root element.
+/// The message for text beside the root element.
 inline constexpr const char* kTextOutside = "Text stands outside of the root element";
 
 /// Whether a text holds nothing else.
@@ -24,8 +24,7 @@ inline constexpr const char* kTextOutside = "Text stands outside of the root ele
 /// Raises 13 if `name` is not such a name as a whole.
 void RequireName(std::string_view name);
 
-/// Whether a comment can hold the text: it would end early at "--", and "-" before its end is taken
-/// for the same.
+/// Whether a comment can hold the text: "--" would end it early, and so would "-" before its end.
 [[nodiscard]] bool FitsComment(std::string_view text);
 
 /// Raises 13 if `text` holds the character U+0000, which no XML text can.

@@ -18,7 +18,8 @@ constexpr unsigned int kAsXmlSays = pugi::parse_pi | pugi::parse_comments | pugi
                                     pugi::parse_ws_pcdata | pugi::parse_escapes |
                                     pugi::parse_wconv_attribute;
 
-/// Done before the parse, as XML demands, since the library leaves processing instructions alone.
+/// Done before the parse, as XML demands, since the library does not change processing
+/// instructions.
 std::string NormalizeLineEnds(std::string_view raw) {
   std::string text;
   text.reserve(raw.size());
@@ -35,8 +36,8 @@ bool BeginsWithDeclaration(std::string_view text) {
   return text.starts_with(kDeclaration) && NameLength(text.substr(2)) == kDeclaration.size() - 2;
 }
 
-/// Appends the declaration that `text` begins with and returns what is behind it. The library would
-/// take it for attributes and not give the same text back.
+/// Appends the declaration at the beginning of `text` and returns what follows it. The library
+/// would parse it as attributes and not preserve the text.
 std::string_view AppendDeclaration(pugi::xml_node parent, std::string_view text) {
   const std::size_t end = text.find("?>");
   const std::size_t data = text.find_first_not_of(kBlanks, kDeclaration.size());
@@ -55,7 +56,7 @@ void AppendNodes(pugi::xml_node parent, std::string_view text) {
     text = AppendDeclaration(parent, text);
   }
   if (!parent.append_buffer(text.data(), text.size(), kAsXmlSays, pugi::encoding_utf8)) {
-    // The text is well formed, so nothing but memory can be missing.
+    // The text is well-formed, so only memory can be missing.
     throw Error(error_number::kOutOfMemory);
   }
 }

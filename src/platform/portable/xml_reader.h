@@ -10,10 +10,10 @@ namespace quillmark::portable {
 ///
 /// Keeps white space, comments, CDATA sections, processing instructions and the data of the XML
 /// declaration (as a processing instruction "xml"). Line ends become a single line feed; a
-/// character reference stays what it says.
+/// character reference keeps its character.
 ///
 /// Raises 13 as `RequireWellFormed` does, before anything is appended. Raises 7 if memory is
-/// missing; what was appended by then is the caller's to remove.
+/// missing; the caller then removes what had been appended.
 void ReadXml(std::string_view text, pugi::xml_node parent);
 
 }  // namespace quillmark::portable

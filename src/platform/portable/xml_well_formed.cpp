@@ -17,8 +17,8 @@
 namespace quillmark::portable {
 namespace {
 
-/// Every node is kept, also between the root element and the ends, and every value stays as it was
-/// written: what XML forbids can still be seen in it.
+/// Every node is kept, also before and after the root element, and every value stays as written, so
+/// that what XML forbids can be found.
 constexpr unsigned int kLiterally = pugi::parse_fragment | pugi::parse_pi | pugi::parse_comments |
                                     pugi::parse_cdata | pugi::parse_ws_pcdata |
                                     pugi::parse_declaration | pugi::parse_doctype;
@@ -29,7 +29,7 @@ constexpr const char* kUnknownReference = "\"&\" begins no known reference";
   throw Error(error_number::kTypeMismatch, reason + " (offset " + std::to_string(offset) + ")");
 }
 
-/// Where the node's name begins, or the value of a node without a name.
+/// The position of the node's name, or of the value of a node without a name.
 std::size_t OffsetOf(pugi::xml_node node) { return static_cast<std::size_t>(node.offset_debug()); }
 
 bool IsCharacterNumber(std::string_view digits) {
@@ -41,7 +41,7 @@ bool IsCharacterNumber(std::string_view digits) {
   return error == std::errc() && stop == end && IsXmlCharacter(code);
 }
 
-/// Whether `name` may stand between "&" and ";".
+/// Whether `name` may be between "&" and ";".
 bool IsReference(std::string_view name) {
   if (name.starts_with('#')) {
     return IsCharacterNumber(name.substr(1));
@@ -50,7 +50,7 @@ bool IsReference(std::string_view name) {
   return std::find(kEntities.begin(), kEntities.end(), name) != kEntities.end();
 }
 
-/// Offset of the first "&" that begins no reference, or npos.
+/// Offset of the first "&" that does not begin a reference, or npos.
 std::size_t FindUnknownReference(std::string_view text) {
   std::size_t at = text.find('&');
   while (at != std::string_view::npos) {

@@ -29,7 +29,7 @@ class Translator {
   }
 
  private:
-  /// What stands before a token decides what a slash or a star means.
+  /// The previous token decides what a slash or a star means.
   enum class Before { kNothing, kOperand, kStepSign };
 
   void TranslateToken() {

@@ -16,7 +16,7 @@ struct TranslatedPattern {
   std::vector<std::size_t> origins;
 };
 
-/// Name of the XPath variable that stands for the document node in a translated pattern.
+/// Name of the XPath variable for the document node in a translated pattern.
 inline constexpr const char* kDocumentVariable = "document";
 
 /// Translates a pattern. An index predicate, which counts from 0, becomes one that counts from 1; a

@@ -12,12 +12,11 @@
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 
-/// From a host's COM objects to the component's interfaces and back. Nothing is nothing on both
-/// sides.
+/// From a host's COM objects to the component's interfaces and back. Nothing corresponds to null.
 namespace quillmark::windows {
 
-/// An object of the host's diagnostic library, reached by the names of its members. Which members
-/// it has shows when they are used: one that is missing raises 438 and names it.
+/// An object of the host's diagnostic library, reached by the names of its members. Its members are
+/// looked up when they are used: a missing one raises 438, which names it.
 [[nodiscard]] std::shared_ptr<ByteString> WrapByteString(com::ComPtr<IDispatch> object);
 [[nodiscard]] std::shared_ptr<MemoryImage> WrapMemoryImage(com::ComPtr<IDispatch> object);
 [[nodiscard]] std::shared_ptr<MemoryMap> WrapMemoryMap(com::ComPtr<IDispatch> object);
@@ -28,7 +27,7 @@ namespace quillmark::windows {
 [[nodiscard]] std::shared_ptr<DOMDocument> WrapDocument(const com::ComPtr<IUnknown>& object);
 [[nodiscard]] std::shared_ptr<IXMLDOMNode> WrapNode(const com::ComPtr<IUnknown>& object);
 
-/// Implemented by every object of this platform that stands for a COM object.
+/// Implemented by every object of this platform that wraps a COM object.
 class ComBacked {
  public:
   ComBacked() = default;

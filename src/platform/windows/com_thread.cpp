@@ -20,9 +20,9 @@ HMODULE KeepThisModule() {
   return module;
 }
 
-/// The documents of a worker stay with the host, which may have no other thread in their apartment:
-/// it is kept for the rest of the process. A system without the function is one whose MSXML lends
-/// its free-threaded documents to every apartment, so that they need none.
+/// The documents of a worker remain with the host, which may have no other thread in their
+/// apartment, so the apartment is kept for the rest of the process. On a system without this
+/// function, free-threaded documents of MSXML work in every apartment and need none.
 bool KeepMultithreadedApartment() {
   using IncrementUsage = HRESULT(WINAPI*)(void**);
   const HMODULE ole = GetModuleHandleW(L"ole32.dll");
@@ -32,7 +32,7 @@ bool KeepMultithreadedApartment() {
   return increment != nullptr && SUCCEEDED(increment(&cookie));
 }
 
-/// Everything that `function` holds has ended before the apartment is left.
+/// Everything that `function` holds is destroyed before the apartment is left.
 void RunInApartment(std::unique_ptr<Function> function) {
   if (FAILED(CoInitializeEx(nullptr, COINIT_MULTITHREADED))) {
     return;
@@ -53,7 +53,7 @@ DWORD WINAPI Run(LPVOID parameter) {
   return 0;
 }
 
-/// The last frame of the thread in this module, and so without anything that ends behind it.
+/// The last stack frame of the thread in this module, so it must hold nothing with a destructor.
 DWORD WINAPI RunAndLeaveModule(LPVOID parameter) {
   const HMODULE module = static_cast<Start*>(parameter)->module;
   FreeLibraryAndExitThread(module, Run(parameter));

@@ -5,10 +5,9 @@
 
 namespace quillmark::windows {
 
-/// Runs `function` on a new thread of the multithreaded apartment, which nobody joins. The module
-/// that this code is part of stays loaded until the thread has left it. Throws `std::system_error`
-/// if no thread could be made; where the apartment cannot be entered, `function` ends without
-/// having run.
+/// Runs `function` on a new, detached thread of the multithreaded apartment. The module of this
+/// code stays loaded until the thread has left it. Throws `std::system_error` if no thread could be
+/// created; if the apartment cannot be entered, `function` is destroyed without having run.
 void LaunchComThread(std::function<void()> function);
 
 }  // namespace quillmark::windows

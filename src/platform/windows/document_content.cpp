@@ -27,7 +27,7 @@ void CopyAttributes(MsxmlNode& target, MsxmlNode& source) {
   }
 }
 
-/// A copy of a node alone, for another document.
+/// A copy of a node without its children, for another document.
 NodePtr CopyFor(MsxmlDocument& document, MsxmlNode& node) {
   const NodeType type = TypeOf(node);
   if (type != NodeType::kElement) {
@@ -38,7 +38,7 @@ NodePtr CopyFor(MsxmlDocument& document, MsxmlNode& node) {
   return copy;
 }
 
-/// Why a parse failed, and where if MSXML tells.
+/// Why a parse failed, and where, if MSXML says so.
 Error ParseErrorOf(MsxmlDocument& document) {
   com::ComPtr<::IXMLDOMParseError> error;
   RequireDone(document.get_parseError(error.Put()), document);
@@ -103,7 +103,7 @@ void ReplaceContent(MsxmlDocument& target, MsxmlDocument& source) {
 void ParseContent(MsxmlDocument& document, std::string_view text) {
   RequireDone(document.put_async(VARIANT_FALSE), document);
   RequireDone(document.put_preserveWhiteSpace(VARIANT_TRUE), document);
-  // A reply is read as it stands: nothing that it names is fetched.
+  // A reply is read as it is: nothing that it refers to is fetched.
   RequireDone(document.put_validateOnParse(VARIANT_FALSE), document);
   RequireDone(document.put_resolveExternals(VARIANT_FALSE), document);
   VARIANT_BOOL parsed = VARIANT_FALSE;

@@ -6,8 +6,7 @@
 #include "platform/windows/msxml.h"
 #include "quillmark/dom.h"
 
-/// What the component does with whole documents of MSXML; see msxml_nodes.h for the choice of
-/// operations.
+/// The operations on whole MSXML documents; msxml_nodes.h explains how they are chosen.
 namespace quillmark::windows {
 
 /// Null in a document without one.
@@ -20,7 +19,7 @@ namespace quillmark::windows {
 [[nodiscard]] NodePtr CreateLeaf(MsxmlDocument& document, NodeType type, std::string_view name,
                                  std::string_view value);
 
-/// Replaces what `target` holds by an exact copy of what `source` holds.
+/// Replaces the content of `target` by an exact copy of that of `source`.
 void ReplaceContent(MsxmlDocument& target, MsxmlDocument& source);
 
 /// As `DOMDocument::loadXML` says.

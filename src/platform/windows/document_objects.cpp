@@ -18,7 +18,7 @@
 namespace quillmark::windows {
 namespace {
 
-/// Of which kind a document was created; MSXML does not tell.
+/// The kind of a document; MSXML does not tell.
 enum class Kind { kPlain, kFreeThreaded };
 
 /// A node that knows the kind of its document.
@@ -197,7 +197,7 @@ MsxmlNode& NodeBehind(const IXMLDOMNode* node) {
   if (backed == nullptr) {
     throw Error(error_number::kTypeMismatch, "The node is of another platform");
   }
-  // Every node object of this platform stands for an MSXML node.
+  // Every node object of this platform wraps an MSXML node.
   return static_cast<MsxmlNode&>(backed->Dispatch());
 }
 

@@ -18,7 +18,7 @@ class HostChecksumCalculator final : public HostBacked<ChecksumCalculator> {
     const com::Variant string = ArgumentOf(block);
     object().Call(HostMember::kStoreInto, string);
     if (dynamic_cast<const ComBacked*>(&block) == nullptr) {
-      // Of a string of another platform, the host library wrote into a copy.
+      // For a string of another platform, the host library has written into a copy.
       block.Assign(*WrapByteString(ObjectIn(string)));
     }
   }

@@ -33,7 +33,7 @@ enum class HostMember : std::uint8_t {
 };
 inline constexpr std::size_t kHostMemberCount = 17;
 
-/// The identifiers of the members of one class, each asked for once. Any thread.
+/// The identifiers of the members of one class, each looked up once. Threads: any.
 class HostMembers {
  public:
   HostMembers();
@@ -49,8 +49,8 @@ class HostMembers {
 /// The members of a class, shared by all its objects.
 [[nodiscard]] std::shared_ptr<HostMembers> MembersOfClass(const CLSID& class_id);
 
-/// The members of an object that came from elsewhere: those of its class where it tells which one
-/// that is, otherwise its own alone. An object of a script may have any identifiers.
+/// The members of an object from elsewhere: those of its class if it names one, otherwise only its
+/// own. An object of a script may have any identifiers.
 [[nodiscard]] std::shared_ptr<HostMembers> MembersOf(IDispatch& object);
 
 }  // namespace quillmark::windows

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int32_t kUnknownMember = 438;
 
-/// The enumerator's member has a fixed identifier, and so nobody looks its name up.
+/// The member for the enumerator has a fixed identifier, so its name is not looked up.
 com::Variant NewEnumerator(IDispatch& object) {
   try {
     return com::Call(object, DISPID_NEWENUM);
@@ -28,7 +28,7 @@ com::Variant NewEnumerator(IDispatch& object) {
 com::ComPtr<IEnumVARIANT> EnumeratorOf(IDispatch& object) {
   const com::Variant value = NewEnumerator(object);
   const bool is_object = value.type() == VT_UNKNOWN || value.type() == VT_DISPATCH;
-  // Both kinds of pointer lie in the same place and are an IUnknown.
+  // Both kinds of pointer are in the same place and are an IUnknown.
   auto enumerator = com::Share(is_object ? V_UNKNOWN(&value.get()) : nullptr).As<IEnumVARIANT>();
   if (!enumerator) {
     throw Error(error_number::kTypeMismatch);

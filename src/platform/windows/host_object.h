@@ -16,21 +16,21 @@
 
 namespace quillmark::windows {
 
-/// An object of the host's diagnostic library with the identifiers of its members: what the classes
-/// of this platform that stand for one are built on.
+/// An object of the host's diagnostic library with the identifiers of its members: the basis of the
+/// classes of this platform that wrap one.
 class HostObject {
  public:
   HostObject(com::ComPtr<IDispatch> object, std::shared_ptr<HostMembers> members);
 
   /// A new object of the class `prog_id`. Raises as `CreateObject` does.
   [[nodiscard]] static HostObject Create(const wchar_t* prog_id);
-  /// An object that came from elsewhere.
+  /// An object from elsewhere.
   [[nodiscard]] static HostObject Of(com::ComPtr<IDispatch> object);
 
   [[nodiscard]] IDispatch& Dispatch() const { return *object_; }
 
-  /// Calls a method or reads a property; every argument is a `com::Variant`. Raises what the object
-  /// raises, and 438 with a text that names the member if it has none of that name.
+  /// Calls a method or reads a property; every argument is a `com::Variant`. Raises the error of
+  /// the object, and 438, with a text that names the member, if it has none of that name.
   template <typename... Arguments>
   com::Variant Call(HostMember member, const Arguments&... arguments) const {
     return CallWith(member, {&arguments.get()...});

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const wchar_t* kThreading = L"Spindle.Threading";
 
-/// A parameter list as Automation passes it. The values stay where they are.
+/// A parameter list as Automation passes it. The values do not move.
 class ParameterArray {
  public:
   explicit ParameterArray(ParameterList parameters)
@@ -65,7 +65,7 @@ class ParameterArray {
     return reference;
   }
 
-  /// A document with a plain pointer to it that can be referred to.
+  /// A document with a plain pointer to it, which can be passed by reference.
   class Document {
    public:
     explicit Document(com::ComPtr<IDispatch> object)

@@ -13,15 +13,15 @@
 /// The threading library of a host: an object of the class `Spindle.Threading` with the method
 /// `StartThread(ProgID, Parameters, Client)`.
 ///
-/// `Parameters` is an array of values by reference, Long, Byte or document. The library makes the
+/// `Parameters` is an array of values by reference, Long, Byte or document. The library creates the
 /// object of that ProgID on a new thread and calls its `IThread`; the method returns a Long,
 /// negative on failure.
 namespace quillmark::windows {
 
 [[nodiscard]] bool HasHostThreads();
 
-/// Starts a worker by that library and returns the status. Raises what the library raises, and 438
-/// if it has no `StartThread`.
+/// Starts a worker through that library and returns the status. Raises the error of the library,
+/// and 438 if it has no `StartThread`.
 [[nodiscard]] std::int32_t StartHostThread(std::string_view progID, ParameterList parameters,
                                            com::ComPtr<IUnknown> client);
 

@@ -7,7 +7,8 @@
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 
-/// The types of the host's diagnostic library, each as an object of it that is called by name.
+/// The types of the host's diagnostic library, each wrapping an object whose members are called by
+/// name.
 namespace quillmark::windows {
 
 /// New objects of the host library. Raise as `CreateObject` does.

@@ -9,7 +9,7 @@
 
 #include "base/com/com_ptr.h"
 
-// The header gives a name of the document model another meaning.
+// The header redefines a name of the document model.
 #undef DOMDocument
 
 // MinGW's header declares the interfaces of MSXML without their identifiers.

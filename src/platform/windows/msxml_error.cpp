@@ -12,7 +12,7 @@ void RequireDone(HRESULT status, IUnknown& object) {
   if (SUCCEEDED(status)) {
     return;
   }
-  // Only an object that says so leaves a text; what is found otherwise is of an earlier call.
+  // Only an object that declares it leaves a text; any other text is from an earlier call.
   if (com::Share(&object).As<ISupportErrorInfo>()) {
     throw Error(com::ReportedError(status));
   }

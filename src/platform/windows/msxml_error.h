@@ -7,8 +7,8 @@
 
 namespace quillmark::windows {
 
-/// Raises a failure of `object` with the text that the object left for it, where it left one. To be
-/// called right after the call, on its thread.
+/// Raises a failure of `object`, with the text that the object left for it, if any. Must be called
+/// right after the failed call, on its thread.
 void RequireDone(HRESULT status, IUnknown& object);
 
 template <typename Interface>

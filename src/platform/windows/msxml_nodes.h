@@ -7,8 +7,8 @@
 #include "platform/windows/msxml.h"
 #include "quillmark/dom.h"
 
-/// What the component does with the nodes of MSXML, in operations that give the same result in
-/// every implementation of it. So no text is taken from `xml`, which adds or drops white space and
+/// The operations on MSXML nodes, limited to those that give the same result in every
+/// implementation. So no text is taken from `xml`, which adds or drops white space and
 /// declarations, nor from `text`, which trims; fragments are not appended as such; and nothing is
 /// saved into another document.
 namespace quillmark::windows {
@@ -23,7 +23,7 @@ void SetValue(MsxmlNode& node, std::string_view value);
 [[nodiscard]] NodePtr ParentOf(MsxmlNode& node);
 [[nodiscard]] NodePtr FirstChildOf(MsxmlNode& node);
 [[nodiscard]] NodePtr NextSiblingOf(MsxmlNode& node);
-/// The document of a node; a document is its own.
+/// The document of a node; for a document, itself.
 [[nodiscard]] DocumentPtr DocumentOf(MsxmlNode& node);
 
 /// As `IXMLDOMNode::text` and `setText` say.
@@ -38,7 +38,7 @@ void RemoveChildren(MsxmlNode& parent);
 [[nodiscard]] NodePtr SelectFirst(MsxmlNode& node, std::string_view path);
 [[nodiscard]] Nodes SelectAll(MsxmlNode& node, std::string_view path);
 
-/// The attributes of an element, in document order; none of another node.
+/// The attributes of an element, in document order; none for other nodes.
 [[nodiscard]] Nodes AttributesOf(MsxmlNode& node);
 
 }  // namespace quillmark::windows

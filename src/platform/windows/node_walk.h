@@ -8,8 +8,8 @@
 namespace quillmark::windows {
 
 /// Visits a node and all that it contains in document order: `enter` before the children of a node,
-/// `leave` after them. Where `enter` returns false, the children are passed over. As deep as memory
-/// allows.
+/// `leave` after them. If `enter` returns false, the children are skipped. The depth is limited
+/// only by memory.
 template <typename Enter, typename Leave>
 void Walk(NodePtr node, Enter enter, Leave leave) {
   Nodes open;

@@ -50,7 +50,7 @@ class ComPlatform final : public WindowsPlatform, public std::enable_shared_from
   [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->Value(); }
 
   void WaitForWorkers() const override {
-    // Held by itself, since the platform may be gone before the wait is over.
+    // Held separately, since the platform may be destroyed before the wait is over.
     const std::shared_ptr<workers::WorkerCount> running = workers_;
     running->WaitForZero();
   }
@@ -60,7 +60,7 @@ class ComPlatform final : public WindowsPlatform, public std::enable_shared_from
                                             const std::shared_ptr<Object>& client,
                                             com::ComPtr<IUnknown> face) {
     try {
-      // The worker keeps the face alive with the function that makes its object.
+      // The worker keeps the COM object alive with the function that creates its own object.
       workers::WorkerTask task{
           [platform = shared_from_this(), name = std::string(progID), kept = std::move(face)] {
             return platform->registry_.Create(name, platform);

@@ -18,36 +18,35 @@ namespace quillmark {
 ///
 /// Every thread that calls it, or an object that it made, has entered an apartment.
 ///
-/// `StartThread` asks the host's threading library where one is registered (see
-/// `platform/windows/host_threads.h`) and the client has a face that COM can call. Otherwise the
-/// platform starts the worker itself: a thread in the multithreaded apartment, on which it makes
-/// the object of the class that `AddClass` named. Its negative statuses are those of
-/// `PortablePlatform`.
+/// `StartThread` asks the host's threading library if one is registered (see
+/// `platform/windows/host_threads.h`) and the client has a COM object. Otherwise the platform
+/// starts the worker itself: a thread in the multithreaded apartment, on which it creates an object
+/// of the class that `AddClass` named. Its negative statuses are those of `PortablePlatform`.
 ///
 /// Errors: those of MSXML and of the host library, unchanged; 429 names a class that is not
 /// registered, 438 a member that the host library lacks.
 class WindowsPlatform : public Platform {
  public:
-  /// Makes an object of a class, on the thread that is to use it.
+  /// Makes an object of a class, on the thread that will use it.
   using ClassFactory = std::function<std::shared_ptr<Object>(const std::shared_ptr<Platform>&)>;
-  /// The COM object by which a client is known outside of the component, or none.
+  /// The COM object by which a client is known outside the component, or none.
   using ClientFace = std::function<com::ComPtr<IUnknown>(const std::shared_ptr<Object>& client)>;
 
-  /// Makes `factory` the class of `progID`, instead of one registered before.
+  /// Registers `factory` for `progID`, replacing any earlier registration.
   virtual void AddClass(std::string progID, ClassFactory factory) = 0;
 
-  /// Says how `StartThread` finds the COM object of its client: to hand it to the host's threading
-  /// library, and to keep it alive until the worker has ended. To be called before any transfer.
+  /// Says how `StartThread` finds the COM object of its client: to pass it to the host's threading
+  /// library, and to keep it alive until the worker has ended. Must be called before any transfer.
   virtual void SetClientFace(ClientFace face) = 0;
 
-  /// Workers that this platform has started itself and that have not yet ended.
+  /// Number of workers that this platform has started itself and that have not ended yet.
   [[nodiscard]] virtual std::size_t RunningWorkers() const = 0;
 
-  /// Returns once no such worker runs; never to be called on a worker's thread.
+  /// Returns once no such worker is running. Must not be called on a worker's thread.
   virtual void WaitForWorkers() const = 0;
 };
 
-/// A platform of its own registry, with the component's classes registered.
+/// A new platform with its own registry, in which the component's classes are registered.
 [[nodiscard]] std::shared_ptr<WindowsPlatform> CreateWindowsPlatform();
 
 }  // namespace quillmark

@@ -10,7 +10,7 @@
 namespace quillmark::windows {
 namespace {
 
-/// Escapes what ends a text or, with `quote`, an attribute's value.
+/// Escapes the characters that end a text or, with `quote`, the value of an attribute.
 void AppendEscaped(std::string& xml, std::string_view text, bool is_attribute) {
   for (const char character : text) {
     switch (character) {
@@ -32,7 +32,7 @@ void AppendEscaped(std::string& xml, std::string_view text, bool is_attribute) {
   }
 }
 
-/// The text of a document type, which has no other form.
+/// The text of a document type, which is available in no other way.
 std::string OwnXmlOf(MsxmlNode& node) {
   com::Bstr xml;
   RequireDone(node.get_xml(xml.Put()), node);
@@ -41,7 +41,7 @@ std::string OwnXmlOf(MsxmlNode& node) {
 
 class XmlText {
  public:
-  /// Writes what stands before the children of a node; true if it can have some.
+  /// Writes what comes before the children of a node; true if it can have children.
   bool Enter(MsxmlNode& node) {
     CloseStartTag();
     switch (TypeOf(node)) {

@@ -10,7 +10,7 @@ namespace quillmark::workers {
 
 void ClassRegistry::Register(std::string progID, ClassFactory factory) {
   const std::lock_guard lock(mutex_);
-  // The factory that is replaced ends without the lock: it may hold anything.
+  // The replaced factory is destroyed without the lock: it may hold anything.
   std::swap(factories_[std::move(progID)], factory);
 }
 

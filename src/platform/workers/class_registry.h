@@ -13,7 +13,7 @@
 
 namespace quillmark::workers {
 
-/// Makes an object of a class for the platform on which it is to work.
+/// Makes an object of a class for the platform on which it will work.
 using ClassFactory = std::function<std::shared_ptr<Object>(const std::shared_ptr<Platform>&)>;
 
 /// The classes that a platform can create, by ProgID. May be used from several threads at once.

@@ -11,7 +11,7 @@
 namespace quillmark::workers {
 namespace {
 
-/// Counts one worker for as long as it lives.
+/// Counts one worker as long as it lives.
 class CountedWorker {
  public:
   explicit CountedWorker(std::shared_ptr<WorkerCount> count) : count_(std::move(count)) {
@@ -27,7 +27,7 @@ class CountedWorker {
   std::shared_ptr<WorkerCount> count_;
 };
 
-/// The status for an error that a worker failed to start with.
+/// The status for an error at the start of a worker.
 std::int32_t StatusOf(const Error& error) {
   constexpr std::uint32_t kRunTimeErrors = 0x800A0000;
   if (error.Number() < 0) {
@@ -38,7 +38,7 @@ std::int32_t StatusOf(const Error& error) {
   return status < 0 ? status : PortablePlatform::kUnexpectedFailure;
 }
 
-/// One worker: made on the caller's thread, run on the new one.
+/// One worker: created on the caller's thread, run on the new one.
 class Worker {
  public:
   Worker(WorkerTask task, ParameterList parameters, const std::shared_ptr<WorkerCount>& count)
@@ -78,7 +78,7 @@ class Worker {
     }
   }
 
-  /// Gives up everything that the worker keeps alive, and only then counts as ended.
+  /// Releases everything that the worker keeps alive, and only then counts as ended.
   void Release() {
     thread_ = nullptr;
     object_.reset();
@@ -123,7 +123,7 @@ std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, Paramete
   try {
     auto worker = std::make_shared<Worker>(std::move(task), parameters, count);
     std::future<std::int32_t> status = worker->Status();
-    // The thread alone keeps the worker alive from here on; if it never runs, the status breaks.
+    // From here on only the thread keeps the worker alive; if it never runs, the promise is broken.
     launch([running = std::move(worker)] { running->Run(); });
     return status.get();
   } catch (...) {

@@ -14,10 +14,11 @@
 
 namespace quillmark::workers {
 
-/// Runs a function once on a thread of its own, or throws.
+/// Runs a function once on a new thread, or throws.
 using ThreadLauncher = std::function<void(std::function<void()>)>;
 
-/// Counts workers. Shared with every worker, since a platform may end before its last worker does.
+/// Counts workers. Shared with every worker, since a platform may be destroyed before its last
+/// worker ends.
 class WorkerCount {
  public:
   void Increment();
@@ -31,9 +32,9 @@ class WorkerCount {
   std::size_t value_ = 0;
 };
 
-/// What a worker is made of and what it keeps alive until it ends.
+/// What a worker consists of, and what it keeps alive until it ends.
 struct WorkerTask {
-  /// Makes the worker object and keeps the platform alive. Called on the worker's thread.
+  /// Creates the worker object and keeps the platform alive. Called on the worker's thread.
   std::function<std::shared_ptr<Object>()> create;
   std::shared_ptr<Object> client;
 };
