@@ -2,6 +2,7 @@
 #include "host/tool/confirmation.h"
 
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -18,13 +19,24 @@ bool SomebodyIsThere() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_F
 
 Confirmation::Confirmation(bool wanted) : wanted_(wanted && SomebodyIsThere()) {}
 
-Programmer::Answer Confirmation::Ask() {
+Confirmation::~Confirmation() {
+  if (asked_ && !IsAnswered()) {
+    std::cerr << std::endl;
+  }
+}
+
+Programmer::Answer Confirmation::Ask(const std::string& subject) {
   using Answer = Programmer::Answer;
   if (!wanted_) {
     return Answer::kYes;
   }
   if (!asked_) {
     asked_ = true;
+    // What was typed before is no answer.
+    ::tcflush(STDIN_FILENO, TCIFLUSH);
+    if (::isatty(STDOUT_FILENO) == 0) {
+      std::cerr << subject;
+    }
     std::cerr << "erase and write? [y/N] " << std::flush;
   }
   pollfd input{STDIN_FILENO, POLLIN, 0};
@@ -37,7 +49,7 @@ Programmer::Answer Confirmation::Ask() {
     return Answer::kNo;
   }
   answer_.append(buffer.data(), static_cast<std::size_t>(size));
-  if (answer_.find('\n') == std::string::npos) {
+  if (!IsAnswered()) {
     return Answer::kNotYet;
   }
   return answer_ == "y\n" || answer_ == "yes\n" ? Answer::kYes : Answer::kNo;

@@ -13,10 +13,21 @@ class Confirmation {
   /// `wanted` is false if no question is to be asked.
   explicit Confirmation(bool wanted);
 
+  Confirmation(const Confirmation&) = delete;
+  Confirmation& operator=(const Confirmation&) = delete;
+  Confirmation(Confirmation&&) = delete;
+  Confirmation& operator=(Confirmation&&) = delete;
+  /// Ends the line of a question that has no answer.
+  ~Confirmation();
+
   /// Asks at the first call; waits a moment for the answer, which only "y" and "yes" make a yes.
-  [[nodiscard]] Programmer::Answer Ask();
+  /// `subject` says what it is about; it is shown where the standard output, which has it too, is
+  /// no terminal.
+  [[nodiscard]] Programmer::Answer Ask(const std::string& subject);
 
  private:
+  [[nodiscard]] bool IsAnswered() const { return answer_.ends_with('\n'); }
+
   bool wanted_;
   bool asked_ = false;
   std::string answer_;

@@ -110,7 +110,7 @@ class Announcement {
       made_ = true;
       Tell(RecordText(identification.record));
     }
-    return question_.Ask();
+    return question_.Ask(subject_);
   }
 
  private:
@@ -119,10 +119,13 @@ class Announcement {
     const std::uint32_t first = segments_.front().address;
     const auto last =
         static_cast<std::uint32_t>(segments_.back().address + segments_.back().bytes.size() - 1);
-    reporter_.Line(
-        fmt::format("about to  erase memory {:02X} of {}", options_.transfer.memory, ecu));
-    reporter_.Line(
-        fmt::format("          and write {} into {:06X} to {:06X}", BytesText(bytes), first, last));
+    for (const std::string& line :
+         {fmt::format("about to  erase memory {:02X} of {}", options_.transfer.memory, ecu),
+          fmt::format("          and write {} into {:06X} to {:06X}", BytesText(bytes), first,
+                      last)}) {
+      reporter_.Line(line);
+      subject_ += line + '\n';
+    }
     reporter_.Event(EventKind::kAboutToErase, {{"ecu", ecu},
                                                {"memory", options_.transfer.memory},
                                                {"image_bytes", bytes},
@@ -135,6 +138,7 @@ class Announcement {
   const ImageSegments& segments_;
   Confirmation question_;
   bool made_ = false;
+  std::string subject_;
 };
 
 void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile::Content& content) {

@@ -17,14 +17,10 @@
 namespace quillmark::host {
 namespace {
 
-constexpr std::size_t kDefaultColumns = 80;
-constexpr std::size_t kFewestColumns = 40;
-
 std::size_t TerminalColumns() {
   winsize size{};
-  const bool known =
-      ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= kFewestColumns;
-  return known ? size.ws_col : kDefaultColumns;
+  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : kUsualColumns;
 }
 
 std::unique_ptr<Reporter> ReporterFor(const Command& command) {
@@ -32,7 +28,7 @@ std::unique_ptr<Reporter> ReporterFor(const Command& command) {
     return MakeReporter(ReportStyle::kJson, std::cout);
   }
   return MakeReporter(::isatty(STDOUT_FILENO) == 1 ? ReportStyle::kTerminal : ReportStyle::kPlain,
-                      std::cout, TerminalColumns());
+                      std::cout, TerminalColumns);
 }
 
 int ToStatus(ExitCode code) { return static_cast<int>(code); }

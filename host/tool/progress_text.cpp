@@ -39,10 +39,26 @@ std::string PaceText(const Progress& progress) {
                                                                  : TimeText(left) + " left");
 }
 
+std::string PercentText(const Progress& progress) {
+  return fmt::format("{:>3} %", Percent(progress));
+}
+
 std::string NumbersText(const Progress& progress) {
   const std::string pace = PaceText(progress);
-  return fmt::format("{:>3} %  {}{}{}", Percent(progress), BytesDoneText(progress),
+  return fmt::format("{}  {}{}{}", PercentText(progress), BytesDoneText(progress),
                      pace.empty() ? "" : "  ", pace);
+}
+
+/// As much as fits of what matters most.
+std::string NarrowText(const Progress& progress, std::size_t columns) {
+  const std::string percent = PhaseText(progress) + PercentText(progress);
+  for (const std::string& text :
+       {ProgressText(progress), percent + "  " + BytesDoneText(progress), percent}) {
+    if (text.size() <= columns) {
+      return text;
+    }
+  }
+  return std::string(NameOf(progress.phase).substr(0, columns));
 }
 
 // As long in the whole phase, so that the bar keeps its length.
@@ -66,9 +82,12 @@ std::string ProgressText(const Progress& progress) {
 }
 
 std::string ProgressBar(const Progress& progress, std::size_t columns) {
+  if (progress.bytes_total == 0) {
+    return std::string(NameOf(progress.phase).substr(0, columns));
+  }
   const std::size_t length = BarLength(progress, columns);
-  if (progress.bytes_total == 0 || length < kShortestBar) {
-    return ProgressText(progress).substr(0, columns);
+  if (length < kShortestBar) {
+    return NarrowText(progress, columns);
   }
   const std::size_t filled = length * Percent(progress) / 100;
   return fmt::format("{}[{}{}] {}", PhaseText(progress), std::string(filled, '#'),

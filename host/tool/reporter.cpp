@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <optional>
+#include <utility>
 
 #include "host/tool/printable_output.h"
 #include "host/tool/progress_text.h"
@@ -41,7 +42,8 @@ class PlainReporter : public Reporter {
 
 class TerminalReporter : public Reporter {
  public:
-  TerminalReporter(std::ostream& out, std::size_t columns) : out_(out), columns_(columns) {}
+  TerminalReporter(std::ostream& out, std::function<std::size_t()> columns)
+      : out_(out), columns_(std::move(columns)) {}
 
   void Line(const std::string& text) override {
     EndProgress();
@@ -79,13 +81,13 @@ class TerminalReporter : public Reporter {
   void Draw() {
     constexpr TerminalControl kStartOfLine{"\r"};
     constexpr TerminalControl kEraseRestOfLine{"\x1B[K"};
-    out_ << kStartOfLine << ProgressBar(*last_, columns_ - 1) << kEraseRestOfLine << std::flush;
+    out_ << kStartOfLine << ProgressBar(*last_, columns_() - 1) << kEraseRestOfLine << std::flush;
     is_drawn_ = true;
     next_drawing_ = Clock::now() + std::chrono::milliseconds(100);
   }
 
   std::ostream& out_;
-  std::size_t columns_;
+  std::function<std::size_t()> columns_;
   std::optional<Progress> last_;
   bool is_drawn_ = false;
   Clock::time_point next_drawing_;
@@ -128,12 +130,13 @@ class JsonReporter : public Reporter {
 
 }  // namespace
 
-std::unique_ptr<Reporter> MakeReporter(ReportStyle style, std::ostream& out, std::size_t columns) {
+std::unique_ptr<Reporter> MakeReporter(ReportStyle style, std::ostream& out,
+                                       std::function<std::size_t()> columns) {
   switch (style) {
     case ReportStyle::kJson:
       return std::make_unique<JsonReporter>(out);
     case ReportStyle::kTerminal:
-      return std::make_unique<TerminalReporter>(out, columns);
+      return std::make_unique<TerminalReporter>(out, std::move(columns));
     case ReportStyle::kPlain:
       break;
   }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -62,9 +63,12 @@ enum class ReportStyle : std::uint8_t {
   kJson,      ///< a line of JSON for each event
 };
 
-/// A reporter on `out`, which outlives it and is flushed after each line. `columns` is the width of
-/// the terminal.
-[[nodiscard]] std::unique_ptr<Reporter> MakeReporter(ReportStyle style, std::ostream& out,
-                                                     std::size_t columns = 80);
+inline constexpr std::size_t kUsualColumns = 80;
+
+/// A reporter on `out`, which outlives it and is flushed after each line. `columns` tells the width
+/// of the terminal, which may change, whenever something is drawn.
+[[nodiscard]] std::unique_ptr<Reporter> MakeReporter(
+    ReportStyle style, std::ostream& out,
+    std::function<std::size_t()> columns = [] { return kUsualColumns; });
 
 }  // namespace quillmark::host

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <vector>
 
 #include "host/bus/simulated_wire.h"
 #include "host/ecu/simulated_ecu.h"
@@ -111,12 +112,41 @@ std::string UriOf(const SimulateCommandOptions& options, const std::string& devi
                      *options.link.bit_rate);
 }
 
+/// What a client has to be told that its defaults do not say.
+std::vector<std::string> ArgumentsOfClient(const SimulateCommandOptions& options) {
+  const SimulateCommandOptions defaults;
+  const LinkOptions& link = options.link;
+  std::vector<std::string> arguments;
+  if (link.receive_id) {
+    arguments.insert(arguments.end(), {"--ids", fmt::format("0x{:03X}", link.ReceiveId()),
+                                       fmt::format("0x{:03X}", link.SendId())});
+  }
+  if (link.address) {
+    arguments.insert(arguments.end(), {"--address", fmt::format("0x{:02X}", link.Address())});
+  }
+  if (link.block_size != defaults.link.block_size ||
+      link.separation_time != defaults.link.separation_time) {
+    arguments.insert(arguments.end(), {"--flow-control", std::to_string(link.block_size),
+                                       std::to_string(link.separation_time)});
+  }
+  if (options.memory != defaults.memory) {
+    arguments.insert(arguments.end(), {"--rl", fmt::format("0x{:02X}", options.memory)});
+  }
+  if (options.check_routine != defaults.check_routine) {
+    arguments.insert(arguments.end(),
+                     {"--routine", fmt::format("0x{:02X}", options.check_routine)});
+  }
+  return arguments;
+}
+
 void ReportReady(Reporter& reporter, const SimulateCommandOptions& options,
                  const std::string& device) {
   const std::string uri = UriOf(options, device);
+  const std::vector<std::string> arguments = ArgumentsOfClient(options);
   reporter.Line(fmt::format("device    {}", device));
-  reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}", uri));
-  reporter.Event(EventKind::kReady, {{"device", device}, {"bus", uri}});
+  reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}{}{}", uri,
+                            arguments.empty() ? "" : " ", fmt::join(arguments, " ")));
+  reporter.Event(EventKind::kReady, {{"device", device}, {"bus", uri}, {"arguments", arguments}});
 }
 
 void Run(const SimulateCommandOptions& options, Reporter& reporter) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What stands between a command line and an erased ECU.
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "tool/images.h"
 #include "tool/tool_process.h"
@@ -8,8 +9,10 @@
 namespace quillmark::host::testing {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 class ConfirmationTest : public ToolTest {
  protected:
@@ -39,6 +42,41 @@ TEST_F(ConfirmationTest, IsRefusedByAnythingElse) {
     EXPECT_THAT(process.output(), HasSubstr("quillmark: identify: not confirmed"));
     EXPECT_THAT(process.output(),
                 HasSubstr("as before, nothing was erased or written; no session"));
+  }
+}
+
+TEST_F(ConfirmationTest, SaysWhatItIsAboutAlsoWhereTheOutputIsElsewhere) {
+  ToolProcess process({"flash", folder_.Write("a.s19", kTwoSegments)}, "", folder_.Path("stdout"),
+                      ToolProcess::Output::kQuestionOnTerminal);
+  ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
+  EXPECT_THAT(process.output(),
+              StartsWith("about to  erase memory 00 of SIMULATED ECU 001 REV A\r\n"
+                         "          and write 4 bytes into 001000 to 008001\r\n"
+                         "erase and write? [y/N] "));
+  process.Write("y\n");
+  EXPECT_EQ(process.Wait(), 0);
+  EXPECT_THAT(folder_.Read("stdout"), AllOf(HasSubstr("about to  erase"), HasSubstr("done")));
+}
+
+TEST_F(ConfirmationTest, TakesNothingThatWasTypedBeforeItWasAsked) {
+  // The tool waits for its image meanwhile.
+  ASSERT_EQ(::mkfifo(folder_.Path("image").c_str(), 0600), 0);
+  ToolProcess process({"flash", folder_.Path("image")}, "", "",
+                      ToolProcess::Output::kWholeTerminal);
+  process.Write("y\n");
+  static_cast<void>(folder_.Write("image", kTwoSegments));
+  ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
+  process.Write("n\n");
+  EXPECT_EQ(process.Wait(), 130);
+}
+
+TEST_F(ConfirmationTest, EndsItsLineWhereItIsInterrupted) {
+  for (const char* end : {"\x03", "\x04"}) {  // ^C, ^D
+    ToolProcess process = Flash();
+    ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
+    process.Write(end);
+    EXPECT_EQ(process.Wait(), 130);
+    EXPECT_THAT(process.output(), HasSubstr("\nquillmark: identify: "));
   }
 }
 

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tool/images.h"
 #include "tool/tool_process.h"
@@ -167,6 +168,19 @@ TEST_F(FlashCommand, DrawsABarOnATerminal) {
   EXPECT_THAT(process.output(),
               AllOf(HasSubstr("\rdownload  [-"), HasSubstr("#] 100 %  5,000 of 5,000 B"),
                     HasSubstr("\x1B[K\r\n\rcheck\x1B[K\r\n")));
+}
+
+TEST_F(FlashCommand, DrawsNoLineThatIsWiderThanTheTerminal) {
+  const std::string image = folder_.Write("a.bin", Pattern(50'000));
+  ToolProcess process({"flash", image, "--base", "0", "--verify"}, "/dev/null",
+                      folder_.Path("stderr"), ToolProcess::Output::kTerminal, 20);
+  EXPECT_EQ(process.Wait(), 0);
+  std::istringstream drawings(process.output());
+  for (std::string drawing; std::getline(drawings, drawing, '\r');) {
+    const std::size_t end = drawing.find("\x1B[K");
+    EXPECT_TRUE(end == std::string::npos || end < 20) << drawing;
+  }
+  EXPECT_THAT(process.output(), HasSubstr("\rdownload   40 %\x1B[K\r"));
 }
 
 TEST_F(FlashCommand, CarriesOnWhereNobodyReadsItsOutput) {

@@ -51,7 +51,17 @@ TEST(ProgressBarTest, FitsAlsoWhereTheTimeLeftIsLong) {
 TEST(ProgressBarTest, IsLeftOutWhereItDoesNotFit) {
   EXPECT_EQ(ProgressBar(Download(20000, 50000, milliseconds(2000)), 70),
             "download   40 %  20,000 of 50,000 B   10.0 kB/s  3.00 s left");
-  EXPECT_EQ(ProgressBar(Download(20000, 50000, milliseconds(2000)), 20), "download   40 %  20,");
+}
+
+TEST(ProgressBarTest, LeavesOutOneNumberAfterTheOtherOnANarrowTerminal) {
+  const Progress progress = Download(20000, 50000, milliseconds(2000));
+  EXPECT_EQ(ProgressBar(progress, 58), "download   40 %  20,000 of 50,000 B");
+  EXPECT_EQ(ProgressBar(progress, 35), "download   40 %  20,000 of 50,000 B");
+  EXPECT_EQ(ProgressBar(progress, 34), "download   40 %");
+  EXPECT_EQ(ProgressBar(progress, 19), "download   40 %");
+  EXPECT_EQ(ProgressBar(progress, 14), "download");
+  EXPECT_EQ(ProgressBar(progress, 4), "down");
+  EXPECT_EQ(ProgressBar(progress, 0), "");
 }
 
 TEST(ProgressBarTest, IsNotLongerThanFortyCharacters) {

@@ -71,13 +71,25 @@ TEST(PlainReporter, KeepsALineOneLine) {
 
 TEST(TerminalReporter, RedrawsALineInPlaceAndKeepsItsLastState) {
   std::ostringstream out;
-  const auto reporter = MakeReporter(ReportStyle::kTerminal, out, 80);
+  const auto reporter = MakeReporter(ReportStyle::kTerminal, out);
   Work(*reporter);
   reporter->Line("after");
   EXPECT_EQ(Occurrences(out.str(), "\n"), 3U);
   EXPECT_EQ(Occurrences(out.str(), "\rdownload  [---------------]   0 %"), 1U);
   EXPECT_NE(out.str().find("100 %  1,000 of 1,000 B   10.0 kB/s  0.10 s\x1B[K\nafter\n"),
             std::string::npos);
+}
+
+TEST(TerminalReporter, FitsEachLineToTheWidthOfThatMoment) {
+  std::ostringstream out;
+  std::size_t columns = 80;
+  const auto reporter = MakeReporter(ReportStyle::kTerminal, out, [&columns] { return columns; });
+  reporter->OnProgress(At(Phase::kDownload, 200, 1000));
+  columns = 20;
+  reporter->OnProgress(At(Phase::kDownload, 400, 1000));
+  EXPECT_EQ(out.str(),
+            "\rdownload  [###------------]  20 %    200 of 1,000 B    2.0 kB/s  0.40 s left"
+            "\x1B[K\rdownload   40 %\x1B[K");
 }
 
 TEST(JsonReporter, PrintsAnEventForEachPercent) {

@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <csignal>
+#include <iterator>
 #include <optional>
+#include <sstream>
 #include <thread>
 
 #include "tool/images.h"
@@ -97,6 +99,39 @@ TEST_F(TwoProcesses, KeepTheMemoryFromRunToRun) {
   EXPECT_EQ(read.status, 0) << read.err;
   EXPECT_EQ(folder_.Read("read.bin"), image);
 }
+
+/// What a simulator is told of its ECU, each a word that its client needs as well.
+struct Peculiarity {
+  const char* name;
+  const char* bus;
+  std::vector<std::string> options;
+
+  friend void PrintTo(const Peculiarity& each, std::ostream* out) { *out << each.name; }
+};
+
+class Peculiar : public TwoProcesses, public ::testing::WithParamInterface<Peculiarity> {};
+
+TEST_P(Peculiar, AreReachedByTheCommandThatTheSimulatorShows) {
+  const Peculiarity& peculiarity = GetParam();
+  Simulate(peculiarity.bus, peculiarity.options);
+  ASSERT_TRUE(simulator_->ReadUntil("\ntry       quillmark "));
+  std::istringstream words(simulator_->output().substr(simulator_->output().find(" flash IMAGE")));
+  std::vector<std::string> arguments{std::istream_iterator<std::string>(words), {}};
+  ASSERT_EQ(arguments.at(1), "IMAGE");
+  arguments[1] = folder_.Write("a.s19", kTwoSegments);
+  arguments.insert(arguments.end(), {"--p2", "5000"});
+  const ToolResult result = Run(arguments);
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Simulators, Peculiar,
+    ::testing::Values(Peculiarity{"Identifiers", "slcan", {"--ids", "0x18DAF110", "0x18DA10F1"}},
+                      Peculiarity{"FlowControl", "slcan", {"--flow-control", "8", "2"}},
+                      Peculiarity{"BitRate", "slcan", {"--bitrate", "250000"}},
+                      Peculiarity{"Memory", "slcan", {"--rl", "0x81", "--routine", "7"}},
+                      Peculiarity{"Address", "kline", {"--address", "0x33", "--bitrate", "9600"}}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(TwoProcesses, SpeakAtTheSameBitRateOrNotAtAll) {
   Simulate("slcan", {"--bitrate", "250000"});
