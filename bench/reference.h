@@ -266,7 +266,7 @@ class Reference {
         break;
       case Transport::kKLine:
         AddKRequest(request);
-        AddKReply(expected, reply_length);
+        AddKLineReply(expected, reply_length);
         break;
     }
     Wait();
@@ -367,7 +367,7 @@ class Reference {
     sink_.Send(Hex(Span(message_.data(), size)));
   }
 
-  void AddKReply(Span expected, std::size_t length) {
+  void AddKLineReply(Span expected, std::size_t length) {
     const std::size_t size = BuildMessage(message_.data(), kTester, Ecu(), expected, length);
     sink_.Receive(Hex(Span(message_.data(), size)));
   }

@@ -27,7 +27,7 @@ TEST_F(ComponentTest, GatewayAddressesGiveGatewayForm) {
   EXPECT_EQ(TemplateOf(*diag_), "<?xml version='1.0'?><can>\r\n<x i=\"3\">\r\n<i>14</i>\r\n");
 }
 
-TEST_F(ComponentTest, OtherAddressesGiveKForm) {
+TEST_F(ComponentTest, OtherAddressesGiveKLineForm) {
   for (const std::int32_t address : {0x00, 0x11, 0x6D, 0x6F, 0x79, 0x7B, 0xFF}) {
     const auto diag = CreateDiagOnCANReprog(platform_);
     diag->CANIDs(0, address);
@@ -67,7 +67,7 @@ TEST_F(ComponentTest, FormsOfCANMayFollowEachOther) {
 }
 
 // D1.
-TEST_F(ComponentTest, KFormStays) {
+TEST_F(ComponentTest, KLineFormStays) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(1850, 1586);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
@@ -75,7 +75,7 @@ TEST_F(ComponentTest, KFormStays) {
 }
 
 // D2.
-TEST_F(ComponentTest, GatewayAddressAfterKFormStartsTwiceInReadseedAlone) {
+TEST_F(ComponentTest, GatewayAddressAfterKLineFormStartsTwiceInReadseedAlone) {
   diag_->CANIDs(0, 0x11);
   diag_->CANIDs(0, 0x6E);
   EXPECT_EQ(XmlOf(*diag_->readseed()),

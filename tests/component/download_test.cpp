@@ -56,7 +56,7 @@ TEST_F(TransferTest, BlockInGatewayForm) {
                           std::nullopt));
 }
 
-TEST_F(TransferTest, BlockInKForm) {
+TEST_F(TransferTest, BlockInKLineForm) {
   Configure(kKLine);
   EXPECT_THAT(
       Download(Image({Segment(0x012345, "AABBCC")}), 0xFF, 4, 128),

@@ -274,7 +274,7 @@ TEST_F(ComponentTest, SessionOpeningInGatewayForm) {
   EXPECT_EQ(XmlOf(*diag_->StartDiag()), Document(kGateway, steps));
 }
 
-TEST_F(ComponentTest, SessionOpeningInKForm) {
+TEST_F(ComponentTest, SessionOpeningInKLineForm) {
   Configure(kKLine);
   std::vector<std::string> steps = {"<bk>25</bk><w>25</w>" + Send("8111F18104"),
                                     Receive("83F111C1")};

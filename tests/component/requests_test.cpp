@@ -47,7 +47,7 @@ TEST_F(ComponentTest, WholeDocumentInGatewayForm) {
             "</can>");
 }
 
-TEST_F(ComponentTest, WholeDocumentInKForm) {
+TEST_F(ComponentTest, WholeDocumentInKLineForm) {
   diag_->CANIDs(0, 0x11);
   EXPECT_EQ(XmlOf(*diag_->TesterPresent()),
             "<?xml version='1.0'?><k>\r\n"

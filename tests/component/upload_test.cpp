@@ -47,7 +47,7 @@ TEST_F(TransferTest, UploadInGatewayForm) {
                           std::nullopt));
 }
 
-TEST_F(TransferTest, UploadInKForm) {
+TEST_F(TransferTest, UploadInKLineForm) {
   Configure(kKLine);
   EXPECT_THAT(
       Upload({{0x012345, 4}}),

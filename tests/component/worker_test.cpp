@@ -137,7 +137,7 @@ TEST_F(WorkerTest, BlockSizeOutsideAByteEndsTheRun) {
 }
 
 // D1.
-TEST_F(WorkerTest, FollowsTheLastCANIDsEvenWhereTheCallerStaysInKForm) {
+TEST_F(WorkerTest, FollowsTheLastCANIDsEvenWhereTheCallerStaysInKLineForm) {
   Configure(kKLine);
   Configure(kPlainCan);
   EXPECT_THAT(Download(Image({}), 0xFF, 1, 128),

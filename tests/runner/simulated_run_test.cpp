@@ -52,7 +52,7 @@ TEST(SimulatedRun, ReadsTheIdentificationInGatewayForm) {
             "0183F16EC16B8F9D 049AF16E61805349 4D554C4154454420 4543552030303120 524556204120BE");
 }
 
-TEST(SimulatedRun, ReadsTheIdentificationInKForm) {
+TEST(SimulatedRun, ReadsTheIdentificationInKLineForm) {
   EXPECT_EQ(ReceivedFrames({.form = TransportForm::kKLine, .address = 0x11},
                            "<k><bk>25</bk><w>25</w>"
                            "<s><d>8111F18104</d></s><r><c>83F111C1</c></r>"
