@@ -266,7 +266,7 @@ class Reference {
         break;
       case Transport::kKLine:
         AddKRequest(request);
-        AddKLineReply(expected, reply_length);
+        AddKReply(expected, reply_length);
         break;
     }
     Wait();
@@ -367,7 +367,7 @@ class Reference {
     sink_.Send(Hex(Span(message_.data(), size)));
   }
 
-  void AddKLineReply(Span expected, std::size_t length) {
+  void AddKReply(Span expected, std::size_t length) {
     const std::size_t size = BuildMessage(message_.data(), kTester, Ecu(), expected, length);
     sink_.Receive(Hex(Span(message_.data(), size)));
   }

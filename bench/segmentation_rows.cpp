@@ -99,9 +99,9 @@ void RunFraming(const Form& form, Span image) {
         case Transport::kPlainCan:
           return plain_can::AddRequestFrames(steps, buffers, flow_control, block);
         case Transport::kGateway:
-          return gateway::AddRequestFrames(steps, addressing, block);
+          return gateway::AddAddressedCANFrames(steps, addressing, block);
         case Transport::kKLine:
-          return k_line::AddRequestFrames(steps, addressing, block);
+          return k_line::AddKFrames(steps, addressing, block);
       }
     });
   });

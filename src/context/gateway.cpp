@@ -36,7 +36,7 @@ ByteView FrameOf(ByteView message, std::size_t index) {
 
 }  // namespace
 
-void AddRequestFrames(StepWriter& steps, const Addressing& addressing, ByteView request) {
+void AddAddressedCANFrames(StepWriter& steps, const Addressing& addressing, ByteView request) {
   k_message::RequireRequestLength(request.size());
   const Bytes message = BuildFrames(k_message::ToEcu(addressing), request, request.size());
   const std::size_t frame_count = FrameCount(request.size());
@@ -48,8 +48,8 @@ void AddRequestFrames(StepWriter& steps, const Addressing& addressing, ByteView 
   }
 }
 
-void AddExpectedReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
-                      std::int32_t reply_length) {
+void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
+                          std::int32_t reply_length) {
   const std::size_t length = k_message::RequireReplyLength(reply_length);
   const Bytes message = BuildFrames(k_message::ToTester(addressing), expected, length);
   const std::size_t frame_count = FrameCount(length);

@@ -14,11 +14,11 @@
 namespace quillmark::gateway {
 
 /// Raises 1000 for a request outside 1..255 bytes, before anything is written.
-void AddRequestFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
+void AddAddressedCANFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
 
 /// Raises 1000 for a reply length outside 1..255.
-void AddExpectedReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
-                      std::int32_t reply_length);
+void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
+                          std::int32_t reply_length);
 
 /// The message that starts in `first`. Raises 2000 for a further frame without data, 2003 for a
 /// message that is cut off or has a wrong checksum, 9 for an empty first frame.

@@ -11,11 +11,11 @@
 namespace quillmark::k_line {
 
 /// Raises 1000 for a request outside 1..255 bytes, before anything is written.
-void AddRequestFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
+void AddKFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
 
 /// Raises 1000 for a reply length outside 1..255.
-void AddExpectedReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
-                      std::int32_t reply_length);
+void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
+               std::int32_t reply_length);
 
 /// Raises 2003 for a message that is cut off or has a wrong checksum.
 [[nodiscard]] Bytes ReadReply(ByteView message);

@@ -37,9 +37,9 @@ void Request::AddStep(ByteView request, ByteView expected, std::int32_t reply_le
 void Request::AddRequestFrames(ByteView request) {
   switch (context_.Form()) {
     case TransportForm::kKLine:
-      return k_line::AddRequestFrames(steps_, context_.GetAddressing(), request);
+      return k_line::AddKFrames(steps_, context_.GetAddressing(), request);
     case TransportForm::kGateway:
-      return gateway::AddRequestFrames(steps_, context_.GetAddressing(), request);
+      return gateway::AddAddressedCANFrames(steps_, context_.GetAddressing(), request);
     case TransportForm::kPlainCan:
       return plain_can::AddRequestFrames(steps_, buffers_, context_.GetFlowControl(), request);
   }
@@ -51,9 +51,10 @@ void Request::AddExpectedReply(ByteView expected, std::int32_t reply_length) {
   }
   switch (context_.Form()) {
     case TransportForm::kKLine:
-      return k_line::AddExpectedReply(steps_, context_.GetAddressing(), expected, reply_length);
+      return k_line::AddKReply(steps_, context_.GetAddressing(), expected, reply_length);
     case TransportForm::kGateway:
-      return gateway::AddExpectedReply(steps_, context_.GetAddressing(), expected, reply_length);
+      return gateway::AddAddressedCANReply(steps_, context_.GetAddressing(), expected,
+                                           reply_length);
     case TransportForm::kPlainCan:
       return plain_can::AddExpectedReply(steps_, expected, reply_length);
   }
