@@ -177,6 +177,42 @@ INSTANTIATE_TEST_SUITE_P(
                   "Neither UTF-8 nor a character that XML allows (offset 3)"},
         Malformed{"<a/>\xE2\x82", "Neither UTF-8 nor a character that XML allows (offset 4)"}));
 
+/// `count` elements that need no check.
+std::string PlainElements(std::size_t count) {
+  std::string xml;
+  for (std::size_t index = 0; index < count; ++index) {
+    xml += "<s><d>0210C0</d></s>\r\n";
+  }
+  return xml;
+}
+
+TEST(DomLoading, FindsADefectWhereverItStands) {
+  for (const char* defect : {"<a b='1' b='2'/>", "<a b='<'/>", "<a b='&x;'/>", "&x;", "]]>",
+                             "<!--a--b-->", "\x01", "<?xml a?>", "<!DOCTYPE a>"}) {
+    for (const std::size_t before : {0U, 1U, 20U, 400U}) {
+      for (const std::size_t after : {0U, 1U, 20U, 400U}) {
+        const std::string xml =
+            "<k>" + PlainElements(before) + defect + PlainElements(after) + "</k>";
+        EXPECT_EQ(RaisedBy([&] { Loaded(xml); }).value_or(Raised{}).number, 13)
+            << defect << " behind " << before << ", before " << after;
+      }
+    }
+  }
+}
+
+TEST(DomLoading, FinishesANodeWhereverItStands) {
+  for (const std::size_t before : {0U, 1U, 20U, 400U}) {
+    for (const std::size_t after : {0U, 1U, 20U, 400U}) {
+      const auto root = Loaded("<k>" + PlainElements(before) + "<?p \r\n?><u>\xC3\xA4&lt;\r</u>" +
+                               PlainElements(after) + "</k>")
+                            ->documentElement();
+      EXPECT_EQ(root->selectSingleNode("u")->text(), "\xC3\xA4<\n");
+      EXPECT_NE(root->xml().find("<?p ?><u>"), std::string::npos) << before << " " << after;
+      EXPECT_EQ(root->xml().find('\r'), std::string::npos);
+    }
+  }
+}
+
 TEST(DomLoading, NeverIsAsynchronous) {
   const auto document = NewDocument();
   EXPECT_TRUE(document->async());

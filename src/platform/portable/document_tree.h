@@ -41,14 +41,15 @@ class DocumentTree {
   /// Detaches all content.
   void Clear() { MoveChildren(detached_, content_); }
 
-  /// Calls `build` with an empty node, and makes what it appends there the content. If `build`
-  /// throws, the content stays unchanged.
+  /// Calls `build` with the XML library's document, and makes what it appends there the content. If
+  /// `build` throws, the content stays unchanged.
   template <typename Build>
   void ReplaceContent(Build&& build) {
-    NewNode scratch(AppendNew(detached_, pugi::node_element));
-    build(scratch.get());
+    AppendAllOrNothing(nodes_, [&] { build(nodes_); });
     Clear();
-    MoveChildren(content_, scratch.get());
+    while (const pugi::xml_node added = detached_.next_sibling()) {
+      content_.append_move(added);
+    }
   }
 
   [[nodiscard]] bool HoldsBytes() const { return !bytes_.empty(); }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/utf8.h"
 
+#include <algorithm>
+
 namespace quillmark::portable {
 namespace {
 
@@ -36,6 +38,19 @@ std::size_t CharacterLength(std::string_view text) {
   return code >= kSmallest[length] && IsXmlCharacter(code) ? length : 0;
 }
 
+/// Whether a text has ASCII characters that XML allows, and nothing else. Nothing leaves the loop
+/// early, so that a compiler makes vectors of it.
+bool IsPlain(std::string_view text) {
+  std::uint8_t others = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    const bool is_blank = byte == '\t' || byte == '\r' || byte == '\n';
+    const bool is_printable = static_cast<std::uint8_t>(byte - 0x20) < 0x60;
+    others = static_cast<std::uint8_t>(others | (is_printable || is_blank ? 0 : 1));
+  }
+  return others == 0;
+}
+
 }  // namespace
 
 bool IsXmlCharacter(std::uint32_t code) {
@@ -47,13 +62,21 @@ bool IsXmlCharacter(std::uint32_t code) {
 }
 
 std::size_t XmlPrefixLength(std::string_view text) {
+  constexpr std::size_t kPartSize = 256;
   std::size_t at = 0;
   while (at < text.size()) {
-    const std::size_t length = CharacterLength(text.substr(at));
-    if (length == 0) {
-      break;
+    if (IsPlain(text.substr(at, kPartSize))) {
+      at += std::min(kPartSize, text.size() - at);
+      continue;
     }
-    at += length;
+    const std::size_t part_end = at + kPartSize;
+    while (at < std::min(part_end, text.size())) {
+      const std::size_t length = CharacterLength(text.substr(at));
+      if (length == 0) {
+        return at;
+      }
+      at += length;
+    }
   }
   return at;
 }

@@ -1,28 +1,47 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/xml_reader.h"
 
+#include <new>
 #include <string>
 
 #include "platform/portable/tree_edits.h"
 #include "platform/portable/xml_lexis.h"
 #include "platform/portable/xml_well_formed.h"
-#include "quillmark/error.h"
 
 namespace quillmark::portable {
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view kDeclaration = "<?xml";
+/// Every node is kept; between the root element and the ends too, since not all may stand there.
+constexpr unsigned int kAsXmlSays =
+    pugi::parse_fragment | pugi::parse_declaration | pugi::parse_doctype | pugi::parse_pi |
+    pugi::parse_comments | pugi::parse_cdata | pugi::parse_ws_pcdata | pugi::parse_escapes |
+    pugi::parse_eol | pugi::parse_wconv_attribute;
 
-constexpr unsigned int kAsXmlSays = pugi::parse_pi | pugi::parse_comments | pugi::parse_cdata |
-                                    pugi::parse_ws_pcdata | pugi::parse_escapes |
-                                    pugi::parse_wconv_attribute;
+/// Where a parse has failed. Of a comment or a CDATA section without end the library tells where it
+/// begins; what is missing is missed at the end.
+std::size_t OffsetOf(const pugi::xml_parse_result& failure, std::string_view text) {
+  const auto offset = static_cast<std::size_t>(failure.offset);
+  const std::string_view before = text.substr(0, offset);
+  const bool is_unfinished = before.ends_with("<!--") || before.ends_with("<![CDATA[");
+  return is_unfinished ? text.size() - 1 : offset;
+}
 
-/// Done before the parse, as XML demands, since the library does not change processing
-/// instructions.
-std::string NormalizeLineEnds(std::string_view raw) {
+/// Appends the nodes and returns the first of them.
+pugi::xml_node Parse(std::string_view text, pugi::xml_node document) {
+  const pugi::xml_node last_before = document.last_child();
+  const pugi::xml_parse_result result =
+      document.append_buffer(text.data(), text.size(), kAsXmlSays, pugi::encoding_utf8);
+  if (result.status == pugi::status_out_of_memory) {
+    throw std::bad_alloc();
+  }
+  if (!result) {
+    RaiseMalformed(result.description(), OffsetOf(result, text));
+  }
+  return last_before ? last_before.next_sibling() : document.first_child();
+}
+
+std::string WithLineFeeds(std::string_view raw) {
   std::string text;
-  text.reserve(raw.size());
   for (std::size_t at = 0; at < raw.size(); ++at) {
     const bool is_pair = raw.substr(at).starts_with("\r\n");
     if (!is_pair) {
@@ -32,43 +51,73 @@ std::string NormalizeLineEnds(std::string_view raw) {
   return text;
 }
 
-bool BeginsWithDeclaration(std::string_view text) {
-  return text.starts_with(kDeclaration) && NameLength(text.substr(2)) == kDeclaration.size() - 2;
+/// The library leaves processing instructions alone.
+void NormalizeLineEnds(pugi::xml_node instruction) {
+  const std::string_view data = instruction.value();
+  if (data.find('\r') != std::string_view::npos) {
+    SetValue(instruction, WithLineFeeds(data));
+  }
 }
 
-/// Appends the declaration at the beginning of `text` and returns what follows it. The library
-/// would parse it as attributes and not preserve the text.
-std::string_view AppendDeclaration(pugi::xml_node parent, std::string_view text) {
+/// Puts an instruction in the place of the XML declaration of `text`, which the library has taken
+/// for attributes, so that it is given back as it was written.
+void ReplaceDeclaration(pugi::xml_node declaration, std::string_view text) {
   const std::size_t end = text.find("?>");
-  const std::size_t data = text.find_first_not_of(kBlanks, kDeclaration.size());
-  const pugi::xml_node node = AppendNew(parent, pugi::node_pi);
-  SetName(node, "xml");
-  SetValue(node, text.substr(data, end - data));
-  return text.substr(end + 2);
+  const std::size_t name_end = text.find("<?xml") + std::string_view("<?xml").size();
+  const std::size_t data = text.find_first_not_of(kBlanks, name_end);
+  pugi::xml_node document = declaration.parent();
+  const pugi::xml_node instruction = document.insert_child_before(pugi::node_pi, declaration);
+  RequireMemory(!instruction.empty());
+  SetName(instruction, "xml");
+  SetValue(instruction, WithLineFeeds(text.substr(data, end - data)));
+  document.remove_child(declaration);
 }
 
-/// Appends the nodes of a well-formed text whose line ends are line feeds.
-void AppendNodes(pugi::xml_node parent, std::string_view text) {
-  if (text.starts_with(kByteOrderMark)) {
-    text.remove_prefix(kByteOrderMark.size());
+/// Checks the nodes, and does what the library leaves undone, in document order, as far as there is
+/// anything to do. The library's own walk takes a third of the time of one from outside.
+class Completion final : public pugi::xml_tree_walker {
+ public:
+  explicit Completion(const WellFormed& nodes) : nodes_(nodes) {}
+
+  bool for_each(pugi::xml_node& node) override {
+    switch (node.type()) {
+      case pugi::node_element:
+        nodes_.RequireAttributes(node);
+        return nodes_.HasMoreToCheckAfter(node);
+      case pugi::node_pcdata:
+        nodes_.RequireText(node);
+        return true;
+      case pugi::node_comment:
+        nodes_.RequireComment(node);
+        return true;
+      case pugi::node_pi:
+        NormalizeLineEnds(node);
+        return true;
+      default:
+        return true;
+    }
   }
-  if (BeginsWithDeclaration(text)) {
-    text = AppendDeclaration(parent, text);
-  }
-  if (!parent.append_buffer(text.data(), text.size(), kAsXmlSays, pugi::encoding_utf8)) {
-    // The text is well-formed, so only memory can be missing.
-    throw Error(error_number::kOutOfMemory);
-  }
-}
+
+ private:
+  const WellFormed& nodes_;
+};
 
 }  // namespace
 
-void ReadXml(std::string_view text, pugi::xml_node parent) {
-  RequireWellFormed(text);
-  if (text.find('\r') == std::string_view::npos) {
-    return AppendNodes(parent, text);
+void ReadXml(std::string_view text, pugi::xml_node document) {
+  RequireXmlCharacters(text);
+  const pugi::xml_node first = Parse(text, document);
+  const WellFormed nodes(text, first);
+  nodes.RequireOneRoot();
+  Completion completion(nodes);
+  for (pugi::xml_node top = first; top; top = top.next_sibling()) {
+    if (completion.for_each(top)) {
+      top.traverse(completion);
+    }
   }
-  AppendNodes(parent, NormalizeLineEnds(text));
+  if (first.type() == pugi::node_declaration) {
+    ReplaceDeclaration(first, text);
+  }
 }
 
 }  // namespace quillmark::portable

@@ -5,8 +5,6 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <new>
-#include <pugixml.hpp>
 #include <string>
 #include <vector>
 
@@ -17,20 +15,9 @@
 namespace quillmark::portable {
 namespace {
 
-/// Every node is kept, also before and after the root element, and every value stays as written, so
-/// that what XML forbids can be found.
-constexpr unsigned int kLiterally = pugi::parse_fragment | pugi::parse_pi | pugi::parse_comments |
-                                    pugi::parse_cdata | pugi::parse_ws_pcdata |
-                                    pugi::parse_declaration | pugi::parse_doctype;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 constexpr const char* kUnknownReference = "\"&\" begins no known reference";
-
-[[noreturn]] void Fail(const std::string& reason, std::size_t offset) {
-  throw Error(error_number::kTypeMismatch, reason + " (offset " + std::to_string(offset) + ")");
-}
-
-/// The position of the node's name, or of the value of a node without a name.
-std::size_t OffsetOf(pugi::xml_node node) { return static_cast<std::size_t>(node.offset_debug()); }
 
 bool IsCharacterNumber(std::string_view digits) {
   const int base = digits.starts_with('x') ? 16 : 10;
@@ -63,23 +50,94 @@ std::size_t FindUnknownReference(std::string_view text) {
   return at;
 }
 
-void RequireText(pugi::xml_node node) {
-  const std::string_view text = node.value();
-  if (const std::size_t at = text.find("]]>"); at != std::string_view::npos) {
-    Fail("\"]]>\" stands in text", OffsetOf(node) + at);
+/// The position of the name of the first node of a text, or of the value of a node without a name.
+std::size_t OffsetOfFirst(std::string_view text) {
+  const std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+  const std::string_view rest = text.substr(begin);
+  for (const std::string_view opening : {"<!--", "<![CDATA[", "<?"}) {
+    if (rest.starts_with(opening)) {
+      return begin + opening.size();
+    }
   }
-  if (const std::size_t at = FindUnknownReference(text); at != std::string_view::npos) {
-    Fail(kUnknownReference, OffsetOf(node) + at);
+  constexpr std::string_view kTypeDeclaration = "<!DOCTYPE";
+  if (rest.starts_with(kTypeDeclaration)) {
+    return text.find_first_not_of(kBlanks, begin + kTypeDeclaration.size());
+  }
+  return begin + (rest.starts_with('<') ? 1 : 0);
+}
+
+/// The same for a parsed node, as a place in the library's copy of the text.
+const char* PlaceOf(pugi::xml_node node) {
+  switch (node.type()) {
+    case pugi::node_element:
+    case pugi::node_declaration:
+    case pugi::node_pi:
+      return node.name();
+    default:
+      return node.value();
   }
 }
 
-void RequireComment(pugi::xml_node node) {
-  if (!FitsComment(node.value())) {
-    Fail("A comment holds \"--\" or ends with \"-\"", OffsetOf(node));
+/// Whether a text has a character that belongs to an attribute, a reference, a comment, an
+/// instruction or the end of a section. The loop has no early end, so that it can be vectorized.
+bool HasMark(std::string_view text) {
+  std::uint8_t marks = 0;
+  for (const char c : text) {
+    const bool is_mark = c == '=' || c == '&' || c == '!' || c == '?' || c == ']';
+    marks = static_cast<std::uint8_t>(marks | (is_mark ? 1 : 0));
+  }
+  return marks != 0;
+}
+
+/// An offset beyond which there are no such characters.
+std::size_t EndOfMarks(std::string_view text) {
+  constexpr std::size_t kPartSize = 256;
+  while (!text.empty() && !HasMark(text.substr(text.size() - std::min(text.size(), kPartSize)))) {
+    text.remove_suffix(std::min(text.size(), kPartSize));
+  }
+  return text.size();
+}
+
+}  // namespace
+
+void RaiseMalformed(const std::string& reason, std::size_t offset) {
+  throw Error(error_number::kTypeMismatch, reason + " (offset " + std::to_string(offset) + ")");
+}
+
+void RequireXmlCharacters(std::string_view text) {
+  const std::size_t valid = XmlPrefixLength(text);
+  if (valid < text.size()) {
+    RaiseMalformed("Neither UTF-8 nor a character that XML allows", valid);
   }
 }
 
-void RequireDistinctNames(pugi::xml_node element) {
+WellFormed::WellFormed(std::string_view text, pugi::xml_node first)
+    : text_(text),
+      first_(first),
+      first_place_(PlaceOf(first)),
+      first_offset_(OffsetOfFirst(text)),
+      marks_end_(EndOfMarks(text)),
+      any_text_will_do_(text.find('&') == std::string_view::npos &&
+                        text.find("]]>") == std::string_view::npos) {}
+
+std::size_t WellFormed::OffsetOf(const char* parsed) const {
+  return first_offset_ + static_cast<std::size_t>(parsed - first_place_);
+}
+
+std::size_t WellFormed::OffsetOf(pugi::xml_node node) const { return OffsetOf(PlaceOf(node)); }
+
+void WellFormed::RequireTextAsWritten(pugi::xml_node node) const {
+  const std::size_t offset = OffsetOf(node);
+  const std::string_view raw = text_.substr(offset, text_.find('<', offset) - offset);
+  if (const std::size_t at = raw.find("]]>"); at != std::string_view::npos) {
+    RaiseMalformed("\"]]>\" stands in text", offset + at);
+  }
+  if (const std::size_t at = FindUnknownReference(raw); at != std::string_view::npos) {
+    RaiseMalformed(kUnknownReference, offset + at);
+  }
+}
+
+void WellFormed::RequireDistinctNames(pugi::xml_node element) const {
   std::vector<std::string_view> names;
   for (const pugi::xml_attribute attribute : element.attributes()) {
     names.emplace_back(attribute.name());
@@ -87,18 +145,24 @@ void RequireDistinctNames(pugi::xml_node element) {
   std::sort(names.begin(), names.end());
   const auto twice = std::adjacent_find(names.begin(), names.end());
   if (twice != names.end()) {
-    Fail("The attribute \"" + std::string(*twice) + "\" is given twice", OffsetOf(element));
+    RaiseMalformed("The attribute \"" + std::string(*twice) + "\" is given twice",
+                   OffsetOf(element));
   }
 }
 
-void RequireAttributes(pugi::xml_node element) {
+void WellFormed::RequireAttributes(pugi::xml_node element) const {
+  if (element.first_attribute().empty()) {
+    return;
+  }
   for (const pugi::xml_attribute attribute : element.attributes()) {
-    const std::string_view value = attribute.value();
-    if (value.find('<') != std::string_view::npos) {
-      Fail("\"<\" stands in an attribute's value", OffsetOf(element));
+    const std::size_t offset = OffsetOf(attribute.value());
+    const char quote = text_[offset - 1];
+    const std::string_view raw = text_.substr(offset, text_.find(quote, offset) - offset);
+    if (raw.find('<') != std::string_view::npos) {
+      RaiseMalformed("\"<\" stands in an attribute's value", OffsetOf(element));
     }
-    if (FindUnknownReference(value) != std::string_view::npos) {
-      Fail(kUnknownReference, OffsetOf(element));
+    if (FindUnknownReference(raw) != std::string_view::npos) {
+      RaiseMalformed(kUnknownReference, OffsetOf(element));
     }
   }
   if (element.first_attribute() != element.last_attribute()) {
@@ -106,35 +170,29 @@ void RequireAttributes(pugi::xml_node element) {
   }
 }
 
-void RequireNode(pugi::xml_node node) {
-  switch (node.type()) {
-    case pugi::node_element:
-      return RequireAttributes(node);
-    case pugi::node_pcdata:
-      return RequireText(node);
-    case pugi::node_comment:
-      return RequireComment(node);
-    default:
-      return;
+void WellFormed::RequireComment(pugi::xml_node comment) const {
+  if (!FitsComment(comment.value())) {
+    RaiseMalformed("A comment holds \"--\" or ends with \"-\"", OffsetOf(comment));
   }
 }
 
-/// A node beside the root element, or the element itself.
-void RequireFitsTop(pugi::xml_node node) {
-  const std::string_view value = node.value();
+void WellFormed::RequireFitsTop(pugi::xml_node node) const {
   switch (node.type()) {
     case pugi::node_doctype:
-      Fail("Document type declarations are not accepted", OffsetOf(node));
+      RaiseMalformed("Document type declarations are not accepted", OffsetOf(node));
     case pugi::node_cdata:
-      Fail(kTextOutside, OffsetOf(node));
-    case pugi::node_pcdata:
-      if (!IsBlank(value)) {
-        Fail(kTextOutside, OffsetOf(node) + value.find_first_not_of(kBlanks));
+      RaiseMalformed(kTextOutside, OffsetOf(node));
+    case pugi::node_pcdata: {
+      const std::size_t offset = OffsetOf(node);
+      const std::size_t at = text_.find_first_not_of(kBlanks, offset);
+      if (at < text_.find('<', offset)) {
+        RaiseMalformed(kTextOutside, at);
       }
       return;
+    }
     case pugi::node_declaration:
-      if (node.previous_sibling() || std::string_view(node.name()) != "xml") {
-        Fail("An XML declaration stands behind the beginning", OffsetOf(node));
+      if (node != first_ || std::string_view(node.name()) != "xml") {
+        RaiseMalformed("An XML declaration stands behind the beginning", OffsetOf(node));
       }
       return;
     default:
@@ -142,48 +200,21 @@ void RequireFitsTop(pugi::xml_node node) {
   }
 }
 
-void RequireOneRoot(const pugi::xml_document& document, std::size_t end) {
+void WellFormed::RequireOneRoot() const {
   pugi::xml_node root;
-  for (const pugi::xml_node node : document.children()) {
+  for (pugi::xml_node node = first_; node; node = node.next_sibling()) {
     RequireFitsTop(node);
     if (node.type() != pugi::node_element) {
       continue;
     }
     if (root) {
-      Fail("A second root element", OffsetOf(node));
+      RaiseMalformed("A second root element", OffsetOf(node));
     }
     root = node;
   }
   if (!root) {
-    Fail("The document has no element", end);
+    RaiseMalformed("The document has no element", text_.size());
   }
-}
-
-void Parse(pugi::xml_document& document, std::string_view text) {
-  const pugi::xml_parse_result result =
-      document.load_buffer(text.data(), text.size(), kLiterally, pugi::encoding_utf8);
-  if (result.status == pugi::status_out_of_memory) {
-    throw std::bad_alloc();
-  }
-  if (!result) {
-    Fail(result.description(), static_cast<std::size_t>(result.offset));
-  }
-}
-
-}  // namespace
-
-void RequireWellFormed(std::string_view text) {
-  const std::size_t valid = XmlPrefixLength(text);
-  if (valid < text.size()) {
-    Fail("Neither UTF-8 nor a character that XML allows", valid);
-  }
-  pugi::xml_document document;
-  Parse(document, text);
-  RequireOneRoot(document, text.size());
-  static_cast<void>(document.find_node([](pugi::xml_node node) {
-    RequireNode(node);
-    return false;
-  }));
 }
 
 }  // namespace quillmark::portable
