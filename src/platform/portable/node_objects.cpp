@@ -8,9 +8,9 @@
 
 #include "platform/portable/leaf_markup.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/node_operations.h"
 #include "platform/portable/node_selection.h"
 #include "platform/portable/out_of_memory.h"
+#include "platform/portable/tree_operations.h"
 #include "platform/portable/xml_lexis.h"
 #include "platform/portable/xml_reader.h"
 #include "platform/portable/xml_writer.h"

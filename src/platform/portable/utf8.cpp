@@ -38,8 +38,8 @@ std::size_t CharacterLength(std::string_view text) {
   return code >= kSmallest[length] && IsXmlCharacter(code) ? length : 0;
 }
 
-/// Whether a text has ASCII characters that XML allows, and nothing else. Nothing leaves the loop
-/// early, so that a compiler makes vectors of it.
+/// Whether a text has only ASCII characters that XML allows. The loop has no early end, so that it
+/// can be vectorized.
 bool IsPlain(std::string_view text) {
   std::uint8_t others = 0;
   for (const char c : text) {

@@ -11,14 +11,14 @@
 namespace quillmark::portable {
 namespace {
 
-/// Every node is kept; between the root element and the ends too, since not all may stand there.
+/// Every node is kept, also before and after the root element, where not all are allowed.
 constexpr unsigned int kAsXmlSays =
     pugi::parse_fragment | pugi::parse_declaration | pugi::parse_doctype | pugi::parse_pi |
     pugi::parse_comments | pugi::parse_cdata | pugi::parse_ws_pcdata | pugi::parse_escapes |
     pugi::parse_eol | pugi::parse_wconv_attribute;
 
-/// Where a parse has failed. Of a comment or a CDATA section without end the library tells where it
-/// begins; what is missing is missed at the end.
+/// The position of a parse error. For a comment or a CDATA section without an end, the library
+/// gives its beginning; what is missing is missing at the end of the text.
 std::size_t OffsetOf(const pugi::xml_parse_result& failure, std::string_view text) {
   const auto offset = static_cast<std::size_t>(failure.offset);
   const std::string_view before = text.substr(0, offset);
@@ -51,7 +51,7 @@ std::string WithLineFeeds(std::string_view raw) {
   return text;
 }
 
-/// The library leaves processing instructions alone.
+/// The library does not change processing instructions.
 void NormalizeLineEnds(pugi::xml_node instruction) {
   const std::string_view data = instruction.value();
   if (data.find('\r') != std::string_view::npos) {
@@ -59,8 +59,8 @@ void NormalizeLineEnds(pugi::xml_node instruction) {
   }
 }
 
-/// Puts an instruction in the place of the XML declaration of `text`, which the library has taken
-/// for attributes, so that it is given back as it was written.
+/// Replaces the XML declaration of `text`, which the library has parsed as attributes, by a
+/// processing instruction with its text.
 void ReplaceDeclaration(pugi::xml_node declaration, std::string_view text) {
   const std::size_t end = text.find("?>");
   const std::size_t name_end = text.find("<?xml") + std::string_view("<?xml").size();
@@ -73,8 +73,8 @@ void ReplaceDeclaration(pugi::xml_node declaration, std::string_view text) {
   document.remove_child(declaration);
 }
 
-/// Checks the nodes, and does what the library leaves undone, in document order, as far as there is
-/// anything to do. The library's own walk takes a third of the time of one from outside.
+/// Checks the nodes in document order and completes the instructions, until there is nothing left
+/// to do. The library's own traversal takes a third of the time of a loop outside of it.
 class Completion final : public pugi::xml_tree_walker {
  public:
   explicit Completion(const WellFormed& nodes) : nodes_(nodes) {}

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// What the XML library does not check of a document that it parses.
+/// What the XML library does not check in a document that it parses.
 namespace quillmark::portable {
 
 /// Raises 13 with the reason and the offset in bytes.
@@ -15,15 +15,15 @@ namespace quillmark::portable {
 /// Raises 13 if the text is not UTF-8 or has a character that XML does not allow.
 void RequireXmlCharacters(std::string_view text);
 
-/// Checks the nodes that were parsed from a text. References, and what must be written as one, are
-/// looked for in the text itself, at the place that the node came from.
+/// Checks the nodes that were parsed from a text. References, and characters that must be written as
+/// references, are looked up in the text itself, at the position that the node came from.
 class WellFormed {
  public:
-  /// `first` is the first of the nodes, which have no others after them; empty: there are none.
-  /// None of them was changed since they were parsed.
+  /// `first` is the first of the nodes, which are the last of their parent; empty if there are none.
+  /// They have not been changed since they were parsed.
   WellFormed(std::string_view text, pugi::xml_node first);
 
-  /// Raises 13 if what stands beside the one root element may not stand there.
+  /// Raises 13 if there is not exactly one root element, or something not allowed beside it.
   void RequireOneRoot() const;
   /// These raise 13 for a node that is not well-formed.
   void RequireText(pugi::xml_node node) const {
@@ -34,8 +34,8 @@ class WellFormed {
   void RequireComment(pugi::xml_node comment) const;
   void RequireAttributes(pugi::xml_node element) const;
 
-  /// False where elements without attributes and texts without references alone follow; they need
-  /// no check.
+  /// False if only elements without attributes and texts without references follow, which need no
+  /// check.
   [[nodiscard]] bool HasMoreToCheckAfter(pugi::xml_node element) const {
     return OffsetOf(element) < marks_end_;
   }
@@ -52,7 +52,7 @@ class WellFormed {
   const char* first_place_;
   std::size_t first_offset_;
   std::size_t marks_end_;
-  bool any_text_will_do_;  ///< nothing in the document has to be written otherwise
+  bool any_text_will_do_;  ///< the document has no reference and no "]]>"
 };
 
 }  // namespace quillmark::portable

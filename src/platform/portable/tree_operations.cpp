@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/portable/node_operations.h"
+#include "platform/portable/tree_operations.h"
 
 #include <algorithm>
 #include <utility>
