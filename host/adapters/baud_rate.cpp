@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// By itself because the kernel's termios2, which alone takes a speed as a number, has the names of
-// the C library's termios.
+// A file of its own: the kernel's termios2, which is needed to set a speed as a number, has the
+// names of the C library's termios.
 #include "host/adapters/baud_rate.h"
 
 #include <asm/termbits.h>

@@ -12,26 +12,27 @@
 
 namespace quillmark::host {
 
-/// The pauses that ISO 14230-2 knows, as far as a tester keeps them.
+/// The pauses of ISO 14230-2 that a tester observes.
 struct KLineTiming {
   /// P1: the longest between two bytes of the ECU.
   std::chrono::milliseconds p1{100};
   /// P3: the shortest between the ECU's reply and the next request.
   std::chrono::milliseconds p3{55};
-  /// P4: between two bytes of the tester; 0 sends a message in one go.
+  /// P4: between two bytes of the tester; 0 sends a message at once.
   std::chrono::milliseconds p4{5};
 };
 
 /// A K line behind a serial adapter. The line is one wire for both directions, so the adapter hears
 /// what it sends: every byte is read back and compared. A message ends where its header says; its
-/// checksum is handed over unseen. A message that breaks off is handed over as far as it came.
+/// checksum is passed on unchecked. A message that is cut off is passed on as far as it was
+/// received.
 class KLineBus : public RealTimeBus {
  public:
   KLineBus(std::unique_ptr<SerialPort> port, std::uint32_t baud, const KLineTiming& timing);
 
   void Select(const Exchange& exchange) override;
   void DiscardReceived() override;
-  /// Returns once the line has carried the message, as its echo tells.
+  /// Returns once the line has carried the message, as its echo shows.
   void Send(ByteView message) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;
@@ -46,7 +47,7 @@ class KLineBus : public RealTimeBus {
   KLineTiming timing_;
   KLineReceiver receiver_;
   std::deque<Bytes> received_;
-  /// When the ECU last said something.
+  /// When the ECU last sent something.
   std::optional<Duration> heard_at_;
 };
 

@@ -23,7 +23,7 @@ namespace {
 namespace asio = boost::asio;
 using ErrorCode = boost::system::error_code;
 
-/// For bytes that nobody takes: a device that hangs, or a terminal that nobody reads.
+/// For bytes that nobody accepts: a device that hangs, or a terminal that nobody reads.
 constexpr std::chrono::seconds kWriteLimit{5};
 
 class AsioSerialPort : public SerialPort {
@@ -34,7 +34,8 @@ class AsioSerialPort : public SerialPort {
     if (error) {
       Fail("cannot be opened", error.message());
     }
-    // A second tester on the same adapter would break both sessions. The lock goes with the port.
+    // A second tester on the same adapter would break both sessions. The lock is released with the
+    // port.
     if (::flock(port_.native_handle(), LOCK_EX | LOCK_NB) != 0) {
       Fail("is used by another program", std::strerror(errno));
     }
@@ -100,7 +101,7 @@ class AsioSerialPort : public SerialPort {
     context_.poll();
     if (!completion) {
       context_.run_for(timeout);
-      // While the process stands still (Ctrl-Z) time passes, and what arrives is in time.
+      // While the process is stopped (Ctrl-Z) time passes, and what arrives then is still in time.
       context_.poll();
     }
     if (!completion) {

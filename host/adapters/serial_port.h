@@ -29,15 +29,15 @@ class SerialPort {
   /// `timeout`, which may be 0.
   [[nodiscard]] virtual Bytes Read(Duration timeout) = 0;
 
-  /// Drops what has arrived and was not read.
+  /// Discards what has arrived and has not been read.
   virtual void DiscardInput() = 0;
 
   /// Holds the line low for `low`; returns once it is high again.
   virtual void Break(std::chrono::milliseconds low) = 0;
 };
 
-/// Opens `device`, such as "/dev/ttyUSB0", for this process alone, at any speed that its driver can
-/// make: 10400 baud is not a standard one. Raises BusError.
+/// Opens `device`, such as "/dev/ttyUSB0", exclusively for this process, at any speed that its
+/// driver supports: 10400 baud is not a standard one. Raises BusError.
 [[nodiscard]] std::unique_ptr<SerialPort> OpenSerialPort(const std::string& device,
                                                          std::uint32_t baud);
 

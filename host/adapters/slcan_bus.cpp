@@ -8,7 +8,7 @@
 namespace quillmark::host {
 namespace {
 
-/// For an adapter to tell its version, and to have nothing more to say where it tells none.
+/// For an adapter to report its version, and to fall silent if it reports none.
 constexpr std::chrono::milliseconds kVersionLimit{2000};
 constexpr std::chrono::milliseconds kQuiet{100};
 constexpr std::chrono::milliseconds kConfirmationLimit{2000};
@@ -22,8 +22,8 @@ SlcanBus::SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, boo
   Command("O");
 }
 
-/// The empty lines end whatever half a command the adapter still holds. What it has to say to them
-/// and to the end of an earlier session comes before its version.
+/// The empty lines end any incomplete command in the adapter. Its answers to them, and to the end
+/// of an earlier session, come before its version.
 void SlcanBus::CloseChannel() {
   Write("\r\rC\rV");
   const auto is_version = [](const SlcanEvent& event) {
@@ -42,7 +42,7 @@ SlcanBus::~SlcanBus() {
   try {
     Write("C");
   } catch (const BusError&) {
-    // There is nobody left to tell.
+    // There is nobody left to report to.
     received_.clear();
   }
 }

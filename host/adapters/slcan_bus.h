@@ -12,11 +12,12 @@
 namespace quillmark::host {
 
 /// A CAN bus behind a serial adapter that speaks the LAWICEL protocol. It carries the plain CAN
-/// form alone: what a gateway's channel and line are on a wire, only its maker knows.
+/// form only: how the channel and the line of a gateway appear on a wire is known to its
+/// manufacturer alone.
 class SlcanBus : public RealTimeBus {
  public:
   /// Closes the adapter's channel, whatever state it was left in, and opens it at `bit_rate`, one
-  /// of those that the protocol knows. `confirms` says whether the adapter answers what it is told.
+  /// of those that the protocol defines. `confirms` says whether the adapter confirms commands.
   /// Raises BusError.
   SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, bool confirms);
   SlcanBus(const SlcanBus&) = delete;
@@ -37,7 +38,7 @@ class SlcanBus : public RealTimeBus {
   void Write(const std::string& line);
   void Command(const std::string& line);
   void AwaitConfirmation(const std::string& line);
-  /// Reads for at most `timeout`. Returns whether a confirmation was among it.
+  /// Reads for at most `timeout`. Returns whether it included a confirmation.
   bool ReadEvents(Duration timeout, const std::string& line);
   void Keep(const CanFrame& frame);
 

@@ -7,12 +7,12 @@
 
 namespace quillmark::host {
 
-/// A CAN interface of the Linux kernel, through a raw socket. Its bit rate is set where the
-/// interface is brought up. It carries the plain CAN form alone.
+/// A CAN interface of the Linux kernel, through a raw socket. Its bit rate is set when the
+/// interface is brought up. It carries the plain CAN form only.
 class SocketCanBus : public RealTimeBus {
  public:
-  /// `interface` is a name such as "can0". Raises BusError if there is no such interface and where
-  /// the kernel has no CAN sockets.
+  /// `interface` is a name such as "can0". Raises BusError if there is no such interface or the
+  /// kernel has no CAN sockets.
   explicit SocketCanBus(const std::string& interface);
   SocketCanBus(const SocketCanBus&) = delete;
   SocketCanBus& operator=(const SocketCanBus&) = delete;
@@ -28,7 +28,7 @@ class SocketCanBus : public RealTimeBus {
 
  private:
   [[noreturn]] void Fail(const std::string& what) const;
-  /// Whether there is something to read, an error included, within `timeout`.
+  /// Whether there is something to read, including an error, within `timeout`.
   [[nodiscard]] bool AwaitInput(Duration timeout) const;
   /// The next frame that has arrived; nothing if none has.
   [[nodiscard]] std::optional<Bytes> ReadFrame() const;

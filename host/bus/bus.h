@@ -13,14 +13,14 @@ namespace quillmark::host {
 /// A span of a bus's time, or a moment as the span since a fixed but arbitrary origin.
 using Duration = std::chrono::microseconds;
 
-/// How diagnostic messages travel: ISO 15765-2 on CAN, cut into acknowledged pieces for a CAN
+/// How diagnostic messages travel: ISO 15765-2 on CAN, split into acknowledged frames for a CAN
 /// gateway, or ISO 14230-2 on a K line.
 enum class TransportForm : std::uint8_t { kPlainCan, kGateway, kKLine };
 
-/// Which way a frame travels.
+/// The direction of a frame.
 enum class Direction : std::uint8_t { kToEcu, kToTester };
 
-/// With whom frames are exchanged.
+/// The nodes between which frames are exchanged.
 struct Exchange {
   TransportForm form = TransportForm::kPlainCan;
   /// Plain CAN: the identifier to receive on (above 0x7FF an extended one). Gateway: the channel.
@@ -32,8 +32,8 @@ struct Exchange {
   friend bool operator==(const Exchange&, const Exchange&) = default;
 };
 
-/// The bus itself failed: the adapter is gone, the port cannot be written. Silence of the ECU is no
-/// such error.
+/// The bus itself failed: the adapter is gone, the port cannot be written. An ECU that does not
+/// answer is not such an error.
 class BusError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -52,10 +52,10 @@ class Bus {
   Bus& operator=(Bus&&) = delete;
   virtual ~Bus() = default;
 
-  /// Makes `exchange` the one that all following frames belong to.
+  /// Selects the exchange that all following frames belong to.
   virtual void Select(const Exchange& exchange) = 0;
 
-  /// Drops every frame that has arrived and was not received.
+  /// Discards every frame that has arrived and has not been received.
   virtual void DiscardReceived() = 0;
 
   /// Returns once the frame is on the wire.
@@ -67,7 +67,7 @@ class Bus {
   /// Lets at least `time` pass.
   virtual void Wait(std::chrono::milliseconds time) = 0;
 
-  /// Pulls the K line low for `low`, which wakes the ECU. On a CAN bus: BusError.
+  /// Holds the K line low for `low`, which wakes up the ECU. Raises BusError on a CAN bus.
   virtual void Break(std::chrono::milliseconds low) = 0;
 
   /// The bus's time; it never goes back.

@@ -38,7 +38,7 @@ constexpr std::array<Scheme, 4> kSchemes{{
     {"kline", BusKind::kKLine, "the serial device", 10'400},
 }};
 
-/// A URI while it is being read.
+/// A URI while it is being parsed.
 class Parser {
  public:
   explicit Parser(std::string_view text) : text_(text) {}

@@ -17,16 +17,16 @@ enum class BusKind : std::uint8_t {
   kKLine,      ///< `kline:DEVICE` a serial K line adapter
 };
 
-/// A target URI, read.
+/// A parsed target URI.
 struct BusUri {
   BusKind kind = BusKind::kSimulated;
   /// The serial device or the interface; empty for `sim:`.
   std::string device{};
-  /// `slcan`: of the CAN bus, one of those that the protocol knows.
+  /// `slcan`: of the CAN bus, one of those that the protocol defines.
   std::uint32_t bit_rate = 500'000;
   /// `slcan` (default 115200) and `kline` (default 10400): of the serial port.
   std::uint32_t baud = 0;
-  /// `slcan`: whether the adapter confirms what it is told.
+  /// `slcan`: whether the adapter confirms commands.
   bool confirms = true;
   /// `kline`, the timing of ISO 14230-2: the longest pause between two bytes of the ECU (20 ms on
   /// the line, the rest is for the adapter), the shortest between its reply and the next request,
@@ -38,7 +38,7 @@ struct BusUri {
   friend bool operator==(const BusUri&, const BusUri&) = default;
 };
 
-/// What is wrong with a URI, with the forms that there are.
+/// What is wrong with a URI, with the valid forms.
 class BusUriError : public std::invalid_argument {
  public:
   using std::invalid_argument::invalid_argument;

@@ -17,7 +17,7 @@ using ByteView = std::span<const std::uint8_t>;
 /// Upper-case text, two digits per byte, no separators.
 [[nodiscard]] std::string HexOf(ByteView bytes);
 
-/// The bytes of such text, lower case accepted; nothing if the text is not hexadecimal.
+/// The bytes of such text, also in lower case; nothing if the text is not hexadecimal.
 [[nodiscard]] std::optional<Bytes> BytesOfHex(std::string_view text);
 
 }  // namespace quillmark::host

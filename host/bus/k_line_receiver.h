@@ -7,24 +7,23 @@
 
 namespace quillmark::host {
 
-/// Cuts the bytes of a K line into messages of ISO 14230-2 by the length that each header gives:
-/// format, target and source byte, a length byte where the format byte holds no length, data,
-/// checksum. Only headers with addresses are known, as format bytes with bit 7 set announce them;
-/// a byte that begins no such header is noise and is dropped. Checksums are not looked at.
+/// Splits the bytes of a K line into messages of ISO 14230-2 by the length in each header: format,
+/// target and source byte, a length byte if the format byte holds no length, data, checksum. Only
+/// headers with addresses are supported, whose format byte has bit 7 set; a byte that does not
+/// begin such a header is noise and is discarded. Checksums are not checked.
 ///
-/// The receiver is pure: it knows no port and no clock. Whoever reads the line tells it when the
-/// pause between two bytes has become longer than a message allows.
+/// The receiver is pure: it knows no port and no clock. The reader of the line tells it when the
+/// pause between two bytes is longer than a message allows.
 class KLineReceiver {
  public:
-  /// Takes bytes as they came, split or glued in any way, and returns the messages that they
-  /// complete.
+  /// Takes bytes in portions of any size, and returns the messages that they complete.
   [[nodiscard]] std::vector<Bytes> Take(ByteView bytes);
 
-  /// Whether a message was begun and bytes of it are missing.
+  /// Whether a message has begun and is not complete.
   [[nodiscard]] bool InMessage() const { return !begun_.empty(); }
 
-  /// The line has been silent for too long (P1 of the ECU): what was begun stays incomplete.
-  /// Returns it, empty if nothing was begun; the next byte begins a new message.
+  /// The line has been silent for too long (P1 of the ECU): the current message stays incomplete.
+  /// Returns it, or nothing if none had begun; the next byte begins a new message.
   [[nodiscard]] Bytes OnSilence();
 
  private:

@@ -10,7 +10,7 @@
 
 namespace quillmark::host {
 
-/// A bus in simulated time: a run takes as long as it takes to compute. A rate read off `Now` is
+/// A bus in simulated time: a run takes only the time to compute it. A rate derived from `Now` is
 /// what a real wire could carry.
 class SimulatedBus : public Bus {
  public:

@@ -14,7 +14,8 @@
 
 namespace quillmark::host {
 
-/// What sits at the other end of a simulated wire. It has no clock of its own: it is told the time.
+/// What sits at the other end of a simulated wire. It has no clock of its own: it is given the
+/// time.
 class SimulatedNode {
  public:
   SimulatedNode() = default;
@@ -32,7 +33,7 @@ class SimulatedNode {
   virtual void OnBreak(Duration low, Duration now) = 0;
   /// When the node's next frame is ready; nothing if it has none to send.
   [[nodiscard]] virtual std::optional<Duration> NextDue() const = 0;
-  /// Hands over the frame that `NextDue` announced, once its time has come.
+  /// Returns the frame that `NextDue` announced, once its time has come.
   virtual Bytes TakeFrame(Duration now) = 0;
 };
 
@@ -45,16 +46,16 @@ struct FrameOnWire {
 };
 
 /// A wire between a tester and a simulated node. Every frame occupies it for its time at the chosen
-/// speed. The wire's clock is what its owner advances it to: a simulated bus as fast as it can
-/// compute, a simulator in a process of its own as fast as time goes by.
+/// speed. The owner advances the clock of the wire: a simulated bus as fast as it can compute, a
+/// simulator in a process of its own in real time.
 class SimulatedWire {
  public:
   /// Sees every frame as it arrives at its receiver.
   using Observer = std::function<void(const Exchange&, const FrameOnWire&)>;
 
-  /// Decides what becomes of a frame on the wire: no frame loses it, two double it, other bytes
-  /// damage it, a later `at` delays it (and may let another one overtake it). BusError takes the
-  /// tester's adapter away; it passes through the wire.
+  /// Decides what becomes of a frame on the wire: returning no frame loses it, two frames double
+  /// it, other bytes damage it, and a later `at` delays it, so that another one may overtake it.
+  /// Raising BusError removes the tester's adapter; it passes through the wire.
   using FaultInjector = std::function<std::vector<FrameOnWire>(const FrameOnWire&)>;
 
   /// `node` must outlive the wire. Raises std::invalid_argument for a speed of 0.
@@ -75,7 +76,7 @@ class SimulatedWire {
 
   /// When something happens next; nothing if all is quiet.
   [[nodiscard]] std::optional<Duration> NextEvent() const;
-  /// Lets everything happen that happens until `time`.
+  /// Processes everything that happens until `time`.
   void AdvanceTo(Duration time);
   [[nodiscard]] Duration Now() const { return clock_; }
 

@@ -51,8 +51,7 @@ void AppendEventsOf(std::string_view line, std::vector<SlcanEvent>& events) {
     events.push_back({.kind = Kind::kAccepted});
     return;
   }
-  // The letter of a frame is not a hexadecimal digit, so the last one can alone begin a whole
-  // frame.
+  // The letter of a frame is not a hexadecimal digit, so only the last one can begin a whole frame.
   const std::size_t start = line.find_last_of("tT");
   if (start != std::string_view::npos) {
     if (auto frame = CanFrameOfSlcanLine(line.substr(start))) {

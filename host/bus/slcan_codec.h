@@ -12,7 +12,7 @@
 namespace quillmark::host {
 
 /// The ASCII protocol that LAWICEL published for serial CAN adapters ("slcan"): a command or a
-/// frame is a line that ends with a carriage return, an adapter says no with a single BEL.
+/// frame is a line that ends with a carriage return, an adapter refuses with a single BEL.
 ///
 /// The codec is pure: it knows no port and no clock.
 inline constexpr char kSlcanEndOfLine = '\r';
@@ -33,14 +33,14 @@ inline constexpr char kSlcanBell = '\a';
 /// The bit rate that such a command chooses; nothing for another line.
 [[nodiscard]] std::optional<std::uint32_t> BitRateOfSlcanCommand(std::string_view line);
 
-/// One thing that an adapter says.
+/// One message of an adapter.
 struct SlcanEvent {
   enum class Kind : std::uint8_t {
     kFrame,     ///< a data frame was received from the bus: `frame`
     kAccepted,  ///< the adapter did what it was told ("", "z" or "Z")
-    kRefused,   ///< it did not (BEL)
-    kAnswer,    ///< what it was asked for, or a remote frame: `text`
-    kJunk,      ///< what means nothing: `text`
+    kRefused,   ///< it refused (BEL)
+    kAnswer,    ///< an answer to a query, or a remote frame: `text`
+    kJunk,      ///< anything else: `text`
   };
 
   Kind kind = Kind::kJunk;
@@ -50,8 +50,8 @@ struct SlcanEvent {
   friend bool operator==(const SlcanEvent&, const SlcanEvent&) = default;
 };
 
-/// Collects bytes until a carriage return or a BEL ends them. A line that is longer than any of the
-/// protocol keeps its end alone, so that memory stays bounded whatever arrives.
+/// Collects bytes until a carriage return or a BEL ends them. Of a line longer than any in the
+/// protocol only the end is kept, so memory stays bounded whatever arrives.
 class SlcanLines {
  public:
   struct Line {
@@ -60,19 +60,18 @@ class SlcanLines {
     char end = kSlcanEndOfLine;
   };
 
-  /// Takes bytes as they came, split or glued in any way, and returns the lines that they complete.
+  /// Takes bytes in portions of any size, and returns the lines that they complete.
   [[nodiscard]] std::vector<Line> Take(ByteView bytes);
 
  private:
   std::string begun_;
 };
 
-/// Reads what an adapter sends. Junk before a frame, a lost carriage return and bytes that are not
-/// text cost no more than the line they stand in; a frame that follows them in the same line is
-/// found.
+/// Reads what an adapter sends. Noise before a frame, a lost carriage return and bytes that are not
+/// text affect only the line that they are in; a frame after them in the same line is found.
 class SlcanReceiver {
  public:
-  /// Takes bytes as they came, split or glued in any way, and returns what they complete.
+  /// Takes bytes in portions of any size, and returns what they complete.
   [[nodiscard]] std::vector<SlcanEvent> Take(ByteView bytes);
 
  private:

@@ -9,16 +9,16 @@
 
 namespace quillmark::host {
 
-/// What goes wrong on a simulated wire, by the number of a frame. Frames are counted from 1, in
-/// both directions, as they are put on the wire.
+/// Faults on a simulated wire, by the number of a frame. Frames are counted from 1, in both
+/// directions, as they are put on the wire.
 struct WireFaults {
-  /// This frame arrives nowhere.
+  /// This frame is lost.
   std::optional<std::uint64_t> lost_frame{};
-  /// All bits of the byte in the middle of this frame are flipped.
+  /// All bits of the middle byte of this frame are inverted.
   std::optional<std::uint64_t> flipped_frame{};
-  /// From this frame on nothing arrives any more: the ECU has stopped.
+  /// From this frame on nothing arrives: the ECU has stopped.
   std::optional<std::uint64_t> silent_from{};
-  /// As this frame is put on the wire, the tester's adapter is gone.
+  /// When this frame is put on the wire, the tester's adapter disappears.
   std::optional<std::uint64_t> unplugged_at{};
 };
 

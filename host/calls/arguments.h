@@ -15,7 +15,8 @@ namespace quillmark::host {
 /// The arguments of one call, taken one after the other from the left; errors as in json_value.h.
 class Arguments {
  public:
-  /// `values` is an array of one value a parameter, or of one more; everything outlives the object.
+  /// `values` is an array with one value per parameter, or one more; everything must outlive the
+  /// object.
   Arguments(std::string_view call, const std::vector<std::string_view>& parameters,
             const Json& values, Platform& platform)
       : call_(call), parameters_(parameters), values_(values), platform_(platform) {}

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::int32_t kUnknownMember = 438;
 
-// Runs a member whose arguments and result are all there is to it.
+// Runs a member that has arguments and a result and nothing else.
 template <auto kMember>
 struct Plain;
 

@@ -13,13 +13,13 @@
 
 namespace quillmark::host {
 
-/// What a call acts on.
+/// The objects that a call acts on.
 struct CallContext {
   const ConsoleEnvironment& environment;
   std::shared_ptr<DiagOnCANReprog>& object;
 };
 
-/// One call that the console knows.
+/// One call of the console.
 struct Call {
   std::string_view name;
   std::vector<std::string_view> parameters;

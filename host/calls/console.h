@@ -13,7 +13,7 @@
 
 namespace quillmark::host {
 
-/// What a console works on, so that any platform can be driven by it.
+/// What a console works on, so that it can drive any platform.
 struct ConsoleEnvironment {
   std::function<std::shared_ptr<DiagOnCANReprog>()> create_object;
   std::shared_ptr<Platform> platform;  ///< makes the arguments
@@ -24,8 +24,8 @@ struct ConsoleEnvironment {
 /// One object, called by lines of JSON.
 ///
 /// A call is an object `{"call":NAME,"args":[…]}`, where NAME is a member of `DiagOnCANReprog`, or
-/// `new`, which continues with a fresh object. `args` may be left out where it would be empty; keys
-/// other than these two are ignored. Arguments stand in the order of the member's parameters:
+/// `new`, which continues with a new object. `args` may be omitted if it would be empty; other keys
+/// are ignored. Arguments are in the order of the member's parameters:
 ///
 /// - a Long or a Byte is a number; 10.0 and 1e1 are the number 10, 1.5 is of the wrong type
 /// - a byte string is hexadecimal text, a document its XML text
@@ -47,11 +47,11 @@ struct ConsoleEnvironment {
 ///
 /// Checked in this order: the line is such an object (13, and `call` is null; a number that no
 /// double can hold is 6), the call is known (438), the number of arguments is right (450), then
-/// argument by argument from the left: the wrong type is 13, a number out of range 6. All else is
-/// the component's own error. After an error the object is as it was.
+/// argument by argument from the left: the wrong type is 13, a number out of range 6. Everything
+/// else is an error of the component. After an error the object is unchanged.
 class Console {
  public:
-  /// Creates the first object and raises what `create_object` raises.
+  /// Creates the first object. Raises the errors of `create_object`.
   explicit Console(ConsoleEnvironment environment);
 
   /// The answer to one line, without line end; always valid JSON in UTF-8, whatever the line is.
@@ -62,8 +62,8 @@ class Console {
   std::shared_ptr<DiagOnCANReprog> object_;
 };
 
-/// Answers `in` line by line on `out`, flushed after each; blank lines are skipped. False where
-/// `in` could not be read to its end or `out` not be written.
+/// Answers `in` line by line on `out`, flushed after each; blank lines are skipped. False if `in`
+/// cannot be read to its end or `out` cannot be written.
 [[nodiscard]] bool RunConsole(std::istream& in, std::ostream& out, ConsoleEnvironment environment);
 
 }  // namespace quillmark::host

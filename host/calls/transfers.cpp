@@ -12,7 +12,7 @@ struct Events {
   std::int32_t count = 0;
 };
 
-// Fills `events` on the worker's thread; whoever has waited for the workers may then read them.
+// Fills `events` on the worker's thread. They may be read after waiting for the workers.
 DiagOnCANReprog::XMLReadyHandler Collect(std::shared_ptr<Events> events,
                                          std::optional<std::int32_t> cancel_at) {
   return [events = std::move(events), cancel_at](const std::shared_ptr<IXMLDOMNode>& node,

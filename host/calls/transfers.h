@@ -7,8 +7,8 @@
 
 namespace quillmark::host {
 
-/// Each starts a transfer, waits until its worker has ended and gives the list of what its events
-/// carried.
+/// Each starts a transfer, waits until its worker has ended, and returns the list of what its
+/// events carried.
 void RunComputeDownload(const CallContext& context, Arguments& arguments,
                         std::optional<Json>& result);
 void RunComputeUpload(const CallContext& context, Arguments& arguments,

@@ -20,7 +20,7 @@ struct DecodedFrame {
 struct DecodedMessage {
   JoinedMessage message{};
   Description description{};
-  /// Of its first and its last frame; flow control and acknowledgements count.
+  /// Of its first and its last frame, including flow control and acknowledgements.
   Duration began{};
   Duration ended{};
   std::size_t frames = 0;
@@ -36,7 +36,7 @@ struct Decoding {
 
 [[nodiscard]] Decoding Decode(const Trace& trace);
 
-/// What a message says, with its defect where it has one.
+/// What a message says, with its defect, if any.
 [[nodiscard]] std::string TextOf(const DecodedMessage& message);
 
 }  // namespace quillmark::host

@@ -9,7 +9,7 @@
 
 namespace quillmark::host {
 
-/// How the ECU took a request.
+/// How the ECU answered a request.
 enum class ExchangeOutcome : std::uint8_t {
   kAnswered,  ///< with a positive response
   kRefused,   ///< with a negative response
@@ -24,11 +24,11 @@ struct DecodedExchange {
   ExchangeOutcome outcome = ExchangeOutcome::kSilent;
   /// "Response pending" before the answer.
   std::size_t pending = 0;
-  /// The request is the one before it once more, such as a poll.
+  /// The request repeats the previous one, such as a poll.
   bool is_repeat = false;
 };
 
-/// The messages of a decoding, each in one exchange. What comes before the first request is an
+/// The messages of a decoding, each in one exchange. Anything before the first request is an
 /// exchange of its own.
 [[nodiscard]] std::vector<DecodedExchange> ExchangesOf(const Decoding& decoding);
 

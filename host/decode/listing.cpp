@@ -163,7 +163,7 @@ class DocumentListing {
   bool has_failed_ = false;
 };
 
-/// The frames of each message, which those of another one may interrupt.
+/// The frames of each message, which may be interleaved with those of another one.
 std::vector<std::vector<const DecodedFrame*>> FramesByMessage(const Decoding& decoding) {
   std::vector<std::vector<const DecodedFrame*>> frames(decoding.messages.size());
   for (const DecodedFrame& frame : decoding.frames) {

@@ -18,8 +18,8 @@ enum class ListingDetail : std::uint8_t {
 /// bytes and what they say.
 void ListTrace(std::ostream& out, const Decoding& decoding, ListingDetail detail);
 
-/// Lists a document, which may have been run or not: what has not come yet is listed as expected.
-/// Raises Error 13 if it is not a document of the form.
+/// Lists a document, which may have been run or not: replies that have not come yet are listed as
+/// expected. Raises Error 13 if it is not a document of the form.
 void ListDocument(std::ostream& out, const DOMDocument& document, TransportForm form,
                   ListingDetail detail);
 

@@ -15,7 +15,7 @@ Direction Opposite(Direction direction) {
   return direction == Direction::kToEcu ? Direction::kToTester : Direction::kToEcu;
 }
 
-/// Where the service bytes of an ISO 14230-2 message stand.
+/// Where the service bytes of an ISO 14230-2 message are.
 struct Layout {
   std::size_t data_at = 0;
   std::size_t data_size = 0;
@@ -32,7 +32,7 @@ std::optional<Layout> LayoutOf(ByteView message) {
                            : Layout{kShortHeader + 1, message[kShortHeader]};
 }
 
-/// Of a whole message; empty if it is as it should be.
+/// The defect of a whole message; empty if there is none.
 std::string ChecksumDefect(ByteView message, const Layout& layout) {
   const std::size_t end = layout.data_at + layout.data_size;
   if (message.size() <= end) {
@@ -183,8 +183,8 @@ void MessageJoiner::Begin(Direction direction, std::size_t announced) {
   open.missing_bytes = announced;
 }
 
-/// Takes the service bytes that begin at `payload_at`. In plain CAN form their number says when a
-/// message is whole.
+/// Takes the service bytes that begin at `payload_at`. In plain CAN form, their number says when a
+/// message is complete.
 JoinedFrame MessageJoiner::Append(Direction direction, FrameKind kind, ByteView frame,
                                   std::size_t payload_at) {
   Assembly& open = OpenOf(direction);

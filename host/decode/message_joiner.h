@@ -13,7 +13,7 @@
 
 namespace quillmark::host {
 
-/// What a frame is for its message.
+/// The role of a frame in its message.
 enum class FrameKind : std::uint8_t {
   kSingle,
   kFirst,
@@ -22,7 +22,7 @@ enum class FrameKind : std::uint8_t {
   kPiece,            ///< of a message through a gateway
   kAcknowledgement,  ///< of such a piece; goes the other way
   kMessage,          ///< a whole K line message
-  kStray,            ///< belongs to no message; counts as one of its own
+  kStray,            ///< belongs to no message; forms one of its own
 };
 
 /// "single frame", "flow control", …
@@ -51,14 +51,14 @@ struct JoinedMessage {
   friend bool operator==(const JoinedMessage&, const JoinedMessage&) = default;
 };
 
-/// Joins the frames of both directions of an exchange, as an observer who takes no part.
+/// Joins the frames of both directions of an exchange, as an observer that takes no part.
 class MessageJoiner {
  public:
   explicit MessageJoiner(TransportForm form) : form_(form) {}
 
   JoinedFrame Add(Direction direction, ByteView frame);
 
-  /// No more frames come: what is not whole breaks off.
+  /// No more frames follow: an incomplete message is cut off.
   void Finish();
 
   /// Whether a message waits for frames.
@@ -66,7 +66,7 @@ class MessageJoiner {
   [[nodiscard]] const std::vector<JoinedMessage>& messages() const { return messages_; }
 
  private:
-  /// A message that is not whole yet.
+  /// A message that is not complete yet.
   struct Assembly {
     std::optional<std::size_t> message{};
     std::size_t missing_bytes = 0;

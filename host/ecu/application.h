@@ -12,29 +12,29 @@
 
 namespace quillmark::host {
 
-/// The diagnostic application of the simulated ECU: sessions, the services and what each of them
-/// demands. A session that the tester leaves alone lapses; whatever ends a session takes security
-/// access and running routines with it.
+/// The diagnostic application of the simulated ECU: sessions, the services, and the conditions of
+/// each. A session lapses if the tester is silent; the end of a session also ends security access
+/// and running routines.
 class Application : public MessageHandler {
  public:
-  /// Raises std::invalid_argument for options that make no ECU.
+  /// Raises std::invalid_argument for inconsistent options.
   explicit Application(const EcuOptions& options);
 
   std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;
   [[nodiscard]] bool InSession(Duration now) const override;
 
-  /// Forgets what a power failure takes: session, security access and running routines. Flash
-  /// memory, records and counted wrong keys stay.
+  /// Loses what a power failure takes: session, security access and running routines. Flash memory,
+  /// records and counted wrong keys stay.
   void Reset();
 
   [[nodiscard]] const FlashMemory& flash() const { return programming_.flash(); }
   [[nodiscard]] const Records& records() const { return records_; }
-  /// Blocks that were written into the flash since the ECU was made.
+  /// Number of blocks written into the flash since the ECU was created.
   [[nodiscard]] std::uint32_t blocks_written() const { return programming_.blocks(); }
 
  private:
-  /// In plain CAN form the default session answers little; in the two other forms it is the state
-  /// without communication and answers 81 alone. In these, 81 opens the programming session.
+  /// In plain CAN form, the default session answers little; in the two other forms, it is the state
+  /// without communication and answers only 81. In these, 81 opens the programming session.
   enum class Session : std::uint8_t { kDefault, kDiagnostic, kProgramming };
 
   [[nodiscard]] Bytes ReplyTo(ByteView request, Duration now);

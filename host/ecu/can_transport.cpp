@@ -220,7 +220,7 @@ void CanTransport::Answer(ByteView request, Duration now) {
   replies_.assign(std::make_move_iterator(replies.begin()), std::make_move_iterator(replies.end()));
 }
 
-/// A new request takes the place of whatever is under way.
+/// A new request replaces whatever is in progress.
 void CanTransport::Forget() {
   reception_.reset();
   transmission_.reset();

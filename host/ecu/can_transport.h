@@ -12,7 +12,7 @@
 namespace quillmark::host {
 
 /// ISO 15765-2 with normal addressing, on an ECU. A message whose frames come out of sequence, too
-/// early or too late is dropped without an answer, as the standard has it.
+/// early or too late is discarded without an answer, as in the standard.
 class CanTransport : public EcuTransport {
  public:
   /// `handler` must outlive the transport.
@@ -36,7 +36,7 @@ class CanTransport : public EcuTransport {
     Bytes message;
     std::size_t sent;
     std::uint8_t sequence;
-    /// Since when it waits for the next flow control.
+    /// Since when it has been waiting for the next flow control.
     Duration since;
   };
   struct TimedFrame {

@@ -12,7 +12,7 @@
 
 namespace quillmark::host {
 
-/// Flash memory in areas. A cell takes a value only while it is erased (0xFF), and an area is
+/// Flash memory in areas. A cell accepts a value only while it is erased (0xFF), and an area is
 /// erased as a whole. Only pages that were written take up storage.
 class FlashMemory {
  public:
@@ -37,7 +37,7 @@ class FlashMemory {
   /// How often something was erased or written.
   [[nodiscard]] std::uint64_t changes() const { return changes_; }
 
-  /// Writes cells of an area. A bad cell stays erased, and nothing tells.
+  /// Writes cells of an area. A bad cell stays erased, without any indication.
   void Write(std::uint32_t address, ByteView data);
 
   /// The content of cells of an area.
@@ -50,7 +50,7 @@ class FlashMemory {
     std::uint8_t identifier;
     std::uint32_t start;
     std::uint32_t size;
-    /// What a cell of a page that is not stored holds.
+    /// The value of the cells of a page that is not stored.
     std::uint8_t content;
     std::map<std::uint32_t, Bytes> pages;
 

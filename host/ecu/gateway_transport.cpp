@@ -138,7 +138,7 @@ Bytes GatewayTransport::NextPiece(Duration now) {
   return frame;
 }
 
-/// A new request takes the place of whatever is under way.
+/// A new request replaces whatever is in progress.
 void GatewayTransport::Forget() {
   reception_.reset();
   transmission_.reset();

@@ -11,10 +11,10 @@
 
 namespace quillmark::host {
 
-/// A CAN gateway and the ECU behind it. A message of ISO 14230-2, with the number of its pieces in
-/// front, travels in pieces of 8 bytes; whoever receives a piece that is not the last acknowledges
-/// it with a frame that begins with 0x81. The ECU does not answer a damaged message or one for
-/// another address.
+/// A CAN gateway and the ECU behind it. A message of ISO 14230-2, preceded by the number of its
+/// pieces, travels in pieces of 8 bytes; the receiver acknowledges every piece except the last with
+/// a frame that begins with 0x81. The ECU does not answer a damaged message or one for another
+/// address.
 class GatewayTransport : public EcuTransport {
  public:
   /// `handler` must outlive the transport.
@@ -25,13 +25,13 @@ class GatewayTransport : public EcuTransport {
   Bytes TakeFrame(Duration now) override;
 
  private:
-  /// A request of which pieces are missing.
+  /// A request with missing pieces.
   struct Reception {
     Bytes message;
     std::size_t pieces_left;
     Duration last_frame;
   };
-  /// A reply of which a piece waits for the acknowledgement of the one before.
+  /// A reply whose next piece waits for the acknowledgement of the previous one.
   struct Transmission {
     Bytes message;
     std::size_t sent;

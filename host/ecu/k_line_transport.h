@@ -10,8 +10,8 @@
 
 namespace quillmark::host {
 
-/// ISO 14230-2 on an ECU. It hears its own address alone, does not answer a damaged message, and
-/// sleeps outside of a session until the fast initialisation wakes it: 25 ms low, 25 ms high, then
+/// ISO 14230-2 on an ECU. It reacts to its own address only, does not answer a damaged message, and
+/// sleeps outside a session until the fast initialisation wakes it up: 25 ms low, 25 ms high, then
 /// start communication.
 class KLineTransport : public EcuTransport {
  public:

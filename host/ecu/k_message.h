@@ -17,10 +17,10 @@ struct KMessage {
 };
 
 /// 1 to 255 bytes of data. The length goes into the format byte up to 62, otherwise into a byte of
-/// its own; the limit is this ECU's, the standard would allow 63.
+/// its own; this limit is the ECU's own, the standard would allow 63.
 [[nodiscard]] Bytes EncodeKMessage(const KMessage& message);
 
-/// Nothing if `bytes` are not exactly one message with a right checksum.
+/// Nothing if `bytes` are not exactly one message with a correct checksum.
 [[nodiscard]] std::optional<KMessage> DecodeKMessage(ByteView bytes);
 
 }  // namespace quillmark::host

@@ -13,7 +13,7 @@
 
 namespace quillmark::host {
 
-/// A stretch of flash memory that is erased as a whole.
+/// An area of flash memory that is erased as a whole.
 struct FlashAreaOptions {
   /// The identifier (`RL`) by which erase and download name the area.
   std::uint8_t identifier = 0;
@@ -54,13 +54,13 @@ struct EcuTiming {
   std::chrono::milliseconds check_time{150};
 };
 
-/// What the ECU does wrong.
+/// The faults of the ECU.
 struct Misbehaviour {
-  /// Answers nothing at all, on no layer.
+  /// Does not answer at all, on any layer.
   bool silent = false;
-  /// Finds every key wrong.
+  /// Refuses every key.
   bool refuses_key = false;
-  /// Says that the k-th download block, counted from 1, has a wrong checksum.
+  /// Reports a wrong checksum for the k-th download block, counted from 1.
   std::optional<std::uint32_t> bad_checksum_at_block{};
   /// Service identifier: number of "response pending" before each of its answers.
   std::map<std::uint8_t, int> pending{};
@@ -68,17 +68,18 @@ struct Misbehaviour {
   std::map<std::uint8_t, std::uint8_t> refused{};
   /// Addresses of cells that never take a value: they stay erased.
   std::set<std::uint32_t> bad_cells{};
-  /// The check routine finds the flash right, whatever it holds.
+  /// The check routine reports a correct flash, whatever it holds.
   bool blind_check = false;
 };
 
-/// The key that the simulated ECU wants for a seed, four bytes each.
+/// The key that the simulated ECU expects for a seed, four bytes each.
 [[nodiscard]] Bytes SimulatedKey(const Bytes& seed);
 
 /// Eight entries of readable text.
 [[nodiscard]] std::vector<HistoryEntry> SimulatedHistory();
 
-/// What a simulated ECU is. The defaults make one that can be flashed in plain CAN form.
+/// The configuration of a simulated ECU. The defaults make one that can be flashed in plain CAN
+/// form.
 struct EcuOptions {
   TransportForm form = TransportForm::kPlainCan;
   /// Plain CAN: the identifier that the ECU listens to, and the one that it sends on.
@@ -90,10 +91,10 @@ struct EcuOptions {
   std::uint32_t gateway_channel = 3;
   std::uint32_t gateway_line = 13;
 
-  /// ISO 15765-2 flow control that the ECU asks of the tester.
+  /// The ISO 15765-2 flow control that the ECU sends to the tester.
   std::uint8_t block_size = 1;
   std::uint8_t separation_time = 0;
-  /// A K line ECU sleeps until it is woken by a break; false lets it hear 81 at any time, for a
+  /// A K line ECU sleeps until it is woken by a break; false lets it accept 81 at any time, for a
   /// line that carries no break.
   bool needs_break = true;
 
@@ -105,13 +106,13 @@ struct EcuOptions {
   std::function<Bytes(const Bytes& seed)> key = SimulatedKey;
   /// Where the sequence of seeds begins.
   std::uint32_t first_seed = 0x1A2B3C4D;
-  /// Wrong keys until security access closes for a while.
+  /// Number of wrong keys after which security access is locked for a while.
   int key_attempts = 3;
 
   /// 24 bytes.
   Bytes identification = {'S', 'I', 'M', 'U', 'L', 'A', 'T', 'E', 'D', ' ', 'E', 'C',
                           'U', ' ', '0', '0', '1', ' ', 'R', 'E', 'V', ' ', 'A', ' '};
-  /// Up to eight; an entry that is not there is refused with 0x31.
+  /// Up to eight; a missing entry is refused with 0x31.
   std::vector<HistoryEntry> history = SimulatedHistory();
 
   EcuTiming timing{};

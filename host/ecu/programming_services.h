@@ -26,9 +26,9 @@ class ProgrammingServices {
   /// 35: reads the flash.
   [[nodiscard]] Bytes OnUpload(ByteView request, Duration now) const;
 
-  /// Ends what runs, as the end of a session does.
+  /// Ends what is running, as the end of a session does.
   void StopRoutines();
-  /// Forgets routines and what was downloaded; the flash memory stays.
+  /// Clears routines and the record of what was downloaded; the flash memory stays.
   void Reset();
 
   [[nodiscard]] const FlashMemory& flash() const { return flash_; }

@@ -23,7 +23,7 @@ class Records {
   [[nodiscard]] const Bytes& Read(std::uint8_t identifier) const;
 
   /// Makes a log record of 48 bytes, history and reprogramming record, the first entry; an entry
-  /// beyond the eighth is dropped.
+  /// beyond the eighth is removed.
   void Log(ByteView record);
 
   [[nodiscard]] const std::deque<HistoryEntry>& history() const { return history_; }

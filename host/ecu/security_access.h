@@ -9,15 +9,15 @@
 
 namespace quillmark::host {
 
-/// The lock in front of erase, download and upload: service 27 with the sub-functions 81 (seed) and
-/// 82 (key).
+/// The protection of erase, download and upload: service 27 with the sub-functions 81 (seed) and 82
+/// (key).
 class SecurityAccess {
  public:
   explicit SecurityAccess(const EcuOptions& options);
 
   [[nodiscard]] bool unlocked() const { return unlocked_; }
 
-  /// Forgets seed and key, as every change of session does; wrong keys stay counted.
+  /// Clears seed and key, as every change of session does; the count of wrong keys stays.
   void Lock();
 
   /// The positive response. Raises Refusal.

@@ -14,20 +14,20 @@
 namespace quillmark::host {
 
 /// A whole ECU, simulated: a transport and the diagnostic application behind it. It is
-/// deterministic, has no clock and does no input or output; what happens is told to it as a
+/// deterministic, has no clock and does no input or output; it is told what happens as a
 /// SimulatedNode. It shares no code with the component, so that a mistake cannot cancel itself out.
 ///
 /// Threads: used by one thread at a time.
 class SimulatedEcu : public SimulatedNode {
  public:
-  /// Raises std::invalid_argument for options that make no ECU.
+  /// Raises std::invalid_argument for inconsistent options.
   explicit SimulatedEcu(const EcuOptions& options = {});
 
-  /// What stands in the memory, the records and the counters.
+  /// The contents of the memory, the records and the counters.
   [[nodiscard]] const Application& application() const { return application_; }
 
-  /// Takes its power away for a moment: what is under way is lost, and for the boot time the ECU is
-  /// deaf.
+  /// Interrupts its power: what is in progress is lost, and the ECU does not react during the boot
+  /// time.
   void Reset(Duration now);
 
   /// How a tester reaches the ECU.

@@ -33,7 +33,7 @@ class MessageHandler {
   [[nodiscard]] virtual bool InSession(Duration now) const = 0;
 };
 
-/// The ECU's side of a transport: joins frames to requests and cuts replies into frames.
+/// The ECU's side of a transport: joins frames to requests and splits replies into frames.
 class EcuTransport {
  public:
   EcuTransport() = default;

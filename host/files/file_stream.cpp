@@ -32,14 +32,14 @@ FileStream::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
 }
 
 bool FileStream::Buffer::SyncDisk() {
-  // What is not a file on a disk, such as a pipe, has nothing to wait for.
+  // Anything but a file on a disk, such as a pipe, has nothing to wait for.
   const bool synced = ::fsync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
   return synced || Fail();
 }
 
 bool FileStream::Buffer::Close() {
   const int descriptor = std::exchange(descriptor_, -1);
-  // A file on a network may tell only now that it is full.
+  // A file on a network may report only now that the disk is full.
   if (descriptor != -1 && ::close(descriptor) != 0) {
     return Fail();
   }
@@ -79,7 +79,7 @@ bool FileStream::Buffer::Fail() {
   if (error_ == 0) {
     error_ = errno;
   }
-  // Without room nothing is kept for later.
+  // Without space, nothing is kept for later.
   setp(nullptr, nullptr);
   return false;
 }

@@ -11,7 +11,7 @@ namespace quillmark::host {
 /// then on, nothing more reaches the file, and the reason is kept.
 class FileStream : public std::ostream {
  public:
-  /// Takes the descriptor over.
+  /// Takes ownership of the descriptor.
   explicit FileStream(int descriptor);
   FileStream(const FileStream&) = delete;
   FileStream& operator=(const FileStream&) = delete;
@@ -20,10 +20,10 @@ class FileStream : public std::ostream {
   /// Closes the file. What was not flushed is dropped.
   ~FileStream() override;
 
-  /// Flushes, and returns once the disk has what was written. The stream is bad where it does not.
+  /// Flushes, and returns once the disk has what was written. The stream is bad if that fails.
   void Sync();
 
-  /// Flushes and closes. The stream is bad where anything failed since it was opened.
+  /// Flushes and closes. The stream is bad if anything has failed since it was opened.
   void Close();
 
   /// Why the stream is bad, a value of errno; 0 if it is not.

@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 constexpr unsigned kPermissions = 0777;
 constexpr unsigned kNewFile = 0666;
 
-/// A name in the same folder that nothing has and nobody can foresee. A file system may allow as
-/// few as 255 bytes.
+/// A new name in the same folder that nobody can predict. A file system may allow as few as 255
+/// bytes.
 fs::path UnfinishedName(const fs::path& path) {
   constexpr std::size_t kMostOfTheName = 200;
   std::random_device random;
@@ -31,7 +31,7 @@ fs::path UnfinishedName(const fs::path& path) {
   return path.parent_path() / fmt::format("{}.{:08x}{:08x}.part", name, random(), random());
 }
 
-/// Moves a file to where there must be none; returns a value of errno.
+/// Moves a file to a place where there must be none; returns a value of errno.
 int MoveToFreePlace(const fs::path& from, const fs::path& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
     return 0;
@@ -57,7 +57,7 @@ int Move(const fs::path& from, const fs::path& to, Existing existing) {
 int SyncFolder(const fs::path& folder) {
   const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor == -1) {
-    // A folder may be written to and yet not be read.
+    // A folder may be writable and yet not readable.
     ::sync();
     return 0;
   }
@@ -96,7 +96,7 @@ void OutputFile::OpenBeside(const fs::file_status& found) {
   Open(unfinished, O_WRONLY | O_CREAT | O_EXCL, mode);
   unfinished_ = unfinished;
   if (replaces) {
-    // The mask of the process, which is for new files, may have taken some of them away.
+    // The file mode mask of the process may have removed some of them.
     ::chmod(unfinished_.c_str(), mode);
   }
 }

@@ -17,36 +17,36 @@ class CannotCreateFile : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A file that was not written to its end. what() names file and reason.
+/// A file that was not written completely. what() names file and reason.
 class CannotWriteFile : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What becomes of a file that has the name of an output file already.
+/// What happens to an existing file with the name of an output file.
 enum class Existing : std::uint8_t {
   kKept,      ///< it stays, whenever it appeared, and the output file fails
   kReplaced,  ///< it is replaced by one with the same permissions
 };
 
 /// A file that appears with its whole content or not at all: it is written beside its place, under
-/// a name that nobody can foresee, and moved there by `Commit`. What is not a regular file, such as
-/// a device, is written directly.
+/// a name that nobody can predict, and moved there by `Commit`. Anything but a regular file, such
+/// as a device, is written directly.
 class OutputFile {
  public:
-  /// Raises CannotCreateFile. Creating it early keeps long work from being lost.
+  /// Raises CannotCreateFile. Create it early, so that long work is not lost.
   OutputFile(std::filesystem::path path, Existing existing);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
   OutputFile(OutputFile&&) = delete;
   OutputFile& operator=(OutputFile&&) = delete;
-  /// Removes what did not get to its place.
+  /// Removes the file if it has not been moved to its place.
   ~OutputFile();
 
   [[nodiscard]] FileStream& stream() { return *stream_; }
 
-  /// Moves the file to its place before it is complete, for one that grows. Where that fails, so
-  /// does `Commit`.
+  /// Moves the file to its place before it is complete, for one that grows. If that fails, so does
+  /// `Commit`.
   void TakePlace();
 
   /// Closes the file and moves it to its place. Raises CannotWriteFile.

@@ -13,8 +13,8 @@ namespace quillmark::host {
 
 inline constexpr std::uint64_t kAddressSpace = std::uint64_t{1} << 32U;
 
-/// Bytes that follow one another from an address on. Addresses have 32 bits; the last byte's
-/// address is at most 0xFFFFFFFF.
+/// Consecutive bytes from an address on. Addresses have 32 bits; the last byte's address is at most
+/// 0xFFFFFFFF.
 struct ImageSegment {
   std::uint32_t address = 0;
   std::vector<std::uint8_t> bytes;
@@ -39,12 +39,12 @@ class ImageBuilder {
   /// `file` is the name for messages.
   explicit ImageBuilder(std::string file) : file_(std::move(file)) {}
 
-  /// Adds the data of a record that stands in `line` (counted from 1). Raises `DamagedImage` if it
-  /// runs past address 0xFFFFFFFF.
+  /// Adds the data of a record in `line` (counted from 1). Raises `DamagedImage` if it runs past
+  /// address 0xFFFFFFFF.
   void Add(std::uint32_t address, std::span<const std::uint8_t> data, std::size_t line);
 
   /// All data sorted, adjacent records joined. Raises `DamagedImage` if two records give a value
-  /// for one address, even an equal one: such a file was put together wrongly.
+  /// for one address, even an equal one: such a file is inconsistent.
   [[nodiscard]] ImageSegments Finish();
 
  private:

@@ -27,7 +27,7 @@ bool IsPrintable(char character) {
 
 bool IsDigit(char character) { return character >= '0' && character <= '9'; }
 
-// Judges by the first line that is not blank. It may be a damaged record, but it must be text.
+// Decides by the first line that is not blank. It may be a damaged record, but it must be text.
 std::optional<ImageFormat> FormatOfContent(std::string_view content) {
   const std::size_t start = content.find_first_not_of(" \t\r\n");
   if (start == std::string_view::npos) {
@@ -66,7 +66,7 @@ ImageSegments ReadRawBinary(std::string_view content, const std::string& file, s
   return {{base, std::vector<std::uint8_t>(content.begin(), content.end())}};
 }
 
-/// In pieces, so that a gap of gigabytes ends with its stream.
+/// In pieces, so that filling a gap of gigabytes ends when the stream fails.
 void WriteFill(std::ostream& out, std::uint64_t count, std::uint8_t fill) {
   constexpr std::uint64_t kPiece = 0x10000;
   const std::string piece(std::min(count, kPiece), static_cast<char>(fill));

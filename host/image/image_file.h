@@ -35,23 +35,23 @@ struct ImageFile {
   ImageSegments segments;
 };
 
-/// Reads an image file. The content decides on the format; where it tells nothing, as in a file
-/// whose first line is damaged, the extension does; what is neither is a raw binary that starts at
-/// `base`. Raises `UnreadableImage`, `DamagedImage` and `MisplacedBase`.
+/// Reads an image file. The content determines the format; if it does not, as in a file whose first
+/// line is damaged, the extension does; anything else is a raw binary that starts at `base`. Raises
+/// `UnreadableImage`, `DamagedImage` and `MisplacedBase`.
 [[nodiscard]] ImageFile ReadImageFile(const std::filesystem::path& path,
                                       std::optional<std::uint32_t> base);
 
-/// The same for text that is in memory; `path` is the name for messages and gives the extension.
+/// The same for text that is in memory; `path` is the name for messages, and its extension is used.
 [[nodiscard]] ImageFile ReadImage(std::string_view content, const std::filesystem::path& path,
                                   std::optional<std::uint32_t> base);
 
-/// The format that the extension stands for: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot .sx .s, in
-/// any case; everything else is raw binary.
+/// The format of the extension: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot .sx .s, in any case;
+/// everything else is raw binary.
 [[nodiscard]] ImageFormat FormatOfName(const std::filesystem::path& path);
 
 /// Writes `segments`. A raw binary starts at the first segment's address and has `fill` in the
-/// gaps; the result is the number of these bytes, 0 for the other formats. Once `out` has failed
-/// nothing more is written to it; the caller looks at its state.
+/// gaps; the result is the number of these bytes, 0 for the other formats. Once `out` has failed,
+/// nothing more is written to it; the caller checks its state.
 std::uint64_t WriteImage(std::ostream& out, ImageFormat format, const ImageSegments& segments,
                          std::uint8_t fill);
 

@@ -15,7 +15,7 @@ namespace quillmark::host {
 /// Raises `DamagedImage`.
 [[nodiscard]] ImageSegments ReadIntelHex(std::string_view text, std::string_view file);
 
-/// Writes `segments` with `bytes_per_record` (1..255) data bytes a record and type 04 addresses.
+/// Writes `segments` with `bytes_per_record` (1..255) data bytes per record and type 04 addresses.
 void WriteIntelHex(std::ostream& out, const ImageSegments& segments,
                    std::size_t bytes_per_record = 32);
 

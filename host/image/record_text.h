@@ -25,7 +25,7 @@ class RecordLines {
   /// Nothing after the last line.
   [[nodiscard]] std::optional<RecordLine> Next();
 
-  /// Number of the line that Next gave last, 1 before that: where a missing record is missed.
+  /// Number of the line that Next returned last, 1 before that: where a missing record is reported.
   [[nodiscard]] std::size_t LastLine() const { return last_line_; }
 
  private:
@@ -34,8 +34,8 @@ class RecordLines {
   std::size_t last_line_ = 1;
 };
 
-/// Gives `take` the lines up to the end of the text; it returns true for an end record, after which
-/// any line is damage (`DamagedImage`). False if there was no end record.
+/// Passes the lines up to the end of the text to `take`; it returns true for an end record, after
+/// which any line is damage (`DamagedImage`). False if there was no end record.
 [[nodiscard]] bool ReadToEndRecord(RecordLines& lines, std::string_view file,
                                    const std::function<bool(const RecordLine&)>& take);
 
@@ -45,7 +45,7 @@ class RecordLines {
                                                        const RecordLine& line,
                                                        std::size_t first_column);
 
-/// A character for a message: itself in quotes where it can be printed, otherwise its code.
+/// A character for a message: itself in quotes if it can be printed, otherwise its code.
 [[nodiscard]] std::string Printable(char character);
 
 /// The big-endian number in `count` bytes from `first` on; at most four.

@@ -11,11 +11,11 @@ namespace quillmark::host {
 
 /// Reads Motorola S-records: S0 (header, left out), S1 to S3 (data), S5 and S6 (number of data
 /// records so far, compared), S7 to S9 (end; the entry point is left out). A file that ends in a
-/// right count is as complete as one that ends in an end record, and some tools write just that.
-/// `file` is the name for messages. Raises `DamagedImage`.
+/// correct count is as complete as one with an end record; some tools write such files. `file` is
+/// the name for messages. Raises `DamagedImage`.
 [[nodiscard]] ImageSegments ReadSRecord(std::string_view text, std::string_view file);
 
-/// Writes `segments` with `bytes_per_record` (1..250) data bytes a record, in the shortest of the
+/// Writes `segments` with `bytes_per_record` (1..250) data bytes per record, in the shortest of the
 /// three address widths that holds them all, with a count and an end record.
 void WriteSRecord(std::ostream& out, const ImageSegments& segments,
                   std::size_t bytes_per_record = 32);

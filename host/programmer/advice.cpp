@@ -30,7 +30,7 @@ std::string MemoryText(const Failure& failure) {
              : "written to the end and found right by its check routine";
 }
 
-/// What the ECU's refusal of a key asks for; empty for another code.
+/// What to do about the ECU's refusal of a key; empty for another code.
 std::string_view KeyAdvice(std::uint8_t response_code) {
   switch (response_code) {
     case kInvalidKey:

@@ -19,7 +19,7 @@ namespace quillmark::host {
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryImage& image);
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryMap& map);
 
-/// What became of the bytes of an image.
+/// How the bytes of an image compare.
 struct Comparison {
   std::uint64_t equal_bytes = 0;
   std::uint64_t different_bytes = 0;

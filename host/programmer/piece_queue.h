@@ -12,21 +12,21 @@
 
 namespace quillmark::host {
 
-/// Hands the documents of a transfer worker over to the thread that owns the bus. The worker is
-/// never more than two documents ahead, so that a large image does not fill the memory.
+/// Passes the documents of a transfer worker to the thread that owns the bus. The worker is never
+/// more than two documents ahead, so a large image does not fill the memory.
 ///
 /// Threads: `Push` on the worker's thread, the others on the owner's.
 class PieceQueue {
  public:
-  /// Waits for room and adds a document, or null for the end of the sequence. False once the queue
+  /// Waits for space and adds a document, or null for the end of the sequence. False once the queue
   /// is closed: the owner wants no more.
   bool Push(std::shared_ptr<IXMLDOMNode> piece);
 
-  /// The next document, null at the end of the sequence; nothing if it is not there within
+  /// The next document, null at the end of the sequence; nothing if it does not come within
   /// `timeout`.
   [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Pop(std::chrono::milliseconds timeout);
 
-  /// Lets every `Push` fail from now on, one that waits included.
+  /// Makes every `Push` fail from now on, including one that is waiting.
   void Close();
 
  private:

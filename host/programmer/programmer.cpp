@@ -120,7 +120,7 @@ void Programmer::OnIdentified(std::function<void(const Identification&)> on_iden
   on_identified_ = std::move(on_identified);
 }
 
-/// A session that `work` leaves open because it fails closes itself.
+/// If `work` fails and leaves the session open, the session closes itself.
 template <typename Work>
 auto Programmer::InSession(Work work) {
   ProgressReporter progress(bus_, on_progress_);

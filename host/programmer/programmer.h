@@ -22,7 +22,7 @@ namespace quillmark::host {
 
 /// The phases of a session with the ECU, in the order of a whole reprogramming.
 enum class Phase : std::uint8_t {
-  kPrepare,   ///< looking at the arguments; nothing has been sent
+  kPrepare,   ///< checking the arguments; nothing has been sent
   kIdentify,  ///< opening the session, reading identification and history
   kUnlock,    ///< security access
   kBackup,    ///< reading back what is about to be erased
@@ -38,7 +38,7 @@ enum class Phase : std::uint8_t {
 /// "prepare", "identify", … for messages and logs.
 [[nodiscard]] std::string_view NameOf(Phase phase);
 
-/// What a failure comes from.
+/// The cause of a failure.
 enum class Cause : std::uint8_t {
   kArgument,         ///< an argument that cannot be used; the ECU was not touched
   kSilence,          ///< the ECU did not answer
@@ -52,11 +52,11 @@ enum class Cause : std::uint8_t {
   kCancelled,        ///< the host asked to stop
 };
 
-/// A byte of memory that is not what the image says.
+/// A byte of memory that differs from the image.
 struct Difference {
   std::uint32_t address = 0;
   std::uint8_t expected = 0;
-  /// Nothing if the ECU gave no byte for this address.
+  /// Nothing if the ECU sent no byte for this address.
   std::optional<std::uint8_t> found;
 
   friend bool operator==(const Difference&, const Difference&) = default;
@@ -76,11 +76,11 @@ struct Failure {
   Cause cause = Cause::kArgument;
   /// Number of the component's error; 0 if the host found the failure by itself.
   std::int32_t number = 0;
-  /// What happened, in words: of the component's error, of the runner, or of the host.
+  /// What happened, in words, from the error of the component, the runner or the host.
   std::string text;
   /// The address concerned: of the block that failed, of the first difference.
   std::optional<std::uint32_t> address;
-  /// The code of the ECU's negative response. 0x36 and 0x37 forbid another try at the key.
+  /// The code of the ECU's negative response. 0x36 and 0x37 forbid another attempt with a key.
   std::optional<std::uint8_t> response_code;
   /// The service of the request that failed, and the step of its document, counted from 1; nothing
   /// and 0 if none did.
@@ -98,7 +98,7 @@ struct Failure {
   bool session_open = false;
 };
 
-/// The one way in which a Programmer fails. `what` is a whole sentence for a user.
+/// The only exception of a Programmer. `what` is a complete sentence for a user.
 class ProgrammingError : public std::exception {
  public:
   explicit ProgrammingError(Failure failure);
@@ -111,20 +111,20 @@ class ProgrammingError : public std::exception {
   std::string message_;
 };
 
-/// What an ECU says about itself, 24 bytes a record.
+/// What an ECU says about itself, 24 bytes per record.
 struct Identification {
   struct Entry {
-    Bytes history;        ///< empty if the ECU gave none
-    Bytes reprogramming;  ///< empty if the ECU gave none
+    Bytes history;        ///< empty if the ECU sent none
+    Bytes reprogramming;  ///< empty if the ECU sent none
   };
   Bytes record;
   /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
-  /// the first history record is there.
+  /// the first history record is present.
   std::vector<Entry> entries;
 };
 
-/// Makes the component object of a session. A host that reaches the component by other means than
-/// linking it passes its own.
+/// Makes the component object of a session. A host that does not link the component passes its own
+/// function.
 using ComponentFactory =
     std::function<std::shared_ptr<DiagOnCANReprog>(const std::shared_ptr<Platform>&)>;
 
@@ -171,7 +171,8 @@ struct ProgrammerConfig {
 
 struct Progress {
   Phase phase = Phase::kPrepare;
-  /// Bytes of the image or of the ranges, fill bytes included; both 0 in a phase that moves none.
+  /// Bytes of the image or of the ranges, including fill bytes; both 0 in a phase that transfers
+  /// none.
   std::uint64_t bytes_done = 0;
   std::uint64_t bytes_total = 0;
   /// Time of the bus (simulated on a simulated bus) since the phase and since the call began.
@@ -181,7 +182,7 @@ struct Progress {
   EcuMemory memory = EcuMemory::kUntouched;
 };
 
-/// A document that a programmer runs: before, and after with what came of it.
+/// A document that a programmer runs: before the run, and after it with the result.
 struct DocumentRun {
   Phase phase = Phase::kPrepare;
   const DOMDocument& document;
@@ -189,7 +190,7 @@ struct DocumentRun {
   const RunOutcome* outcome = nullptr;
 };
 
-/// What a complete reprogramming did.
+/// The result of a complete reprogramming.
 struct ProgramResult {
   Identification identification;
   /// Bytes of the image, and how many of them were sent; the rest is fill.
@@ -218,14 +219,14 @@ class Session;
 ///       std::cerr << error.what() << '\n';  // error.failure() has the parts
 ///     }
 ///
-/// A call that returns has done all of what it promises; whatever else happens is a
-/// ProgrammingError. After a failure and after a cancellation the transfer worker has been told to
-/// stop and the ECU's session has been closed as far as it still answers; the programmer can be
-/// used for the next call. A worker may outlive the call by a moment: a host that wants to see it
-/// gone, such as before its process ends, calls `PortablePlatform::WaitForWorkers`.
+/// A call that returns has done everything it promises; anything else is a ProgrammingError. After
+/// a failure or a cancellation, the transfer worker has been told to stop and the session with the
+/// ECU has been closed, as far as the ECU still answers; the programmer can be used for the next
+/// call. A worker may outlive the call for a moment: a host that needs it to have ended, for
+/// example before its process ends, calls `PortablePlatform::WaitForWorkers`.
 ///
 /// Threads: used by one thread at a time. The bus, the key function and both callbacks are used on
-/// that thread alone: the transfer worker only hands its documents over, and computes the next one
+/// that thread only: the transfer worker just passes its documents on, and computes the next one
 /// while the bus is busy with the last.
 class Programmer {
  public:
@@ -234,12 +235,12 @@ class Programmer {
   struct ProgramOptions {
     /// Upload what was written and compare it, before the log zone is written.
     bool verify = false;
-    /// Asked once the ECU is identified and before anything of it is changed; again and again while
-    /// the answer is `kNotYet`, and the session is kept alive meanwhile, so a call should not take
-    /// longer than a second. `kNo` cancels. Without it the answer is yes.
+    /// Asked after the ECU has been identified and before anything is changed, and repeatedly while
+    /// the answer is `kNotYet`. The session is kept alive meanwhile, so a call should not take
+    /// longer than a second. `kNo` cancels. Without this function the answer is yes.
     std::function<Answer(const Identification&)> confirm{};
-    /// Gets what the addresses of the image hold before they are erased. What it throws ends the
-    /// call, and nothing was erased.
+    /// Receives what the addresses of the image hold before they are erased. An exception ends the
+    /// call before anything is erased.
     std::function<void(const MemoryImage&)> backup{};
   };
 
@@ -253,14 +254,14 @@ class Programmer {
   Programmer& operator=(Programmer&&) = delete;
   ~Programmer() = default;
 
-  /// Called as each phase begins and as bytes are moved.
+  /// Called when a phase begins and when bytes have been transferred.
   void OnProgress(std::function<void(const Progress&)> on_progress);
 
   /// Asked before every request; true cancels the call (`Cause::kCancelled`). It is read on the
   /// calling thread, so a signal handler or another thread only needs to set a flag.
   void OnStopRequested(std::function<bool()> stop_requested);
 
-  /// Called with every document right before it is run and right after. It must not throw.
+  /// Called with every document right before and right after its run. Must not throw.
   void OnDocument(std::function<void(const DocumentRun&)> on_document);
 
   /// Called as soon as an ECU has been identified, before anything is asked of its key function.
@@ -269,13 +270,14 @@ class Programmer {
   /// Opens a session, reads identification and history, and closes it.
   [[nodiscard]] Identification Identify();
 
-  /// Identify, unlock, backup where asked for, erase, download, check routine, verification where
-  /// asked for, log zone, stop communication. Raises ProgrammingError, `Cause::kArgument` for an
+  /// Identify, unlock, backup if requested, erase, download, check routine, verification if
+  /// requested, log zone, stop communication. Raises ProgrammingError, `Cause::kArgument` for an
   /// image without bytes, with overlapping segments or with addresses outside 0..0xFFFFFF.
   ProgramResult Program(const std::shared_ptr<MemoryImage>& image, const ProgramOptions& options);
 
-  /// Identify, unlock, upload of the ranges, stop communication. The image has one segment a reply
-  /// (up to 48 bytes), in address order. Ranges are refused like segments.
+  /// Identify, unlock, upload of the ranges, stop communication. The image has one segment per
+  /// reply (up to 48 bytes), in address order. Ranges are refused under the same conditions as
+  /// segments.
   [[nodiscard]] std::shared_ptr<MemoryImage> Read(const std::shared_ptr<MemoryMap>& map);
 
   /// Reads back all addresses of `image` and compares, in a session of its own. Returns the number

@@ -8,7 +8,7 @@
 
 namespace quillmark::host {
 
-/// Knows how far a call has come and tells the host.
+/// Tracks the progress of a call and reports it to the host.
 class ProgressReporter {
  public:
   /// Both must outlive the reporter.

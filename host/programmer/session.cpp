@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::int32_t kNotReprogrammable = 4000;
 
-/// What `check` raises.
+/// The error that `check` raises.
 template <typename Check>
 std::optional<Error> ErrorOf(Check&& check) {
   try {
@@ -50,7 +50,7 @@ bool EndsWithTheHistory(const RunOutcome& outcome) {
          !outcome.request.empty() && outcome.request[0] == kReadRecord;
 }
 
-/// The lengths of keys whose reply the component finds.
+/// The lengths of keys whose reply the component finds (D10).
 bool KeyFits(TransportForm form, std::size_t size) {
   switch (form) {
     case TransportForm::kPlainCan:
@@ -62,7 +62,7 @@ bool KeyFits(TransportForm form, std::size_t size) {
   }
 }
 
-/// Whether a failed start of the erase certainly left the memory alone.
+/// Whether a failed start of the erase certainly left the memory unchanged.
 bool WasNotStarted(const Failure& failure) {
   const bool refused = failure.cause == Cause::kUnexpectedReply && failure.response_code;
   return failure.cause == Cause::kCancelled || refused;
@@ -70,7 +70,7 @@ bool WasNotStarted(const Failure& failure) {
 
 }  // namespace
 
-/// Takes a worker's documents for as long as it lives.
+/// Receives the documents of a worker as long as it lives.
 class Session::PieceReceiver {
  public:
   explicit PieceReceiver(DiagOnCANReprog& reprog) : reprog_(reprog) {
@@ -87,7 +87,7 @@ class Session::PieceReceiver {
     reprog_.OnXMLReady({});
   }
 
-  /// Null at the end of the sequence; nothing if the worker needs longer than `timeout`.
+  /// Null at the end of the sequence; nothing if the worker takes longer than `timeout`.
   [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
       std::chrono::milliseconds timeout) {
     return queue_->Pop(timeout);
@@ -127,7 +127,7 @@ Session::~Session() {
   try {
     StopCommunication();
   } catch (...) {
-    // The host hears of what went wrong first.
+    // The host is told what went wrong first.
     open_ = false;  // as far as this session can close it
   }
 }
@@ -142,7 +142,7 @@ Identification Session::Identify() {
   std::shared_ptr<ByteString> record;
   const std::optional<Error> error =
       ErrorOf([&] { reprog_->gethisto(document, history, reprogramming, record); });
-  // The component reads no history on a K line and says so by this error.
+  // D16.
   const bool only_without_history = config_.form == TransportForm::kKLine && record && error &&
                                     error->Number() == kNotReprogrammable;
   if ((!outcome.complete() && !EndsWithTheHistory(outcome)) || (error && !only_without_history)) {
@@ -311,7 +311,7 @@ void Session::Poll(const std::function<Document()>& request,
     const RunOutcome outcome = Run(document);
     bool finished = false;
     const std::optional<Error> error = ErrorOf([&] { finished = is_finished(document); });
-    // A reply that says "still busy" is not the expected one either; the check tells.
+    // D19.
     const bool answered = outcome.complete() || outcome.status == RunStatus::kUnexpectedFrame;
     if (!answered || error) {
       throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, error));
@@ -347,7 +347,7 @@ void Session::Stream(const std::function<void()>& start, const CheckDocument& ch
     covered_ += static_cast<std::uint64_t>(RunPiece(piece, check));
     progress_.BytesDone(covered_);
   }
-  // A worker that fails ends like one that is done. What tells is the sum of its documents.
+  // D25.
   if (covered_ != size) {
     Fail(Cause::kIncomplete, "the transfer ended after " + std::to_string(covered_) + " of " +
                                  std::to_string(size) + " bytes");

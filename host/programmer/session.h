@@ -14,7 +14,7 @@
 
 namespace quillmark::host {
 
-/// What a session asks and tells its host; each may be empty.
+/// What a session asks and reports to its host; each may be empty.
 struct SessionCallbacks {
   const std::function<bool()>& stop_requested;
   const std::function<void(const DocumentRun&)>& on_document;
@@ -23,7 +23,7 @@ struct SessionCallbacks {
 /// One session with the ECU, phase by phase, on one component object. Every phase raises
 /// ProgrammingError; errors of the component's request methods pass through as Error.
 ///
-/// A session that is still open when it is destroyed is closed as far as the ECU answers.
+/// A session that is still open when it is destroyed is closed, if the ECU answers.
 class Session {
  public:
   /// References must outlive the session.
@@ -38,7 +38,7 @@ class Session {
 
   /// Opens the session; in gateway form the component's sequence also closes it again.
   [[nodiscard]] Identification Identify();
-  /// Asks for an answer until there is one, and fails where it is no (`Cause::kCancelled`).
+  /// Asks until there is an answer, and fails if it is no (`Cause::kCancelled`).
   void AwaitConfirmation(const std::function<Programmer::Answer()>& confirm);
   void Unlock();
   void Erase();
@@ -59,7 +59,7 @@ class Session {
   [[nodiscard]] bool StopRequested() const;
   void SetOpen(bool open);
   void StopCommunication();
-  /// Sends tester present where the last request is too long ago for the session to stay.
+  /// Sends tester present if the last request is so long ago that the session might lapse.
   void KeepAlive();
   /// For a host that has no answer yet.
   void KeepAliveUnlessStopped();
@@ -67,7 +67,7 @@ class Session {
   void Pause(std::chrono::milliseconds time);
   RunOutcome Run(const Document& document);
   void TellDocument(const Document& document, const RunOutcome* outcome) const;
-  /// Runs a document and demands that it is complete and passes its check.
+  /// Runs a document and requires that it is complete and passes its check.
   void Exchange(const Document& document, const CheckDocument& check);
   /// Asks until `is_finished` says so of a document's reply.
   void Poll(const std::function<Document()>& request,
@@ -96,7 +96,7 @@ class Session {
   bool open_ = false;
   bool closing_ = false;
   Duration last_request_{};
-  /// Of the running transfer: bytes of the documents that are done, and bytes sent or received.
+  /// Of the running transfer: bytes of the finished documents, and bytes sent or received.
   std::uint64_t covered_ = 0;
   std::uint64_t moved_ = 0;
 };

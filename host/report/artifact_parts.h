@@ -13,12 +13,12 @@ namespace quillmark::host {
 [[nodiscard]] Plan PlanOf(const JsonField& plan);
 [[nodiscard]] Result ResultOf(const JsonField& result);
 
-/// What a log tells of a command that did not come to its result, line by line.
+/// What a log says about a command that did not reach its result, line by line.
 class LogReader {
  public:
   void Add(const JsonField& event);
 
-  /// An unfinished result: the phases, the ECU, and how far the command was.
+  /// An unfinished result: the phases, the ECU, and how far the command got.
   [[nodiscard]] Result result() const;
 
  private:

@@ -76,7 +76,7 @@ Result ReadResult(const ArtifactFiles& files, Warnings& warnings) {
   return result.state == OutcomeState::kUnfinished ? told : result;
 }
 
-/// Who is who on the bus, where the trace does not say it.
+/// Who is who on the bus, if the trace does not say.
 std::optional<Exchange> ExchangeOf(const Plan& plan) {
   if (plan.form != TransportForm::kPlainCan || !plan.receive || !plan.send) {
     return std::nullopt;
@@ -103,7 +103,7 @@ Trace ReadTraceFile(std::istream* in, const Plan& plan, Warnings& warnings) {
   try {
     trace = ReadTrace(*in, ExchangeOf(plan));
   } catch (const DamagedTrace& error) {
-    // Not even its first line is whole.
+    // Not even its first line is complete.
     trace.damage = error.what();
   }
   if (!trace.damage.empty()) {

@@ -22,19 +22,19 @@ inline constexpr const char* kLog = "log.jsonl";
 inline constexpr const char* kDocuments = "documents";
 }  // namespace artifact
 
-/// No folder of artifacts; the text names the file that is not there or cannot be read.
+/// No folder of artifacts; the text names the file that is missing or cannot be read.
 class UnreadableArtifacts : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A file that no command wrote like this; the text names the file and the place in it.
+/// A file that no command writes like this; the text names the file and the place in it.
 class DamagedArtifacts : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A stretch of memory within 24 bits.
+/// A range of memory within 24 bits.
 struct AddressRange {
   std::uint32_t start = 0;
   std::uint32_t count = 0;
@@ -44,7 +44,7 @@ struct AddressRange {
 
 enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kRead };
 
-/// What a command was going to do. What its file does not say is empty.
+/// What a command was going to do. Members that its file lacks are empty.
 struct Plan {
   PlannedCommand command = PlannedCommand::kUnknown;
   std::string started{};
@@ -75,11 +75,10 @@ struct PhaseTimes {
   friend bool operator==(const PhaseTimes&, const PhaseTimes&) = default;
 };
 
-/// How a command ended. What its file does not say is empty.
+/// How a command ended. Members that its file lacks are empty.
 struct Result {
   OutcomeState state = OutcomeState::kUnfinished;
-  /// Why it failed; of one that is done, what is missing in the folder; of one that was ended in
-  /// the middle, how far it was.
+  /// Why it failed; if it is done, what is missing in the folder; if it was killed, how far it got.
   std::string message{};
   std::string ecu{};
   std::string ecu_state{};
@@ -91,7 +90,7 @@ struct Result {
   std::vector<PhaseTimes> phases{};
 };
 
-/// What a command left in its folder, as far as it goes.
+/// What a command left in its folder, as far as it is there.
 struct Artifacts {
   Plan plan{};
   Result result{};
@@ -101,7 +100,7 @@ struct Artifacts {
   std::vector<std::string> warnings{};
 };
 
-/// The contents of the files; nothing for one that is not there.
+/// The contents of the files; nothing for a missing one.
 struct ArtifactFiles {
   std::optional<std::string> plan{};
   std::optional<std::string> result{};
@@ -109,9 +108,9 @@ struct ArtifactFiles {
   std::istream* trace = nullptr;
 };
 
-/// Reads what is there. A file that is missing or cut off, such as by a full disk, is not an error;
-/// one with a number out of its range or a value of another type is: DamagedArtifacts. Without the
-/// end of `result`, the log tells how far the command was.
+/// Reads what is there. A file that is missing or cut off, for example by a full disk, is not an
+/// error; a number out of range or a value of the wrong type is: DamagedArtifacts. Without the end
+/// of `result`, the log says how far the command got.
 [[nodiscard]] Artifacts ReadArtifacts(const ArtifactFiles& files);
 
 /// The same of a folder. Also raises UnreadableArtifacts: without any of the files, and where one

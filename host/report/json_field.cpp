@@ -20,7 +20,7 @@ struct WholePart {
   std::string open{};
 };
 
-/// Follows brackets and strings alone: whether the rest is JSON is the parser's to say.
+/// Follows only brackets and strings: the parser decides whether the rest is JSON.
 WholePart WholePartOf(std::string_view text) {
   WholePart whole;
   bool is_in_string = false;
@@ -44,7 +44,7 @@ WholePart WholePartOf(std::string_view text) {
   return whole;
 }
 
-/// What lies deeper than any artifact reaches is left out, or a small file would take gigabytes.
+/// Anything nested deeper than in any artifact is left out, or a small file would take gigabytes.
 json Parse(std::string_view text) {
   constexpr int kDeepest = 8;
   const auto is_kept = [](int depth, json::parse_event_t, json&) { return depth <= kDeepest; };

@@ -14,8 +14,8 @@
 
 namespace quillmark::host {
 
-/// A value in a file of artifacts with its place there. Reading it as something that it is not
-/// raises DamagedArtifacts, which names the place, what was expected and what was found.
+/// A value in a file of artifacts with its place there. Reading it as the wrong type raises
+/// DamagedArtifacts, which names the place, what was expected and what was found.
 class JsonField {
  public:
   /// The outermost value of `file`. `json` outlives the field.
@@ -52,9 +52,8 @@ struct PartialJson {
 /// An object in a line of a log; nothing if it is none.
 [[nodiscard]] std::optional<nlohmann::json> ParseLine(std::string_view line);
 
-/// Parses an object. Of a text that was cut off, what stands before that is taken; the value in
-/// which it ends is left out. Raises DamagedArtifacts for a text that is not the beginning of an
-/// object.
+/// Parses an object. Of a text that is cut off, the values before that are used; the value in which
+/// it ends is left out. Raises DamagedArtifacts for a text that is not the beginning of an object.
 [[nodiscard]] PartialJson ParseAsFarAsItGoes(std::string_view text, const std::string& file);
 
 }  // namespace quillmark::host

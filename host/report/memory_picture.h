@@ -11,9 +11,9 @@
 
 namespace quillmark::host {
 
-/// What became of a stretch of memory, as far as the frames on the bus tell.
+/// What happened to a range of memory, as far as the frames on the bus show.
 enum class MemoryState : std::uint8_t {
-  kOutside,   ///< no concern of the command
+  kOutside,   ///< not part of the command
   kPlanned,   ///< not reached
   kFill,      ///< left out, because an erased memory holds the same
   kErased,    ///< erased, and not written since
@@ -34,12 +34,13 @@ struct MemoryStretch {
   friend bool operator==(const MemoryStretch&, const MemoryStretch&) = default;
 };
 
-/// States of 32-bit addresses; what is painted later covers what was there.
+/// States of 32-bit addresses; later states replace earlier ones.
 class MemoryPicture {
  public:
   void Paint(std::uint32_t start, std::uint32_t count, MemoryState state);
   [[nodiscard]] MemoryState StateAt(std::uint64_t address) const;
-  /// In address order, without what is outside; neighbours differ in state or have a gap between.
+  /// In address order, without what is outside; neighbours differ in state or have a gap between
+  /// them.
   [[nodiscard]] std::vector<MemoryStretch> Stretches() const;
 
  private:
@@ -47,7 +48,7 @@ class MemoryPicture {
   std::map<std::uint64_t, MemoryState> begins_{{0, MemoryState::kOutside}};
 };
 
-/// The memory that `plan` is about, after the exchanges.
+/// The memory of `plan`, after the exchanges.
 [[nodiscard]] MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
                                       const std::vector<DecodedExchange>& exchanges);
 

@@ -18,7 +18,7 @@ struct Outcome {
   std::string advice;  ///< what to do next; empty if nothing is to be said
 };
 
-/// "flash"; "a command" where the plan does not say which.
+/// "flash"; "a command" if the plan does not say which.
 [[nodiscard]] std::string_view NameOf(PlannedCommand command);
 
 [[nodiscard]] Outcome OutcomeOf(const Artifacts& artifacts);

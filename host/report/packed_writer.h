@@ -8,7 +8,7 @@
 
 namespace quillmark::host {
 
-/// Collects numbers and bytes for the page's script: 7 bits a byte, the low ones first.
+/// Collects numbers and bytes for the page's script: 7 bits per byte, the low ones first.
 class PackedWriter {
  public:
   void Number(std::uint64_t number);

@@ -13,7 +13,7 @@
 namespace quillmark::host {
 namespace {
 
-/// Text that means itself between tags and within the quotes of an attribute.
+/// Text escaped for use between tags and within the quotes of an attribute.
 std::string Escaped(std::string_view text) {
   std::string escaped;
   for (const char character : text) {
@@ -40,7 +40,7 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
-/// JSON that cannot end the script element that it stands in.
+/// JSON that cannot end the script element that contains it.
 std::string DataText(const Json& data) {
   const std::string dumped = data.dump(-1, ' ', false, Json::error_handler_t::replace);
   std::string text;
@@ -55,7 +55,7 @@ std::string DataText(const Json& data) {
   return text;
 }
 
-/// Puts `values` into the places `@NAME@` of a template.
+/// Replaces the placeholders `@NAME@` of a template by `values`.
 std::string Filled(std::string_view text, const std::map<std::string_view, std::string>& values) {
   std::string filled;
   while (true) {

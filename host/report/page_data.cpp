@@ -15,7 +15,7 @@
 namespace quillmark::host {
 namespace {
 
-/// Texts that occur often, each once.
+/// Texts that occur often, each stored once.
 class TextTable {
  public:
   std::size_t IndexOf(const std::string& text) {
@@ -40,7 +40,7 @@ Json FramesOf(const Decoding& decoding) {
   Duration last_time{};
   std::size_t last_message = 0;
   for (const DecodedFrame& frame : decoding.frames) {
-    // Times of a log may stand still but not go back.
+    // Times of a log may repeat but not go back.
     const Duration time = std::max(frame.at, last_time);
     packed.Number(static_cast<std::uint64_t>((time - last_time).count()));
     packed.Signed(static_cast<std::int64_t>(frame.role.message) -
@@ -91,7 +91,7 @@ Json ExchangeColumnsOf(const Decoding& decoding, const std::vector<DecodedExchan
           {"name", name},         {"address", address}, {"size", size}};
 }
 
-/// A phase with what moved in it.
+/// A phase with what was transferred in it.
 struct PhaseSums {
   std::string name;
   Duration began{};

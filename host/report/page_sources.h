@@ -6,7 +6,7 @@
 
 namespace quillmark::host {
 
-/// The sources of the page, as they stand in the folder page. The template has places `@NAME@`.
+/// The sources of the page, the files in the folder page. The template has placeholders `@NAME@`.
 extern const std::string_view kPageTemplate;
 extern const std::string_view kPageStyle;
 extern const std::array<std::string_view, 8> kPageScripts;

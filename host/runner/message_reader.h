@@ -10,15 +10,15 @@
 namespace quillmark::host {
 
 /// The service bytes of a message that `frame` carries as a whole; empty if it carries none.
-/// Checksums are not looked at.
+/// Checksums are not checked.
 [[nodiscard]] Bytes ServiceBytesOf(TransportForm form, ByteView frame);
 
-/// The response code where `frame` is a negative response.
+/// The response code, if `frame` is a negative response.
 [[nodiscard]] std::optional<std::uint8_t> NegativeResponseCodeOf(TransportForm form,
                                                                  ByteView frame);
 
-/// Tells the requests of a document from the tester's flow controls and acknowledgements and joins
-/// the frames of each.
+/// Tells the requests of a document apart from the flow control and the acknowledgements of the
+/// tester, and joins the frames of each.
 class RequestReader {
  public:
   explicit RequestReader(TransportForm form) : form_(form) {}

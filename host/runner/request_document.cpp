@@ -71,7 +71,7 @@ std::uint32_t Decimal(const std::string& text, const std::string& what, std::uin
   return value;
 }
 
-/// The failure of a wait stands behind its number.
+/// The failure of a wait comes after its number.
 std::chrono::milliseconds Time(const IXMLDOMNode& element, const StepTexts& texts) {
   constexpr std::uint32_t kLongest = std::numeric_limits<std::int32_t>::max();
   std::string text = element.text();

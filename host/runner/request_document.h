@@ -17,7 +17,7 @@ enum class StepKind : std::uint8_t { kSend, kReceive, kWait, kBreak };
 /// One step of a request document.
 struct Step {
   StepKind kind = StepKind::kSend;
-  /// The element that the step was read from and that takes what came of it.
+  /// The element that the step was read from, and that receives its result.
   std::shared_ptr<IXMLDOMNode> element{};
   /// `kSend`: the frame, at least one byte.
   Bytes frame{};

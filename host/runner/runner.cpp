@@ -165,7 +165,7 @@ class Execution {
   RequestReader requests_;
   RunOutcome outcome_;
   std::size_t number_ = 0;
-  /// Between a reply and the next request: what arrives now answers nothing.
+  /// Between a reply and the next request: what arrives now is not an answer.
   bool turn_is_ours_ = true;
 };
 

@@ -15,11 +15,11 @@ namespace quillmark::host {
 
 /// How long the tester waits for the ECU.
 struct RunnerTiming {
-  /// P2: for a frame that answers. What the bus and an adapter add is part of it.
+  /// P2: for the first frame of an answer, including the latency of bus and adapter.
   std::chrono::milliseconds p2{1000};
   /// P2*: for the next frame after a negative response 0x78, response pending.
   std::chrono::milliseconds p2_star{5000};
-  /// How many of these a request may meet, and for how long altogether.
+  /// How many of these are accepted for one request, and for how long in total.
   int max_pending = 1000;
   std::chrono::milliseconds pending_limit{60'000};
 };
@@ -40,7 +40,7 @@ struct RunOutcome {
   std::size_t step = 0;
   /// The text that the document's `e` element holds; empty if the run is complete.
   std::string reason;
-  /// The service bytes of the request that was being run, as far as they were sent.
+  /// The service bytes of the current request, as far as they were sent.
   Bytes request;
   /// What came instead of the expected frame; empty if nothing came.
   Bytes frame;
@@ -52,15 +52,15 @@ struct RunOutcome {
   [[nodiscard]] bool complete() const { return status == RunStatus::kComplete; }
 };
 
-/// Executes request documents step by step on a bus and so turns them into reply documents.
+/// Runs request documents step by step on a bus, and so turns them into reply documents.
 ///
-/// Each frame received is written into its `r` element as a `d` child. Where a frame does not begin
+/// Each frame received is written into its `r` element as a `d` child. If a frame does not begin
 /// with the text of `c`, or does not come, the run stops: the step gets the frame as `d`, if there
 /// was one, and beside it an `e` element with the reason. A check method that polls reads such a
-/// `d` all the same. A negative response 0x78 is not a reply; it only prolongs the wait. An empty
-/// frame never matches and is not written.
+/// `d` nevertheless (D19). A negative response 0x78 is not a reply; it only prolongs the wait. An
+/// empty frame never matches and is not written.
 ///
-/// What arrived before a frame is sent that answers it can no longer be its reply and is dropped.
+/// What arrived before a request is sent cannot be its reply and is discarded.
 ///
 /// Threads: used by one thread at a time, that of its bus.
 class Runner {
@@ -70,8 +70,8 @@ class Runner {
   /// Called after each request of a document that was answered as expected, with its service bytes.
   using RequestDone = std::function<void(ByteView request)>;
 
-  /// `bus` must outlive the runner. A plain CAN document does not differ from one for a gateway, so
-  /// the form is told here.
+  /// `bus` must outlive the runner. A plain CAN document looks like one for a gateway, so the
+  /// transport form is passed here.
   Runner(Bus& bus, TransportForm form, const RunnerTiming& timing = {});
 
   void OnStopRequested(StopRequested stop_requested);

@@ -13,10 +13,10 @@ enum class MessageKind : std::uint8_t {
   kRequest,
   kPositive,  ///< a positive response
   kNegative,  ///< a negative response
-  kPending,   ///< the negative response that only asks for patience
+  kPending,   ///< the negative response "response pending"
 };
 
-/// Addresses that a message speaks of.
+/// The addresses in a message.
 struct AddressedBytes {
   std::uint32_t address = 0;
   std::uint32_t count = 0;
@@ -27,9 +27,9 @@ struct AddressedBytes {
 /// A message in words.
 struct Description {
   MessageKind kind = MessageKind::kRequest;
-  /// Of the service, or of the one that is answered: 0x34, also for 0x74 and for 7F 34.
+  /// The service, or the one that is answered: 0x34, also for 0x74 and for 7F 34.
   std::uint8_t service = 0;
-  /// "request download"; "service 99" where it is not known.
+  /// "request download"; "service 99" if it is unknown.
   std::string name{};
   /// "memory 00, 0x008000 to 0x00807F, 128 bytes"; empty if there is nothing to say.
   std::string parameters{};

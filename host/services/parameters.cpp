@@ -14,7 +14,7 @@ ByteView From(ByteView message, std::size_t at) {
   return message.subspan(std::min(at, message.size()));
 }
 
-/// As characters where all of them can be printed, otherwise as hexadecimal text.
+/// As characters if all of them can be printed, otherwise as hexadecimal text.
 std::string Readable(ByteView bytes) {
   const auto is_printable = [](std::uint8_t byte) { return byte >= 0x20 && byte < 0x7F; };
   if (!std::all_of(bytes.begin(), bytes.end(), is_printable)) {

@@ -14,8 +14,8 @@ inline constexpr std::uint8_t kResponseBit = 0x40;
 /// Bytes before the data of a block: service identifier, four of address, one of length.
 inline constexpr std::size_t kBlockHeader = 6;
 
-/// The parameters of a message that stands complete or cut off behind its service identifier. Each
-/// handles the request and the positive response of its service.
+/// The parameters of a message, complete or cut off, after its service identifier. Each handles the
+/// request and the positive response of its service.
 [[nodiscard]] std::string SessionParameters(ByteView message);
 [[nodiscard]] std::string KeyByteParameters(ByteView message);
 [[nodiscard]] std::string RecordParameters(ByteView message);

@@ -9,7 +9,8 @@
 
 namespace quillmark::host {
 
-/// Plays a wire and the adapter on it to whoever opens a pseudo-terminal, in real time.
+/// Simulates a wire and the adapter on it, in real time, for the program that opens a
+/// pseudo-terminal.
 class EcuServer {
  public:
   struct Callbacks {
@@ -19,16 +20,16 @@ class EcuServer {
     std::function<void()> on_quiet;
   };
 
-  /// All must outlive the server.
+  /// All of them must outlive the server.
   EcuServer(const PseudoTerminal& terminal, SimulatedWire& wire, SimulatedAdapter& adapter)
       : terminal_(terminal), wire_(wire), adapter_(adapter) {}
 
-  /// Returns when it is asked to stop. BusError of the wire's fault injector, which takes the
-  /// adapter away, passes through.
+  /// Returns when it is asked to stop. A BusError of the fault injector, which removes the adapter,
+  /// passes through.
   void Run(const Callbacks& callbacks);
 
  private:
-  /// Lets everything happen that is due and hands it to the tester.
+  /// Processes everything that is due and passes it to the tester.
   void CatchUp();
   /// Until something is due, at most `limit`.
   [[nodiscard]] Duration TimeToNextEvent(Duration limit) const;

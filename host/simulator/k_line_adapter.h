@@ -26,7 +26,7 @@ class KLineAdapter : public SimulatedAdapter {
   SimulatedWire& wire_;
   Duration byte_time_;
   KLineReceiver receiver_;
-  /// What the tester has written and the line has not yet carried, with the end of each part.
+  /// What the tester has written and the line has not carried yet, with the end of each part.
   std::deque<std::pair<Duration, Bytes>> echoes_;
   Duration line_free_at_{};
 };

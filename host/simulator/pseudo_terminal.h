@@ -28,7 +28,7 @@ class PseudoTerminal {
   /// within `timeout`, and after a signal.
   [[nodiscard]] Bytes Read(Duration timeout) const;
 
-  /// Like a serial line, it loses what does not fit because nobody reads.
+  /// Like a serial line, it loses what does not fit if nobody reads.
   void Write(ByteView bytes) const;
 
  private:

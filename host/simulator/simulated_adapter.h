@@ -7,8 +7,8 @@
 
 namespace quillmark::host {
 
-/// What sits between a tester's serial port and a simulated wire. It has no clock of its own: the
-/// wire that it was made with has the time.
+/// The adapter between a tester's serial port and a simulated wire. It has no clock of its own: its
+/// wire has the time.
 class SimulatedAdapter {
  public:
   SimulatedAdapter() = default;
@@ -23,7 +23,7 @@ class SimulatedAdapter {
   /// A frame of the ECU has arrived. Returns what the tester gets to read.
   virtual Bytes OnFrame(ByteView frame) = 0;
 
-  /// When the adapter has something to say by itself; nothing if it has not.
+  /// When the adapter has something to send by itself; nothing if it has not.
   [[nodiscard]] virtual std::optional<Duration> NextDue() const { return std::nullopt; }
   /// That, once its time has come.
   virtual Bytes TakeDue() { return {}; }

@@ -9,7 +9,7 @@ namespace {
 const std::string kOk(1, kSlcanEndOfLine);
 const std::string kError(1, kSlcanBell);
 
-/// Milliseconds of a minute, which is where an adapter's time stamp begins again.
+/// Milliseconds of a minute, after which the time stamp of an adapter starts again.
 std::string TimeStamp(Duration now) {
   const auto stamp = std::chrono::duration_cast<std::chrono::milliseconds>(now).count() % 60'000;
   return HexOf(Bytes{static_cast<std::uint8_t>(stamp >> 8), static_cast<std::uint8_t>(stamp)});

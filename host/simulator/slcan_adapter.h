@@ -11,9 +11,9 @@
 
 namespace quillmark::host {
 
-/// A serial CAN adapter that speaks the LAWICEL protocol, on a wire with one ECU. Like the real
-/// ones it wants its bit rate before its channel is opened, and answers a command that does not fit
-/// with a BEL. At a bit rate that is not the wire's it neither hears nor is heard.
+/// A serial CAN adapter that speaks the LAWICEL protocol, on a wire with one ECU. Like real ones it
+/// needs its bit rate before its channel is opened, and answers an unsuitable command with a BEL.
+/// At a bit rate other than that of the wire it neither receives nor sends.
 class SlcanAdapter : public SimulatedAdapter {
  public:
   /// `wire` must outlive the adapter and have the exchange of its ECU selected.

@@ -21,7 +21,7 @@ constexpr std::uint32_t kLastExtendedIdentifier = 0x1FFFFFFF;
 
 std::optional<LoggedFrame> ReadCandumpLine(std::string_view line) {
   constexpr std::string_view kExpected = "(SECONDS) INTERFACE IDENTIFIER#DATA";
-  // can-utils write the direction behind the frame in some versions.
+  // Some versions of can-utils write the direction after the frame.
   const std::vector<std::string_view> words = WordsOf(line);
   if (words.size() < 3 || words[0].size() < 3 || words[0].front() != '(' ||
       words[0].back() != ')') {

@@ -19,7 +19,7 @@ struct LoggedFrame {
 };
 
 /// A line of a candump log. Nothing for a frame that is not a data frame of classic CAN. Raises
-/// DamagedTrace for a line that is none.
+/// DamagedTrace for any other line.
 [[nodiscard]] std::optional<LoggedFrame> ReadCandumpLine(std::string_view line);
 
 /// A line of an ASC file; nothing also for a line that holds no frame.

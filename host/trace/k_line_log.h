@@ -7,7 +7,7 @@
 
 namespace quillmark::host {
 
-/// A line of a K line trace behind its title. Raises DamagedTrace for a line that is none.
+/// A line of a K line trace after its title. Raises DamagedTrace for any other line.
 [[nodiscard]] TraceEntry ReadKLineLine(std::string_view line);
 
 }  // namespace quillmark::host

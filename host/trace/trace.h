@@ -14,7 +14,7 @@ namespace quillmark::host {
 
 enum class TraceEntryKind : std::uint8_t {
   kFrame,  ///< a frame passed
-  kBreak,  ///< the tester pulled the K line low
+  kBreak,  ///< the tester held the K line low
 };
 
 /// Something that passed on a bus.
@@ -41,14 +41,14 @@ struct Trace {
   std::string damage{};
 };
 
-/// Takes entries as they come.
+/// Receives entries one by one.
 using TraceSink = std::function<void(const TraceEntry&)>;
 
-/// How a trace is written.
+/// The format of a trace.
 enum class TraceFormat : std::uint8_t {
   kCandump,  ///< the log of can-utils' candump
   kAsc,      ///< Vector ASC
-  kKLine,    ///< readable lines of a K line, a form of this host
+  kKLine,    ///< readable lines of a K line, a format of this host
 };
 
 /// The first line of a K line trace.

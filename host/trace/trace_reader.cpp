@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kGatewayInterface = "gateway";
 constexpr std::size_t kLongestShown = 200;
 
-/// A message with a line of a file in it, which may be of any length.
+/// A message that contains a line of a file, which may be of any length.
 std::string Shown(std::string message) {
   if (message.size() > kLongestShown) {
     message.resize(kLongestShown);
@@ -24,12 +24,12 @@ std::string Shown(std::string message) {
   return message;
 }
 
-/// Reads a file line by line and names the line in what it raises.
+/// Reads a file line by line; its errors name the line.
 class LineReader {
  public:
   explicit LineReader(std::istream& in) : in_(in) {}
 
-  /// The next line that holds anything; false at the end.
+  /// The next line that is not blank; false at the end.
   bool Next() {
     while (std::getline(in_, line_)) {
       ++number_;
@@ -73,7 +73,7 @@ Trace ReadKLineTrace(LineReader& lines) {
   return trace;
 }
 
-/// Who is who where nobody said it.
+/// Who is who, if nobody said so.
 Exchange ExchangeOf(const std::vector<LoggedFrame>& frames) {
   Exchange exchange;
   if (frames.empty()) {

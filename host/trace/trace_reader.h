@@ -19,12 +19,13 @@ class DamagedTrace : public std::runtime_error {
 /// Reads a trace in one of the formats that TraceWriter writes; the content tells which. Times
 /// count from the first entry.
 ///
-/// A CAN log says who is who by identifiers alone. Those of `exchange` belong to the trace where it
-/// is given, and all others are left out. Without it the first frame is taken for the tester's and
-/// the first with another identifier for the ECU's. Remote, error and CAN FD frames are left out.
+/// A CAN log distinguishes nodes only by identifiers. If `exchange` is given, its identifiers
+/// belong to the trace, and all others are left out. Without it the first frame is taken for the
+/// tester's and the first with another identifier for the ECU's. Remote, error and CAN FD frames
+/// are left out.
 ///
 /// A damaged line, such as the last one of a file that was cut off, ends the trace: its `damage`
-/// says so. Raises DamagedTrace if nothing tells a trace.
+/// says so. Raises DamagedTrace if nothing looks like a trace.
 [[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {});
 
 }  // namespace quillmark::host

@@ -8,8 +8,8 @@
 
 namespace quillmark::host {
 
-/// Writes entries as lines of a format, each as it comes. A gateway's frames carry the numbers of
-/// its line and its channel where others carry identifiers. CAN formats have no breaks.
+/// Writes each entry as a line of a format. Frames of a gateway carry the numbers of its line and
+/// its channel instead of identifiers. CAN formats have no breaks.
 class TraceWriter {
  public:
   using Clock = std::chrono::system_clock;

@@ -14,7 +14,7 @@ void TracingBus::Select(const Exchange& exchange) {
 }
 
 void TracingBus::DiscardReceived() {
-  // A babbling node must not hold the tester up.
+  // A babbling node must not block the tester.
   constexpr int kMostFrames = 1000;
   for (int frames = 0; frames < kMostFrames; ++frames) {
     const std::optional<Bytes> frame = bus_.Receive(std::chrono::milliseconds(0));

@@ -8,10 +8,9 @@
 
 namespace quillmark::host {
 
-/// Any bus, seen from the tester's side: it hands everything to the bus behind it and every frame
-/// that passes to a sink. What a fault loses on the wire is what the tester does not get, and does
-/// not stand in the trace. A frame that is dropped because it came too late to answer anything
-/// does.
+/// Any bus, seen from the tester's side: passes everything to the bus behind it, and every frame to
+/// a sink. A frame that a fault loses on the wire does not reach the tester and is not in the
+/// trace. A frame that is discarded because it came too late to answer anything is.
 class TracingBus : public Bus {
  public:
   /// `bus` must outlive this. Times of the trace count from now.

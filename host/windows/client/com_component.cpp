@@ -21,7 +21,7 @@ namespace {
 
 using windows::DispatchOf;
 
-/// An array of objects, Nothing as null, which the component fills.
+/// An array of objects, with null for Nothing, which the component fills.
 class ObjectArray {
  public:
   ObjectArray() = default;
@@ -84,7 +84,7 @@ class ComComponent final : public DiagOnCANReprog {
     com::ComPtr<IDispatch> ident;
     const HRESULT status =
         object_->gethisto(DispatchOf(root).get(), histo.InOut(), reprog.InOut(), ident.Put());
-    // What had been stored before a failure is there all the same.
+    // D17.
     const Error error = FAILED(status) ? com::ReportedError(status) : Error(0);
     RepHisto = histo.Strings();
     RepReprog = reprog.Strings();
@@ -159,7 +159,7 @@ class ComComponent final : public DiagOnCANReprog {
   }
   void OnXMLReady(XMLReadyHandler handler) override { receiver_->SetHandler(std::move(handler)); }
 
-  // The worker's side is the component's own.
+  // The component itself has the worker's side.
   std::int32_t GetParameter(ParameterList /*parameters*/) override { return E_NOTIMPL; }
   std::int32_t EntryPoint(const std::shared_ptr<Object>& /*client*/) override { return E_NOTIMPL; }
 

@@ -15,7 +15,7 @@ class RunningTransfers {
  public:
   void Begin();
   void End();
-  /// Returns once none runs. In a single-threaded apartment no event arrives meanwhile.
+  /// Returns once none is running. In a single-threaded apartment no event arrives meanwhile.
   void WaitForNone();
 
  private:
@@ -29,7 +29,7 @@ class RunningTransfers {
 /// objects are those of the Windows platform.
 ///
 /// The thread is in the multi-threaded apartment; there events arrive on the worker's thread.
-/// Raises what the component cannot be created with.
+/// Raises the failure if the component cannot be created.
 [[nodiscard]] std::shared_ptr<DiagOnCANReprog> CreateComComponent(
     const std::shared_ptr<RunningTransfers>& transfers);
 

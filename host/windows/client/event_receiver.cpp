@@ -22,7 +22,7 @@ std::shared_ptr<IXMLDOMNode> NodeIn(const VARIANT& value) {
 
 void EventReceiver::SetHandler(DiagOnCANReprog::XMLReadyHandler handler) {
   const std::lock_guard lock(mutex_);
-  // What is replaced ends without the lock: it may hold anything.
+  // The replaced object is destroyed without the lock: it may hold anything.
   std::swap(handler_, handler);
 }
 
@@ -41,7 +41,7 @@ HRESULT EventReceiver::Invoke(DISPID id, REFIID /*reserved*/, LCID /*locale*/, W
     return DISP_E_BADPARAMCOUNT;
   }
   try {
-    // The last argument stands first.
+    // The last argument comes first.
     OnXMLReady(parameters->rgvarg[1], *V_BOOLREF(&parameters->rgvarg[0]));
     return S_OK;
   } catch (...) {

@@ -11,7 +11,8 @@
 
 namespace quillmark::host {
 
-/// The sink of one component object: hands the event to a handler, which may be replaced meanwhile.
+/// The sink of one component object: passes the event to a handler, which may be replaced
+/// meanwhile.
 class EventReceiver final : public com::InvokeOnly {
  public:
   explicit EventReceiver(std::shared_ptr<RunningTransfers> transfers)

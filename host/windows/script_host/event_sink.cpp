@@ -54,7 +54,7 @@ std::map<DISPID, std::wstring> NamesOf(ITypeInfo& source) {
   return names;
 }
 
-/// The arguments of an event as a script's procedure takes them.
+/// The arguments of an event as the procedure of a script accepts them.
 class ScriptArguments {
  public:
   explicit ScriptArguments(const DISPPARAMS& parameters)
@@ -68,7 +68,7 @@ class ScriptArguments {
     return {passed_.data(), nullptr, static_cast<UINT>(passed_.size()), 0};
   }
 
-  /// Stores what the procedure left in the by-reference Booleans. Raises 13 for no Boolean.
+  /// Stores what the procedure left in the by-reference Booleans. Raises 13 for anything else.
   void CopyBack() {
     for (UINT index = 0; index < source_.cArgs; ++index) {
       if (IsBooleanReference(index)) {
@@ -93,7 +93,7 @@ class ScriptArguments {
   }
 
   const DISPPARAMS& source_;
-  std::vector<VARIANT> passed_;  ///< Flat copies; nothing here is freed.
+  std::vector<VARIANT> passed_;  ///< Shallow copies; nothing here is freed.
   std::vector<com::Variant> booleans_;
 };
 

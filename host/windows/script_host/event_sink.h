@@ -19,11 +19,11 @@ struct EventInterface {
   std::map<DISPID, std::wstring> names;
 };
 
-/// Raises 438 for an object that tells of no events.
+/// Raises 438 for an object that declares no events.
 [[nodiscard]] EventInterface EventsOf(IUnknown& object);
 
-/// Hands each event of an object to the script's procedure of the name `prefix` + event, where the
-/// script has one.
+/// Passes each event of an object to the script's procedure called `prefix` + event, if the script
+/// has one.
 ///
 /// A by-reference Boolean reaches the procedure as a reference on a value and is converted back
 /// afterwards: that way an engine that only writes back into values, like one that writes back into
@@ -44,10 +44,10 @@ class EventSink final : public com::InvokeOnly {
   EventInterface events_;
 };
 
-/// A sink that is advised for as long as this object lives.
+/// A sink that is advised as long as this object lives.
 class Connection {
  public:
-  /// Raises what the object refuses it with.
+  /// Raises the failure if the object refuses it.
   Connection(const com::ComPtr<IDispatch>& object, const com::ComPtr<IDispatch>& script,
              const std::wstring& prefix);
   Connection(const Connection&) = delete;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // script_host [/include:FILE]… FILE [ARGUMENT…]
 //
-// Runs a script in VBScript (.vbs) or JScript (.js), like Windows' own console host, where that is
-// missing or lacks events. Exit code 0, or what the script said with WScript.Quit; 1 after an error
-// that no one caught, 2 for a command line that cannot be used.
+// Runs a script in VBScript (.vbs) or JScript (.js), like the console host of Windows, for use
+// where that is missing or lacks events. Exit code 0, or that of WScript.Quit; 1 after an uncaught
+// error, 2 for an invalid command line.
 #include <windows.h>
 
 #include <algorithm>

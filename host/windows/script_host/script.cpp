@@ -18,7 +18,7 @@ constexpr const wchar_t* kItemName = L"WScript";
 
 }  // namespace
 
-/// What the engine asks its host for and tells it.
+/// What the engine asks its host for, and reports to it.
 class Script::Site final : public com::Unknown<IActiveScriptSite, IServiceProvider> {
  public:
   explicit Site(com::ComPtr<WScript> wscript) : wscript_(std::move(wscript)) {}
@@ -27,7 +27,7 @@ class Script::Site final : public com::Unknown<IActiveScriptSite, IServiceProvid
     files_.push_back(std::move(file));
     failed_ = false;
   }
-  /// By which errors name the file.
+  /// Identifies the file in errors.
   [[nodiscard]] DWORD Context() const { return static_cast<DWORD>(files_.size() - 1); }
   [[nodiscard]] bool failed() const { return failed_; }
 
@@ -71,8 +71,8 @@ class Script::Site final : public com::Unknown<IActiveScriptSite, IServiceProvid
     return S_OK;
   }
 
-  // Some engines give every object that a script creates a site of its own, and ask for this; no
-  // service is offered.
+  // Some engines give every object that a script creates its own site, and ask for this; no service
+  // is offered.
   HRESULT STDMETHODCALLTYPE QueryService(REFGUID /*service*/, REFIID /*iid*/,
                                          void** object) override {
     *object = nullptr;

@@ -12,18 +12,18 @@
 
 namespace quillmark::script_host {
 
-/// One script engine with `WScript` in it. Used by the thread that made it, in a single-threaded
+/// One script engine with `WScript` in it. Used by the thread that created it, in a single-threaded
 /// apartment.
 class Script {
  public:
-  /// `engine` is its ProgID, such as "VBScript". Raises what it cannot be created with.
+  /// `engine` is its ProgID, such as "VBScript". Raises the failure if it cannot be created.
   Script(const std::wstring& engine, com::ComPtr<WScript> wscript);
   Script(const Script&) = delete;
   Script& operator=(const Script&) = delete;
   ~Script();
 
-  /// Runs the text of a file to its end. False where an error was not caught, in it or in an event
-  /// since; the error was printed with its file, line, number and description.
+  /// Runs the text of a file to its end. False after an uncaught error, in it or in an event since;
+  /// the error has been printed with its file, line, number and description.
   [[nodiscard]] bool Run(const std::wstring& file, const std::wstring& text);
 
  private:

@@ -74,8 +74,8 @@ void Echo(const com::Arguments& arguments) {
   std::cout << '\n' << std::flush;
 }
 
-// What waits for a worker or for an event must not run on: the process ends here and now, as its
-// objects are.
+// Code that waits for a worker or an event must not continue: the process ends here, without
+// destroying its objects.
 [[noreturn]] void Quit(const com::Arguments& arguments) {
   const std::int32_t code = arguments.Count() == 0 ? 0 : arguments.Long(0);
   std::cout << std::flush;

@@ -23,9 +23,9 @@ class WScript final : public com::Scriptable {
  public:
   WScript(std::wstring script_file, std::vector<std::wstring> arguments);
 
-  /// Where the procedures of the script are found. Before this no events can be connected.
+  /// Where the procedures of the script are found. No events can be connected before this is set.
   void SetScript(com::ComPtr<IDispatch> script) { script_ = std::move(script); }
-  /// Ends all connections and gives the script back.
+  /// Ends all connections and releases the script.
   void Disconnect();
 
  private:

@@ -9,15 +9,15 @@
 
 namespace quillmark::vantrel {
 
-/// `Vantrel.ByteString`: a byte string, or a view on one.
+/// `Vantrel.ByteString`: a byte string, or a view of one.
 class ByteStringObject final : public com::Scriptable {
  public:
   explicit ByteStringObject(std::shared_ptr<ByteString> bytes) : bytes_(std::move(bytes)) {}
 
   [[nodiscard]] const std::shared_ptr<ByteString>& bytes() const { return bytes_; }
 
-  /// An object by this class's private interface; none for an object of another library, and for
-  /// one of another apartment, which is a proxy.
+  /// An object by the private interface of this class; null for an object of another library, and
+  /// for one of another apartment, which is a proxy.
   [[nodiscard]] static com::ComPtr<ByteStringObject> From(IDispatch& object);
 
  private:
@@ -32,8 +32,8 @@ class ByteStringObject final : public com::Scriptable {
 /// `bytes` as an object for a script.
 [[nodiscard]] com::Variant ObjectOf(std::shared_ptr<ByteString> bytes);
 
-/// A byte string that came as an argument: an object of this library itself, or a copy of one of
-/// any other implementation, which was read by its members `Hex` and `StartAddress`.
+/// A byte string passed as an argument: an object of this library itself, or a copy of one of any
+/// other implementation, read through its members `Hex` and `StartAddress`.
 class ByteStringArgument {
  public:
   explicit ByteStringArgument(com::ComPtr<IDispatch> object);

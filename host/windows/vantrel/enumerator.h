@@ -7,7 +7,7 @@
 
 namespace quillmark::vantrel {
 
-/// An enumerator over `items`, which are objects, as `For Each` wants it.
+/// An enumerator over `items`, which are objects, for `For Each`.
 [[nodiscard]] com::Variant EnumeratorOf(std::vector<com::ComPtr<IDispatch>> items);
 
 }  // namespace quillmark::vantrel
