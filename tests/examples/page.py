@@ -1,5 +1,7 @@
 # SPDX-License-Identifier: MIT
 """page.py PAGE…: runs the shell blocks of the pages and compares what they print with what the pages show.
+page.py PAGE… --through WORD…: the same elsewhere: the words, with a shell and its arguments behind them, are the command
+that runs the blocks in the folder of the sources there.
 page.py --commands MARK PAGE…: prints the commands of the blocks with this mark, to be run elsewhere.
 
 A mark is a comment on a line of its own, directly above a fenced block:
@@ -27,6 +29,7 @@ import tempfile
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 RUNS = ("runs", "runs as root")
 END_OF_BLOCK = "\0"
+AS_ROOT = 'as_root() { if [ "$(id -u)" = 0 ]; then bash -ec "$1"; else sudo bash -ec "$1"; fi; }\n'
 
 
 class Block:
@@ -84,17 +87,17 @@ def difference(shown, printed):
 
 def commands_of(block):
     """What the shell is given for a block that is run."""
-    if block.mark == "runs as root" and os.geteuid() != 0:
-        return f"sudo bash -e <<'END OF BLOCK'\n{block.text}END OF BLOCK\n"
+    if block.mark == "runs as root":
+        return f"as_root \"$(cat <<'END OF BLOCK'\n{block.text}END OF BLOCK\n)\"\n"
     return block.text
 
 
-def run(blocks):
+def run(blocks, through):
     """The exit status, and what each of the blocks printed. Nothing that they started goes on."""
     environment = {name: value for name, value in os.environ.items() if name != "CMAKE_GENERATOR"}
-    script = "".join(f"{commands_of(block)}printf '\\0'\n" for block in blocks)
+    script = AS_ROOT + "".join(f"{commands_of(block)}printf '\\0'\n" for block in blocks)
     with tempfile.TemporaryFile("w+") as output:
-        shell = subprocess.Popen(["bash", "-ec", script], stdin=subprocess.DEVNULL, stdout=output, cwd=ROOT,
+        shell = subprocess.Popen([*through, "bash", "-ec", script], stdin=subprocess.DEVNULL, stdout=output, cwd=ROOT,
                                  env=environment, start_new_session=True)
         try:
             status = shell.wait()
@@ -105,13 +108,13 @@ def run(blocks):
         return status, output.read().split(END_OF_BLOCK)
 
 
-def complaints(name, blocks):
+def complaints(name, blocks, through):
     """Runs a page; what is wrong with it."""
     ran = [block for block in blocks if block.mark in RUNS]
     if not ran:
         yield f"{name}: no block is marked <!-- runs -->"
         return
-    status, printed = run(ran)
+    status, printed = run(ran, through)
     if status != 0:
         failed = ran[min(len(printed), len(ran)) - 1]
         yield f"{name}:{failed.line}: status {status}; it had printed\n{printed[-1]}"
@@ -131,8 +134,9 @@ def main():
         blocks = [block for page in sys.argv[3:] for block in blocks_of(pathlib.Path(page).read_text())]
         print(*(block.text for block in blocks if block.mark == sys.argv[2]), sep="", end="")
         return
-    wrong = [complaint for page in sys.argv[1:] for complaint in
-             complaints(page, list(blocks_of(pathlib.Path(page).read_text())))]
+    end = sys.argv.index("--through") if "--through" in sys.argv else len(sys.argv)
+    wrong = [complaint for page in sys.argv[1:end] for complaint in
+             complaints(page, list(blocks_of(pathlib.Path(page).read_text())), sys.argv[end + 1:])]
     print(*wrong, sep="\n", end="")
     raise SystemExit(1 if wrong else 0)
 

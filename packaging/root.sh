@@ -1,0 +1,78 @@
+# SPDX-License-Identifier: MIT
+# Sourced by what needs a fresh machine: a minimal Debian 12 system in a folder, made by mmdebstrap. Needs root.
+# shellcheck shell=bash
+
+# The system as mmdebstrap leaves it, and the archives of the packages that are going to be installed into it: only
+# the first run needs the network. None of these packages is installed.
+readonly base=build/minimal-debian.tar
+
+# What README, the pages and the Debian packages have installed.
+packages_for_base() { packaging/install-packages --list build python packages && echo sudo; }
+
+# The sources of Debian that this machine's apt uses, one a line; none where it has not yet read their lists.
+# shellcheck disable=SC2016
+debian_sources() {
+  apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
+    grep -E ' bookworm(-updates|-security)? ' | sort --unique
+}
+
+# How this machine's apt reaches them.
+apt_connection() {
+  apt-config dump --no-empty | grep -iE '^Acquire::https?::' || true
+  [[ -z "${http_proxy:-}" ]] || echo "Acquire::http::Proxy \"$http_proxy\";"
+  [[ -z "${https_proxy:-}" ]] || echo "Acquire::https::Proxy \"$https_proxy\";"
+}
+
+# make_base: unless the one from an earlier run holds the same packages.
+make_base() {
+  local wanted certificates=/etc/ssl/certs/ca-certificates.crt
+  local sources=() hooks=()
+  wanted=$(packages_for_base | tr '\n' ' ')
+  if [[ -e "$base" && "$(cat "$base.packages")" == "$wanted" ]]; then
+    echo "minimal Debian system: kept from an earlier run"
+    return
+  fi
+  rm -f "$base"
+  mkdir -p build
+  apt_connection >"$base.apt"
+  debian_sources >"$base.list" && sources=("$base.list")
+  if grep --quiet https: "$base.list"; then
+    hooks=(--customize-hook="mkdir -p \"\$1/etc/ssl/certs\"; cp $certificates \"\$1$certificates\"")
+  fi
+  mmdebstrap --mode=root --variant=minbase --skip=cleanup/apt --aptopt="$base.apt" "${hooks[@]}" \
+    --customize-hook="APT_CONFIG=\$MMDEBSTRAP_APT_CONFIG apt-get --yes --quiet --no-install-recommends \
+      --download-only -o Dir::Cache::Archives=\"\$1/var/cache/apt/archives\" install $wanted" \
+    --format=tar bookworm "$base.part" "${sources[@]}"
+  mv "$base.part" "$base"
+  printf '%s' "$wanted" >"$base.packages"
+}
+
+remove_root() { rm -rf --one-file-system "${1:?}"; }
+
+# unpack_base ROOT
+unpack_base() {
+  local root=$1
+  remove_root "$root"
+  mkdir -p "$root"
+  tar --extract --numeric-owner --file "$base" --directory "$root"
+  cp /etc/resolv.conf /etc/hosts "$root/etc"
+  # Nobody is there to answer, there is no terminal, and what others recommend was not kept in the base.
+  printf '%s\n' 'APT::Get::Assume-Yes "true";' 'APT::Install-Recommends "false";' 'Dpkg::Use-Pty "false";' \
+    >"$root/etc/apt/apt.conf.d/nobody-answers"
+  # The folder does not outlive the run.
+  echo force-unsafe-io >"$root/etc/dpkg/dpkg.cfg.d/unsafe-io"
+}
+
+# in_root ROOT USER COMMAND…: with the kernel's file systems of processes and terminals that every machine has, and
+# nothing else of this one. All processes end with COMMAND.
+# shellcheck disable=SC2016
+in_root() {
+  unshare --mount --pid --fork --kill-child sh -ec '
+    root=$1
+    user=$2
+    shift 2
+    mount -t proc proc "$root/proc"
+    mount -t devpts -o newinstance,ptmxmode=0666,mode=0620,gid=5 devpts "$root/dev/pts"
+    exec chroot --userspec="$user" "$root" env -i HOME=/srv USER="$user" LANG=C.UTF-8 \
+      PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"' in_root "$@"
+}
