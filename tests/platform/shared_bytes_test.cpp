@@ -15,7 +15,7 @@ namespace quillmark::portable {
 namespace {
 
 constexpr std::int32_t kLong = 5000;
-constexpr std::int32_t kShort = 100;
+constexpr std::int32_t kShort = 60;
 
 std::shared_ptr<MemoryByteString> StringOf(std::int32_t length) {
   auto string = std::make_shared<MemoryByteString>();

@@ -30,9 +30,13 @@ void RequireAddresses(std::int32_t start, std::int64_t length) {
 
 }  // namespace
 
-MemoryByteString::MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
+MemoryByteString::MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
                                    std::optional<std::size_t> count)
-    : whole_(std::move(whole)), storage_(&whole_->own_), offset_(offset), count_(count) {}
+    : shared_(std::move(storage)),
+      storage_(shared_.get()),
+      is_whole_(false),
+      offset_(offset),
+      count_(count) {}
 
 const MemoryByteString* MemoryByteString::From(const ByteString& string) {
   // The class is final, so comparing the type is enough, without a dynamic cast.
@@ -60,7 +64,7 @@ std::span<std::uint8_t> MemoryByteString::WritableView() {
 }
 
 SharedBytes MemoryByteString::Share() const {
-  if (IsWhole()) {
+  if (is_whole_) {
     return storage_->bytes;
   }
   const ByteView bytes = View();
@@ -116,16 +120,19 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
   } else if (count_.has_value()) {
     view_count = *count_ - from;
   }
-  const auto whole = IsWhole() ? shared_from_this() : whole_;
-  return OrOutOfMemory(
-      [&] { return std::make_shared<MemoryByteString>(whole, offset_ + from, view_count); });
+  return OrOutOfMemory([&] {
+    if (shared_ == nullptr) {
+      shared_ = std::make_shared<Storage>(std::move(own_));
+      storage_ = shared_.get();
+    }
+    return std::make_shared<MemoryByteString>(shared_, offset_ + from, view_count);
+  });
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Clone() const {
   return OrOutOfMemory([&] {
     auto clone = std::make_shared<MemoryByteString>();
-    clone->storage_->bytes = Share();
-    clone->storage_->start_address = StartAddress();
+    clone->own_ = {Share(), StartAddress()};
     return clone;
   });
 }
@@ -133,7 +140,7 @@ std::shared_ptr<ByteString> MemoryByteString::Clone() const {
 void MemoryByteString::Assign(const ByteString& source) {
   OrOutOfMemory([&] {
     const auto* own = From(source);
-    if (own != nullptr && (own->IsWhole() || own->storage_ == storage_)) {
+    if (own != nullptr && (own->is_whole_ || own->storage_ == storage_)) {
       AssignShared(own->Share());
       return;
     }
@@ -142,7 +149,7 @@ void MemoryByteString::Assign(const ByteString& source) {
 }
 
 void MemoryByteString::AssignShared(SharedBytes bytes) {
-  if (!IsWhole()) {
+  if (!is_whole_) {
     AssignBytes(bytes.View());
     return;
   }
@@ -183,15 +190,15 @@ void MemoryByteString::SetBytes(ByteView bytes) {
 }
 
 std::int32_t MemoryByteString::StartAddress() const {
-  return IsWhole() ? storage_->start_address : 1;
+  return is_whole_ ? storage_->start_address : 1;
 }
 
 void MemoryByteString::SetStartAddress(std::int32_t address) {
-  if (!IsWhole() && address != 1) {
+  if (!is_whole_ && address != 1) {
     RaiseOutside();
   }
   RequireAddresses(address, Length());
-  if (IsWhole()) {
+  if (is_whole_) {
     storage_->start_address = address;
   }
 }

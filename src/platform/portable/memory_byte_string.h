@@ -14,17 +14,16 @@
 
 namespace quillmark::portable {
 
-/// The reference byte string. A whole string contains its bytes, which saves `checkupload` on a K
-/// line 7 % of its instructions; a view of it is an object of this class that keeps it alive.
-/// Created with `std::make_shared`.
+/// The reference byte string. A whole string contains its storage until the first view of it is
+/// taken, since most strings, such as the segments that `checkupload` adds, never get one. From
+/// then on it shares the storage with its views, which are objects of this class too.
 ///
 /// A copy of a long string shares its bytes until one of the two is written to, also through a
 /// view: the whole string then gets bytes of its own, and all its views follow.
 ///
 /// A view whose bytes its string no longer has raises 9 whenever it is used; it works again once
 /// the string is long enough.
-class MemoryByteString final : public ByteString,
-                               public std::enable_shared_from_this<MemoryByteString> {
+class MemoryByteString final : public ByteString {
  public:
   /// An empty whole string with start address 1.
   MemoryByteString() = default;
@@ -62,16 +61,20 @@ class MemoryByteString final : public ByteString,
   /// Assigns bytes as `Assign` does; a whole string shares them.
   void AssignShared(SharedBytes bytes);
 
-  /// A view of a whole string, made by `Mid`.
-  MemoryByteString(std::shared_ptr<MemoryByteString> whole, std::size_t offset,
-                   std::optional<std::size_t> count);
-
   /// `string` as an object of this class; null if it is of another implementation.
   [[nodiscard]] static const MemoryByteString* From(const ByteString& string);
   [[nodiscard]] static MemoryByteString* From(ByteString& string);
 
+  /// The bytes that a whole string and its views share.
+  struct Storage {
+    SharedBytes bytes;
+    std::int32_t start_address = 1;
+  };
+  /// A view, made by `Mid`.
+  MemoryByteString(std::shared_ptr<Storage> storage, std::size_t offset,
+                   std::optional<std::size_t> count);
+
  private:
-  [[nodiscard]] bool IsWhole() const { return whole_ == nullptr; }
   /// `whole`, the bytes of the storage, as far as this string reaches. Raises 9 if they are gone.
   template <typename Span>
   [[nodiscard]] Span PartOf(Span whole) const;
@@ -80,18 +83,13 @@ class MemoryByteString final : public ByteString,
   void AssignBytes(ByteView source);
   void Resize(std::int64_t length);
 
-  /// The bytes that a whole string and its views share.
-  struct Storage {
-    SharedBytes bytes;
-    std::int32_t start_address = 1;
-  };
-
-  Storage own_;                              ///< Of a whole string.
-  std::shared_ptr<MemoryByteString> whole_;  ///< of a view: the string that it is a view of
-  Storage* storage_ = &own_;
-  std::size_t offset_ = 0;  ///< Of the first byte within the storage.
-  std::optional<std::size_t>
-      count_;  ///< of a view with a fixed count; all others end with the storage
+  Storage own_;                      ///< of a whole string without views
+  std::shared_ptr<Storage> shared_;  ///< of every other string
+  Storage* storage_ = &own_;         ///< the one of the two that is in use
+  bool is_whole_ = true;
+  std::size_t offset_ = 0;  ///< of the first byte within the storage
+  /// of a view with a fixed count; all others end with the storage
+  std::optional<std::size_t> count_;
 };
 
 /// The bytes of a string of any implementation: the reference type's own storage, or a copy that

@@ -9,6 +9,9 @@
 namespace quillmark::portable {
 
 void SegmentImage::AddSegment(const ByteString& segment) {
+  if (MemoryByteString::From(segment) != nullptr) {
+    return OrOutOfMemory([&] { segments_.push_back(segment.Clone()); });
+  }
   OrOutOfMemory([&] {
     auto copy = std::make_shared<MemoryByteString>();
     copy->Assign(segment);

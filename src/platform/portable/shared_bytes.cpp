@@ -8,12 +8,6 @@
 #include "base/large_pages.h"
 
 namespace quillmark::portable {
-namespace {
-
-/// From this many bytes on, bytes are shared.
-constexpr std::size_t kMany = 4096;
-
-}  // namespace
 
 struct SharedBytes::Block {
   explicit Block(Bytes shared) : bytes(std::move(shared)) {}
@@ -23,14 +17,16 @@ struct SharedBytes::Block {
 };
 
 SharedBytes::SharedBytes(Bytes bytes) {
-  if (bytes.size() < kMany) {
-    few_ = std::move(bytes);
-  } else {
+  if (bytes.size() > kFew) {
     many_ = new Block(std::move(bytes));
+    return;
   }
+  std::copy(bytes.begin(), bytes.end(), few_.begin());
+  few_size_ = bytes.size();
 }
 
-SharedBytes::SharedBytes(const SharedBytes& other) : few_(other.few_), many_(other.many_) {
+SharedBytes::SharedBytes(const SharedBytes& other)
+    : few_(other.few_), few_size_(other.few_size_), many_(other.many_) {
   if (many_ != nullptr) {
     many_->users.fetch_add(1, std::memory_order_relaxed);
   }
@@ -51,7 +47,8 @@ SharedBytes::~SharedBytes() {
 }
 
 void SharedBytes::Swap(SharedBytes& other) noexcept {
-  few_.swap(other.few_);
+  std::swap(few_, other.few_);
+  std::swap(few_size_, other.few_size_);
   std::swap(many_, other.many_);
 }
 
@@ -61,18 +58,25 @@ bool SharedBytes::IsSole() const {
   return many_ == nullptr || many_->users.load(std::memory_order_acquire) == 1;
 }
 
-ByteView SharedBytes::View() const { return many_ == nullptr ? few_ : many_->bytes; }
+ByteView SharedBytes::View() const {
+  return many_ == nullptr ? ByteView(few_.data(), few_size_) : many_->bytes;
+}
 
 std::span<std::uint8_t> SharedBytes::Writable() {
   if (!IsSole()) {
     Resize(View().size());
   }
-  return many_ == nullptr ? few_ : many_->bytes;
+  return many_ == nullptr ? std::span(few_.data(), few_size_) : many_->bytes;
 }
 
 void SharedBytes::Resize(std::size_t size) {
-  if (IsSole() && (many_ != nullptr || size < kMany)) {
-    (many_ == nullptr ? few_ : many_->bytes).resize(size);
+  if (many_ == nullptr && size <= kFew) {
+    std::fill(few_.begin() + std::min(size, few_size_), few_.end(), std::uint8_t{0});
+    few_size_ = size;
+    return;
+  }
+  if (many_ != nullptr && IsSole()) {
+    many_->bytes.resize(size);
     return;
   }
   const ByteView kept = View().first(std::min(size, View().size()));
