@@ -51,7 +51,7 @@ void AddCallsCommand(CLI::App& app, Command& command) {
   CLI::App& calls = *app.add_subcommand("calls", "call one object of the library, line by line");
   calls.footer(kFooter);
   const auto file = std::make_shared<std::string>();
-  calls.add_option("FILE", *file, "where the calls stand; default standard input");
+  calls.add_option("FILE", *file, "file with the calls; default standard input");
   calls.callback([file, &command] {
     command.run = [file](Reporter& /*reporter*/) {
       if (file->empty() || *file == "-") {

@@ -97,7 +97,8 @@ void Run(const DecodeCommandOptions& options) {
 }  // namespace
 
 void AddDecodeCommand(CLI::App& app, Command& command) {
-  CLI::App& decode = *app.add_subcommand("decode", "say what a document or a trace holds");
+  CLI::App& decode =
+      *app.add_subcommand("decode", "explain a document or a trace, message by message");
   const auto options = std::make_shared<DecodeCommandOptions>();
   decode
       .add_option("FILE", options->file,
@@ -111,7 +112,7 @@ void AddDecodeCommand(CLI::App& app, Command& command) {
             options->exchange = {TransportForm::kPlainCan, ParseIdentifier(ids[0]),
                                  ParseIdentifier(ids[1])};
           },
-          "whose frames of a CAN trace are meant; default the first two identifiers in it")
+          "identifiers of the frames in a CAN trace; default the first two in it")
       ->type_name("RECEIVE SEND")
       ->expected(2);
   decode.callback(

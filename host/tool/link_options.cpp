@@ -88,7 +88,7 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
                 ParseNumber("--flow-control", separation_time, kByteRange));
           });
   AddNumber(app, "--bitrate", options.bit_rate, kBitRateRange,
-            "bits a second on a simulated wire; default 500000, kline 10400");
+            "bits per second on a simulated wire; default 500000, kline 10400");
 }
 
 void CheckLinkOptions(const LinkOptions& options) {

@@ -74,12 +74,12 @@ void Run(const PlanCommandOptions& options, Reporter& reporter) {
 }  // namespace
 
 void AddPlanCommand(CLI::App& app, Command& command) {
-  CLI::App& plan =
-      *app.add_subcommand("plan", "say what flash would send, without a bus, and write it");
+  CLI::App& plan = *app.add_subcommand(
+      "plan", "show what flash would send, without a bus, and write the documents");
   const auto options = std::make_shared<PlanCommandOptions>();
   AddTransferOptions(plan, options->transfer);
   plan.add_option("-o,--output", options->folder,
-                  "folder for the documents, download-0001.xml and on")
+                  "folder for the documents: download-0001.xml, download-0002.xml, ...")
       ->type_name("DIR");
   AddLinkOptions(plan, options->link);
   AddJsonOption(plan, command);

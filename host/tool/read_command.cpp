@@ -143,7 +143,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
       ->required()
       ->take_all();
   read.add_option("-o,--output", options->output,
-                  "the extension decides on the format: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot "
+                  "the extension selects the format: .hex .ihex .ihx, .s19 .s28 .s37 .srec .mot "
                   ".sx .s, anything else raw binary")
       ->type_name("FILE")
       ->required();

@@ -57,7 +57,7 @@ void Run(const ReportCommandOptions& options, Reporter& reporter) {
 
 void AddReportCommand(CLI::App& app, Command& command) {
   CLI::App& report =
-      *app.add_subcommand("report", "make a page out of what --artifacts left behind");
+      *app.add_subcommand("report", "make an HTML page from what --artifacts recorded");
   const auto options = std::make_shared<ReportCommandOptions>();
   report.add_option("DIR", options->folder, "folder that flash or read wrote")->required();
   report.add_option("-o,--output", options->output, "the page, one HTML file")

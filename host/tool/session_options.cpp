@@ -61,7 +61,7 @@ void AddKeyOptions(CLI::App& app, SessionOptions& options) {
                  "prints the key, 2 to 5 bytes; only a simulated ECU needs none")
       ->type_name("COMMAND");
   AddTime(app, "--key-timeout", options.key_timeout,
-          "after so long the key command is ended and the flash given up");
+          "time after which the key command is ended and the flash fails");
 }
 
 void AddTimingOptions(CLI::App& app, SessionOptions& options) {
@@ -69,9 +69,9 @@ void AddTimingOptions(CLI::App& app, SessionOptions& options) {
   AddTime(app, "--p2-star", options.timing.p2_star,
           "the same after it has answered \"response pending\"");
   AddNumber(app, "--max-pending", options.timing.max_pending, kPendingRange,
-            "how many of these a request may meet; default 1000");
+            "how many of these are accepted for one request; default 1000");
   AddTime(app, "--tester-present", options.tester_present_interval,
-          "after so long without a request the session is kept alive");
+          "time without a request after which the session is kept alive");
 }
 
 }  // namespace
@@ -88,7 +88,7 @@ void AddSessionOptions(CLI::App& app, SessionOptions& options) {
            options.faults = ParseFaults(texts);
            options.has_faults = true;
          },
-         fmt::format("what goes wrong on sim:, once or several times: {}", kFaultHelp))
+         fmt::format("inject a fault on sim:; may be given several times: {}", kFaultHelp))
       ->type_name("FAULT")
       ->expected(1)
       ->take_all();

@@ -178,7 +178,7 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
 
 void AddSimulateCommand(CLI::App& app, Command& command) {
   CLI::App& simulate = *app.add_subcommand(
-      "simulate", "be an ECU behind a pseudo-terminal, in real time, until interrupted");
+      "simulate", "simulate an ECU behind a pseudo-terminal, in real time, until interrupted");
   const auto options = std::make_shared<SimulateCommandOptions>();
   AddChoice<std::string>(
       simulate, "--bus", {{"slcan", "slcan"}, {"kline", "kline"}},
@@ -199,7 +199,7 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
           [options](const std::vector<std::string>& texts) {
             options->faults = ParseFaults(texts);
           },
-          fmt::format("what goes wrong, once or several times: {}", kFaultHelp))
+          fmt::format("inject a fault; may be given several times: {}", kFaultHelp))
       ->type_name("FAULT")
       ->expected(1)
       ->take_all();

@@ -31,9 +31,9 @@ void AddTransferOptions(CLI::App& app, TransferOptions& options) {
   AddNumber(app, "--fill", options.fill, kByteRange,
             "byte that an erased memory holds, left out of the transfer; default 0xFF");
   AddNumber(app, "--align", options.alignment, kAlignmentRange,
-            "bytes that are left out together; default 16");
+            "fill is left out in units of this many bytes; default 16");
   AddNumber(app, "--block", options.block, {1, kLargestBlock},
-            "most data bytes of a request, at most 247 in gateway and kline; default 128");
+            "maximum data bytes per request, at most 247 in gateway and kline; default 128");
 }
 
 void CheckTransferOptions(const TransferOptions& options, const LinkOptions& link) {
