@@ -268,11 +268,11 @@ void Recording::WriteResult(Json result) {
 void Recording::RecordFailure() {
   const FailureReport report = ReportCurrentFailure();
   try {
-    Json result = {{"outcome", report.code == ExitCode::kInterrupted ? "cancelled" : "failed"},
-                   {"exit", static_cast<int>(report.code)},
-                   {"message", report.message}};
-    result.update(report.details);
-    OnEvent(EventKind::kError, result);
+    Json event = {{"exit", static_cast<int>(report.code)}, {"message", report.message}};
+    event.update(report.details);
+    OnEvent(EventKind::kError, event);
+    Json result = {{"outcome", report.code == ExitCode::kInterrupted ? "cancelled" : "failed"}};
+    result.update(event);
     WriteResult(result);
     Close();
   } catch (const std::exception&) {

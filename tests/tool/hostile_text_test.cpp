@@ -81,9 +81,9 @@ class HostileText : public ToolTest, public ::testing::WithParamInterface<const 
   /// On pipes, with a line of JSON for each event, and on a terminal.
   void ExpectHarmless(const Arguments& arguments, const std::string& input = "") {
     ExpectHarmlessOnPipes(arguments, input);
-    Arguments json = arguments;
-    json.push_back("--json");
-    ExpectHarmlessOnPipes(json, input);
+    Arguments with_events = arguments;
+    with_events.push_back("--json");
+    ExpectHarmlessOnPipes(with_events, input);
     ToolProcess terminal(arguments, folder_.Write("stdin", input), folder_.Path("stderr"),
                          ToolProcess::Output::kTerminal);
     terminal.Wait();
