@@ -160,10 +160,10 @@ TEST_P(EveryForm, ReportsItsPhasesAndEveryBlock) {
   workshop_.programmer->Program(workshop_.image, {.verify = true});
   EXPECT_THAT(phases, ElementsAre(Phase::kIdentify, Phase::kUnlock, Phase::kErase, Phase::kDownload,
                                   Phase::kCheck, Phase::kVerify, Phase::kLogZone, Phase::kClose));
-  EXPECT_THAT(memory, ElementsAre(EcuMemory::kUntouched, EcuMemory::kUntouched,
-                                  EcuMemory::kPerhapsErased, EcuMemory::kPartlyWritten,
-                                  EcuMemory::kWritten, EcuMemory::kChecked, EcuMemory::kChecked,
-                                  EcuMemory::kChecked));
+  EXPECT_THAT(memory,
+              ElementsAre(EcuMemory::kUntouched, EcuMemory::kUntouched, EcuMemory::kPerhapsErased,
+                          EcuMemory::kPartlyWritten, EcuMemory::kWritten, EcuMemory::kChecked,
+                          EcuMemory::kChecked, EcuMemory::kChecked));
   EXPECT_EQ(bytes.size(), 1U + (40'000 + 127) / 128);
   EXPECT_EQ(bytes.front(), 0U);
   EXPECT_EQ(bytes.back(), 40'000U);

@@ -15,12 +15,12 @@ namespace quillmark::portable {
 /// Raises 13 if the text is not UTF-8 or has a character that XML does not allow.
 void RequireXmlCharacters(std::string_view text);
 
-/// Checks the nodes that were parsed from a text. References, and characters that must be written as
-/// references, are looked up in the text itself, at the position that the node came from.
+/// Checks the nodes that were parsed from a text. References, and characters that must be written
+/// as references, are looked up in the text itself, at the position that the node came from.
 class WellFormed {
  public:
-  /// `first` is the first of the nodes, which are the last of their parent; empty if there are none.
-  /// They have not been changed since they were parsed.
+  /// `first` is the first of the nodes, which are the last of their parent; empty if there are
+  /// none. They have not been changed since they were parsed.
   WellFormed(std::string_view text, pugi::xml_node first);
 
   /// Raises 13 if there is not exactly one root element, or something not allowed beside it.
