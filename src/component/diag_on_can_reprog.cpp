@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "component/diag_on_can_reprog.h"
+#include "quillmark/diag_on_can_reprog.h"
 
 #include <array>
+#include <functional>
+#include <type_traits>
 #include <utility>
 
 #include "base/guards.h"
-#include "component/memory_guard.h"
+#include "component/event_source.h"
+#include "context/context.h"
 #include "services/erase_and_routines.h"
 #include "services/history.h"
 #include "services/log_zone.h"
@@ -14,13 +17,17 @@
 #include "transfer/download_worker.h"
 #include "transfer/transfer_checks.h"
 #include "transfer/transfer_documents.h"
+#include "transfer/transfer_parameters.h"
 #include "transfer/upload_worker.h"
 
 namespace quillmark {
 namespace {
 
-/// Tells the client that a failed run has ended. Exceptions of the client are ignored: there is
-/// nobody left to receive them.
+using Document = std::shared_ptr<DOMDocument>;
+using String = std::shared_ptr<ByteString>;
+
+/// Tells the client that a run has failed. Exceptions that it throws are dropped: nobody is left to
+/// report them to.
 void EndAfterError(XMLDocClient& client) noexcept {
   try {
     client.XMLReady(nullptr);
@@ -29,103 +36,90 @@ void EndAfterError(XMLDocClient& client) noexcept {
   }
 }
 
-}  // namespace
+/// The public class on top of one context. As an object of a host it offers the services and passes
+/// on what its workers deliver; as the object of a worker it is one `IThread`.
+class Implementation final : public DiagOnCANReprog,
+                             public std::enable_shared_from_this<Implementation> {
+ public:
+  explicit Implementation(std::shared_ptr<Platform> platform) : context_(std::move(platform)) {}
 
-DiagOnCANReprogImplementation::DiagOnCANReprogImplementation(std::shared_ptr<Platform> platform)
-    : context_(std::move(platform)) {}
+  void CANIDs(std::int32_t RCANId, std::int32_t XCANId) override {
+    Run<&Context::CANIDs>(RCANId, XCANId);
+  }
+  void FlowControl(std::int32_t BS, std::int32_t STMin) override {
+    Run<&Context::FlowControl>(BS, STMin);
+  }
 
-void DiagOnCANReprogImplementation::CANIDs(std::int32_t RCANId, std::int32_t XCANId) {
-  GuardMemory([&] { context_.CANIDs(RCANId, XCANId); });
-}
+  Document StartDiag() override { return Run<services::StartDiag>(); }
+  Document TesterPresent() override { return Run<services::TesterPresent>(); }
+  Document stopcomm() override { return Run<services::stopcomm>(); }
+  void gethisto(const Document& root, ByteStringArray& RepHisto, ByteStringArray& RepReprog,
+                String& RepIdent) override {
+    Run<services::gethisto>(root, RepHisto, RepReprog, RepIdent);
+  }
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::StartDiag() {
-  return GuardMemory([&] { return services::StartDiag(context_); });
-}
+  Document readseed() override { return Run<services::readseed>(); }
+  String getseed(const Document& root) override { return Run<services::getseed>(root); }
+  Document dounlock(const String& key) override { return Run<services::dounlock>(key); }
+  void checkunlock(const Document& root) override { Run<services::checkunlock>(root); }
 
-void DiagOnCANReprogImplementation::gethisto(const std::shared_ptr<DOMDocument>& root,
-                                             ByteStringArray& RepHisto, ByteStringArray& RepReprog,
-                                             std::shared_ptr<ByteString>& RepIdent) {
-  GuardMemory([&] { services::gethisto(context_, root, RepHisto, RepReprog, RepIdent); });
-}
+  Document starterase(std::uint8_t RL) override { return Run<services::starterase>(RL); }
+  void checkstarterase(const Document& root) override { Run<services::checkstarterase>(root); }
+  Document checkerase() override { return Run<services::checkerase>(); }
+  bool checkcheckerase(const Document& root) override {
+    return Run<services::checkcheckerase>(root);
+  }
+  Document startroutine(std::uint8_t Routine) override {
+    return Run<services::startroutine>(Routine);
+  }
+  void checkstartroutine(const Document& root, std::uint8_t Routine) override {
+    Run<services::checkstartroutine>(root, Routine);
+  }
+  Document routinestatus(std::uint8_t Routine) override {
+    return Run<services::routinestatus>(Routine);
+  }
+  bool checkroutine(const Document& root, std::uint8_t Routine) override {
+    return Run<services::checkroutine>(root, Routine);
+  }
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::readseed() {
-  return GuardMemory([&] { return services::readseed(context_); });
-}
+  Document writelogzone(const String& Histo) override { return Run<services::writelogzone>(Histo); }
+  void checkwritelogzone(const Document& root) override { Run<services::checkwritelogzone>(root); }
 
-std::shared_ptr<ByteString> DiagOnCANReprogImplementation::getseed(
-    const std::shared_ptr<DOMDocument>& root) {
-  return GuardMemory([&] { return services::getseed(context_, root); });
-}
+  void checkdownload(const Document& root) override { Run<transfer::checkdownload>(root); }
+  void checkupload(const Document& root, const std::shared_ptr<MemoryImage>& Image) override {
+    Run<transfer::checkupload>(root, Image);
+  }
+  void ComputeDownload(std::uint8_t RL, const std::shared_ptr<MemoryImage>& Image,
+                       std::uint8_t FillByte, std::int32_t IMod, std::int32_t MaxSize) override;
+  void ComputeUpload(const std::shared_ptr<MemoryMap>& Map, std::uint8_t RL) override;
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::dounlock(
-    const std::shared_ptr<ByteString>& key) {
-  return GuardMemory([&] { return services::dounlock(context_, key); });
-}
+  void OnXMLReady(XMLReadyHandler handler) override {
+    GuardMemory([&] { event_.SetHandler(std::move(handler)); });
+  }
+  bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override { return event_.Raise(xml); }
 
-void DiagOnCANReprogImplementation::checkunlock(const std::shared_ptr<DOMDocument>& root) {
-  GuardMemory([&] { services::checkunlock(context_, root); });
-}
+  std::int32_t GetParameter(ParameterList parameters) override;
+  std::int32_t EntryPoint(const std::shared_ptr<Object>& client) override;
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::starterase(std::uint8_t RL) {
-  return GuardMemory([&] { return services::starterase(context_, RL); });
-}
+ private:
+  /// Calls a service, or a member of the context, with the context and its arguments.
+  template <auto kService, typename... Arguments>
+  std::invoke_result_t<decltype(kService), Context&, Arguments...> Run(Arguments&&... arguments) {
+    return GuardMemory(
+        [&] { return std::invoke(kService, context_, std::forward<Arguments>(arguments)...); });
+  }
 
-void DiagOnCANReprogImplementation::checkstarterase(const std::shared_ptr<DOMDocument>& root) {
-  GuardMemory([&] { services::checkstarterase(context_, root); });
-}
+  void StartWorker(ParameterList parameters);
+  void RunTransfer(XMLDocClient& client);
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::checkerase() {
-  return GuardMemory([&] { return services::checkerase(context_); });
-}
+  Context context_;
+  EventSource event_;
+  transfer::TransferParameters parameters_;  ///< of a worker
+};
 
-bool DiagOnCANReprogImplementation::checkcheckerase(const std::shared_ptr<DOMDocument>& root) {
-  return GuardMemory([&] { return services::checkcheckerase(context_, root); });
-}
-
-void DiagOnCANReprogImplementation::checkdownload(const std::shared_ptr<DOMDocument>& root) {
-  GuardMemory([&] { transfer::checkdownload(root); });
-}
-
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::startroutine(std::uint8_t Routine) {
-  return GuardMemory([&] { return services::startroutine(context_, Routine); });
-}
-
-void DiagOnCANReprogImplementation::checkstartroutine(const std::shared_ptr<DOMDocument>& root,
-                                                      std::uint8_t Routine) {
-  GuardMemory([&] { services::checkstartroutine(context_, root, Routine); });
-}
-
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::routinestatus(std::uint8_t Routine) {
-  return GuardMemory([&] { return services::routinestatus(context_, Routine); });
-}
-
-bool DiagOnCANReprogImplementation::checkroutine(const std::shared_ptr<DOMDocument>& root,
-                                                 std::uint8_t Routine) {
-  return GuardMemory([&] { return services::checkroutine(context_, root, Routine); });
-}
-
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::writelogzone(
-    const std::shared_ptr<ByteString>& Histo) {
-  return GuardMemory([&] { return services::writelogzone(context_, Histo); });
-}
-
-void DiagOnCANReprogImplementation::checkwritelogzone(const std::shared_ptr<DOMDocument>& root) {
-  GuardMemory([&] { services::checkwritelogzone(root); });
-}
-
-void DiagOnCANReprogImplementation::checkupload(const std::shared_ptr<DOMDocument>& root,
-                                                const std::shared_ptr<MemoryImage>& Image) {
-  GuardMemory([&] { transfer::checkupload(context_, root, Image); });
-}
-
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::stopcomm() {
-  return GuardMemory([&] { return services::stopcomm(context_); });
-}
-
-void DiagOnCANReprogImplementation::ComputeDownload(std::uint8_t RL,
-                                                    const std::shared_ptr<MemoryImage>& Image,
-                                                    std::uint8_t FillByte, std::int32_t IMod,
-                                                    std::int32_t MaxSize) {
+void Implementation::ComputeDownload(std::uint8_t RL, const std::shared_ptr<MemoryImage>& Image,
+                                     std::uint8_t FillByte, std::int32_t IMod,
+                                     std::int32_t MaxSize) {
   GuardMemory([&] {
     const Context::Identifiers identifiers = context_.ConfiguredIdentifiers();
     transfer::RequireBlockSize(MaxSize);
@@ -137,8 +131,7 @@ void DiagOnCANReprogImplementation::ComputeDownload(std::uint8_t RL,
   });
 }
 
-void DiagOnCANReprogImplementation::ComputeUpload(const std::shared_ptr<MemoryMap>& Map,
-                                                  std::uint8_t RL) {
+void Implementation::ComputeUpload(const std::shared_ptr<MemoryMap>& Map, std::uint8_t RL) {
   GuardMemory([&] {
     const Context::Identifiers identifiers = context_.ConfiguredIdentifiers();
     const auto document = transfer::WriteMap(context_.GetPlatform(), Require(Map));
@@ -146,23 +139,7 @@ void DiagOnCANReprogImplementation::ComputeUpload(const std::shared_ptr<MemoryMa
   });
 }
 
-std::shared_ptr<DOMDocument> DiagOnCANReprogImplementation::TesterPresent() {
-  return GuardMemory([&] { return services::TesterPresent(context_); });
-}
-
-void DiagOnCANReprogImplementation::FlowControl(std::int32_t BS, std::int32_t STMin) {
-  GuardMemory([&] { context_.FlowControl(BS, STMin); });
-}
-
-void DiagOnCANReprogImplementation::OnXMLReady(XMLReadyHandler handler) {
-  GuardMemory([&] { event_.SetHandler(std::move(handler)); });
-}
-
-bool DiagOnCANReprogImplementation::XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) {
-  return event_.Raise(xml);
-}
-
-std::int32_t DiagOnCANReprogImplementation::GetParameter(ParameterList parameters) {
+std::int32_t Implementation::GetParameter(ParameterList parameters) {
   GuardMemory([&] {
     // What the worker builds is passed to the host's thread.
     context_.SetFreeThreaded();
@@ -172,7 +149,7 @@ std::int32_t DiagOnCANReprogImplementation::GetParameter(ParameterList parameter
   return 0;
 }
 
-std::int32_t DiagOnCANReprogImplementation::EntryPoint(const std::shared_ptr<Object>& client) {
+std::int32_t Implementation::EntryPoint(const std::shared_ptr<Object>& client) {
   const auto receiver = std::dynamic_pointer_cast<XMLDocClient>(client);
   if (!receiver) {
     throw Error(error_number::kTypeMismatch);
@@ -186,7 +163,7 @@ std::int32_t DiagOnCANReprogImplementation::EntryPoint(const std::shared_ptr<Obj
   return 0;
 }
 
-void DiagOnCANReprogImplementation::StartWorker(ParameterList parameters) {
+void Implementation::StartWorker(ParameterList parameters) {
   const std::int32_t status =
       context_.GetPlatform().StartThread(DiagOnCANReprog::kProgID, parameters, shared_from_this());
   if (status < 0) {
@@ -194,12 +171,24 @@ void DiagOnCANReprogImplementation::StartWorker(ParameterList parameters) {
   }
 }
 
-void DiagOnCANReprogImplementation::RunTransfer(XMLDocClient& client) {
+void Implementation::RunTransfer(XMLDocClient& client) {
   if (parameters_.root_name == transfer::kImageRoot) {
     transfer::RunDownload(context_, parameters_, client);
   } else if (parameters_.root_name == transfer::kMapRoot) {
     transfer::RunUpload(context_, parameters_, client);
   }
+}
+
+}  // namespace
+
+bool XMLDocClient::XMLReady(const std::shared_ptr<IXMLDOMNode>& /*xml*/) { return false; }
+
+std::shared_ptr<XMLDocClient> CreateXMLDocClient() {
+  throw GuardMemory([] { return Error(error_number::kSubscriptOutOfRange, "pure virtual class"); });
+}
+
+std::shared_ptr<DiagOnCANReprog> CreateDiagOnCANReprog(const std::shared_ptr<Platform>& platform) {
+  return GuardMemory([&] { return std::make_shared<Implementation>(platform); });
 }
 
 }  // namespace quillmark

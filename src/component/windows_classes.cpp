@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <string>
 
+#include "base/guards.h"
 #include "component/component_classes.h"
-#include "component/memory_guard.h"
 #include "platform/windows/windows_platform_factory.h"
 
 namespace quillmark {

@@ -38,7 +38,7 @@ std::shared_ptr<DOMDocument> writelogzone(Context& context,
   return document;
 }
 
-void checkwritelogzone(const std::shared_ptr<DOMDocument>& root) {
+void checkwritelogzone(const Context& /*context*/, const std::shared_ptr<DOMDocument>& root) {
   if (const auto failure = DescribeErrorMark(root)) {
     RaiseMessage(Message::kWriteLogZone, *failure);
   }

@@ -14,6 +14,6 @@ namespace quillmark::services {
                                                         const std::shared_ptr<ByteString>& Histo);
 
 /// D18.
-void checkwritelogzone(const std::shared_ptr<DOMDocument>& root);
+void checkwritelogzone(const Context& context, const std::shared_ptr<DOMDocument>& root);
 
 }  // namespace quillmark::services

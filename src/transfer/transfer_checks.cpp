@@ -76,7 +76,7 @@ UploadedData ReadReplies(TransportForm form, const DOMDocument& root) {
 
 }  // namespace
 
-void checkdownload(const std::shared_ptr<DOMDocument>& root) {
+void checkdownload(const Context& /*context*/, const std::shared_ptr<DOMDocument>& root) {
   if (const auto failure = DescribeErrorMark(root)) {
     RaiseMessage(Message::kDownload, *failure);
   }

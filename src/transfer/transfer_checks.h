@@ -11,7 +11,7 @@
 namespace quillmark::transfer {
 
 /// D18.
-void checkdownload(const std::shared_ptr<DOMDocument>& root);
+void checkdownload(const Context& context, const std::shared_ptr<DOMDocument>& root);
 
 /// Adds one segment per reply to `Image`, all or none. D23.
 void checkupload(const Context& context, const std::shared_ptr<DOMDocument>& root,

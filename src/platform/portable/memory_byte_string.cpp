@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "base/checked.h"
+#include "base/guards.h"
 #include "platform/portable/fill_run.h"
-#include "platform/portable/out_of_memory.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
@@ -95,7 +95,7 @@ void MemoryByteString::Resize(std::int64_t length) {
   const std::int64_t whole_length = static_cast<std::int64_t>(offset_) + length;
   static_cast<void>(checked::Convert<std::int32_t>(whole_length));
   RequireAddresses(storage_->start_address, whole_length);
-  OrOutOfMemory([&] { storage_->bytes.Resize(static_cast<std::size_t>(whole_length)); });
+  GuardMemory([&] { storage_->bytes.Resize(static_cast<std::size_t>(whole_length)); });
 }
 
 std::uint8_t MemoryByteString::Item(std::int32_t position) const {
@@ -104,7 +104,7 @@ std::uint8_t MemoryByteString::Item(std::int32_t position) const {
 
 void MemoryByteString::SetItem(std::int32_t position, std::uint8_t value) {
   const std::size_t index = IndexOf(position);
-  OrOutOfMemory([&] { WritableView()[index] = value; });
+  GuardMemory([&] { WritableView()[index] = value; });
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32_t count) {
@@ -120,7 +120,7 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
   } else if (count_.has_value()) {
     view_count = *count_ - from;
   }
-  return OrOutOfMemory([&] {
+  return GuardMemory([&] {
     if (shared_ == nullptr) {
       shared_ = std::make_shared<Storage>(std::move(own_));
       storage_ = shared_.get();
@@ -130,7 +130,7 @@ std::shared_ptr<ByteString> MemoryByteString::Mid(std::int32_t start, std::int32
 }
 
 std::shared_ptr<ByteString> MemoryByteString::Clone() const {
-  return OrOutOfMemory([&] {
+  return GuardMemory([&] {
     auto clone = std::make_shared<MemoryByteString>();
     clone->own_ = {Share(), StartAddress()};
     return clone;
@@ -138,7 +138,7 @@ std::shared_ptr<ByteString> MemoryByteString::Clone() const {
 }
 
 void MemoryByteString::Assign(const ByteString& source) {
-  OrOutOfMemory([&] {
+  GuardMemory([&] {
     const auto* own = From(source);
     if (own != nullptr && (own->is_whole_ || own->storage_ == storage_)) {
       AssignShared(own->Share());
@@ -173,11 +173,11 @@ std::int32_t MemoryByteString::Checksum() const {
 }
 
 std::string MemoryByteString::Hex() const {
-  return OrOutOfMemory([&] { return HexOf(View()); });
+  return GuardMemory([&] { return HexOf(View()); });
 }
 
 void MemoryByteString::SetHex(std::string_view text) {
-  OrOutOfMemory([&] {
+  GuardMemory([&] {
     // Moved, not copied: the bytes of a whole memory segment pass through here.
     AssignShared(SharedBytes(BytesOfHex(text)));
   });
@@ -186,7 +186,7 @@ void MemoryByteString::SetHex(std::string_view text) {
 void MemoryByteString::ReadBytes(const std::function<void(ByteView)>& read) const { read(View()); }
 
 void MemoryByteString::SetBytes(ByteView bytes) {
-  OrOutOfMemory([&] { AssignBytes(bytes); });
+  GuardMemory([&] { AssignBytes(bytes); });
 }
 
 std::int32_t MemoryByteString::StartAddress() const {

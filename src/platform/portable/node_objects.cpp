@@ -6,10 +6,10 @@
 #include <utility>
 #include <vector>
 
+#include "base/guards.h"
 #include "platform/portable/leaf_markup.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/node_selection.h"
-#include "platform/portable/out_of_memory.h"
 #include "platform/portable/tree_operations.h"
 #include "platform/portable/xml_lexis.h"
 #include "platform/portable/xml_reader.h"
@@ -60,7 +60,7 @@ class NodeList final : public IXMLDOMNodeList {
     if (index >= nodes_.size()) {
       return nullptr;
     }
-    return OrOutOfMemory([&] { return WrapNode({tree_, nodes_[index]}); });
+    return GuardMemory([&] { return WrapNode({tree_, nodes_[index]}); });
   }
 
  private:
@@ -77,15 +77,15 @@ class NodeOperations : public Interface, public NodeObject {
   [[nodiscard]] NodeType nodeType() const override { return TypeOf(node()); }
 
   [[nodiscard]] std::string nodeName() const override {
-    return OrOutOfMemory([&] { return NameOf(node()); });
+    return GuardMemory([&] { return NameOf(node()); });
   }
 
   [[nodiscard]] std::string nodeValue() const override {
-    return OrOutOfMemory([&] { return ValueOf(handle()); });
+    return GuardMemory([&] { return ValueOf(handle()); });
   }
 
   void setNodeValue(std::string_view value) override {
-    OrOutOfMemory([&] { ReplaceValue(handle(), value); });
+    GuardMemory([&] { ReplaceValue(handle(), value); });
   }
 
   void setNodeBytes(const ByteString& bytes) override {
@@ -94,7 +94,7 @@ class NodeOperations : public Interface, public NodeObject {
       Interface::setNodeBytes(bytes);
       return;
     }
-    OrOutOfMemory([&] { ReplaceValueByBytes(handle(), own->Share()); });
+    GuardMemory([&] { ReplaceValueByBytes(handle(), own->Share()); });
   }
 
   void readNodeBytes(ByteString& bytes) const override {
@@ -109,61 +109,61 @@ class NodeOperations : public Interface, public NodeObject {
   }
 
   [[nodiscard]] std::string text() const override {
-    return OrOutOfMemory([&] { return LookAt(handle(), TextOf); });
+    return GuardMemory([&] { return LookAt(handle(), TextOf); });
   }
 
   void setText(std::string_view value) override {
-    OrOutOfMemory([&] { ReplaceText(handle(), value); });
+    GuardMemory([&] { ReplaceText(handle(), value); });
   }
 
   [[nodiscard]] std::string xml() const override {
-    return OrOutOfMemory([&] { return LookAt(handle(), WriteXml); });
+    return GuardMemory([&] { return LookAt(handle(), WriteXml); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> parentNode() const override {
-    return OrOutOfMemory([&] { return WrapNode(ParentOf(handle())); });
+    return GuardMemory([&] { return WrapNode(ParentOf(handle())); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> firstChild() const override {
-    return OrOutOfMemory([&] { return WrapNode(At(node().first_child())); });
+    return GuardMemory([&] { return WrapNode(At(node().first_child())); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> nextSibling() const override {
-    return OrOutOfMemory([&] { return WrapNode(NextSiblingOf(handle())); });
+    return GuardMemory([&] { return WrapNode(NextSiblingOf(handle())); });
   }
 
   [[nodiscard]] std::shared_ptr<DOMDocument> ownerDocument() const override {
     if (TypeOf(node()) == NodeType::kDocument) {
       return nullptr;
     }
-    return OrOutOfMemory([&] { return WrapDocument(handle().tree); });
+    return GuardMemory([&] { return WrapDocument(handle().tree); });
   }
 
   std::shared_ptr<IXMLDOMNode> appendChild(const std::shared_ptr<IXMLDOMNode>& child) override {
     if (child == nullptr) {
       throw Error(error_number::kObjectNotSet);
     }
-    OrOutOfMemory([&] { AppendNode(handle(), HandleOf(*child)); });
+    GuardMemory([&] { AppendNode(handle(), HandleOf(*child)); });
     return child;
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> cloneNode(bool deep) const override {
-    return OrOutOfMemory([&] { return WrapNode(CloneNode(handle(), deep)); });
+    return GuardMemory([&] { return WrapNode(CloneNode(handle(), deep)); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> selectSingleNode(
       std::string_view path) const override {
-    return OrOutOfMemory([&] { return WrapNode(At(SelectFirst(handle(), path))); });
+    return GuardMemory([&] { return WrapNode(At(SelectFirst(handle(), path))); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNodeList> selectNodes(std::string_view path) const override {
-    return OrOutOfMemory(
+    return GuardMemory(
         [&] { return std::make_shared<NodeList>(handle().tree, SelectAll(handle(), path)); });
   }
 
   void readChildTexts(std::string_view name, std::string_view part,
                       const std::function<void(const ChildText&)>& read) const override {
-    OrOutOfMemory([&] {
+    GuardMemory([&] {
       LookAt(handle(), [&](pugi::xml_node node) { ReadChildTexts(node, name, part, read); });
     });
   }
@@ -176,7 +176,7 @@ class ElementNode final : public NodeOperations<IXMLDOMElement> {
   using NodeOperations::NodeOperations;
 
   [[nodiscard]] std::optional<std::string> getAttribute(std::string_view name) const override {
-    return OrOutOfMemory([&]() -> std::optional<std::string> {
+    return GuardMemory([&]() -> std::optional<std::string> {
       RequireNoNul(name);
       const pugi::xml_attribute attribute = node().attribute(std::string(name).c_str());
       if (attribute.empty()) {
@@ -187,7 +187,7 @@ class ElementNode final : public NodeOperations<IXMLDOMElement> {
   }
 
   void setAttribute(std::string_view name, std::string_view value) override {
-    OrOutOfMemory([&] {
+    GuardMemory([&] {
       RequireName(name);
       RequireNoNul(value);
       SetAttribute(node(), std::string(name).c_str(), value);
@@ -195,7 +195,7 @@ class ElementNode final : public NodeOperations<IXMLDOMElement> {
   }
 
   void appendLeaves(std::span<const Leaf> leaves) override {
-    OrOutOfMemory([&] {
+    GuardMemory([&] {
       AppendAllOrNothing(node(), [&] {
         if (!AppendAsMarkup(node(), leaves)) {
           IXMLDOMElement::appendLeaves(leaves);
@@ -213,12 +213,12 @@ class DocumentNode final : public NodeOperations<Interface> {
       : NodeOperations<Interface>({tree, tree->content()}) {}
 
   [[nodiscard]] std::shared_ptr<IXMLDOMElement> documentElement() const override {
-    return OrOutOfMemory([&] { return WrapElement(this->At(RootElementOf(this->node()))); });
+    return GuardMemory([&] { return WrapElement(this->At(RootElementOf(this->node()))); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> createNode(NodeType type, std::string_view name,
                                                         std::string_view namespaceURI) override {
-    return OrOutOfMemory([&] {
+    return GuardMemory([&] {
       const NodeHandle created = CreateNode(tree(), type, name, "");
       if (type == NodeType::kElement && !namespaceURI.empty()) {
         DeclareNamespace(created.node, namespaceURI);
@@ -228,28 +228,28 @@ class DocumentNode final : public NodeOperations<Interface> {
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMElement> createElement(std::string_view name) override {
-    return OrOutOfMemory(
+    return GuardMemory(
         [&] { return WrapElement(CreateNode(tree(), NodeType::kElement, name, "")); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> createTextNode(std::string_view text) override {
-    return OrOutOfMemory([&] { return WrapNode(CreateNode(tree(), NodeType::kText, "", text)); });
+    return GuardMemory([&] { return WrapNode(CreateNode(tree(), NodeType::kText, "", text)); });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> createProcessingInstruction(
       std::string_view target, std::string_view data) override {
-    return OrOutOfMemory([&] {
+    return GuardMemory([&] {
       return WrapNode(CreateNode(tree(), NodeType::kProcessingInstruction, target, data));
     });
   }
 
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> createDocumentFragment() override {
-    return OrOutOfMemory(
+    return GuardMemory(
         [&] { return WrapNode(CreateNode(tree(), NodeType::kDocumentFragment, "", "")); });
   }
 
   void save(DOMDocument& target) const override {
-    OrOutOfMemory([&] {
+    GuardMemory([&] {
       DocumentTree& copy = *HandleOf(target).tree;
       if (&copy == tree().get()) {
         return;
@@ -262,7 +262,7 @@ class DocumentNode final : public NodeOperations<Interface> {
 
   void loadXML(std::string_view text) override {
     tree()->Clear();
-    OrOutOfMemory(
+    GuardMemory(
         [&] { tree()->ReplaceContent([&](pugi::xml_node content) { ReadXml(text, content); }); });
   }
 
@@ -301,12 +301,12 @@ std::shared_ptr<DOMDocument> WrapDocument(const std::shared_ptr<DocumentTree>& t
 }
 
 std::shared_ptr<DOMDocument> NewDocument() {
-  return OrOutOfMemory(
+  return GuardMemory(
       [] { return WrapDocument(std::make_shared<DocumentTree>(DocumentTree::Kind::kPlain)); });
 }
 
 std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument() {
-  return OrOutOfMemory([] {
+  return GuardMemory([] {
     return std::make_shared<DocumentNode<FreeThreadedDOMDocument>>(
         std::make_shared<DocumentTree>(DocumentTree::Kind::kFreeThreaded));
   });

@@ -3,9 +3,9 @@
 #include <thread>
 #include <utility>
 
+#include "base/guards.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/node_objects.h"
-#include "platform/portable/out_of_memory.h"
 #include "platform/portable/portable_platform_factory.h"
 #include "platform/portable/range_map.h"
 #include "platform/portable/segment_image.h"
@@ -26,7 +26,7 @@ void KeepFreedMemory() {
 
 template <typename Interface, typename Type>
 std::shared_ptr<Interface> New() {
-  return OrOutOfMemory([] { return std::make_shared<Type>(); });
+  return GuardMemory([] { return std::make_shared<Type>(); });
 }
 
 class NativePlatform final : public PortablePlatform,
@@ -71,7 +71,7 @@ class NativePlatform final : public PortablePlatform,
   }
 
   void RegisterClass(std::string progID, ClassFactory factory) override {
-    OrOutOfMemory([&] { registry_.Register(std::move(progID), std::move(factory)); });
+    GuardMemory([&] { registry_.Register(std::move(progID), std::move(factory)); });
   }
 
   [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->Value(); }
@@ -102,7 +102,7 @@ void LaunchDetachedThread(std::function<void()> function) {
 namespace quillmark {
 
 std::shared_ptr<PortablePlatform> MakePortablePlatform(workers::ThreadLauncher launcher) {
-  return portable::OrOutOfMemory(
+  return GuardMemory(
       [&] { return std::make_shared<portable::NativePlatform>(std::move(launcher)); });
 }
 

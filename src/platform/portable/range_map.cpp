@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/range_map.h"
 
-#include "platform/portable/out_of_memory.h"
+#include "base/guards.h"
 
 namespace quillmark::portable {
 namespace {
@@ -21,11 +21,11 @@ class FixedRange final : public MemoryRange {
 }  // namespace
 
 void RangeMap::AddRange(std::int32_t start, std::int32_t count) {
-  OrOutOfMemory([&] { ranges_.push_back(std::make_shared<FixedRange>(start, count)); });
+  GuardMemory([&] { ranges_.push_back(std::make_shared<FixedRange>(start, count)); });
 }
 
 std::vector<std::shared_ptr<MemoryRange>> RangeMap::Ranges() const {
-  return OrOutOfMemory([&] { return ranges_; });
+  return GuardMemory([&] { return ranges_; });
 }
 
 }  // namespace quillmark::portable

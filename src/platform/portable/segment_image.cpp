@@ -3,16 +3,16 @@
 
 #include <algorithm>
 
+#include "base/guards.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/out_of_memory.h"
 
 namespace quillmark::portable {
 
 void SegmentImage::AddSegment(const ByteString& segment) {
   if (MemoryByteString::From(segment) != nullptr) {
-    return OrOutOfMemory([&] { segments_.push_back(segment.Clone()); });
+    return GuardMemory([&] { segments_.push_back(segment.Clone()); });
   }
-  OrOutOfMemory([&] {
+  GuardMemory([&] {
     auto copy = std::make_shared<MemoryByteString>();
     copy->Assign(segment);
     copy->SetStartAddress(segment.StartAddress());
@@ -21,7 +21,7 @@ void SegmentImage::AddSegment(const ByteString& segment) {
 }
 
 std::vector<std::shared_ptr<ByteString>> SegmentImage::Segments() const {
-  return OrOutOfMemory([&] {
+  return GuardMemory([&] {
     auto in_address_order = segments_;
     std::stable_sort(
         in_address_order.begin(), in_address_order.end(),

@@ -3,8 +3,8 @@
 
 #include <numeric>
 
+#include "base/guards.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/out_of_memory.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
@@ -12,7 +12,7 @@ namespace quillmark::portable {
 void SumChecksumCalculator::Reset() { sum_ = 0; }
 
 void SumChecksumCalculator::Add(const ByteString& data) {
-  OrOutOfMemory([&] {
+  GuardMemory([&] {
     const SourceBytes source(data);
     sum_ = std::accumulate(source.View().begin(), source.View().end(), sum_);
   });
