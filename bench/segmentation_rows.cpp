@@ -9,7 +9,7 @@
 #include "bench/measure.h"
 #include "bench/table.h"
 #include "context/gateway.h"
-#include "context/k_line.h"
+#include "context/k_message.h"
 #include "context/plain_can.h"
 #include "quillmark/quillmark.h"
 
@@ -101,7 +101,7 @@ void RunFraming(const Form& form, Span image) {
         case Transport::kGateway:
           return gateway::AddAddressedCANFrames(steps, addressing, block);
         case Transport::kKLine:
-          return k_line::AddKFrames(steps, addressing, block);
+          return k_message::AddKFrames(steps, addressing, block);
       }
     });
   });

@@ -101,4 +101,16 @@ Bytes Read(ByteView message) {
   return BytesAt(message, layout.header_size + 1, layout.length);
 }
 
+void AddKFrames(StepWriter& steps, const Addressing& addressing, ByteView request) {
+  RequireRequestLength(request.size());
+  steps.Send(Build(ToEcu(addressing), request, request.size()));
+}
+
+void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
+               std::int32_t reply_length) {
+  const std::size_t length = RequireReplyLength(reply_length);
+  steps.Receive(Build(ToTester(addressing), expected, length));
+  steps.WaitSeparationTime();
+}
+
 }  // namespace quillmark::k_message

@@ -6,6 +6,7 @@
 
 #include "base/hex.h"
 #include "context/addressing.h"
+#include "context/step_writer.h"
 
 /// The message of ISO 14230-2 that K line form and gateway form share:
 ///
@@ -45,5 +46,13 @@ void RequireRequestLength(std::size_t length);
 /// are not compared (D12). Raises 2003 "Checksum error …" if it is shorter than it says or its
 /// checksum is wrong.
 [[nodiscard]] Bytes Read(ByteView message);
+
+/// K line form: a whole message is one step.
+/// Raises 1000 for a request outside 1..255 bytes, before anything is written.
+void AddKFrames(StepWriter& steps, const Addressing& addressing, ByteView request);
+
+/// Raises 1000 for a reply length outside 1..255.
+void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
+               std::int32_t reply_length);
 
 }  // namespace quillmark::k_message

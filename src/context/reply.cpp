@@ -5,7 +5,7 @@
 
 #include "base/guards.h"
 #include "context/gateway.h"
-#include "context/k_line.h"
+#include "context/k_message.h"
 #include "context/plain_can.h"
 #include "quillmark/error.h"
 
@@ -17,7 +17,7 @@ namespace {
 std::optional<Bytes> ReadMessage(TransportForm form, ByteView first, ReplyFrames& frames) {
   switch (form) {
     case TransportForm::kKLine:
-      return k_line::ReadReply(first);
+      return k_message::Read(first);
     case TransportForm::kGateway:
       return gateway::ReadReply(first, frames);
     case TransportForm::kPlainCan:
@@ -65,6 +65,20 @@ std::string ReplyPath(TransportForm form) {
 
 std::string Indexed(const std::string& path, std::size_t index) {
   return path + "[" + std::to_string(index) + "]";
+}
+
+std::shared_ptr<IXMLDOMNode> FindErrorMark(const std::shared_ptr<DOMDocument>& root) {
+  return Require(root).selectSingleNode("//e");
+}
+
+std::optional<std::string> DescribeErrorMark(const std::shared_ptr<DOMDocument>& root) {
+  const auto mark = FindErrorMark(root);
+  if (!mark) {
+    return std::nullopt;
+  }
+  const auto holder = mark->parentNode();
+  const auto data = Require(holder).selectSingleNode("d");
+  return data ? data->text() : holder->xml();
 }
 
 }  // namespace quillmark

@@ -6,7 +6,7 @@
 
 #include "base/guards.h"
 #include "context/gateway.h"
-#include "context/k_line.h"
+#include "context/k_message.h"
 #include "context/message_table.h"
 #include "context/plain_can.h"
 
@@ -37,7 +37,7 @@ void Request::AddStep(ByteView request, ByteView expected, std::int32_t reply_le
 void Request::AddRequestFrames(ByteView request) {
   switch (context_.Form()) {
     case TransportForm::kKLine:
-      return k_line::AddKFrames(steps_, context_.GetAddressing(), request);
+      return k_message::AddKFrames(steps_, context_.GetAddressing(), request);
     case TransportForm::kGateway:
       return gateway::AddAddressedCANFrames(steps_, context_.GetAddressing(), request);
     case TransportForm::kPlainCan:
@@ -51,7 +51,7 @@ void Request::AddExpectedReply(ByteView expected, std::int32_t reply_length) {
   }
   switch (context_.Form()) {
     case TransportForm::kKLine:
-      return k_line::AddKReply(steps_, context_.GetAddressing(), expected, reply_length);
+      return k_message::AddKReply(steps_, context_.GetAddressing(), expected, reply_length);
     case TransportForm::kGateway:
       return gateway::AddAddressedCANReply(steps_, context_.GetAddressing(), expected,
                                            reply_length);

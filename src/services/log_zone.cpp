@@ -5,8 +5,8 @@
 
 #include "base/guards.h"
 #include "base/octets.h"
-#include "context/error_mark.h"
 #include "context/message_table.h"
+#include "context/reply.h"
 #include "context/request.h"
 
 namespace quillmark::services {

@@ -8,10 +8,9 @@
 
 #include "base/byte_access.h"
 #include "base/guards.h"
-#include "context/error_mark.h"
 #include "context/message_table.h"
-#include "context/received_frames.h"
 #include "context/reply.h"
+#include "context/reply_frames.h"
 
 namespace quillmark::transfer {
 namespace {
