@@ -70,10 +70,9 @@ ImageSegments ReadRawBinary(std::string_view content, const std::string& file, s
 void WriteFill(std::ostream& out, std::uint64_t count, std::uint8_t fill) {
   constexpr std::uint64_t kPiece = 0x10000;
   const std::string piece(std::min(count, kPiece), static_cast<char>(fill));
-  while (count > 0 && out) {
-    const std::uint64_t size = std::min<std::uint64_t>(count, piece.size());
+  for (std::uint64_t written = 0; written < count && out; written += piece.size()) {
+    const std::uint64_t size = std::min<std::uint64_t>(count - written, piece.size());
     out.write(piece.data(), static_cast<std::streamsize>(size));
-    count -= size;
   }
 }
 
