@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "base/error_numbers.h"
+
 namespace quillmark {
 
 /// The messages of the component; the error number is 4000 plus the index. Index 2 is empty and
@@ -29,14 +31,5 @@ enum class Message : std::uint8_t {
 
 /// Raises `Message::kStartRoutine` for a routine: its "{0}" is the routine's number in hex.
 [[noreturn]] void RaiseRoutineMessage(std::uint8_t routine, std::string_view detail);
-
-/// Numbers outside the message table.
-namespace error_number {
-inline constexpr std::int32_t kInvalidRequest = 1000;
-inline constexpr std::int32_t kNoReply = 2000;
-inline constexpr std::int32_t kIllegalReply = 2003;
-inline constexpr std::int32_t kIllegalNegativeReply = 2041;
-inline constexpr std::int32_t kFirstMessage = 4000;
-}  // namespace error_number
 
 }  // namespace quillmark

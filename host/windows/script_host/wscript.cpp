@@ -12,13 +12,12 @@
 #include "base/com/error_info.h"
 #include "base/com/message_pump.h"
 #include "base/com/status.h"
+#include "base/error_numbers.h"
 
 namespace quillmark::script_host {
 namespace {
 
 constexpr std::size_t kAnyNumber = std::numeric_limits<std::int32_t>::max();
-
-constexpr std::int32_t kCannotCreate = 429;
 
 enum : DISPID {
   kEcho = 1,
@@ -136,7 +135,8 @@ com::Variant WScript::CreateObject(const com::Arguments& arguments) {
   const com::Bstr prog_id = arguments.Text(0);
   CLSID id = {};
   if (FAILED(CLSIDFromProgID(prog_id.get(), &id))) {
-    throw Error(kCannotCreate, "ActiveX component can't create object: " + prog_id.utf8());
+    throw Error(error_number::kCannotCreateObject,
+                "ActiveX component can't create object: " + prog_id.utf8());
   }
   com::ComPtr<IDispatch> object;
   const HRESULT status =

@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "base/com/status.h"
+#include "base/error_numbers.h"
 
 namespace quillmark::com {
 namespace {
-
-constexpr std::int32_t kUnknownMember = 438;
 
 // `Invoke` takes the last argument first. The copies are shallow: they are neither changed nor
 // freed.
@@ -38,7 +37,8 @@ DISPID MemberOf(IDispatch& object, std::wstring_view name) {
   DISPID member = DISPID_UNKNOWN;
   const HRESULT status = object.GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &member);
   if (status == DISP_E_UNKNOWNNAME) {
-    throw Error(kUnknownMember, "Object doesn't support this property or method: " + Utf8Of(name));
+    throw Error(error_number::kUnknownMember,
+                "Object doesn't support this property or method: " + Utf8Of(name));
   }
   Require(status);
   return member;

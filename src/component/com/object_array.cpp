@@ -9,11 +9,10 @@
 #include "base/checked.h"
 #include "base/com/status.h"
 #include "base/com/variant.h"
+#include "base/error_numbers.h"
 
 namespace quillmark {
 namespace {
-
-constexpr std::int32_t kArrayIsFixed = 10;
 
 using OwnedArray = std::unique_ptr<SAFEARRAY, decltype(&SafeArrayDestroy)>;
 
@@ -76,7 +75,7 @@ void StoreObjects(const ObjectList& objects, VARTYPE type, SAFEARRAY*& array) {
     return;
   }
   if (!TakesElements(*array, type, objects.size())) {
-    throw Error(kArrayIsFixed, "This array is fixed or temporarily locked");
+    throw Error(error_number::kArrayIsFixed, "This array is fixed or temporarily locked");
   }
   Fill(*array, type, objects);
 }

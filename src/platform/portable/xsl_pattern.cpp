@@ -5,6 +5,7 @@
 #include <charconv>
 #include <utility>
 
+#include "base/error_numbers.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 
@@ -171,7 +172,7 @@ void RaisePatternError(std::string_view pattern, std::string_view reason, std::s
   std::string text = "Bad path \"";
   text.append(pattern).append("\" at ").append(std::to_string(offset));
   text.append(": ").append(reason);
-  throw Error(kPatternErrorNumber, std::move(text));
+  throw Error(error_number::kBadPattern, std::move(text));
 }
 
 }  // namespace quillmark::portable

@@ -26,9 +26,6 @@ inline constexpr const char* kDocumentVariable = "document";
 /// the document.
 [[nodiscard]] TranslatedPattern TranslateXslPattern(std::string_view pattern);
 
-/// Number of the error for a path that cannot be evaluated.
-inline constexpr std::int32_t kPatternErrorNumber = -2147467259;
-
 /// Raises the error for a bad pattern, with what is wrong and where (an offset counted from 0).
 [[noreturn]] void RaisePatternError(std::string_view pattern, std::string_view reason,
                                     std::size_t offset);

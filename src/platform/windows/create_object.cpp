@@ -5,12 +5,11 @@
 
 #include "base/com/status.h"
 #include "base/com/text.h"
+#include "base/error_numbers.h"
 #include "quillmark/error.h"
 
 namespace quillmark::windows {
 namespace {
-
-constexpr std::int32_t kCannotCreate = 429;
 
 bool IsNotRegistered(HRESULT status) {
   return status == CO_E_CLASSSTRING || status == REGDB_E_CLASSNOTREG;
@@ -18,7 +17,7 @@ bool IsNotRegistered(HRESULT status) {
 
 void RequireCreated(HRESULT status, const wchar_t* prog_id) {
   if (FAILED(status)) {
-    throw Error(IsNotRegistered(status) ? kCannotCreate : com::NumberOf(status),
+    throw Error(IsNotRegistered(status) ? error_number::kCannotCreateObject : com::NumberOf(status),
                 "ActiveX component can't create object: " + com::Utf8Of(prog_id));
   }
 }

@@ -5,13 +5,12 @@
 
 #include "base/com/dispatch.h"
 #include "base/com/status.h"
+#include "base/error_numbers.h"
 #include "platform/windows/create_object.h"
 #include "quillmark/error.h"
 
 namespace quillmark::windows {
 namespace {
-
-constexpr std::int32_t kUnknownMember = 438;
 
 /// The member for the enumerator has a fixed identifier, so its name is not looked up.
 com::Variant NewEnumerator(IDispatch& object) {
@@ -19,7 +18,8 @@ com::Variant NewEnumerator(IDispatch& object) {
     return com::Call(object, DISPID_NEWENUM);
   } catch (const Error& error) {
     if (error.Number() == DISP_E_MEMBERNOTFOUND) {
-      throw Error(kUnknownMember, "Object doesn't support this property or method: _NewEnum");
+      throw Error(error_number::kUnknownMember,
+                  "Object doesn't support this property or method: _NewEnum");
     }
     throw;
   }
