@@ -10,8 +10,8 @@
 namespace quillmark::host {
 
 /// Each takes what is there and raises DamagedArtifacts for a member that is not what it should be.
-[[nodiscard]] Plan PlanOf(const JsonField& plan);
-[[nodiscard]] Result ResultOf(const JsonField& result);
+[[nodiscard]] Plan PlanOf(const JsonField& object);
+[[nodiscard]] Result ResultOf(const JsonField& object);
 
 /// What a log says about a command that did not reach its result, line by line.
 class LogReader {
