@@ -21,10 +21,9 @@ std::atomic<Clock::rep> went_on_at = 0;
 std::atomic<int> requests_to_end = 0;
 std::atomic<const char*> left_behind = nullptr;
 std::atomic<pid_t> group_to_kill = 0;
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
-                  std::atomic<const char*>::is_always_lock_free &&
-                  std::atomic<pid_t>::is_always_lock_free &&
-                  std::atomic<Clock::rep>::is_always_lock_free,
+template <typename... Value>
+constexpr bool kAreLockFree = (std::atomic<Value>::is_always_lock_free && ...);
+static_assert(kAreLockFree<bool, int, const char*, pid_t, Clock::rep>,
               "a signal handler may use no other");
 
 /// All that a signal handler may do about a message.
