@@ -10,6 +10,11 @@
 #include <thread>
 #include <vector>
 
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
 #include "platform/portable/portable_platform_factory.h"
 #include "quillmark/error.h"
 #include "support/expect_error.h"
@@ -118,6 +123,29 @@ TEST(Worker, SeveralRunAtOnce) {
   platform->WaitForWorkers();
   EXPECT_EQ(ended, 8);
 }
+
+#ifndef _WIN32
+TEST(Worker, OfAParentDoesNotRunInAForkedChild) {
+  std::promise<void> go;
+  const std::shared_future<void> gate = go.get_future().share();
+  const auto platform = PlatformWith({.entry_point = [gate](const auto&) { gate.wait(); }});
+  EXPECT_EQ(platform->StartThread(kProgID, {}, nullptr), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(20);  // a wait without end fails
+    platform->WaitForWorkers();
+    const bool none = platform->RunningWorkers() == 0;
+    const bool starts = platform->StartThread(kProgID, {}, nullptr) == 0;
+    ::_exit(none && starts && platform->RunningWorkers() == 1 ? 0 : 1);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(platform->RunningWorkers(), 1U);
+  go.set_value();
+  platform->WaitForWorkers();
+}
+#endif
 
 TEST(Worker, ReceivesItsClientAndKeepsItAlive) {
   std::promise<void> go;

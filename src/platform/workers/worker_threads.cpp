@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/workers/worker_threads.h"
 
+#include <unistd.h>
+
 #include <exception>
 #include <future>
 #include <utility>
@@ -97,25 +99,31 @@ class Worker {
 }  // namespace
 
 void WorkerCount::Increment() {
-  const std::lock_guard lock(mutex_);
-  ++value_;
-}
-
-void WorkerCount::Decrement() {
-  const std::lock_guard lock(mutex_);
-  if (--value_ == 0) {
-    became_zero_.notify_all();
+  State state = state_;
+  while (!state_.compare_exchange_weak(state, Here(CountHere(state) + 1))) {
   }
 }
 
-std::size_t WorkerCount::Value() const {
-  const std::lock_guard lock(mutex_);
-  return value_;
+void WorkerCount::Decrement() {
+  --state_;
+  state_.notify_all();
 }
 
+std::size_t WorkerCount::Value() const { return CountHere(state_); }
+
 void WorkerCount::WaitForZero() const {
-  std::unique_lock lock(mutex_);
-  became_zero_.wait(lock, [&] { return value_ == 0; });
+  for (State state = state_; CountHere(state) != 0; state = state_) {
+    state_.wait(state);
+  }
+}
+
+WorkerCount::State WorkerCount::Here(std::uint32_t count) {
+  return State{static_cast<std::uint32_t>(::getpid())} << kCountBits | count;
+}
+
+std::uint32_t WorkerCount::CountHere(State state) {
+  const auto count = static_cast<std::uint32_t>(state);
+  return state == Here(count) ? count : 0;
 }
 
 std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, ParameterList parameters,

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "quillmark/object.h"
@@ -17,8 +16,9 @@ namespace quillmark::workers {
 /// Runs a function once on a new thread, or throws.
 using ThreadLauncher = std::function<void(std::function<void()>)>;
 
-/// Counts workers. Shared with every worker, since a platform may be destroyed before its last
-/// worker ends.
+/// Counts the workers of this process: a forked child has none of its parent's, and meets no lock
+/// that one of them held. Shared with every worker, since a platform may be destroyed before its
+/// last worker ends.
 class WorkerCount {
  public:
   void Increment();
@@ -27,9 +27,14 @@ class WorkerCount {
   void WaitForZero() const;
 
  private:
-  mutable std::mutex mutex_;
-  mutable std::condition_variable became_zero_;
-  std::size_t value_ = 0;
+  /// The process that counted last, and its count in the low bits.
+  using State = std::uint64_t;
+  static constexpr unsigned kCountBits = 32;
+
+  [[nodiscard]] static State Here(std::uint32_t count);
+  [[nodiscard]] static std::uint32_t CountHere(State state);
+
+  std::atomic<State> state_ = 0;
 };
 
 /// What a worker consists of, and what it keeps alive until it ends.
