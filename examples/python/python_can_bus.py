@@ -1,5 +1,9 @@
 # SPDX-License-Identifier: MIT
-"""A bus of one's own: any adapter that python-can knows. python_can_bus.py INTERFACE CHANNEL reads a seed."""
+"""A bus of one's own: any adapter that python-can knows.
+
+python_can_bus.py INTERFACE CHANNEL [BITRATE] opens a session and reads a seed. An interface that sets the bit rate
+of its adapter, such as slcan, needs it.
+"""
 import sys
 import time
 
@@ -33,11 +37,15 @@ class PythonCanBus:
 
 
 def main() -> None:
-    with can.Bus(sys.argv[2], interface=sys.argv[1]) as bus:
+    interface, channel, *bit_rate = sys.argv[1:]
+    settings = {"bitrate": int(bit_rate[0])} if bit_rate else {}
+    with can.Bus(channel, interface=interface, **settings) as bus:
         runner = quillmark.Runner(PythonCanBus(bus))
         reprog = quillmark.DiagOnCANReprog()
         reprog.CANIDs(0x73A, 0x632)
+        reprog.gethisto(runner.run(reprog.StartDiag()))
         print("seed", reprog.getseed(runner.run(reprog.readseed())).hex())
+        runner.run(reprog.stopcomm())
 
 
 if __name__ == "__main__":
