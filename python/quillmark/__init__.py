@@ -10,6 +10,7 @@
     seed = reprog.getseed(runner.run(reprog.readseed()))
 """
 
+from quillmark import _native
 from quillmark._native import (
     Bus,
     DiagOnCANReprog,
@@ -25,7 +26,10 @@ from quillmark._native import (
     open_bus,
     wait_for_workers,
 )
+from quillmark._short_errors import shorten_errors
 from quillmark._types import BusError, Error, History, TransferIncomplete
+
+shorten_errors(_native)
 
 __all__ = [
     "Bus",

@@ -30,9 +30,18 @@ std::int32_t IntegerOf(py::handle number, std::int32_t lowest, std::int32_t high
     throw Error(error_number::kOverflow, Error::DefaultDescription(error_number::kOverflow) +
                                              ": expected " + std::to_string(lowest) + " to " +
                                              std::to_string(highest) + ", found " +
-                                             py::cast<std::string>(py::str(index)));
+                                             ShortTextOf(index));
   }
   return static_cast<std::int32_t>(value);
+}
+
+std::string ShortTextOf(py::handle value) {
+  try {
+    return py::cast<std::string>(py::module_::import("reprlib").attr("repr")(value));
+  } catch (const py::error_already_set&) {
+    // An integer that is too long to be shown, or a type that cannot.
+    return "one of type " + py::cast<std::string>(py::type::of(value).attr("__name__"));
+  }
 }
 
 ByteArgument BytesOf(py::handle source) {
@@ -51,7 +60,7 @@ std::chrono::milliseconds MillisecondsOf(double seconds) {
   const bool fits = seconds >= 0 && seconds <= kLongest;  // which no NaN does
   if (!fits) {
     throw py::value_error("expected 0 to 2147483 seconds, found " +
-                          py::cast<std::string>(py::str(py::float_(seconds))));
+                          ShortTextOf(py::float_(seconds)));
   }
   return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
 }
@@ -60,8 +69,7 @@ std::pair<py::object, py::object> PairOf(py::handle pair, const char* what) {
   const bool is_pair = PySequence_Check(pair.ptr()) != 0 && PySequence_Size(pair.ptr()) == 2;
   if (!is_pair) {
     PyErr_Clear();
-    throw py::type_error(std::string("expected pairs of ") + what + ", found " +
-                         py::cast<std::string>(py::repr(pair)));
+    throw py::type_error(std::string("expected pairs of ") + what + ", found " + ShortTextOf(pair));
   }
   return {pair[py::int_(0)], pair[py::int_(1)]};
 }
@@ -92,8 +100,8 @@ host::TransportForm FormOf(std::string_view name) {
       return form;
     }
   }
-  throw py::value_error("form: expected \"can\", \"gateway\" or \"kline\", found \"" +
-                        std::string(name) + '"');
+  throw py::value_error("form: expected 'can', 'gateway' or 'kline', found " +
+                        ShortTextOf(py::str(name)));
 }
 
 std::string_view NameOf(host::TransportForm form) {

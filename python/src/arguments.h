@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -22,6 +23,9 @@ struct Byte {
 struct Long {
   std::int32_t value = 0;
 };
+
+/// A value for the text of an error, shortened like reprlib does.
+[[nodiscard]] std::string ShortTextOf(py::handle value);
 
 /// `bytes`, or anything else with a buffer of contiguous bytes.
 struct ByteArgument {

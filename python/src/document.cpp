@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "arguments.h"
 #include "bindings.h"
 #include "host/runner/request_document.h"
 #include "step.h"
@@ -64,7 +65,7 @@ std::shared_ptr<Document> FromEtree(py::object tree) {
   }
   if (!py::isinstance(tree, etree.attr("Element"))) {
     throw py::type_error("expected an Element or an ElementTree of xml.etree, found " +
-                         py::cast<std::string>(py::repr(tree)));
+                         ShortTextOf(tree));
   }
   const py::object xml = etree.attr("tostring")(tree, py::arg("encoding") = "unicode");
   const auto text = py::cast<std::string>(KeepingLineEnds(xml));

@@ -2,6 +2,7 @@
 #include "errors.h"
 
 #include <exception>
+#include <filesystem>
 
 #include "bindings.h"
 #include "host/bus/bus.h"
@@ -27,6 +28,8 @@ void Translate(std::exception_ptr raised) {
   } catch (const host::CannotCreateFile& error) {
     PyErr_SetString(PyExc_OSError, error.what());
   } catch (const host::CannotWriteFile& error) {
+    PyErr_SetString(PyExc_OSError, error.what());
+  } catch (const std::filesystem::filesystem_error& error) {
     PyErr_SetString(PyExc_OSError, error.what());
   } catch (const host::UnreadableImage& error) {
     PyErr_SetString(PyExc_OSError, error.what());

@@ -76,6 +76,7 @@ HandlerTransfer::End HandlerTransfer::EndAfter(const std::shared_ptr<IXMLDOMNode
 
 /// What `Cancel` is after the event: it comes in as true, and None leaves it so.
 bool HandlerTransfer::CallHandler(const std::shared_ptr<IXMLDOMNode>& node) {
+  const Handling handling(*this);
   const py::object answer = handler_(node ? py::cast(MakeDocument(node)) : py::none());
   if (answer.is_none()) {
     return true;
@@ -94,6 +95,7 @@ void HandlerTransfer::SetEnd(End end) {
 }
 
 bool HandlerTransfer::Ended() const {
+  RequireThisProcess();
   const std::lock_guard lock(mutex_);
   return end_ != End::kNotYet;
 }
@@ -120,6 +122,10 @@ HandlerTransfer::End HandlerTransfer::AwaitEnd(std::optional<double> seconds) {
 }
 
 bool HandlerTransfer::Wait(std::optional<double> seconds) {
+  RequireThisProcess();
+  if (Handled() == this) {
+    throw std::runtime_error("a handler cannot wait for its own transfer");
+  }
   switch (AwaitEnd(seconds)) {
     case End::kNotYet:
       PyErr_SetString(PyExc_TimeoutError, "the transfer has not ended yet");
@@ -148,7 +154,8 @@ by sys.unraisablehook.)")
       .def("wait", &HandlerTransfer::Wait, py::arg("timeout") = py::none(),
            "Waits for the end of the transfer, at most timeout seconds. True where the handler "
            "took every\ndocument, False where it was cancelled.\n\nRaises what the handler raised "
-           "(once; then False), TransferIncomplete where the worker failed,\nTimeoutError.")
+           "(once; then False), TransferIncomplete where the worker failed,\nTimeoutError, and "
+           "RuntimeError in its own handler and in a forked child.")
       .def("cancel", &HandlerTransfer::Cancel,
            "Ends the transfer; the handler is called no more. Returns at once.")
       .def_property_readonly("done", &HandlerTransfer::Ended, "Whether it has ended.");

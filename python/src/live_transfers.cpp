@@ -25,7 +25,21 @@ LiveTransfers& Live() {
   return *live;
 }
 
+thread_local const TransferClient* handled = nullptr;
+
 }  // namespace
+
+void TransferClient::RequireThisProcess() const {
+  if (!IsOfThisProcess()) {
+    throw std::runtime_error("the transfer computes in another process, the one that was forked");
+  }
+}
+
+Handling::Handling(const TransferClient& client) { handled = &client; }
+
+Handling::~Handling() { handled = nullptr; }
+
+const TransferClient* Handled() { return handled; }
 
 void Register(const std::shared_ptr<TransferClient>& client) {
   LiveTransfers& live = Live();
@@ -38,6 +52,9 @@ void Register(const std::shared_ptr<TransferClient>& client) {
 }
 
 void WaitForWorkers() {
+  if (Handled() != nullptr) {
+    throw std::runtime_error("a handler cannot wait for the workers, one of which runs it");
+  }
   constexpr std::chrono::milliseconds kLookUp{5};
   while (SharedPlatform()->RunningWorkers() > 0) {
     {

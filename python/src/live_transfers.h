@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <unistd.h>
+
 #include <memory>
 
 #include "interpreter.h"
@@ -12,15 +14,40 @@ namespace quillmark::python {
 class TransferClient : public XMLDocClient {
  public:
   /// Lets the worker end with the document that it computes. From any thread, with the
-  /// interpreter's lock or without.
+  /// interpreter's lock or without. Nothing happens in a forked child.
   virtual void Cancel() = 0;
+
+ protected:
+  /// Whether this is the process that the worker runs in. A forked child has no worker, but perhaps
+  /// a lock that it held.
+  [[nodiscard]] bool IsOfThisProcess() const { return process_ == ::getpid(); }
+  /// Raises RuntimeError in a forked child.
+  void RequireThisProcess() const;
+
+ private:
+  pid_t process_ = ::getpid();
 };
+
+/// Says, while it lives, that the calling thread runs the handler of `client`.
+class Handling {
+ public:
+  explicit Handling(const TransferClient& client);
+  Handling(const Handling&) = delete;
+  Handling& operator=(const Handling&) = delete;
+  Handling(Handling&&) = delete;
+  Handling& operator=(Handling&&) = delete;
+  ~Handling();
+};
+
+/// Whose handler the calling thread runs; null: nobody's.
+[[nodiscard]] const TransferClient* Handled();
 
 /// Remembers `client` until it is gone, so that the end of the interpreter can cancel it. Raises
 /// RuntimeError once that has begun.
 void Register(const std::shared_ptr<TransferClient>& client);
 
-/// Returns once no worker runs; signal handlers run meanwhile.
+/// Returns once no worker runs; signal handlers run meanwhile. Raises RuntimeError in a handler,
+/// which a worker runs.
 void WaitForWorkers();
 
 /// Cancels every transfer, lets none begin any more and waits for the workers, so that none of them

@@ -9,11 +9,15 @@
 namespace quillmark::python {
 
 void StreamTransfer::Cancel() {
+  if (!IsOfThisProcess()) {
+    return;
+  }
   ended_ = true;
   queue_.Close();
 }
 
 std::shared_ptr<Document> StreamTransfer::Next() {
+  RequireThisProcess();
   const std::shared_ptr<IXMLDOMNode> node = NextNode();
   if (node) {
     delivery_.Add(*node);

@@ -85,3 +85,51 @@ def test_ctrl_c_ends_a_wait():
         raise SystemExit(42)
     """
     run(script, status=42)
+
+
+FORK = """
+import os
+def fork(child):
+    process = os.fork()
+    if process == 0:
+        child()
+        sys.exit(7)
+    _, status = os.waitpid(process, 0)
+    assert os.waitstatus_to_exitcode(status) == 7, status
+import sys
+"""
+
+
+@pytest.mark.parametrize(
+    "script",
+    [
+        # What the parent left to its threads ends without them.
+        "documents = download(); next(documents); fork(lambda: None)",
+        "transfer = download(XMLReady=lambda node: time.sleep(0.1)); fork(lambda: None)",
+        "documents = download(); fork(lambda: documents.close())",
+        "transfer = download(XMLReady=handler); fork(quillmark.wait_for_workers)",
+        # The child may start its own.
+        "documents = download(); fork(lambda: next(download()))",
+        "documents = download(); fork(lambda: download(XMLReady=handler).wait())",
+    ],
+)
+def test_a_forked_child_ends(script):
+    for _ in range(5):
+        assert run(FORK + script) == ""
+
+
+@pytest.mark.parametrize("use", ["next(documents)", "transfer.wait()"])
+def test_a_transfer_of_the_parent_is_refused_in_a_forked_child(use):
+    script = """
+    documents = download()
+    transfer = download(XMLReady=lambda node: time.sleep(0.1))
+    def child():
+        try:
+            USE
+        except RuntimeError as error:
+            assert "another process" in str(error), error
+        else:
+            raise SystemExit(1)
+    fork(child)
+    """
+    assert run(FORK + textwrap.dedent(script.replace("USE", use))) == ""

@@ -222,3 +222,23 @@ def test_threads_take_turns_with_one_object_and_document(reprog):
     for worker in workers:
         worker.join()
     assert failures == []
+
+
+def test_a_handler_cannot_wait_for_its_own_transfer(reprog):
+    for wait in (lambda: transfer.wait(), lambda: transfer.wait(0.1), quillmark.wait_for_workers):
+        started = threading.Event()
+
+        def handler(node):
+            started.wait()
+            wait()
+
+        transfer = download(reprog, XMLReady=handler)
+        started.set()
+        with pytest.raises(RuntimeError, match="handler"):
+            transfer.wait()
+
+
+def test_a_handler_may_wait_for_another_transfer(reprog):
+    first = download(reprog, XMLReady=lambda node: False)
+    second = download(reprog, XMLReady=lambda node: not first.wait())
+    assert second.wait() is True
