@@ -113,7 +113,8 @@ void JsonField::Refuse(std::string_view expected) const {
                           ? (json_.is_array() ? "a list" : "an object")
                           : json_.dump(-1, ' ', false, json::error_handler_t::replace);
   if (found.size() > kLongestShown) {
-    found = found.substr(0, kLongestShown) + "...";
+    found.resize(kLongestShown);
+    found += "...";
   }
   throw DamagedArtifacts(fmt::format("{}: {}{}expected {}, found {}", file_, path_,
                                      path_.empty() ? "" : ": ", expected, found));
