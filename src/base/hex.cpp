@@ -58,18 +58,6 @@ constexpr std::size_t kVectorSize = 16;
 constexpr std::size_t kChunkSize = 256;
 using Chunk = std::array<std::uint8_t, kChunkSize>;
 
-void WriteDigits(char* digits, ByteView bytes) {
-  const std::uint8_t* const from = bytes.data();
-  const std::size_t many = bytes.size() - bytes.size() % kVectorSize;
-  for (std::size_t i = 0; i < many; ++i) {
-    digits[2 * i] = DigitOf(from[i] >> 4U);
-    digits[2 * i + 1] = DigitOf(from[i] & 0x0FU);
-  }
-  for (std::size_t i = many; i < bytes.size(); ++i) {
-    std::memcpy(digits + 2 * i, kDigitPairs[from[i]].data(), 2);
-  }
-}
-
 /// Reads `count` bytes with `Value` for a digit's value, `kNoDigit` or more if it is not one.
 /// Returns all values combined, so that no iteration ends the loop early.
 template <std::uint8_t (*Value)(char)>
@@ -97,13 +85,25 @@ bool ReadDigits(std::uint8_t* bytes, const char* digits, std::size_t count) {
 
 }  // namespace
 
+char* WriteHex(char* to, ByteView bytes) {
+  const std::uint8_t* const from = bytes.data();
+  const std::size_t many = bytes.size() - bytes.size() % kVectorSize;
+  for (std::size_t i = 0; i < many; ++i) {
+    to[2 * i] = DigitOf(from[i] >> 4U);
+    to[2 * i + 1] = DigitOf(from[i] & 0x0FU);
+  }
+  for (std::size_t i = many; i < bytes.size(); ++i) {
+    std::memcpy(to + 2 * i, kDigitPairs[from[i]].data(), 2);
+  }
+  return to + 2 * bytes.size();
+}
+
 void AppendHex(std::string& text, ByteView bytes) {
   // Filled before it is read; zeros would cost a frame more than its digits.
   std::array<char, 2 * kChunkSize> digits;  // NOLINT(cppcoreguidelines-pro-type-member-init)
   while (!bytes.empty()) {
     const ByteView chunk = bytes.first(std::min(bytes.size(), kChunkSize));
-    WriteDigits(digits.data(), chunk);
-    text.append(digits.data(), 2 * chunk.size());
+    text.append(digits.data(), WriteHex(digits.data(), chunk));
     bytes = bytes.subspan(chunk.size());
   }
 }

@@ -16,6 +16,8 @@ using ByteView = std::span<const std::uint8_t>;
 /// Upper-case text, two digits per byte, no separators.
 [[nodiscard]] std::string HexOf(ByteView bytes);
 void AppendHex(std::string& text, ByteView bytes);
+/// Writes it to `to`, which has room for it. Returns its end.
+char* WriteHex(char* to, ByteView bytes);
 
 /// The bytes of such text, also in lower case. Raises 13 for an odd number of digits and for any
 /// character that is not a digit, including blanks.

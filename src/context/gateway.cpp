@@ -2,6 +2,7 @@
 #include "context/gateway.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 #include "base/byte_access.h"
@@ -20,44 +21,55 @@ std::size_t FrameCount(std::size_t length) {
   return (kCountSize + k_message::SizeOf(length) + kCANFrameSize - 1) / kCANFrameSize;
 }
 
-/// The count byte and the beginning of a message with `length` data bytes, as far as `data`
-/// reaches.
-Bytes BuildFrames(k_message::Addresses addresses, ByteView data, std::size_t length) {
-  Bytes message = {checked::Convert<std::uint8_t>(FrameCount(length))};
-  Append(message, k_message::Build(addresses, data, length));
-  return message;
-}
+/// The frames of a message with `length` data bytes, as far as `data` reaches: its number of
+/// frames, then the message itself.
+class Frames {
+ public:
+  Frames(k_message::Addresses addresses, ByteView data, std::size_t length)
+      : count_(FrameCount(length)) {
+    const k_message::Message message(addresses, data, length);
+    bytes_[0] = checked::Convert<std::uint8_t>(count_);
+    const auto* const end =
+        std::copy(message.View().begin(), message.View().end(), bytes_.begin() + kCountSize);
+    size_ = static_cast<std::size_t>(end - bytes_.begin());
+  }
 
-/// The frame with an index counted from 0; empty beyond the end of `message`.
-ByteView FrameOf(ByteView message, std::size_t index) {
-  const std::size_t start = std::min(index * kCANFrameSize, message.size());
-  return message.subspan(start, std::min(kCANFrameSize, message.size() - start));
-}
+  [[nodiscard]] std::size_t count() const { return count_; }
+
+  /// The frame with an index counted from 0; empty beyond the end of what is known.
+  [[nodiscard]] ByteView At(std::size_t index) const {
+    const std::size_t start = std::min(index * kCANFrameSize, size_);
+    return ByteView(bytes_).subspan(start, std::min(kCANFrameSize, size_ - start));
+  }
+
+ private:
+  std::size_t count_;
+  std::array<std::uint8_t, kCountSize + k_message::Message::kMaxSize> bytes_{};
+  std::size_t size_;
+};
 
 }  // namespace
 
 void AddAddressedCANFrames(StepWriter& steps, const Addressing& addressing, ByteView request) {
   k_message::RequireRequestLength(request.size());
-  const Bytes message = BuildFrames(k_message::ToEcu(addressing), request, request.size());
-  const std::size_t frame_count = FrameCount(request.size());
-  for (std::size_t index = 0; index < frame_count; ++index) {
+  const Frames frames(k_message::ToEcu(addressing), request, request.size());
+  for (std::size_t index = 0; index < frames.count(); ++index) {
     if (index > 0) {
       steps.Receive(kAcknowledgement);
     }
-    steps.Send(FrameOf(message, index));
+    steps.Send(frames.At(index));
   }
 }
 
 void AddAddressedCANReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
                           std::int32_t reply_length) {
   const std::size_t length = k_message::RequireReplyLength(reply_length);
-  const Bytes message = BuildFrames(k_message::ToTester(addressing), expected, length);
-  const std::size_t frame_count = FrameCount(length);
-  for (std::size_t index = 0; index < frame_count; ++index) {
+  const Frames frames(k_message::ToTester(addressing), expected, length);
+  for (std::size_t index = 0; index < frames.count(); ++index) {
     if (index > 0) {
       steps.Send(kAcknowledgement);
     }
-    steps.Receive(FrameOf(message, index));
+    steps.Receive(frames.At(index));
   }
   steps.WaitSeparationTime();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "context/k_message.h"
 
+#include <algorithm>
 #include <numeric>
 #include <string>
 
@@ -71,21 +72,21 @@ std::size_t RequireReplyLength(std::int32_t length) {
 
 std::size_t SizeOf(std::size_t length) { return HeaderSize(length) + length + kChecksumSize; }
 
-Bytes Build(Addresses addresses, ByteView data, std::size_t length) {
+// Only what is written is read; zeros first would take as long as the rest.
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init)
+Message::Message(Addresses addresses, ByteView data, std::size_t length) {
   const auto length_byte = static_cast<std::uint8_t>(length);
-  Bytes message;
-  message.reserve(SizeOf(length));
-  if (length < kFirstSeparateLength) {
-    const auto format = static_cast<std::uint8_t>(kFormat + length_byte);
-    message = {format, addresses.target, addresses.source};
-  } else {
-    message = {kFormat, addresses.target, addresses.source, length_byte};
-  }
-  Append(message, data);
+  const bool is_short = length < kFirstSeparateLength;
+  const auto format = static_cast<std::uint8_t>(is_short ? kFormat + length_byte : kFormat);
+  const std::array<std::uint8_t, kLongHeaderSize> header = {format, addresses.target,
+                                                            addresses.source, length_byte};
+  auto* end = std::copy_n(header.begin(), HeaderSize(length), bytes_.begin());
+  end = std::copy(data.begin(), data.end(), end);
   if (data.size() == length) {
-    message.push_back(Checksum(message));
+    *end = Checksum({bytes_.begin(), end});
+    ++end;
   }
-  return message;
+  size_ = static_cast<std::size_t>(end - bytes_.begin());
 }
 
 Bytes Read(ByteView message) {
@@ -103,13 +104,15 @@ Bytes Read(ByteView message) {
 
 void AddKFrames(StepWriter& steps, const Addressing& addressing, ByteView request) {
   RequireRequestLength(request.size());
-  steps.Send(Build(ToEcu(addressing), request, request.size()));
+  const Message message(ToEcu(addressing), request, request.size());
+  steps.Send(message.View());
 }
 
 void AddKReply(StepWriter& steps, const Addressing& addressing, ByteView expected,
                std::int32_t reply_length) {
   const std::size_t length = RequireReplyLength(reply_length);
-  steps.Receive(Build(ToTester(addressing), expected, length));
+  const Message message(ToTester(addressing), expected, length);
+  steps.Receive(message.View());
   steps.WaitSeparationTime();
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -39,8 +40,19 @@ void RequireRequestLength(std::size_t length);
 [[nodiscard]] std::size_t SizeOf(std::size_t length);
 
 /// The beginning of a message with `length` data bytes, as far as `data` reaches: complete, with
-/// its checksum, if `data` has all of them.
-[[nodiscard]] Bytes Build(Addresses addresses, ByteView data, std::size_t length);
+/// its checksum, if `data` has all of them. On the stack, since a download makes thousands.
+class Message {
+ public:
+  static constexpr std::size_t kMaxSize = 4 + 255 + 1;
+
+  Message(Addresses addresses, ByteView data, std::size_t length);
+
+  [[nodiscard]] ByteView View() const { return ByteView(bytes_).first(size_); }
+
+ private:
+  std::array<std::uint8_t, kMaxSize> bytes_;
+  std::size_t size_;
+};
 
 /// The data bytes of a received message. Bytes after the checksum are ignored, and the addresses
 /// are not compared (D12). Raises 2003 "Checksum error …" if it is shorter than it says or its

@@ -13,19 +13,23 @@
 namespace quillmark {
 namespace {
 
-/// The element that holds the steps, in a new copy of the template document.
-std::shared_ptr<IXMLDOMElement> NewRequestElement(const Context& context) {
-  const auto document = NotNull(context.RequestTemplate().cloneNode(true));
-  return NotNull(std::dynamic_pointer_cast<IXMLDOMElement>(
-      document->selectSingleNode(RequestPath(context.Form()))));
+/// A new copy of the template document.
+std::shared_ptr<DOMDocument> NewDocument(const Context& context) {
+  return NotNull(std::dynamic_pointer_cast<DOMDocument>(context.RequestTemplate().cloneNode(true)));
+}
+
+/// The element that holds the steps.
+std::shared_ptr<IXMLDOMElement> RequestElement(const DOMDocument& document, TransportForm form) {
+  return NotNull(
+      std::dynamic_pointer_cast<IXMLDOMElement>(document.selectSingleNode(RequestPath(form))));
 }
 
 }  // namespace
 
 Request::Request(Context& context)
     : context_(context),
-      element_(NewRequestElement(context)),
-      document_(NotNull(element_->ownerDocument())),
+      document_(NewDocument(context)),
+      element_(RequestElement(*document_, context.Form())),
       steps_(*element_, context.GetFlowControl().separation_time),
       buffers_(context.Buffers()) {}
 

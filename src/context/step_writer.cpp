@@ -1,13 +1,26 @@
 // SPDX-License-Identifier: MIT
 #include "context/step_writer.h"
 
+#include <algorithm>
+#include <string>
+
 namespace quillmark {
 namespace {
 
-/// Digits from which on a row is appended.
+/// Digits of a row.
 constexpr std::size_t kRowSize = 8192;
+/// Steps of a short request.
+constexpr std::size_t kFewSteps = 16;
 
 }  // namespace
+
+StepWriter::StepWriter(IXMLDOMElement& element, std::int32_t separation_time)
+    : element_(element),
+      separation_time_(separation_time),
+      capacity_(kRowSize),
+      texts_(std::make_unique_for_overwrite<char[]>(capacity_)) {
+  row_.reserve(kFewSteps);
+}
 
 void StepWriter::WaitSeparationTime() {
   if (separation_time_ != 0) {
@@ -16,32 +29,35 @@ void StepWriter::WaitSeparationTime() {
 }
 
 void StepWriter::Flush() {
-  std::string_view rest = texts_;
-  for (Leaf& step : row_) {
-    step.text = rest.substr(0, step.text.size());
-    rest.remove_prefix(step.text.size());
-  }
   element_.appendLeaves(row_);
   row_.clear();
-  texts_.clear();
+  size_ = 0;
 }
 
 void StepWriter::Add(const Leaf& step, std::string_view text) {
-  texts_.append(text);
+  std::copy(text.begin(), text.end(), MakeRoom(text.size()));
   Close(step, text.size());
 }
 
 void StepWriter::Add(const Leaf& step, ByteView frame) {
-  AppendHex(texts_, frame);
+  WriteHex(MakeRoom(2 * frame.size()), frame);
   Close(step, 2 * frame.size());
 }
 
-void StepWriter::Close(const Leaf& step, std::size_t text_size) {
-  // Only the size of the text matters until the row is complete: `texts_` may still move.
-  row_.push_back({step.name, step.child, {texts_.data(), text_size}});
-  if (texts_.size() >= kRowSize) {
+char* StepWriter::MakeRoom(std::size_t size) {
+  if (size > capacity_ - size_) {
     Flush();
+    if (size > capacity_) {
+      texts_ = std::make_unique_for_overwrite<char[]>(size);
+      capacity_ = size;
+    }
   }
+  return texts_.get() + size_;
+}
+
+void StepWriter::Close(const Leaf& step, std::size_t size) {
+  row_.push_back({step.name, step.child, {texts_.get() + size_, size}});
+  size_ += size;
 }
 
 }  // namespace quillmark

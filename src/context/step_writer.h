@@ -3,7 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -18,8 +18,7 @@ namespace quillmark {
 class StepWriter {
  public:
   /// `separation_time` in milliseconds.
-  StepWriter(IXMLDOMElement& element, std::int32_t separation_time)
-      : element_(element), separation_time_(separation_time) {}
+  StepWriter(IXMLDOMElement& element, std::int32_t separation_time);
 
   /// Send this frame.
   void Send(std::string_view frame_hex) { Add(kSend, frame_hex); }
@@ -43,12 +42,16 @@ class StepWriter {
 
   void Add(const Leaf& step, std::string_view text);
   void Add(const Leaf& step, ByteView frame);
-  void Close(const Leaf& step, std::size_t text_size);
+  /// Room for `size` characters behind the texts of the row.
+  char* MakeRoom(std::size_t size);
+  void Close(const Leaf& step, std::size_t size);
 
   IXMLDOMElement& element_;
   std::int32_t separation_time_;
-  std::string texts_;
-  std::vector<Leaf> row_;  ///< the texts are in `texts_`, one after the other
+  std::size_t capacity_;
+  std::unique_ptr<char[]> texts_;  ///< of the row, one after the other
+  std::size_t size_ = 0;           ///< of the texts
+  std::vector<Leaf> row_;
 };
 
 }  // namespace quillmark

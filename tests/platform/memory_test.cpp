@@ -122,6 +122,9 @@ TEST_F(OutOfMemory, AppendingRows) {
   ExpectEverywhere([&] { x->appendLeaves(plain); });
   const std::vector<Leaf> with_markup = {{"s", "d", "1"}, {kLongName, "d", "<&>"}};
   ExpectEverywhere([&] { x->appendLeaves(with_markup); });
+  std::vector<Leaf> many(50, {"s", "d", "0210C0"});
+  many.push_back({"w", "", kLong});
+  ExpectEverywhere([&] { x->appendLeaves(many); });
 }
 
 TEST_F(OutOfMemory, Saving) {

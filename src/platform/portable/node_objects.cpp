@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/guards.h"
-#include "platform/portable/leaf_markup.h"
+#include "platform/portable/leaf_rows.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/node_selection.h"
 #include "platform/portable/tree_operations.h"
@@ -195,13 +195,7 @@ class ElementNode final : public NodeOperations<IXMLDOMElement> {
   }
 
   void appendLeaves(std::span<const Leaf> leaves) override {
-    GuardMemory([&] {
-      AppendAllOrNothing(node(), [&] {
-        if (!AppendAsMarkup(node(), leaves)) {
-          IXMLDOMElement::appendLeaves(leaves);
-        }
-      });
-    });
+    GuardMemory([&] { AppendLeaves(node(), leaves); });
   }
 };
 
