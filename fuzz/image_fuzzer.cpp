@@ -26,6 +26,7 @@ std::optional<ImageFile> Read(std::string_view content, std::uint8_t choice) {
     return ReadImage(content, kNames[choice % kNames.size()],
                      base == 0 ? std::nullopt : std::optional(kBases[base - 1]));
   } catch (const DamagedImage&) {
+  } catch (const NotAnImage&) {
   } catch (const MisplacedBase&) {
   }
   return std::nullopt;

@@ -26,6 +26,13 @@ struct ImageSegment {
 /// any two of them.
 using ImageSegments = std::vector<ImageSegment>;
 
+/// What the records of an image file come to.
+struct ImageContent {
+  ImageSegments segments;
+  /// Records that give addresses values that other records give them too.
+  std::uint64_t repeated_records = 0;
+};
+
 /// An image file whose content cannot be used. what() is "FILE:LINE: reason" or "FILE: reason".
 class DamagedImage : public std::runtime_error {
  public:
@@ -43,9 +50,9 @@ class ImageBuilder {
   /// address 0xFFFFFFFF.
   void Add(std::uint32_t address, std::span<const std::uint8_t> data, std::size_t line);
 
-  /// All data sorted, adjacent records joined. Raises `DamagedImage` if two records give a value
-  /// for one address, even an equal one: such a file is inconsistent.
-  [[nodiscard]] ImageSegments Finish();
+  /// All data sorted, adjacent records joined. Raises `DamagedImage` if two records give different
+  /// values for one address.
+  [[nodiscard]] ImageContent Finish();
 
  private:
   struct Record {
@@ -55,7 +62,8 @@ class ImageBuilder {
     std::size_t line;
   };
 
-  [[noreturn]] void RaiseOverlap(const Record& lower, const Record& upper) const;
+  [[nodiscard]] std::span<const std::uint8_t> DataOf(const Record& record) const;
+  [[noreturn]] void RaiseContradiction(const Record& record, std::uint32_t address) const;
 
   std::string file_;
   std::vector<std::uint8_t> data_;

@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <string>
+#include <utility>
 
+#include "host/files/input_file.h"
 #include "host/image/intel_hex.h"
 #include "host/image/s_record.h"
 
@@ -52,6 +50,17 @@ ImageFormat FormatOf(std::string_view content, const std::filesystem::path& path
     return *format;
   }
   return base ? ImageFormat::kRawBinary : FormatOfName(path);
+}
+
+/// Its headers and symbols would go into the memory as if they were a raw binary.
+void RefuseElf(std::string_view content, const std::string& file) {
+  if (content.starts_with("\x7F"
+                          "ELF")) {
+    throw NotAnImage(
+        fmt::format("{}: is an ELF file, expected Intel HEX, Motorola S-record or raw binary; "
+                    "objcopy -O srec {} {}.srec makes an image of it",
+                    file, file, file));
+  }
 }
 
 ImageSegments ReadRawBinary(std::string_view content, const std::string& file, std::uint32_t base) {
@@ -104,23 +113,14 @@ std::string_view NameOf(ImageFormat format) {
 }
 
 ImageFile ReadImageFile(const std::filesystem::path& path, std::optional<std::uint32_t> base) {
-  if (std::filesystem::is_directory(path)) {
-    throw UnreadableImage(fmt::format("{}: is a directory", path.string()));
-  }
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  const std::string content((std::istreambuf_iterator<char>(file)),
-                            std::istreambuf_iterator<char>());
-  if (!file.is_open() || file.bad()) {
-    throw UnreadableImage(fmt::format("{}: {}", path.string(), std::strerror(errno)));
-  }
-  return ReadImage(content, path, base);
+  return ReadImage(ReadFile(path, kLargestImageFile), path, base);
 }
 
 ImageFile ReadImage(std::string_view content, const std::filesystem::path& path,
                     std::optional<std::uint32_t> base) {
-  const ImageFormat format = FormatOf(content, path, base);
   const std::string file = path.string();
+  RefuseElf(content, file);
+  const ImageFormat format = FormatOf(content, path, base);
   if (format == ImageFormat::kRawBinary) {
     if (!base) {
       throw MisplacedBase(fmt::format(
@@ -132,8 +132,9 @@ ImageFile ReadImage(std::string_view content, const std::filesystem::path& path,
     throw MisplacedBase(fmt::format("{}: a base address is for a raw binary, this file is {}", file,
                                     NameOf(format)));
   }
-  return {format, format == ImageFormat::kIntelHex ? ReadIntelHex(content, file)
-                                                   : ReadSRecord(content, file)};
+  ImageContent records =
+      format == ImageFormat::kIntelHex ? ReadIntelHex(content, file) : ReadSRecord(content, file);
+  return {format, std::move(records.segments), records.repeated_records};
 }
 
 ImageFormat FormatOfName(const std::filesystem::path& path) {

@@ -18,8 +18,12 @@ enum class ImageFormat : std::uint8_t { kIntelHex, kSRecord, kRawBinary };
 /// "Intel HEX", "Motorola S-record" or "raw binary".
 [[nodiscard]] std::string_view NameOf(ImageFormat format);
 
-/// A file that cannot be opened or read. what() names file and reason.
-class UnreadableImage : public std::runtime_error {
+/// The most bytes that are read as an image file: enough for a record for each byte of 24 bits of
+/// addresses.
+inline constexpr std::uint64_t kLargestImageFile = 0x10000000;
+
+/// A file of another kind, which holds no image. what() says what it is and how to make one of it.
+class NotAnImage : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
@@ -33,11 +37,12 @@ class MisplacedBase : public std::runtime_error {
 struct ImageFile {
   ImageFormat format;
   ImageSegments segments;
+  std::uint64_t repeated_records = 0;  ///< as in `ImageContent`
 };
 
 /// Reads an image file. The content determines the format; if it does not, as in a file whose first
 /// line is damaged, the extension does; anything else is a raw binary that starts at `base`. Raises
-/// `UnreadableImage`, `DamagedImage` and `MisplacedBase`.
+/// `CannotReadFile`, `DamagedImage`, `NotAnImage` and `MisplacedBase`.
 [[nodiscard]] ImageFile ReadImageFile(const std::filesystem::path& path,
                                       std::optional<std::uint32_t> base);
 

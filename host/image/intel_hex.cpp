@@ -30,7 +30,7 @@ constexpr std::uint32_t kSegmentSize = 0x10000;
 struct Record {
   std::uint16_t offset;
   std::uint8_t type;
-  std::vector<std::uint8_t> data;
+  std::span<const std::uint8_t> data;  // until the next record is read
 };
 
 std::uint8_t ChecksumOf(std::span<const std::uint8_t> bytes) {
@@ -42,7 +42,7 @@ class Reader {
   Reader(std::string_view text, std::string_view file)
       : lines_(text), file_(file), image_(std::string(file)) {}
 
-  ImageSegments Read() {
+  ImageContent Read() {
     const bool ended =
         ReadToEndRecord(lines_, file_, [this](const RecordLine& line) { return Take(line); });
     if (!ended) {
@@ -82,12 +82,13 @@ class Reader {
     }
   }
 
-  Record Parse(const RecordLine& line) const {
+  Record Parse(const RecordLine& line) {
     if (line.text.front() != ':') {
       Raise(line, fmt::format("expected ':' at the start of a record, found {}",
                               Printable(line.text.front())));
     }
-    const std::vector<std::uint8_t> bytes = ParseRecordHex(file_, line, 2);
+    ParseRecordHex(file_, line, 2, bytes_);
+    const std::span<const std::uint8_t> bytes = bytes_;
     if (bytes.size() < kFrameSize) {
       Raise(line, fmt::format("expected a record of at least {} bytes, found {}", kFrameSize,
                               bytes.size()));
@@ -97,21 +98,20 @@ class Reader {
       Raise(line,
             fmt::format("expected {} data bytes as the record says, found {}", bytes[0], size));
     }
-    const std::uint8_t checksum = ChecksumOf(std::span(bytes).first(bytes.size() - 1));
+    const std::uint8_t checksum = ChecksumOf(bytes.first(bytes.size() - 1));
     if (bytes.back() != checksum) {
       Raise(line,
             fmt::format("wrong checksum: expected {:02X}, found {:02X}", checksum, bytes.back()));
     }
     return {static_cast<std::uint16_t>(BigEndian(bytes, 1, 2)), bytes[3],
-            std::vector(bytes.begin() + kHeaderSize, bytes.end() - 1)};
+            bytes.subspan(kHeaderSize, size)};
   }
 
   void AddData(const RecordLine& line, const Record& record) {
-    const std::span<const std::uint8_t> data = record.data;
-    const std::size_t room = segmented_ ? kSegmentSize - record.offset : data.size();
-    const std::size_t before_wrap = std::min(room, data.size());
-    image_.Add(base_ + record.offset, data.first(before_wrap), line.number);
-    image_.Add(base_, data.subspan(before_wrap), line.number);
+    const std::size_t room = segmented_ ? kSegmentSize - record.offset : record.data.size();
+    const std::size_t before_wrap = std::min(room, record.data.size());
+    image_.Add(base_ + record.offset, record.data.first(before_wrap), line.number);
+    image_.Add(base_, record.data.subspan(before_wrap), line.number);
   }
 
   void RequireSize(const RecordLine& line, const Record& record, std::size_t size) const {
@@ -127,6 +127,7 @@ class Reader {
 
   RecordLines lines_;
   std::string_view file_;
+  std::vector<std::uint8_t> bytes_;  // of the record read last
   ImageBuilder image_;
   std::uint32_t base_ = 0;
   bool segmented_ = false;
@@ -150,7 +151,7 @@ void WriteLinearAddress(std::ostream& out, std::uint32_t high) {
 
 }  // namespace
 
-ImageSegments ReadIntelHex(std::string_view text, std::string_view file) {
+ImageContent ReadIntelHex(std::string_view text, std::string_view file) {
   return Reader(text, file).Read();
 }
 

@@ -13,7 +13,7 @@ namespace quillmark::host {
 /// high half), 03 and 05 (entry point, checked and left out). After a segment address the 16-bit
 /// offset of a record wraps round within its segment. `file` is the name for messages.
 /// Raises `DamagedImage`.
-[[nodiscard]] ImageSegments ReadIntelHex(std::string_view text, std::string_view file);
+[[nodiscard]] ImageContent ReadIntelHex(std::string_view text, std::string_view file);
 
 /// Writes `segments` with `bytes_per_record` (1..255) data bytes per record and type 04 addresses.
 void WriteIntelHex(std::ostream& out, const ImageSegments& segments,

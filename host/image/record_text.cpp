@@ -59,11 +59,10 @@ bool ReadToEndRecord(RecordLines& lines, std::string_view file,
   return end_line != 0;
 }
 
-std::vector<std::uint8_t> ParseRecordHex(std::string_view file, const RecordLine& line,
-                                         std::size_t first_column) {
+void ParseRecordHex(std::string_view file, const RecordLine& line, std::size_t first_column,
+                    std::vector<std::uint8_t>& bytes) {
   const std::string_view digits = line.text.substr(first_column - 1);
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(digits.size() / 2);
+  bytes.clear();
   int high = 0;
   for (std::size_t at = 0; at < digits.size(); ++at) {
     const int value = DigitValue(digits[at]);
@@ -83,7 +82,6 @@ std::vector<std::uint8_t> ParseRecordHex(std::string_view file, const RecordLine
         file, line.number,
         fmt::format("expected an even number of hexadecimal digits, found {}", digits.size()));
   }
-  return bytes;
 }
 
 std::string Printable(char character) {
@@ -92,8 +90,7 @@ std::string Printable(char character) {
                                     : fmt::format("character {:02X}", code);
 }
 
-std::uint32_t BigEndian(const std::vector<std::uint8_t>& bytes, std::size_t first,
-                        std::size_t count) {
+std::uint32_t BigEndian(std::span<const std::uint8_t> bytes, std::size_t first, std::size_t count) {
   std::uint32_t value = 0;
   for (std::size_t at = first; at < first + count; ++at) {
     value = value << 8U | bytes[at];

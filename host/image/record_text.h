@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -39,17 +40,17 @@ class RecordLines {
 [[nodiscard]] bool ReadToEndRecord(RecordLines& lines, std::string_view file,
                                    const std::function<bool(const RecordLine&)>& take);
 
-/// The bytes of hexadecimal text in either case. Raises `DamagedImage` for an odd number of digits
-/// or a character that is not a digit, whose column counts from 1 at the start of the line.
-[[nodiscard]] std::vector<std::uint8_t> ParseRecordHex(std::string_view file,
-                                                       const RecordLine& line,
-                                                       std::size_t first_column);
+/// The bytes of hexadecimal text in either case, in place of what `bytes` held. Raises
+/// `DamagedImage` for an odd number of digits or a character that is not a digit, whose column
+/// counts from 1 at the start of the line.
+void ParseRecordHex(std::string_view file, const RecordLine& line, std::size_t first_column,
+                    std::vector<std::uint8_t>& bytes);
 
 /// A character for a message: itself in quotes if it can be printed, otherwise its code.
 [[nodiscard]] std::string Printable(char character);
 
 /// The big-endian number in `count` bytes from `first` on; at most four.
-[[nodiscard]] std::uint32_t BigEndian(const std::vector<std::uint8_t>& bytes, std::size_t first,
+[[nodiscard]] std::uint32_t BigEndian(std::span<const std::uint8_t> bytes, std::size_t first,
                                       std::size_t count);
 
 }  // namespace quillmark::host

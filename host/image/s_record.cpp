@@ -21,7 +21,7 @@ constexpr std::uint32_t kLargestCount24 = 0xFFFFFF;
 struct Record {
   char type;  // '0' to '9'
   std::uint32_t address;
-  std::vector<std::uint8_t> data;
+  std::span<const std::uint8_t> data;  // until the next record is read
 };
 
 // Bytes of the address (or count) field; 0 for a type that is not in use.
@@ -53,7 +53,7 @@ class Reader {
   Reader(std::string_view text, std::string_view file)
       : lines_(text), file_(file), image_(std::string(file)) {}
 
-  ImageSegments Read() {
+  ImageContent Read() {
     const bool ended =
         ReadToEndRecord(lines_, file_, [this](const RecordLine& line) { return Take(line); });
     if (!ended && !counted_) {
@@ -89,7 +89,7 @@ class Reader {
     }
   }
 
-  Record Parse(const RecordLine& line) const {
+  Record Parse(const RecordLine& line) {
     if (line.text.front() != 'S') {
       Raise(line, fmt::format("expected 'S' at the start of a record, found {}",
                               Printable(line.text.front())));
@@ -100,7 +100,8 @@ class Reader {
       Raise(line, fmt::format("expected a record type S0 to S3 or S5 to S9, found {} after the S",
                               Printable(type)));
     }
-    const std::vector<std::uint8_t> bytes = ParseRecordHex(file_, line, 3);
+    ParseRecordHex(file_, line, 3, bytes_);
+    const std::span<const std::uint8_t> bytes = bytes_;
     if (bytes.size() < address_size + 2) {
       Raise(line, fmt::format("expected at least {} bytes in a record S{}, found {}",
                               address_size + 2, type, bytes.size()));
@@ -109,13 +110,13 @@ class Reader {
       Raise(line, fmt::format("expected {} bytes after the length as the record says, found {}",
                               bytes[0], bytes.size() - 1));
     }
-    const std::uint8_t checksum = ChecksumOf(std::span(bytes).first(bytes.size() - 1));
+    const std::uint8_t checksum = ChecksumOf(bytes.first(bytes.size() - 1));
     if (bytes.back() != checksum) {
       Raise(line,
             fmt::format("wrong checksum: expected {:02X}, found {:02X}", checksum, bytes.back()));
     }
-    const auto data = bytes.begin() + 1 + static_cast<std::ptrdiff_t>(address_size);
-    return {type, BigEndian(bytes, 1, address_size), std::vector(data, bytes.end() - 1)};
+    return {type, BigEndian(bytes, 1, address_size),
+            bytes.subspan(1 + address_size, bytes.size() - address_size - 2)};
   }
 
   void CheckCount(const RecordLine& line, const Record& record) {
@@ -140,6 +141,7 @@ class Reader {
 
   RecordLines lines_;
   std::string_view file_;
+  std::vector<std::uint8_t> bytes_;  // of the record read last
   ImageBuilder image_;
   std::uint32_t data_records_ = 0;
   bool counted_ = false;  // the record read last was a right count
@@ -180,7 +182,7 @@ char EndTypeFor(char data_type) { return static_cast<char>('0' + 10 - (data_type
 
 }  // namespace
 
-ImageSegments ReadSRecord(std::string_view text, std::string_view file) {
+ImageContent ReadSRecord(std::string_view text, std::string_view file) {
   return Reader(text, file).Read();
 }
 

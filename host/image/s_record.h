@@ -13,7 +13,7 @@ namespace quillmark::host {
 /// records so far, compared), S7 to S9 (end; the entry point is left out). A file that ends in a
 /// correct count is as complete as one with an end record; some tools write such files. `file` is
 /// the name for messages. Raises `DamagedImage`.
-[[nodiscard]] ImageSegments ReadSRecord(std::string_view text, std::string_view file);
+[[nodiscard]] ImageContent ReadSRecord(std::string_view text, std::string_view file);
 
 /// Writes `segments` with `bytes_per_record` (1..250) data bytes per record, in the shortest of the
 /// three address widths that holds them all, with a count and an end record.

@@ -86,6 +86,13 @@ std::string_view MemoryAdvice(const Failure& failure) {
          "has no program to run";
 }
 
+/// What must not get lost on the way; empty if there is nothing.
+std::string BackupAdvice(const Failure& failure) {
+  return failure.backup.empty() ? ""
+                                : "; what the memory held before is in " + failure.backup +
+                                      ": keep that file, and flash again without a backup";
+}
+
 }  // namespace
 
 std::string StepText(const Failure& failure) {
@@ -114,7 +121,8 @@ std::string AdviceText(const Failure& failure) {
   }
   const std::string_view for_cause = CauseAdvice(failure.cause);
   std::string text(for_cause);
-  return text + (text.empty() ? "" : "; then ") + std::string(MemoryAdvice(failure));
+  return text + (text.empty() ? "" : "; then ") + std::string(MemoryAdvice(failure)) +
+         BackupAdvice(failure);
 }
 
 }  // namespace quillmark::host

@@ -96,6 +96,9 @@ struct Failure {
   std::uint64_t written_bytes = 0;
   std::uint64_t image_bytes = 0;
   bool session_open = false;
+  /// Where the host keeps what the memory held before, for the advice; empty if it does not. The
+  /// host sets it: a programmer does not know what `ProgramOptions::backup` does.
+  std::string backup{};
 };
 
 /// The only exception of a Programmer. `what` is a complete sentence for a user.

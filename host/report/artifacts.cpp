@@ -22,7 +22,6 @@ namespace fs = std::filesystem;
 using Warnings = std::vector<std::string>;
 
 constexpr std::uintmax_t kMebi = std::uintmax_t{1024} * 1024;
-constexpr std::uintmax_t kLargestTrace = 1024 * kMebi;
 constexpr std::uintmax_t kLargestText = 64 * kMebi;
 constexpr const char* kGoesOn = "the report goes as far as what comes before";
 

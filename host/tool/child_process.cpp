@@ -43,6 +43,7 @@ constexpr int kNotFound = 127;
   // For a parent that is killed: it ends nothing itself.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   std::signal(SIGPIPE, SIG_DFL);
+  std::signal(SIGXFSZ, SIG_DFL);
   const int nothing = ::open("/dev/null", O_RDONLY);
   const bool connected = ::dup2(nothing, STDIN_FILENO) >= 0 && ::dup2(output, STDOUT_FILENO) >= 0 &&
                          ::dup2(errors, STDERR_FILENO) >= 0;

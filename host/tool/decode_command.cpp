@@ -2,16 +2,18 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/decode/listing.h"
+#include "host/files/input_file.h"
 #include "host/tool/command.h"
 #include "host/tool/number.h"
 #include "host/trace/trace_reader.h"
@@ -20,6 +22,8 @@
 
 namespace quillmark::host {
 namespace {
+
+constexpr std::uint64_t kLargestDocument = 0x10000000;
 
 struct DecodeCommandOptions {
   std::string file;
@@ -35,9 +39,11 @@ std::ifstream Opened(const std::string& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-    throw ToolError(
-        ExitCode::kNoInput,
+    throw CannotReadFile(
         fmt::format("{}: {}", path, errno != 0 ? std::strerror(errno) : "the file is empty"));
+  }
+  if (std::filesystem::is_regular_file(path) && std::filesystem::file_size(path) > kLargestTrace) {
+    throw FileTooLarge(path, kLargestTrace);
   }
   return file;
 }
@@ -57,7 +63,7 @@ TransportForm FormOf(const DOMDocument& document) {
 
 void ListDocumentFile(std::istream& file, const DecodeCommandOptions& options,
                       ListingDetail detail) {
-  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::string text = ReadRest(file, options.file, kLargestDocument);
   const auto document = CreatePortablePlatform()->CreateDOMDocument();
   try {
     document->loadXML(text);

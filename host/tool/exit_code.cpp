@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "host/bus/bus.h"
+#include "host/files/input_file.h"
 #include "host/files/output_file.h"
 #include "host/image/image_file.h"
 #include "host/programmer/advice.h"
@@ -69,6 +70,9 @@ Json DetailsOf(const Failure& failure, const CauseInfo& cause) {
     details["step"] = StepText(failure);
     details["ecu_state"] = EcuStateText(failure);
     details["next"] = AdviceText(failure);
+  }
+  if (!failure.backup.empty()) {
+    details["backup"] = failure.backup;
   }
   if (!failure.differences.empty()) {
     details["different_bytes"] = failure.different_bytes;
@@ -133,7 +137,8 @@ const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
       {ExitCode::kUnavailable, "the ECU does not answer, or the key command fails"},
       {ExitCode::kInternal, "internal error"},
       {ExitCode::kCannotCreate, "an output file cannot be created"},
-      {ExitCode::kInputOutput, "reading, writing or the bus failed, or its device is gone"},
+      {ExitCode::kInputOutput,
+       "the bus failed, or a file could not be written, which the message names"},
       {ExitCode::kProtocol, "the ECU refused a request, answered wrongly or stayed busy"},
       {ExitCode::kInterrupted, "interrupted or not confirmed; the session with the ECU was closed"},
   };
@@ -158,12 +163,19 @@ FailureReport ReportCurrentException() {
                     error.next().empty() ? NextStep(error.code()) : error.next());
   } catch (const DamagedImage& error) {
     return ReportOf(ExitCode::kData, error.what(), NextStep(ExitCode::kData));
-  } catch (const UnreadableImage& error) {
+  } catch (const NotAnImage& error) {
+    return ReportOf(ExitCode::kData, error.what(),
+                    "use the objcopy of the ECU's compiler; nothing was sent");
+  } catch (const FileTooLarge& error) {
+    return ReportOf(ExitCode::kNoInput, error.what(),
+                    "name another file; input without an end, as of a device, is not read");
+  } catch (const CannotReadFile& error) {
     return ReportOf(ExitCode::kNoInput, error.what(), NextStep(ExitCode::kNoInput));
   } catch (const CannotCreateFile& error) {
     return ReportOf(ExitCode::kCannotCreate, error.what(), NextStep(ExitCode::kCannotCreate));
   } catch (const CannotWriteFile& error) {
-    return ReportOf(ExitCode::kInputOutput, error.what(), NextStep(ExitCode::kInputOutput));
+    return ReportOf(ExitCode::kInputOutput, error.what(),
+                    "make room on the disk, or name a file elsewhere");
   } catch (const MisplacedBase& error) {
     return ReportOf(ExitCode::kUsage, error.what(),
                     "say with --base where a raw binary begins; leave it out for any other file");

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "host/services/count_text.h"
 #include "host/tool/command.h"
@@ -148,6 +149,16 @@ void ReportBackup(Reporter& reporter, const std::string& path, const MemoryFile:
                  {{"file", path}, {"format", NameOf(content.format)}, {"bytes", content.bytes}});
 }
 
+/// Saves what is about to be erased. Raises ToolError if it is not on the disk.
+void Save(MemoryFile& backup, const MemoryImage& memory, std::uint8_t fill, Reporter& reporter) {
+  try {
+    ReportBackup(reporter, backup.path(), backup.Write(memory, fill));
+  } catch (const CannotWriteFile& error) {
+    throw ToolError(ExitCode::kInputOutput, fmt::format("{}; nothing was erased", error.what()),
+                    "make room on the disk, or name a file elsewhere");
+  }
+}
+
 void Flash(const FlashCommandOptions& options, const ImageFile& image,
            std::optional<MemoryFile>& backup, Recording& recording, Reporter& reporter) {
   if (recording.wants_plan()) {
@@ -161,15 +172,23 @@ void Flash(const FlashCommandOptions& options, const ImageFile& image,
   Announcement announcement(reporter, options, image.segments);
   Programmer::ProgramOptions what{.verify = options.flash.verify};
   what.confirm = [&announcement](const Identification& ecu) { return announcement.Make(ecu); };
+  std::string saved_in;
   if (backup) {
     what.backup = [&](const MemoryImage& memory) {
-      ReportBackup(reporter, backup->path(), backup->Write(memory, options.transfer.fill));
+      Save(*backup, memory, options.transfer.fill, reporter);
+      saved_in = backup->path();
     };
   }
-  const ProgramResult result =
-      connection.programmer().Program(ToMemoryImage(image.segments, connection.platform()), what);
-  reporter.EndProgress();
-  Report(reporter, result);
+  try {
+    const auto memory = ToMemoryImage(image.segments, connection.platform());
+    const ProgramResult result = connection.programmer().Program(memory, what);
+    reporter.EndProgress();
+    Report(reporter, result);
+  } catch (const ProgrammingError& error) {
+    Failure failure = error.failure();
+    failure.backup = saved_in;
+    throw ProgrammingError(failure);
+  }
 }
 
 void Run(const FlashCommandOptions& options, Reporter& console) {

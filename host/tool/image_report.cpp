@@ -44,11 +44,16 @@ void ReportImage(Reporter& reporter, const std::string& file, const ImageFile& i
                             BytesText(SizeOf(image.segments)),
                             CountText(image.segments.size(), "segment")));
   ListSegments(reporter, image.segments);
+  if (image.repeated_records > 0) {
+    reporter.Line(fmt::format("warning   {} repeated with the same values",
+                              CountText(image.repeated_records, "record")));
+  }
   if (reporter.TakesEvents()) {
     reporter.Event(EventKind::kImage, {{"file", file},
                                        {"format", NameOf(image.format)},
                                        {"bytes", SizeOf(image.segments)},
-                                       {"segments", SegmentsOf(image)}});
+                                       {"segments", SegmentsOf(image)},
+                                       {"repeated_records", image.repeated_records}});
   }
 }
 

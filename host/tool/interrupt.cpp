@@ -89,6 +89,9 @@ void SetLeftBehind(const char* text) { left_behind = text; }
 
 void SetGroupToKill(pid_t group) { group_to_kill = group; }
 
-void IgnoreBrokenPipes() { std::signal(SIGPIPE, SIG_IGN); }
+void LetWritingFail() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
 
 }  // namespace quillmark::host

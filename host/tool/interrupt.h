@@ -27,8 +27,8 @@ void SetLeftBehind(const char* text);
 /// A process group that the third signal kills as well; 0: none.
 void SetGroupToKill(pid_t group);
 
-/// Makes writing to a pipe that nobody reads an error instead of the end of the process, which
-/// would leave an ECU half written.
-void IgnoreBrokenPipes();
+/// Makes writing to a pipe that nobody reads, and beyond the largest size that a file may have, an
+/// error instead of the end of the process, which would leave an ECU half written.
+void LetWritingFail();
 
 }  // namespace quillmark::host

@@ -64,7 +64,7 @@ int Run(const CLI::App& app, const Command& command) {
 }
 
 int Main(int argc, char** argv) {
-  IgnoreBrokenPipes();
+  LetWritingFail();
   const Charset charset = CharsetOfEnvironment();
   const PrintableOutput out(std::cout, charset);
   const PrintableOutput err(std::cerr, charset);

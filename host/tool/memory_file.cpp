@@ -15,7 +15,7 @@ ImageSegments SegmentsOf(const MemoryImage& memory, const std::string& file) {
     const auto bytes = BytesOfHex(segment->Hex());
     builder.Add(static_cast<std::uint32_t>(segment->StartAddress()), *bytes, 1);
   }
-  return builder.Finish();
+  return builder.Finish().segments;
 }
 
 }  // namespace

@@ -2,13 +2,12 @@
 #include <fmt/format.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <vector>
 
 #include "host/bus/simulated_wire.h"
 #include "host/ecu/simulated_ecu.h"
+#include "host/files/input_file.h"
 #include "host/files/output_file.h"
 #include "host/services/count_text.h"
 #include "host/simulator/ecu_server.h"
@@ -52,15 +51,16 @@ class FlashFile {
     if (path_.empty() || !std::filesystem::exists(path_)) {
       return {};
     }
-    std::ifstream file(path_, std::ios::binary);
-    Bytes content{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    if (!file || content.size() != size_) {
-      throw ToolError(ExitCode::kNoInput,
-                      fmt::format("{}: expected a memory of {}, found {}", path_, BytesText(size_),
-                                  BytesText(content.size())),
-                      "give the size of the file with --size, or name another file");
+    std::string content;
+    try {
+      content = ReadFile(path_, size_);
+    } catch (const FileTooLarge&) {
+      RefuseSize("more");
     }
-    return content;
+    if (content.size() != size_) {
+      RefuseSize(BytesText(content.size()));
+    }
+    return {content.begin(), content.end()};
   }
 
   /// Writes what has changed since the last time.
@@ -78,6 +78,13 @@ class FlashFile {
   }
 
  private:
+  [[noreturn]] void RefuseSize(const std::string& found) const {
+    throw ToolError(
+        ExitCode::kNoInput,
+        fmt::format("{}: expected a memory of {}, found {}", path_, BytesText(size_), found),
+        "give the size of the file with --size, or name another file");
+  }
+
   std::string path_;
   std::uint32_t size_;
   bool saved_ = false;

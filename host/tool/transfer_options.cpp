@@ -57,7 +57,10 @@ ImageFile ReadImageOf(const TransferOptions& options) {
           ExitCode::kData,
           fmt::format("{}: segment {:08X} to {:08X} lies beyond {:06X}, the last address "
                       "that an ECU can be told",
-                      options.file, segment.address, last, kLastAddress));
+                      options.file, segment.address, last, kLastAddress),
+          "give the image the addresses that the ECU knows, such as with srec_cat -offset, or "
+          "leave "
+          "out what belongs elsewhere; nothing was sent");
     }
   }
   return image;

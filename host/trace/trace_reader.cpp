@@ -2,8 +2,10 @@
 #include "host/trace/trace_reader.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/trace/can_log.h"
 #include "host/trace/k_line_log.h"
@@ -27,12 +29,11 @@ std::string Shown(std::string message) {
 /// Reads a file line by line; its errors name the line.
 class LineReader {
  public:
-  explicit LineReader(std::istream& in) : in_(in) {}
+  LineReader(std::istream& in, std::uint64_t most) : in_(in), most_(most) {}
 
   /// The next line that is not blank; false at the end.
   bool Next() {
-    while (std::getline(in_, line_)) {
-      ++number_;
+    while (ReadLine()) {
       if (!WordsOf(line_).empty()) {
         return true;
       }
@@ -56,9 +57,32 @@ class LineReader {
   }
 
  private:
+  /// Input may have neither an end nor line ends.
+  bool ReadLine() {
+    in_.getline(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+    const auto size = static_cast<std::size_t>(in_.gcount());
+    const bool is_cut = in_.fail() && size + 1 == buffer_.size();
+    if (in_.fail() && !is_cut) {
+      return false;
+    }
+    ++number_;
+    read_ += size;
+    if (is_cut) {
+      Refuse("expected a line of at most " + std::to_string(size) + " bytes, found more");
+    }
+    if (read_ > most_) {
+      Refuse("expected a trace of at most " + std::to_string(most_) + " bytes, found more");
+    }
+    line_.assign(buffer_.data(), in_.eof() ? size : size - 1);
+    return true;
+  }
+
   std::istream& in_;
+  std::uint64_t most_;
+  std::vector<char> buffer_ = std::vector<char>(0x10000);
   std::string line_;
   std::size_t number_ = 0;
+  std::uint64_t read_ = 0;
 };
 
 Trace ReadKLineTrace(LineReader& lines) {
@@ -140,8 +164,8 @@ void CountFromFirst(Trace& trace) {
 
 }  // namespace
 
-Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange) {
-  LineReader lines(in);
+Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange, std::uint64_t most) {
+  LineReader lines(in, most);
   if (!lines.Next()) {
     throw DamagedTrace("the trace is empty");
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <istream>
 #include <optional>
 #include <stdexcept>
@@ -16,6 +17,10 @@ class DamagedTrace : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The most bytes of a trace that are read. A flash of 16 MiB, verified, leaves a candump log of
+/// half of it.
+inline constexpr std::uint64_t kLargestTrace = 0x40000000;
+
 /// Reads a trace in one of the formats that TraceWriter writes; the content tells which. Times
 /// count from the first entry.
 ///
@@ -24,8 +29,10 @@ class DamagedTrace : public std::runtime_error {
 /// tester's and the first with another identifier for the ECU's. Remote, error and CAN FD frames
 /// are left out.
 ///
-/// A damaged line, such as the last one of a file that was cut off, ends the trace: its `damage`
-/// says so. Raises DamagedTrace if nothing looks like a trace.
-[[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {});
+/// A damaged line, such as the last one of a file that was cut off, ends the trace, and so does
+/// what follows `most` bytes: its `damage` says so. Raises DamagedTrace if nothing looks like a
+/// trace.
+[[nodiscard]] Trace ReadTrace(std::istream& in, const std::optional<Exchange>& exchange = {},
+                              std::uint64_t most = kLargestTrace);
 
 }  // namespace quillmark::host

@@ -6,6 +6,7 @@
 
 #include "bindings.h"
 #include "host/bus/bus.h"
+#include "host/files/input_file.h"
 #include "host/files/output_file.h"
 #include "host/image/image.h"
 #include "host/image/image_file.h"
@@ -31,9 +32,11 @@ void Translate(std::exception_ptr raised) {
     PyErr_SetString(PyExc_OSError, error.what());
   } catch (const std::filesystem::filesystem_error& error) {
     PyErr_SetString(PyExc_OSError, error.what());
-  } catch (const host::UnreadableImage& error) {
+  } catch (const host::CannotReadFile& error) {
     PyErr_SetString(PyExc_OSError, error.what());
   } catch (const host::DamagedImage& error) {
+    PyErr_SetString(PyExc_ValueError, error.what());
+  } catch (const host::NotAnImage& error) {
     PyErr_SetString(PyExc_ValueError, error.what());
   } catch (const host::MisplacedBase& error) {
     PyErr_SetString(PyExc_ValueError, error.what());

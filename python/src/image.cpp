@@ -12,6 +12,7 @@
 #include "bindings.h"
 #include "host/files/output_file.h"
 #include "host/image/image_file.h"
+#include "host/services/count_text.h"
 #include "quillmark/error.h"
 #include "transfer_platform.h"
 
@@ -45,9 +46,21 @@ std::int32_t AddressOf(std::uint32_t address) {
   return static_cast<std::int32_t>(address);
 }
 
+/// Raises what the interpreter makes of a warning, which may be an error.
+void Warn(const std::string& text) {
+  if (PyErr_WarnEx(PyExc_UserWarning, text.c_str(), 1) != 0) {
+    throw py::error_already_set();
+  }
+}
+
 std::shared_ptr<Image> ReadFile(const fs::path& path, std::optional<std::uint32_t> base) {
   const auto image = SharedPlatform()->CreateMemoryImage();
-  for (const host::ImageSegment& segment : host::ReadImageFile(path, base).segments) {
+  const host::ImageFile file = host::ReadImageFile(path, base);
+  if (file.repeated_records > 0) {
+    Warn(path.string() + ": " + host::CountText(file.repeated_records, "record") +
+         " repeated with the same values");
+  }
+  for (const host::ImageSegment& segment : file.segments) {
     const auto string = SharedPlatform()->CreateByteString();
     string->SetBytes(segment.bytes);
     string->SetStartAddress(AddressOf(segment.address));
@@ -149,7 +162,7 @@ and for a segment that goes past it.)")
                   "Reads Intel HEX, Motorola S-records or, with its first address as base, a raw "
                   "binary.\n\nRaises OSError for a file that cannot be read, ValueError with file, "
                   "line and reason for a damaged\none and for a base that is missing or out of "
-                  "place.")
+                  "place. Records that repeat the values of others are a\nUserWarning.")
       .def(
           "save", &SaveFile, py::arg("path"), py::arg("fill") = 0xFF,
           "Writes a file in the format of its extension (.hex, .s19, .srec, ...; otherwise raw "

@@ -68,6 +68,13 @@ def test_a_full_disk_leaves_the_earlier_file_alone(tmp_path, disk, name):
     assert list(tmp_path.iterdir()) == [path]
 
 
+def test_repeated_records_are_a_warning(tmp_path):
+    path = tmp_path / "image.hex"
+    path.write_text(":01000000AB54\n:01000000AB54\n:00000001FF\n")
+    with pytest.warns(UserWarning, match="image.hex: 1 record repeated with the same values"):
+        assert quillmark.MemoryImage.from_file(path).segments == [(0, b"\xab")]
+
+
 def test_a_damaged_file_is_named_with_its_line(tmp_path):
     path = tmp_path / "image.hex"
     path.write_text(":0100000041BF\n")

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/files/input_file.h"
 #include "image/expect_damaged.h"
 
 namespace quillmark::host {
@@ -74,6 +75,24 @@ TEST(ReadImage, RefusesARawBinaryPastTheAddressSpace) {
                  "a.bin: 3 bytes from address FFFFFFFE on run past address FFFFFFFF");
 }
 
+TEST(ReadImage, RefusesAnElfFileEvenWithABase) {
+  for (const auto base : {std::optional<std::uint32_t>(), std::optional<std::uint32_t>(0x8000)}) {
+    EXPECT_EQ(MessageOf<NotAnImage>([&] {
+                (void)ReadImage(
+                    "\x7F"
+                    "ELF\x01",
+                    "a.elf", base);
+              }),
+              "a.elf: is an ELF file, expected Intel HEX, Motorola S-record or raw binary; "
+              "objcopy -O srec a.elf a.elf.srec makes an image of it");
+  }
+}
+
+TEST(ReadImageFile, RefusesInputWithoutAnEnd) {
+  EXPECT_EQ(MessageOf<FileTooLarge>([] { (void)ReadImageFile("/dev/zero", 0); }),
+            "/dev/zero: expected at most 256 MiB, found more");
+}
+
 TEST(ReadImageFile, ReadsAFile) {
   const std::string path = ::testing::TempDir() + "quillmark_image_file_test.hex";
   std::ofstream(path) << kIntelHexText;
@@ -81,12 +100,12 @@ TEST(ReadImageFile, ReadsAFile) {
 }
 
 TEST(ReadImageFile, ReportsAFileThatIsNotThere) {
-  EXPECT_EQ(MessageOf<UnreadableImage>([] { (void)ReadImageFile("no/such.hex", {}); }),
+  EXPECT_EQ(MessageOf<CannotReadFile>([] { (void)ReadImageFile("no/such.hex", {}); }),
             "no/such.hex: No such file or directory");
 }
 
 TEST(ReadImageFile, ReportsADirectory) {
-  EXPECT_EQ(MessageOf<UnreadableImage>([] { (void)ReadImageFile(".", {}); }), ".: is a directory");
+  EXPECT_EQ(MessageOf<CannotReadFile>([] { (void)ReadImageFile(".", {}); }), ".: is a directory");
 }
 
 TEST(FormatOfName, KnowsTheExtensionsInAnyCase) {

@@ -11,7 +11,7 @@
 namespace quillmark::host {
 namespace {
 
-ImageSegments Read(std::string_view text) { return ReadIntelHex(text, "a.hex"); }
+ImageSegments Read(std::string_view text) { return ReadIntelHex(text, "a.hex").segments; }
 
 std::string Write(const ImageSegments& segments, std::size_t bytes_per_record) {
   std::ostringstream out;
@@ -135,9 +135,15 @@ TEST(IntelHexReader, ReportsDataAfterTheEndRecord) {
                  "a.hex:2: data after the end record in line 1");
 }
 
+TEST(IntelHexReader, CountsRepeatedRecords) {
+  const ImageContent content = ReadIntelHex(":01000000AB54\n:01000000AB54\n:00000001FF\n", "a.hex");
+  EXPECT_EQ(content.segments, (ImageSegments{{0, {0xAB}}}));
+  EXPECT_EQ(content.repeated_records, 1U);
+}
+
 TEST(IntelHexReader, ReportsAnOverlap) {
-  EXPECT_DAMAGED(Read(":01000000AB54\n:01000000AB54\n:00000001FF\n"),
-                 "a.hex:2: overlap: address 00000000 already has a value from line 1");
+  EXPECT_DAMAGED(Read(":01000000AB54\n:01000000AC53\n:00000001FF\n"),
+                 "a.hex:2: overlap: address 00000000 is AC here, but AB in line 1");
 }
 
 TEST(IntelHexReader, ReportsDataPastTheAddressSpace) {

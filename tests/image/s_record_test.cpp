@@ -12,7 +12,7 @@
 namespace quillmark::host {
 namespace {
 
-ImageSegments ReadRecords(std::string_view text) { return ReadSRecord(text, "a.s19"); }
+ImageSegments ReadRecords(std::string_view text) { return ReadSRecord(text, "a.s19").segments; }
 
 std::string WriteRecords(const ImageSegments& segments, std::size_t bytes_per_record) {
   std::ostringstream out;
@@ -117,9 +117,15 @@ TEST(SRecordReader, ReportsDataAfterTheEndRecord) {
                  "a.s19:2: data after the end record in line 1");
 }
 
+TEST(SRecordReader, CountsRepeatedRecords) {
+  const ImageContent content = ReadSRecord("S1041234AB0A\nS1041234AB0A\nS9030000FC\n", "a.s19");
+  EXPECT_EQ(content.segments, (ImageSegments{{0x1234, {0xAB}}}));
+  EXPECT_EQ(content.repeated_records, 1U);
+}
+
 TEST(SRecordReader, ReportsAnOverlap) {
-  EXPECT_DAMAGED(ReadRecords("S1041234AB0A\nS1041234AB0A\nS9030000FC\n"),
-                 "a.s19:2: overlap: address 00001234 already has a value from line 1");
+  EXPECT_DAMAGED(ReadRecords("S1041234AB0A\nS1041234AC09\nS9030000FC\n"),
+                 "a.s19:2: overlap: address 00001234 is AC here, but AB in line 1");
 }
 
 TEST(SRecordReader, ReportsDataPastTheAddressSpace) {

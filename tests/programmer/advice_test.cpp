@@ -57,6 +57,19 @@ TEST(AdviceText, DependsOnCauseAndMemory) {
               HasSubstr("the program is complete"));
 }
 
+TEST(AdviceText, NamesTheFileThatHoldsWhatWasThereBefore) {
+  for (const EcuMemory memory :
+       {EcuMemory::kUntouched, EcuMemory::kPerhapsErased, EcuMemory::kPartlyWritten,
+        EcuMemory::kWritten, EcuMemory::kChecked}) {
+    Failure failure = FailureIn(Phase::kDownload, Cause::kSilence, memory);
+    EXPECT_THAT(AdviceText(failure), ::testing::Not(HasSubstr("before")));
+    failure.backup = "old.hex";
+    EXPECT_THAT(AdviceText(failure),
+                ::testing::EndsWith("; what the memory held before is in old.hex: keep that file, "
+                                    "and flash again without a backup"));
+  }
+}
+
 /// The state that a refused service leaves behind.
 EcuMemory MemoryAfterRefusing(std::uint8_t service) {
   Workshop workshop(TransportForm::kPlainCan);

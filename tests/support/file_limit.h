@@ -12,7 +12,10 @@ namespace quillmark::testing {
 /// on a full disk, with another reason.
 class FileLimit {
  public:
-  explicit FileLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+  /// `on_signal` is what this process and those that it starts do about the signal that comes of
+  /// it.
+  explicit FileLimit(rlim_t bytes, void (*on_signal)(int) = SIG_IGN)
+      : handler_(std::signal(SIGXFSZ, on_signal)) {
     EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before_), 0);
     const rlimit limit{bytes, before_.rlim_max};
     EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);

@@ -277,6 +277,17 @@ TEST_F(DecodeCommand, ListsATraceThatIsCutOffAsFarAsItGoes) {
   EXPECT_THAT(result.err, HasSubstr("next      what comes before this line is listed\n"));
 }
 
+TEST_F(DecodeCommand, RefusesWhatIsTooLargeToBeRead) {
+  const std::string trace = folder_.Write("t.log", "");
+  std::filesystem::resize_file(trace, 0x40000001);
+  const ToolResult result = Run({"decode", trace});
+  EXPECT_EQ(result.status, 66);
+  EXPECT_THAT(result.err, HasSubstr("t.log: expected at most 1024 MiB, found more"));
+  const ToolResult endless = Run({"decode", "/dev/zero"});
+  EXPECT_EQ(endless.status, 65);
+  EXPECT_THAT(endless.err, HasSubstr("expected a line of at most 65535 bytes, found more"));
+}
+
 TEST_F(DecodeCommand, SaysWhatIsWrongWithAFile) {
   const ToolResult trace = Run({"decode", folder_.Write("t.log", "(5.0) can0 632#8\n")});
   EXPECT_EQ(trace.status, 65);

@@ -86,22 +86,5 @@ TEST_F(ConfirmationTest, IsNotAskedForWithYes) {
   EXPECT_THAT(process.output(), Not(HasSubstr("[y/N]")));
 }
 
-class Backup : public ToolTest {};
-
-TEST_F(Backup, HoldsWhatTheEcuHeldBefore) {
-  const ToolResult result = Run({"flash", folder_.Write("a.s19", kTwoSegments), "--backup",
-                                 folder_.Path("old.s19"), "--json"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(folder_.Read("old.s19"), HasSubstr("S10510005A5A36"));
-  EXPECT_THAT(result.out, HasSubstr("{\"event\":\"backup\",\"file\":\"" + folder_.Path("old.s19")));
-}
-
-TEST_F(Backup, ThatCannotBeWrittenKeepsTheEcuFromBeingTouched) {
-  const ToolResult result = Run({"flash", folder_.Write("a.s19", kTwoSegments), "--backup",
-                                 folder_.Path("none") + "/old.bin"});
-  EXPECT_EQ(result.status, 73);
-  EXPECT_THAT(result.out, Not(HasSubstr("identify")));
-}
-
 }  // namespace
 }  // namespace quillmark::host::testing

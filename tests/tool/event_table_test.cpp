@@ -128,6 +128,7 @@ nlohmann::json DetailsOfAFullFailure() {
   failure.number = 1;
   failure.address = 0x1000;
   failure.response_code = 0x77;
+  failure.backup = "old.hex";
   failure.different_bytes = 1;
   failure.differences = {{.address = 0x1000, .expected = 1, .found = 2}};
   try {

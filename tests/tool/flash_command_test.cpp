@@ -150,7 +150,8 @@ TEST_F(FlashCommand, PrintsLinesOfJson) {
   EXPECT_EQ(events.front(),
             nlohmann::json::parse(R"({"event":"image","file":")" + image +
                                   R"(","format":"Motorola S-record","bytes":4,"segments":[)"
-                                  R"({"address":4096,"bytes":2},{"address":32768,"bytes":2}]})"));
+                                  R"({"address":4096,"bytes":2},{"address":32768,"bytes":2}],)"
+                                  R"("repeated_records":0})"));
   EXPECT_EQ(events[1].at("event"), "progress");
   EXPECT_EQ(events[1].at("phase"), "identify");
   EXPECT_EQ(events.back().at("event"), "done");

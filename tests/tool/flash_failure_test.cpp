@@ -2,6 +2,7 @@
 // Each way in which a flash fails: message, exit status, and never a false success.
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "tool/images.h"
@@ -54,7 +55,34 @@ TEST_F(FlashFailure, OfAnImageBeyond24BitsIsFoundBeforeAnythingIsSent) {
                 image +
                     ": segment 00FFFFFF to 01000000 lies beyond FFFFFF, the last address that "
                     "an ECU can be told");
+  EXPECT_THAT(result.err, HasSubstr("next      give the image the addresses that the ECU knows"));
   EXPECT_EQ(result.out, "");
+}
+
+TEST_F(FlashFailure, OfAnElfFileSaysHowToMakeAnImageOfIt) {
+  const std::string image = folder_.Write("a.elf", std::string_view("\x7F"
+                                                                    "ELF\x02\x01\0",
+                                                                    7));
+  for (const std::vector<std::string>& base : {std::vector<std::string>{}, {"--base", "0"}}) {
+    std::vector<std::string> arguments{"flash", image};
+    arguments.insert(arguments.end(), base.begin(), base.end());
+    const ToolResult result = Run(arguments);
+    EXPECT_EQ(result.status, 65);
+    EXPECT_EQ(result.err,
+              "quillmark: " + image +
+                  ": is an ELF file, expected Intel HEX, Motorola S-record or raw "
+                  "binary; objcopy -O srec " +
+                  image + " " + image +
+                  ".srec makes an image of it\n"
+                  "next      use the objcopy of the ECU's compiler; nothing was sent\n");
+  }
+}
+
+TEST_F(FlashFailure, OfAnImageThatIsTooLargeToBeRead) {
+  const std::string image = folder_.Write("a.bin", "");
+  std::filesystem::resize_file(image, 0x10000001);
+  ExpectFailure(Run({"flash", image, "--base", "0"}), 66,
+                image + ": expected at most 256 MiB, found more");
 }
 
 TEST_F(FlashFailure, OfAnImageThatIsNotThere) {

@@ -88,6 +88,16 @@ TEST_F(PlanCommand, PrintsLinesOfJson) {
                         "\"blocks\":2,\"documents\":1,\"bit_rate\":500000,\"wire_seconds\":"));
 }
 
+TEST_F(PlanCommand, WarnsOfRecordsThatAreThereTwice) {
+  const std::string image =
+      folder_.Write("a.s19", "S10510000102E7\nS10510000102E7\nS104100102E8\nS9030000FC\n");
+  const ToolResult result = Run({"plan", image});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("          001000 to 001001  2 bytes\n"
+                                    "warning   2 records repeated with the same values\n"));
+  EXPECT_THAT(Run({"plan", image, "--json"}).out, HasSubstr(R"("repeated_records":2})"));
+}
+
 TEST_F(PlanCommand, ListsTheFirstOfManySegmentsForPeopleAndAllForMachines) {
   std::string records;
   for (int i = 0; i < 42; ++i) {

@@ -92,7 +92,9 @@ TEST_F(ReadCommand, ReportsAnUnwritableOutputBeforeItReads) {
 TEST_F(ReadCommand, ReportsAFullDevice) {
   const ToolResult result = Run({"read", "--range", "0:10", "-o", "/dev/full"});
   EXPECT_EQ(result.status, 74);
-  EXPECT_EQ(result.err, "quillmark: /dev/full: cannot write: No space left on device\n");
+  EXPECT_EQ(result.err,
+            "quillmark: /dev/full: cannot write: No space left on device\n"
+            "next      make room on the disk, or name a file elsewhere\n");
 }
 
 TEST_F(ReadCommand, LeavesTheOldFileWhereItFails) {

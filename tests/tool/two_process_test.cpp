@@ -9,6 +9,7 @@
 #include <sstream>
 #include <thread>
 
+#include "support/file_limit.h"
 #include "tool/images.h"
 #include "tool/tool_process.h"
 
@@ -361,6 +362,35 @@ TEST_F(TargetUri, OfAnAdapterTakesNoOptionOfTheSimulator) {
               HasSubstr("--fault: only for --bus sim: and for quillmark simulate"));
   EXPECT_THAT(Run({"identify", "--bus", "slcan:/dev/none", "--bitrate", "1"}).err,
               HasSubstr("--bitrate: only for --bus sim:"));
+}
+
+using SimulateCommand = ToolTest;
+
+TEST_F(SimulateCommand, NamesTheMemoryFileThatItCannotWrite) {
+  ToolResult result;
+  {
+    const quillmark::testing::FileLimit limit(1000);
+    result = Run({"simulate", "--bus", "slcan", "--memory", folder_.Path("memory")});
+  }
+  EXPECT_EQ(result.status, 74);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "quillmark: " + folder_.Path("memory") +
+                            ": cannot write: File too large\n"
+                            "next      make room on the disk, or name a file elsewhere\n");
+  EXPECT_EQ(folder_.Entries(), 2);  // stdin and stderr
+}
+
+TEST_F(SimulateCommand, TakesNoMemoryOfAnotherSize) {
+  for (const std::string& content : {std::string("short"), std::string(0x10001, 'x')}) {
+    const ToolResult result = Run({"simulate", "--bus", "slcan", "--size", "0x10000", "--memory",
+                                   folder_.Write("memory", content)});
+    EXPECT_EQ(result.status, 66);
+    EXPECT_THAT(result.err, AllOf(HasSubstr("memory: expected a memory of 65,536 bytes, found "),
+                                  HasSubstr("next      give the size of the file with --size")));
+  }
+  EXPECT_EQ(Run({"simulate", "--bus", "slcan", "--memory", "/dev/zero"}).status, 66);
+  EXPECT_THAT(Run({"simulate", "--bus", "slcan", "--memory", folder_.Path("")}).err,
+              HasSubstr("is a directory"));
 }
 
 }  // namespace

@@ -41,6 +41,34 @@ TEST(TraceReader, TakesTheFirstFrameOfACandumpLogForTheTesters) {
                          Frame(2270, Direction::kToTester, kPlain, {0x02, 0x50, 0xC0, 0xAA})}));
 }
 
+TEST(TraceReader, EndsWithinALineThatHasNoEnd) {
+  const std::string line(70'000, '1');
+  EXPECT_EQ(ErrorOf(line), "line 1: expected a line of at most 65535 bytes, found more");
+  const Trace trace = Read("(5.0) can0 632#81\n(5.1) can0 632#" + line);
+  EXPECT_EQ(trace.entries.size(), 1U);
+  EXPECT_EQ(trace.damage, "line 2: expected a line of at most 65535 bytes, found more");
+}
+
+/// The same line over and over.
+class EndlessInput : public std::streambuf {
+ protected:
+  int_type underflow() override {
+    setg(line_.data(), line_.data(), line_.data() + line_.size());
+    return traits_type::to_int_type(line_.front());
+  }
+
+ private:
+  std::string line_ = "(5.0) can0 632#81\n";
+};
+
+TEST(TraceReader, EndsSomewhereInInputThatHasNoEnd) {
+  EndlessInput input;
+  std::istream in(&input);
+  const Trace trace = ReadTrace(in, kPlain, 100);
+  EXPECT_EQ(trace.entries.size(), 5U);
+  EXPECT_EQ(trace.damage, "line 6: expected a trace of at most 100 bytes, found more");
+}
+
 TEST(TraceReader, LeavesOtherIdentifiersOut) {
   const Trace trace = Read(
       "(5.0) can0 100#0011\n"
