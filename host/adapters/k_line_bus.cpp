@@ -24,24 +24,24 @@ void KLineBus::Select(const Exchange& exchange) {
   }
 }
 
-void KLineBus::DiscardReceived() {
-  port_->DiscardInput();
-  static_cast<void>(receiver_.OnSilence());
-  received_.clear();
-}
-
 void KLineBus::Send(ByteView message) {
   KeepP3();
   const std::size_t part = timing_.p4.count() == 0 ? message.size() : 1;
+  Bytes carried;
   for (std::size_t at = 0; at < message.size(); at += part) {
     if (at > 0) {
       Wait(timing_.p4);
     }
-    SendPart(message.subspan(at, part));
+    const Bytes echo = SendPart(message.subspan(at, part));
+    carried.insert(carried.end(), echo.begin(), echo.end());
+  }
+  if (!std::equal(carried.begin(), carried.end(), message.begin(), message.end())) {
+    throw DoubtfulFrame("the K line carries " + HexOf(carried) + " where " + HexOf(message) +
+                        " was sent: noise, another tester, or a line that is held");
   }
 }
 
-void KLineBus::SendPart(ByteView bytes) {
+Bytes KLineBus::SendPart(ByteView bytes) {
   port_->Write(bytes);
   const WireSpeed speed{.k_line_baud = baud_};
   const Duration deadline =
@@ -56,12 +56,9 @@ void KLineBus::SendPart(ByteView bytes) {
                      " bytes that it sent: is it one for a K line, is the line powered?");
     }
   }
-  const ByteView own = ByteView(echo).first(bytes.size());
-  if (!std::equal(own.begin(), own.end(), bytes.begin())) {
-    throw BusError("the K line carries " + HexOf(own) + " where " + HexOf(bytes) +
-                   " was sent: another tester, or a line that is held");
-  }
   OnHeard(ByteView(echo).subspan(bytes.size()));
+  echo.resize(bytes.size());
+  return echo;
 }
 
 std::optional<Bytes> KLineBus::Receive(std::chrono::milliseconds timeout) {

@@ -12,34 +12,34 @@
 
 namespace quillmark::host {
 
-/// The pauses of ISO 14230-2 that a tester observes.
+/// The pauses that ISO 14230-2 knows, as far as a tester keeps them.
 struct KLineTiming {
   /// P1: the longest between two bytes of the ECU.
   std::chrono::milliseconds p1{100};
   /// P3: the shortest between the ECU's reply and the next request.
   std::chrono::milliseconds p3{55};
-  /// P4: between two bytes of the tester; 0 sends a message at once.
+  /// P4: between two bytes of the tester; 0 sends a message in one go.
   std::chrono::milliseconds p4{5};
 };
 
 /// A K line behind a serial adapter. The line is one wire for both directions, so the adapter hears
 /// what it sends: every byte is read back and compared. A message ends where its header says; its
-/// checksum is passed on unchecked. A message that is cut off is passed on as far as it was
-/// received.
+/// checksum is handed over unseen. A message that breaks off is handed over as far as it came.
 class KLineBus : public RealTimeBus {
  public:
   KLineBus(std::unique_ptr<SerialPort> port, std::uint32_t baud, const KLineTiming& timing);
 
   void Select(const Exchange& exchange) override;
-  void DiscardReceived() override;
-  /// Returns once the line has carried the message, as its echo shows.
+  /// Returns once the line has carried the message, as its echo tells. Where the echo is another,
+  /// the ECU may have heard the message all the same.
   void Send(ByteView message) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;
 
  private:
   void KeepP3() const;
-  void SendPart(ByteView bytes);
+  /// Sends bytes and reads them back; returns what the line has carried.
+  [[nodiscard]] Bytes SendPart(ByteView bytes);
   void OnHeard(ByteView bytes);
 
   std::unique_ptr<SerialPort> port_;
@@ -47,7 +47,7 @@ class KLineBus : public RealTimeBus {
   KLineTiming timing_;
   KLineReceiver receiver_;
   std::deque<Bytes> received_;
-  /// When the ECU last sent something.
+  /// When the ECU last said something.
   std::optional<Duration> heard_at_;
 };
 

@@ -67,12 +67,6 @@ class AsioSerialPort : public SerialPort {
     return {buffer_.data(), buffer_.data() + read.size};
   }
 
-  void DiscardInput() override {
-    if (::tcflush(port_.native_handle(), TCIFLUSH) != 0) {
-      Fail("is gone", std::strerror(errno));
-    }
-  }
-
   void Break(std::chrono::milliseconds low) override {
     const auto end = std::chrono::steady_clock::now() + low;
     if (::ioctl(port_.native_handle(), TIOCSBRK) != 0) {

@@ -11,7 +11,7 @@ namespace quillmark::host {
 
 /// A serial port with 8 data bits, no parity, one stop bit and no flow control.
 ///
-/// Every operation raises BusError if the device fails or has disappeared. Threads: used by one
+/// Every operation raises BusError where the device fails or has disappeared. Threads: used by one
 /// thread at a time.
 class SerialPort {
  public:
@@ -25,19 +25,16 @@ class SerialPort {
   /// Returns once the system has taken all bytes, which may be before they are on the line.
   virtual void Write(ByteView bytes) = 0;
 
-  /// What has arrived, as soon as that is at least one byte; empty if nothing came within
+  /// What has arrived, as soon as that is at least one byte; empty where nothing came within
   /// `timeout`, which may be 0.
   [[nodiscard]] virtual Bytes Read(Duration timeout) = 0;
-
-  /// Discards what has arrived and has not been read.
-  virtual void DiscardInput() = 0;
 
   /// Holds the line low for `low`; returns once it is high again.
   virtual void Break(std::chrono::milliseconds low) = 0;
 };
 
-/// Opens `device`, such as "/dev/ttyUSB0", exclusively for this process, at any speed that its
-/// driver supports: 10400 baud is not a standard one. Raises BusError.
+/// Opens `device`, such as "/dev/ttyUSB0", for this process alone, at any speed that its driver can
+/// make: 10400 baud is no standard one. Raises BusError.
 [[nodiscard]] std::unique_ptr<SerialPort> OpenSerialPort(const std::string& device,
                                                          std::uint32_t baud);
 

@@ -54,18 +54,23 @@ void SlcanBus::Select(const Exchange& exchange) {
   exchange_ = exchange;
 }
 
-void SlcanBus::DiscardReceived() {
-  ReadEvents(Duration::zero(), "");
-  received_.clear();
+void SlcanBus::Send(ByteView frame) {
+  const std::string failure = TellAdapter(SlcanLineOf(CanFrameTo(exchange_.send, frame)));
+  const bool was_in_doubt = std::exchange(is_in_doubt_, !failure.empty());
+  if (failure.empty()) {
+    return;
+  }
+  if (was_in_doubt) {
+    throw BusError(failure);
+  }
+  throw DoubtfulFrame(failure);
 }
-
-void SlcanBus::Send(ByteView frame) { Command(SlcanLineOf(CanFrameTo(exchange_.send, frame))); }
 
 std::optional<Bytes> SlcanBus::Receive(std::chrono::milliseconds timeout) {
   const Duration deadline = Now() + timeout;
   while (received_.empty()) {
     const Duration left = Left(deadline);
-    ReadEvents(left, "");
+    OnUnasked(ReadEvents(left));
     if (received_.empty() && left == Duration::zero()) {
       return std::nullopt;
     }
@@ -73,6 +78,13 @@ std::optional<Bytes> SlcanBus::Receive(std::chrono::milliseconds timeout) {
   Bytes frame = std::move(received_.front());
   received_.pop_front();
   return frame;
+}
+
+/// A BEL between two commands is about a frame that the adapter lost.
+void SlcanBus::OnUnasked(Reply reply) {
+  if (reply == Reply::kRefused && std::exchange(is_in_doubt_, true)) {
+    throw BusError("the adapter reports one error after the other");
+  }
 }
 
 void SlcanBus::Break(std::chrono::milliseconds /*low*/) {
@@ -86,41 +98,51 @@ void SlcanBus::Write(const std::string& line) {
 }
 
 void SlcanBus::Command(const std::string& line) {
+  if (const std::string failure = TellAdapter(line); !failure.empty()) {
+    throw BusError(failure);
+  }
+}
+
+std::string SlcanBus::TellAdapter(const std::string& line) {
   Write(line);
-  if (confirms_) {
-    AwaitConfirmation(line);
+  if (!confirms_) {
+    return {};
   }
-}
-
-void SlcanBus::AwaitConfirmation(const std::string& line) {
   const Duration deadline = Now() + kConfirmationLimit;
-  while (!ReadEvents(Left(deadline), line)) {
-    if (Now() >= deadline) {
-      throw BusError("the adapter does not confirm \"" + line + "\" within " +
-                     std::to_string(kConfirmationLimit.count()) +
-                     " ms; one that never does needs \"confirms=no\"");
-    }
+  Reply reply = Reply::kNone;
+  while (reply == Reply::kNone && Now() < deadline) {
+    reply = ReadEvents(Left(deadline));
+  }
+  switch (reply) {
+    case Reply::kAccepted:
+      return {};
+    case Reply::kRefused:
+      return "the adapter refuses \"" + line + '"';
+    default:
+      return "the adapter does not confirm \"" + line + "\" within " +
+             std::to_string(kConfirmationLimit.count()) +
+             " ms; one that never does needs \"confirms=no\"";
   }
 }
 
-bool SlcanBus::ReadEvents(Duration timeout, const std::string& line) {
-  bool confirmed = false;
+SlcanBus::Reply SlcanBus::ReadEvents(Duration timeout) {
+  Reply reply = Reply::kNone;
   for (const SlcanEvent& event : receiver_.Take(port_->Read(timeout))) {
     switch (event.kind) {
       case SlcanEvent::Kind::kFrame:
         Keep(event.frame);
         break;
       case SlcanEvent::Kind::kAccepted:
-        confirmed = true;
+        reply = Reply::kAccepted;
         break;
       case SlcanEvent::Kind::kRefused:
-        throw BusError(line.empty() ? "the adapter reports an error"
-                                    : "the adapter refuses \"" + line + "\"");
+        reply = Reply::kRefused;
+        break;
       default:
         break;
     }
   }
-  return confirmed;
+  return reply;
 }
 
 void SlcanBus::Keep(const CanFrame& frame) {

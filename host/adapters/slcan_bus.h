@@ -12,12 +12,11 @@
 namespace quillmark::host {
 
 /// A CAN bus behind a serial adapter that speaks the LAWICEL protocol. It carries the plain CAN
-/// form only: how the channel and the line of a gateway appear on a wire is known to its
-/// manufacturer alone.
+/// form alone: what a gateway's channel and line are on a wire, only its maker knows.
 class SlcanBus : public RealTimeBus {
  public:
   /// Closes the adapter's channel, whatever state it was left in, and opens it at `bit_rate`, one
-  /// of those that the protocol defines. `confirms` says whether the adapter confirms commands.
+  /// of those that the protocol knows. `confirms` says whether the adapter answers what it is told.
   /// Raises BusError.
   SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, bool confirms);
   SlcanBus(const SlcanBus&) = delete;
@@ -28,18 +27,25 @@ class SlcanBus : public RealTimeBus {
   ~SlcanBus() override;
 
   void Select(const Exchange& exchange) override;
-  void DiscardReceived() override;
+  /// A frame that the adapter does not take may be lost on the bus. Where the next one is not taken
+  /// either, the adapter has failed.
   void Send(ByteView frame) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;
 
  private:
+  /// What an adapter says to a line that it was told.
+  enum class Reply : std::uint8_t { kNone, kAccepted, kRefused };
+
   void CloseChannel();
   void Write(const std::string& line);
+  /// For what must be accepted.
   void Command(const std::string& line);
-  void AwaitConfirmation(const std::string& line);
-  /// Reads for at most `timeout`. Returns whether it included a confirmation.
-  bool ReadEvents(Duration timeout, const std::string& line);
+  /// What is wrong with the adapter's reply to `line`; empty where it accepts it.
+  [[nodiscard]] std::string TellAdapter(const std::string& line);
+  /// Reads for at most `timeout`.
+  Reply ReadEvents(Duration timeout);
+  void OnUnasked(Reply reply);
   void Keep(const CanFrame& frame);
 
   std::unique_ptr<SerialPort> port_;
@@ -47,6 +53,8 @@ class SlcanBus : public RealTimeBus {
   SlcanReceiver receiver_;
   Exchange exchange_;
   std::deque<Bytes> received_;
+  /// The adapter has refused a frame, or reported an error, and nothing has gone well since.
+  bool is_in_doubt_ = false;
 };
 
 }  // namespace quillmark::host

@@ -74,11 +74,6 @@ void SocketCanBus::Select(const Exchange& exchange) {
   exchange_ = exchange;
 }
 
-void SocketCanBus::DiscardReceived() {
-  while (ReadFrame()) {
-  }
-}
-
 void SocketCanBus::Send(ByteView frame) {
   can_frame raw{};
   raw.can_id = IdentifierOf(exchange_.send);

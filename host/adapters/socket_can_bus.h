@@ -21,7 +21,6 @@ class SocketCanBus : public RealTimeBus {
   ~SocketCanBus() override;
 
   void Select(const Exchange& exchange) override;
-  void DiscardReceived() override;
   void Send(ByteView frame) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;

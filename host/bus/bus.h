@@ -13,14 +13,14 @@ namespace quillmark::host {
 /// A span of a bus's time, or a moment as the span since a fixed but arbitrary origin.
 using Duration = std::chrono::microseconds;
 
-/// How diagnostic messages travel: ISO 15765-2 on CAN, split into acknowledged frames for a CAN
+/// How diagnostic messages travel: ISO 15765-2 on CAN, cut into acknowledged pieces for a CAN
 /// gateway, or ISO 14230-2 on a K line.
 enum class TransportForm : std::uint8_t { kPlainCan, kGateway, kKLine };
 
-/// The direction of a frame.
+/// Which way a frame travels.
 enum class Direction : std::uint8_t { kToEcu, kToTester };
 
-/// The nodes between which frames are exchanged.
+/// With whom frames are exchanged.
 struct Exchange {
   TransportForm form = TransportForm::kPlainCan;
   /// Plain CAN: the identifier to receive on (above 0x7FF an extended one). Gateway: the channel.
@@ -32,17 +32,24 @@ struct Exchange {
   friend bool operator==(const Exchange&, const Exchange&) = default;
 };
 
-/// The bus itself failed: the adapter is gone, the port cannot be written. An ECU that does not
-/// answer is not such an error.
+/// The bus itself failed: the adapter is gone, the port cannot be written. Silence of the ECU is no
+/// such error.
 class BusError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
+/// A frame was handed to the bus, but perhaps did not get onto the wire as it should. The bus goes
+/// on; whether the ECU has heard the frame shows in its answer.
+class DoubtfulFrame : public BusError {
+ public:
+  using BusError::BusError;
+};
+
 /// Carries the frames of one exchange at a time. A frame is a CAN frame's data (1 to 8 bytes) or
 /// one whole K line message, from its format byte to its checksum.
 ///
-/// Every operation raises BusError if the bus fails. Threads: used by one thread at a time.
+/// Every operation raises BusError where the bus fails. Threads: used by one thread at a time.
 class Bus {
  public:
   Bus() = default;
@@ -52,22 +59,20 @@ class Bus {
   Bus& operator=(Bus&&) = delete;
   virtual ~Bus() = default;
 
-  /// Selects the exchange that all following frames belong to.
+  /// Makes `exchange` the one that all following frames belong to.
   virtual void Select(const Exchange& exchange) = 0;
 
-  /// Discards every frame that has arrived and has not been received.
-  virtual void DiscardReceived() = 0;
-
-  /// Returns once the frame is on the wire.
+  /// Returns once the frame is on the wire. Raises DoubtfulFrame where it perhaps is not.
   virtual void Send(ByteView frame) = 0;
 
-  /// The next frame of the exchange; nothing if none arrived within `timeout`.
+  /// The next frame of the exchange; nothing where none arrived within `timeout`. With a timeout of
+  /// 0 this is a frame that has arrived already.
   [[nodiscard]] virtual std::optional<Bytes> Receive(std::chrono::milliseconds timeout) = 0;
 
   /// Lets at least `time` pass.
   virtual void Wait(std::chrono::milliseconds time) = 0;
 
-  /// Holds the K line low for `low`, which wakes up the ECU. Raises BusError on a CAN bus.
+  /// Pulls the K line low for `low`, which wakes the ECU. On a CAN bus: BusError.
   virtual void Break(std::chrono::milliseconds low) = 0;
 
   /// The bus's time; it never goes back.

@@ -24,7 +24,6 @@ class SimulatedBus : public Bus {
   void InjectFaults(FaultInjector injector) { wire_.InjectFaults(std::move(injector)); }
 
   void Select(const Exchange& exchange) override { wire_.Select(exchange); }
-  void DiscardReceived() override { wire_.DiscardReceived(); }
   void Send(ByteView frame) override { wire_.AdvanceTo(wire_.Send(frame)); }
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Wait(std::chrono::milliseconds time) override { wire_.AdvanceTo(Now() + time); }

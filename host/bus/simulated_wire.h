@@ -82,7 +82,6 @@ class SimulatedWire {
 
   /// The next frame that arrived at the tester; nothing if none is left.
   [[nodiscard]] std::optional<Bytes> TakeReceived();
-  void DiscardReceived() { received_.clear(); }
 
  private:
   void Transmit(Direction direction, Bytes data);

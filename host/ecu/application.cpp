@@ -36,6 +36,7 @@ Application::Application(const EcuOptions& options)
     : form_(options.form),
       timing_(options.timing),
       pending_(options.misbehaviour.pending),
+      busy_(options.misbehaviour.busy),
       refused_(options.misbehaviour.refused),
       records_(options),
       security_(options),
@@ -63,12 +64,23 @@ void Application::Reset() {
 
 Bytes Application::ReplyTo(ByteView request, Duration now) {
   try {
-    if (const auto refused = refused_.find(request[0]); refused != refused_.end()) {
-      throw Refusal(static_cast<ResponseCode>(refused->second));
-    }
+    RefuseIfToldTo(request[0]);
     return PositiveReplyTo(request, now);
   } catch (const Refusal& refusal) {
     return NegativeResponse(request[0], refusal.code());
+  }
+}
+
+void Application::RefuseIfToldTo(std::uint8_t service) {
+  if (const auto code = std::exchange(refuse_next_, std::nullopt)) {
+    throw Refusal(static_cast<ResponseCode>(*code));
+  }
+  if (const auto refused = refused_.find(service); refused != refused_.end()) {
+    throw Refusal(static_cast<ResponseCode>(refused->second));
+  }
+  if (const auto busy = busy_.find(service); busy != busy_.end() && busy->second > 0) {
+    --busy->second;
+    throw Refusal(ResponseCode::kBusyRepeatRequest);
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 
 #include "host/ecu/options.h"
 #include "host/ecu/programming_services.h"
@@ -12,32 +13,37 @@
 
 namespace quillmark::host {
 
-/// The diagnostic application of the simulated ECU: sessions, the services, and the conditions of
-/// each. A session lapses if the tester is silent; the end of a session also ends security access
-/// and running routines.
+/// The diagnostic application of the simulated ECU: sessions, the services and what each of them
+/// demands. A session that the tester leaves alone lapses; whatever ends a session takes security
+/// access and running routines with it.
 class Application : public MessageHandler {
  public:
-  /// Raises std::invalid_argument for inconsistent options.
+  /// Raises std::invalid_argument for options that make no ECU.
   explicit Application(const EcuOptions& options);
 
   std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;
   [[nodiscard]] bool InSession(Duration now) const override;
 
-  /// Loses what a power failure takes: session, security access and running routines. Flash memory,
-  /// records and counted wrong keys stay.
+  /// Refuses the next request with `code`, and does not execute it.
+  void RefuseNext(std::uint8_t code) { refuse_next_ = code; }
+
+  /// Forgets what a power failure takes: session, security access and running routines. Flash
+  /// memory, records and counted wrong keys stay.
   void Reset();
 
   [[nodiscard]] const FlashMemory& flash() const { return programming_.flash(); }
   [[nodiscard]] const Records& records() const { return records_; }
-  /// Number of blocks written into the flash since the ECU was created.
+  /// Blocks that were written into the flash since the ECU was made.
   [[nodiscard]] std::uint32_t blocks_written() const { return programming_.blocks(); }
 
  private:
-  /// In plain CAN form, the default session answers little; in the two other forms, it is the state
-  /// without communication and answers only 81. In these, 81 opens the programming session.
+  /// In plain CAN form the default session answers little; in the two other forms it is the state
+  /// without communication and answers 81 alone. In these, 81 opens the programming session.
   enum class Session : std::uint8_t { kDefault, kDiagnostic, kProgramming };
 
   [[nodiscard]] Bytes ReplyTo(ByteView request, Duration now);
+  /// Raises Refusal where the ECU is to refuse a request of this service, whatever it asks for.
+  void RefuseIfToldTo(std::uint8_t service);
   [[nodiscard]] Bytes PositiveReplyTo(ByteView request, Duration now);
   [[nodiscard]] Bytes OnSessionControl(ByteView request);
   [[nodiscard]] Bytes OnCommunication(ByteView request);
@@ -51,7 +57,9 @@ class Application : public MessageHandler {
   TransportForm form_;
   EcuTiming timing_;
   std::map<std::uint8_t, int> pending_;
+  std::map<std::uint8_t, int> busy_;
   std::map<std::uint8_t, std::uint8_t> refused_;
+  std::optional<std::uint8_t> refuse_next_;
   Records records_;
   SecurityAccess security_;
   ProgrammingServices programming_;

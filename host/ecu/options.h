@@ -64,6 +64,9 @@ struct Misbehaviour {
   std::optional<std::uint32_t> bad_checksum_at_block{};
   /// Service identifier: number of "response pending" before each of its answers.
   std::map<std::uint8_t, int> pending{};
+  /// Service identifier: how many of its requests are answered with 21, busy, repeat request, and
+  /// not executed.
+  std::map<std::uint8_t, int> busy{};
   /// Service identifier: code with which it is refused each time.
   std::map<std::uint8_t, std::uint8_t> refused{};
   /// Addresses of cells that never take a value: they stay erased.
@@ -98,6 +101,9 @@ struct EcuOptions {
   /// line that carries no break.
   bool needs_break = true;
 
+  /// Between two erases a cell takes one value, though it be that of an erased one: so does flash
+  /// memory that guards its cells by a checksum. Otherwise an erased value may be written again.
+  bool write_once = false;
   /// 24-bit addresses; areas do not overlap.
   std::vector<FlashAreaOptions> areas{FlashAreaOptions{}};
   /// Local identifier of the routine that compares the flash with what was downloaded.

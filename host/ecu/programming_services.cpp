@@ -2,6 +2,7 @@
 #include "host/ecu/programming_services.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <stdexcept>
 
@@ -58,6 +59,7 @@ ProgrammingServices::ProgrammingServices(const EcuOptions& options, Records& rec
       erase_time_(options.timing.erase_time),
       check_time_(options.timing.check_time),
       blind_check_(options.misbehaviour.blind_check),
+      write_once_(options.write_once),
       bad_checksum_at_block_(options.misbehaviour.bad_checksum_at_block),
       records_(records),
       flash_(options.areas, options.misbehaviour.bad_cells),
@@ -92,6 +94,7 @@ Bytes ProgrammingServices::StartErase(ByteView request, Duration now) {
   }
   RequireIdle(now);
   std::erase_if(ranges_, [&](const Range& range) { return flash_.AreaOf(range.start, 1) == area; });
+  std::erase_if(written_, [&](const auto& block) { return flash_.AreaOf(block.first, 1) == area; });
   flash_.Erase(area);
   downloaded_.Erase(area);
   erase_ = Routine{now + erase_time_, false};
@@ -145,12 +148,13 @@ void ProgrammingServices::WriteBlock(std::uint8_t area, std::uint32_t address, B
   if (++blocks_received_ == bad_checksum_at_block_) {
     throw Refusal(ResponseCode::kBlockChecksumError);
   }
-  if (!flash_.IsErased(address, data.size())) {
+  if (!TakesAValue(address, data.size())) {
     throw Refusal(ResponseCode::kProgrammingFailure);
   }
   flash_.Write(address, data);
   downloaded_.Write(address, data);
   ranges_.push_back({address, data.size()});
+  written_[address] = address + static_cast<std::uint32_t>(data.size());
   ++blocks_;
 }
 
@@ -197,6 +201,13 @@ void ProgrammingServices::RequireIdle(Duration now) const {
   if (busy(erase_) || busy(check_)) {
     throw Refusal(ResponseCode::kBusyRepeatRequest);
   }
+}
+
+bool ProgrammingServices::TakesAValue(std::uint32_t address, std::size_t count) const {
+  const auto next = written_.upper_bound(address);
+  const bool overlaps = (next != written_.begin() && std::prev(next)->second > address) ||
+                        (next != written_.end() && next->first < address + count);
+  return flash_.IsErased(address, count) && !(write_once_ && overlaps);
 }
 
 bool ProgrammingServices::FlashHoldsWhatWasDownloaded() const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -53,18 +54,22 @@ class ProgrammingServices {
   void WriteBlock(std::uint8_t area, std::uint32_t address, ByteView data, Duration now);
   void WriteLogRecord(std::uint32_t address, ByteView data);
   void RequireIdle(Duration now) const;
+  [[nodiscard]] bool TakesAValue(std::uint32_t address, std::size_t count) const;
   [[nodiscard]] bool FlashHoldsWhatWasDownloaded() const;
 
   std::uint8_t check_identifier_;
   Duration erase_time_;
   Duration check_time_;
   bool blind_check_;
+  bool write_once_;
   std::optional<std::uint32_t> bad_checksum_at_block_;
   Records& records_;
   FlashMemory flash_;
   /// The record of what was downloaded: what the flash should hold, and where.
   FlashMemory downloaded_;
   std::vector<Range> ranges_;
+  /// What was written since it was erased: start and end of each block.
+  std::map<std::uint32_t, std::uint32_t> written_;
   std::uint32_t blocks_ = 0;
   std::uint32_t blocks_received_ = 0;
   std::optional<Routine> erase_;

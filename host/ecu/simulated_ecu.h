@@ -30,6 +30,9 @@ class SimulatedEcu : public SimulatedNode {
   /// time.
   void Reset(Duration now);
 
+  /// Refuses the next request with `code`, and does not execute it.
+  void RefuseNext(std::uint8_t code) { application_.RefuseNext(code); }
+
   /// How a tester reaches the ECU.
   [[nodiscard]] const Exchange& exchange() const { return exchange_; }
 

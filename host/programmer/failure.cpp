@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "host/services/description.h"
 #include "host/services/response_code.h"
 
 namespace quillmark::host {
@@ -36,6 +37,33 @@ Cause CauseOf(RunStatus status) {
   }
 }
 
+std::string CodeText(const RunOutcome& outcome) {
+  return outcome.response_code ? ResponseCodeText(*outcome.response_code) : "";
+}
+
+/// "31 02 00 (routine control: start routine 02)".
+std::string WordsOf(const Bytes& message) {
+  return HexOf(message) + " (" + TextOf(Describe(message)) + ")";
+}
+
+std::string MismatchText(const RunOutcome& outcome) {
+  if (outcome.answer.empty() || outcome.expected.empty()) {
+    return outcome.reason;
+  }
+  return "received " + WordsOf(outcome.answer) + ", expected " + WordsOf(outcome.expected);
+}
+
+std::string FlowControlText(const FlowControl& asked) {
+  const std::string block_size = std::to_string(asked.block_size);
+  const std::string code = std::to_string(asked.separation_time);
+  const bool is_in_microseconds = asked.separation_time >= 0xF1 && asked.separation_time <= 0xF9;
+  const std::string time = is_in_microseconds
+                               ? std::to_string(100 * (asked.separation_time - 0xF0)) + " us"
+                               : code + " ms";
+  return "the ECU asks for block size " + block_size + ", separation time " + time +
+         ": --flow-control " + block_size + " " + code;
+}
+
 std::string BusText(const std::string& reason) { return "the bus failed (" + reason + ")"; }
 
 std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error) {
@@ -47,13 +75,24 @@ std::string TextOf(const RunOutcome& outcome, const std::optional<Error>& error)
     case RunStatus::kBusError:
       return BusText(outcome.reason);
     case RunStatus::kStopped:
-      return "cancelled";
+      return !outcome.stopped_within
+                 ? "cancelled"
+                 : "cancelled while the ECU did not answer " + WordsOf(outcome.request);
+    case RunStatus::kFlowControl:
+      return FlowControlText(outcome.flow_control.value());
+    case RunStatus::kLateRefusal:
+      return "the ECU refused a request that it seemed to have answered (" + outcome.reason +
+             "); negative response " + CodeText(outcome);
     default:
       break;
   }
   std::string text = error ? error->Description() : outcome.reason;
   if (outcome.response_code) {
-    text += "; negative response " + ResponseCodeText(*outcome.response_code);
+    text += "; negative response " + CodeText(outcome);
+  } else if (error && outcome.status == RunStatus::kUnexpectedFrame) {
+    text += "; " + MismatchText(outcome);
+  } else if (error && !outcome.complete()) {
+    text += "; " + outcome.reason;
   }
   return text;
 }
@@ -103,6 +142,17 @@ Failure BusFailure(Phase phase, const std::string& reason) {
   failure.cause = Cause::kBus;
   failure.text = BusText(reason);
   return failure;
+}
+
+bool Identification::Refusal::MeansNoRecord() const {
+  constexpr std::uint8_t kSubFunctionNotSupported = 0x12;
+  constexpr std::uint8_t kRequestOutOfRange = 0x31;
+  return response_code == kSubFunctionNotSupported || response_code == kRequestOutOfRange;
+}
+
+std::string HistoryEndText(const Identification::Refusal& refused) {
+  return "the history is not complete: the ECU refused record " + HexOf(Bytes{refused.record}) +
+         " with " + ResponseCodeText(refused.response_code);
 }
 
 std::string AddressText(std::uint32_t address) {

@@ -18,6 +18,9 @@ namespace quillmark::host {
 /// The failure of the bus while no document was being run.
 [[nodiscard]] Failure BusFailure(Phase phase, const std::string& reason);
 
+/// Why the history of an ECU is not read to its end.
+[[nodiscard]] std::string HistoryEndText(const Identification::Refusal& refused);
+
 /// "0x001000".
 [[nodiscard]] std::string AddressText(std::uint32_t address);
 

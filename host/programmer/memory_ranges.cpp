@@ -101,6 +101,26 @@ std::uint64_t CheckedSize(const MemoryMap& map) {
   return CheckedSize(std::move(ranges));
 }
 
+std::shared_ptr<MemoryImage> RestOf(const MemoryImage& image, std::uint32_t address,
+                                    Platform& platform) {
+  const auto from = static_cast<std::int32_t>(address);
+  std::shared_ptr<MemoryImage> rest = platform.CreateMemoryImage();
+  bool is_behind = false;
+  for (const auto& segment : image.Segments()) {
+    const bool holds_it = segment->StartAddress() <= from && from <= segment->EndAddress();
+    if (is_behind) {
+      rest->AddSegment(*segment);
+    } else if (holds_it) {
+      const std::shared_ptr<ByteString> part = platform.CreateByteString();
+      part->Assign(*segment->Mid(from, 0));
+      part->SetStartAddress(from);
+      rest->AddSegment(*part);
+    }
+    is_behind = is_behind || holds_it;
+  }
+  return rest;
+}
+
 Comparison Compare(const MemoryImage& image, const MemoryImage& found) {
   const FoundMemory memory(found);
   Comparison comparison;

@@ -2,24 +2,31 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "host/programmer/programmer.h"
 #include "quillmark/byte_string.h"
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
+#include "quillmark/platform.h"
 
 namespace quillmark::host {
 
 /// The bytes of a host library string, without its addresses.
 [[nodiscard]] Bytes BytesOf(const ByteString& string);
 
-/// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) if it is
-/// 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
+/// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) where it
+/// is 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryImage& image);
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryMap& map);
 
-/// How the bytes of an image compare.
+/// The bytes of `image` from `address` on, which one of its segments holds, and of all segments
+/// behind that one.
+[[nodiscard]] std::shared_ptr<MemoryImage> RestOf(const MemoryImage& image, std::uint32_t address,
+                                                  Platform& platform);
+
+/// What became of the bytes of an image.
 struct Comparison {
   std::uint64_t equal_bytes = 0;
   std::uint64_t different_bytes = 0;

@@ -47,6 +47,7 @@ ProgrammerConfig Checked(ProgrammerConfig config) {
   CheckAddressing(config);
   Demand(Within(config.block_size, 0, 255), "the block size must be 0 to 255");
   Demand(Within(config.separation_time, 0, 255), "the separation time must be 0 to 255 ms");
+  Demand(config.repetition.most >= 0, "a request cannot be repeated less than 0 times");
   Demand(config.alignment >= 1, "the alignment must be at least 1");
   Demand(config.tester_present_interval.count() >= 1, "tester present needs an interval");
   const bool plain_can = config.form == TransportForm::kPlainCan;
@@ -120,13 +121,17 @@ void Programmer::OnIdentified(std::function<void(const Identification&)> on_iden
   on_identified_ = std::move(on_identified);
 }
 
-/// If `work` fails and leaves the session open, the session closes itself.
+void Programmer::OnWarning(std::function<void(const std::string&)> on_warning) {
+  on_warning_ = std::move(on_warning);
+}
+
+/// A session that `work` leaves open because it fails closes itself.
 template <typename Work>
 auto Programmer::InSession(Work work) {
   ProgressReporter progress(bus_, on_progress_);
   try {
-    Session session(platform_, create_component_(platform_), bus_, config_, progress,
-                    {stop_requested_, on_document_});
+    Session session(platform_, create_component_, bus_, config_, progress,
+                    {stop_requested_, on_document_, on_warning_});
     return work(session, progress);
   } catch (const ProgrammingError& error) {
     throw ProgrammingError(progress.WithState(error.failure()));
@@ -170,8 +175,10 @@ ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
     if (options.verify) {
       result.verified_bytes = VerifyIn(session, *image, MapOf(*image), result.image_bytes);
     }
-    session.WriteLogZone();
+    result.log_record_is_unanswered = !session.WriteLogZone();
     session.Close();
+    result.repeated = progress.progress().repeated;
+    result.passed_over = progress.progress().passed_over;
     result.total_time = progress.TotalTime();
   });
   return result;
@@ -201,6 +208,9 @@ std::uint64_t Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
 
 Identification Programmer::IdentifyIn(Session& session) const {
   Identification identification = session.Identify();
+  if (on_warning_ && identification.refused && !identification.refused->MeansNoRecord()) {
+    on_warning_(HistoryEndText(*identification.refused));
+  }
   if (on_identified_) {
     on_identified_(identification);
   }

@@ -96,6 +96,9 @@ struct Failure {
   std::uint64_t written_bytes = 0;
   std::uint64_t image_bytes = 0;
   bool session_open = false;
+  /// As in Progress.
+  std::uint32_t repeated = 0;
+  std::uint32_t passed_over = 0;
   /// Where the host keeps what the memory held before, for the advice; empty if it does not. The
   /// host sets it: a programmer does not know what `ProgramOptions::backup` does.
   std::string backup{};
@@ -124,6 +127,16 @@ struct Identification {
   /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
   /// the first history record is present.
   std::vector<Entry> entries;
+
+  /// The record that the ECU refused, and with which code. What comes after it was not asked for.
+  struct Refusal {
+    std::uint8_t record = 0;
+    std::uint8_t response_code = 0;
+
+    /// Whether the code says that there is no such record, rather than why it cannot be read now.
+    [[nodiscard]] bool MeansNoRecord() const;
+  };
+  std::optional<Refusal> refused{};
 };
 
 /// Makes the component object of a session. A host that does not link the component passes its own
@@ -136,6 +149,15 @@ using ComponentFactory =
 /// than a second. May throw, which fails the phase `kUnlock`.
 using KeyFunction = std::function<std::optional<Bytes>(const Bytes& seed)>;
 
+/// How often and for how long requests are repeated.
+struct RepetitionLimits {
+  /// Repetitions of a request after silence, damage or a checksum error; 0: nothing is repeated.
+  int most = 2;
+  /// After negative response 21, busy, repeat request: how soon, and for how long.
+  std::chrono::milliseconds busy_interval{200};
+  std::chrono::milliseconds busy_limit{25'000};
+};
+
 struct ProgrammerConfig {
   TransportForm form = TransportForm::kPlainCan;
   /// Plain CAN: the two identifiers, 1 to 0x1FFFFFFF.
@@ -147,6 +169,8 @@ struct ProgrammerConfig {
   /// ISO 15765-2 flow control of the ECU: block size and separation time in ms, 0 to 255 each.
   std::int32_t block_size = 1;
   std::int32_t separation_time = 0;
+  /// Where the ECU asks for another flow control, a download adapts to it, once.
+  bool adapts_flow_control = true;
 
   /// The memory to be erased and written (`RL`), and the routine that checks it.
   std::uint8_t memory = 0;
@@ -164,6 +188,7 @@ struct ProgrammerConfig {
   KeyFunction key;
 
   RunnerTiming timing;
+  RepetitionLimits repetition;
   std::chrono::milliseconds poll_interval{100};
   /// After so long without a request tester present is sent, while a session is open and the host
   /// itself pauses: S3 of the tester, at least 1 ms.
@@ -183,6 +208,9 @@ struct Progress {
   Duration total_time{};
   /// What would become of the ECU's memory if the call ended here.
   EcuMemory memory = EcuMemory::kUntouched;
+  /// Since the call began: how often a request was sent again, and frames that answered nothing.
+  std::uint32_t repeated = 0;
+  std::uint32_t passed_over = 0;
 };
 
 /// A document that a programmer runs: before the run, and after it with the result.
@@ -201,6 +229,11 @@ struct ProgramResult {
   std::uint64_t sent_bytes = 0;
   /// Bytes read back and found equal; 0 without verification.
   std::uint64_t verified_bytes = 0;
+  /// The log record was sent, but its answer did not come: whether it is written is not known.
+  bool log_record_is_unanswered = false;
+  /// As in Progress.
+  std::uint32_t repeated = 0;
+  std::uint32_t passed_over = 0;
   /// Time of the bus: of the phase `kDownload`, and of everything.
   Duration download_time{};
   Duration total_time{};
@@ -267,6 +300,9 @@ class Programmer {
   /// Called with every document right before and right after its run. Must not throw.
   void OnDocument(std::function<void(const DocumentRun&)> on_document);
 
+  /// Called with a sentence about what a user should know, though the call goes on.
+  void OnWarning(std::function<void(const std::string&)> on_warning);
+
   /// Called as soon as an ECU has been identified, before anything is asked of its key function.
   void OnIdentified(std::function<void(const Identification&)> on_identified);
 
@@ -301,6 +337,7 @@ class Programmer {
   std::function<bool()> stop_requested_;
   std::function<void(const DocumentRun&)> on_document_;
   std::function<void(const Identification&)> on_identified_;
+  std::function<void(const std::string&)> on_warning_;
 };
 
 }  // namespace quillmark::host

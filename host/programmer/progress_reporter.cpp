@@ -22,9 +22,18 @@ void ProgressReporter::BytesDone(std::uint64_t bytes) {
   }
 }
 
+void ProgressReporter::Repeated() {
+  ++progress_.repeated;
+  Report();
+}
+
+void ProgressReporter::PassedOver(std::uint32_t frames) { progress_.passed_over += frames; }
+
 Failure ProgressReporter::WithState(Failure failure) const {
   failure.memory = progress_.memory;
   failure.session_open = session_open_;
+  failure.repeated = progress_.repeated;
+  failure.passed_over = progress_.passed_over;
   if (progress_.memory == EcuMemory::kPartlyWritten) {
     failure.written_bytes = progress_.bytes_done;
     failure.image_bytes = progress_.bytes_total;

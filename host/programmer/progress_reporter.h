@@ -16,11 +16,16 @@ class ProgressReporter {
 
   void Begin(Phase phase, std::uint64_t bytes_total = 0);
   void BytesDone(std::uint64_t bytes);
+  /// A request is sent again.
+  void Repeated();
+  /// So many frames answered nothing.
+  void PassedOver(std::uint32_t frames);
 
   void SetMemory(EcuMemory memory) { progress_.memory = memory; }
   void SetSessionOpen(bool open) { session_open_ = open; }
 
   [[nodiscard]] Phase phase() const { return progress_.phase; }
+  [[nodiscard]] const Progress& progress() const { return progress_; }
   /// Adds what is known of the ECU.
   [[nodiscard]] Failure WithState(Failure failure) const;
   /// As of now.

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <chrono>
 #include <exception>
 #include <string>
 #include <utility>
@@ -17,16 +16,10 @@ namespace {
 
 constexpr std::int32_t kNotReprogrammable = 4000;
 
-/// The error that `check` raises.
-template <typename Check>
-std::optional<Error> ErrorOf(Check&& check) {
-  try {
-    check();
-  } catch (const Error& error) {
-    return error;
-  }
-  return std::nullopt;
-}
+constexpr std::uint8_t kDownloadService = 0x34;
+constexpr std::uint8_t kUploadService = 0x35;
+/// Of a block: service, memory, three bytes of address, count.
+constexpr std::size_t kBlockHeader = 6;
 
 Bytes BytesOrNone(const std::shared_ptr<ByteString>& record) {
   return record ? BytesOf(*record) : Bytes{};
@@ -35,19 +28,23 @@ Bytes BytesOrNone(const std::shared_ptr<ByteString>& record) {
 Identification IdentificationOf(const std::shared_ptr<ByteString>& record,
                                 const ByteStringArray& history,
                                 const ByteStringArray& reprogramming) {
-  Identification identification{.record = BytesOrNone(record), .entries = {}};
+  Identification identification;
+  identification.record = BytesOrNone(record);
   for (std::size_t i = 0; i < history.size() && history[i]; ++i) {
     identification.entries.push_back({BytesOrNone(history[i]), BytesOrNone(reprogramming[i])});
   }
   return identification;
 }
 
-/// A record that the ECU does not have ends the sequence: it is refused, and that is not a failure
-/// where the check routine finds enough records.
-bool EndsWithTheHistory(const RunOutcome& outcome) {
+/// A record that the ECU refuses ends the sequence, and that is no failure where the check finds
+/// enough records.
+std::optional<Identification::Refusal> RefusedRecord(const RunOutcome& outcome) {
   constexpr std::uint8_t kReadRecord = 0x21;
-  return outcome.status == RunStatus::kUnexpectedFrame && outcome.response_code &&
-         !outcome.request.empty() && outcome.request[0] == kReadRecord;
+  if (outcome.status != RunStatus::kUnexpectedFrame || !outcome.response_code ||
+      outcome.request.size() < 2 || outcome.request[0] != kReadRecord) {
+    return std::nullopt;
+  }
+  return Identification::Refusal{outcome.request[1], *outcome.response_code};
 }
 
 /// The lengths of keys whose reply the component finds (D10).
@@ -62,15 +59,30 @@ bool KeyFits(TransportForm form, std::size_t size) {
   }
 }
 
-/// Whether a failed start of the erase certainly left the memory unchanged.
+/// Whether a failed start of the erase certainly left the memory alone: it was not sent, or
+/// refused.
 bool WasNotStarted(const Failure& failure) {
-  const bool refused = failure.cause == Cause::kUnexpectedReply && failure.response_code;
-  return failure.cause == Cause::kCancelled || refused;
+  return failure.cause == Cause::kCancelled
+             ? !failure.service
+             : failure.cause == Cause::kUnexpectedReply && failure.response_code.has_value();
+}
+
+bool IsAll(std::uint8_t value, ByteView bytes) {
+  return std::all_of(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return byte == value; });
+}
+
+Bytes ContentOf(const MemoryImage& image) {
+  Bytes content;
+  for (const auto& segment : image.Segments()) {
+    const Bytes bytes = BytesOf(*segment);
+    content.insert(content.end(), bytes.begin(), bytes.end());
+  }
+  return content;
 }
 
 }  // namespace
 
-/// Receives the documents of a worker as long as it lives.
+/// Takes a worker's documents for as long as it lives.
 class Session::PieceReceiver {
  public:
   explicit PieceReceiver(DiagOnCANReprog& reprog) : reprog_(reprog) {
@@ -87,7 +99,7 @@ class Session::PieceReceiver {
     reprog_.OnXMLReady({});
   }
 
-  /// Null at the end of the sequence; nothing if the worker takes longer than `timeout`.
+  /// Null at the end of the sequence; nothing where the worker needs longer than `timeout`.
   [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
       std::chrono::milliseconds timeout) {
     return queue_->Pop(timeout);
@@ -98,45 +110,42 @@ class Session::PieceReceiver {
   std::shared_ptr<PieceQueue> queue_ = std::make_shared<PieceQueue>();
 };
 
-Session::Session(std::shared_ptr<Platform> platform, std::shared_ptr<DiagOnCANReprog> reprog,
+Session::Session(std::shared_ptr<Platform> platform, const ComponentFactory& create_component,
                  Bus& bus, const ProgrammerConfig& config, ProgressReporter& progress,
                  const SessionCallbacks& callbacks)
     : platform_(std::move(platform)),
-      bus_(bus),
+      create_component_(create_component),
       config_(config),
       progress_(progress),
-      callbacks_(callbacks),
-      runner_(bus, config.form, config.timing),
-      reprog_(std::move(reprog)) {
-  const bool by_identifiers = config.form == TransportForm::kPlainCan;
-  reprog_->CANIDs(by_identifiers ? config.receive_id : 0,
-                  by_identifiers ? config.send_id : config.address);
-  reprog_->FlowControl(config.block_size, config.separation_time);
-  runner_.OnStopRequested([this] { return StopRequested(); });
-  runner_.OnRequestDone([this](ByteView request) { OnRequestDone(request); });
-}
-
-bool Session::StopRequested() const {
-  return !closing_ && callbacks_.stop_requested && callbacks_.stop_requested();
+      block_size_(config.block_size),
+      separation_time_(config.separation_time),
+      reprog_(MakeReprog()),
+      dialogue_(*platform_, reprog_, bus, config, progress, callbacks) {
+  dialogue_.OnRequestDone([this](ByteView request) { OnRequestDone(request); });
+  dialogue_.AskAboutBlocks(
+      [this](const RequestTry& request_try) { return AfterUnansweredBlock(request_try.request); });
 }
 
 Session::~Session() {
-  if (!open_) {
-    return;
+  if (dialogue_.is_open()) {
+    dialogue_.Abandon();
   }
-  try {
-    StopCommunication();
-  } catch (...) {
-    // The host is told what went wrong first.
-    open_ = false;  // as far as this session can close it
-  }
+}
+
+std::shared_ptr<DiagOnCANReprog> Session::MakeReprog() const {
+  std::shared_ptr<DiagOnCANReprog> reprog = create_component_(platform_);
+  const bool by_identifiers = config_.form == TransportForm::kPlainCan;
+  reprog->CANIDs(by_identifiers ? config_.receive_id : 0,
+                 by_identifiers ? config_.send_id : config_.address);
+  reprog->FlowControl(block_size_, separation_time_);
+  return reprog;
 }
 
 Identification Session::Identify() {
   progress_.Begin(Phase::kIdentify);
-  SetOpen(true);
+  dialogue_.SetOpen(true);
   const Document document = reprog_->StartDiag();
-  const RunOutcome outcome = Run(document);
+  const RunOutcome outcome = dialogue_.Run(document);
   ByteStringArray history;
   ByteStringArray reprogramming;
   std::shared_ptr<ByteString> record;
@@ -145,186 +154,157 @@ Identification Session::Identify() {
   // D16.
   const bool only_without_history = config_.form == TransportForm::kKLine && record && error &&
                                     error->Number() == kNotReprogrammable;
-  if ((!outcome.complete() && !EndsWithTheHistory(outcome)) || (error && !only_without_history)) {
+  const std::optional<Identification::Refusal> refused = RefusedRecord(outcome);
+  if ((!outcome.complete() && !refused) || (error && !only_without_history)) {
     throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, error));
   }
   if (config_.form == TransportForm::kGateway && outcome.complete()) {
-    SetOpen(false);
+    dialogue_.SetOpen(false);
   }
-  return IdentificationOf(record, history, reprogramming);
+  Identification identification = IdentificationOf(record, history, reprogramming);
+  identification.refused = refused;
+  return identification;
 }
 
 void Session::AwaitConfirmation(const std::function<Programmer::Answer()>& confirm) {
   Programmer::Answer answer = confirm();
   for (; answer == Programmer::Answer::kNotYet; answer = confirm()) {
-    KeepAliveUnlessStopped();
+    dialogue_.KeepAliveUnlessStopped();
   }
   if (answer == Programmer::Answer::kNo) {
-    Fail(Cause::kCancelled, "not confirmed");
+    dialogue_.Fail(Cause::kCancelled, "not confirmed");
   }
 }
 
 void Session::Unlock() {
   progress_.Begin(Phase::kUnlock);
-  SetOpen(true);
-  std::shared_ptr<ByteString> seed_string;
-  Exchange(reprog_->readseed(),
-           [&](const Document& reply) { seed_string = reprog_->getseed(reply); });
-  const Bytes seed = BytesOf(*seed_string);
-  const bool already_unlocked =
-      std::all_of(seed.begin(), seed.end(), [](std::uint8_t byte) { return byte == 0; });
-  if (already_unlocked) {
+  dialogue_.SetOpen(true);
+  const Bytes seed = ReadSeed();
+  if (IsAll(0, seed)) {
     return;
   }
-  Exchange(reprog_->dounlock(ByteStringOf(KeyOf(seed))),
-           [&](const Document& reply) { reprog_->checkunlock(reply); });
+  std::optional<RunOutcome> unanswered = SendKey(seed);
+  if (!unanswered) {
+    return;
+  }
+  // The key, or its answer, was lost. An ECU that took it says so by a seed of zeros; where the ECU
+  // only seems to be open, the erase is refused. Another wrong key could cost the last attempt.
+  const Bytes other_seed = ReadSeed();
+  if (IsAll(0, other_seed)) {
+    return;
+  }
+  const bool was_refused = unanswered->response_code.has_value();
+  if (!was_refused) {
+    unanswered = SendKey(other_seed);
+  }
+  if (unanswered) {
+    throw ProgrammingError(ExchangeFailure(progress_.phase(), *unanswered, std::nullopt));
+  }
+}
+
+Bytes Session::ReadSeed() {
+  std::shared_ptr<ByteString> seed;
+  dialogue_.Exchange(reprog_->readseed(),
+                     [&](const Document& reply) { seed = reprog_->getseed(reply); });
+  return BytesOf(*seed);
+}
+
+std::optional<RunOutcome> Session::SendKey(const Bytes& seed) {
+  return dialogue_.ExchangeUnless(Remedy::kNewSeed, reprog_->dounlock(ByteStringOf(KeyOf(seed))),
+                                  [&](const Document& reply) { reprog_->checkunlock(reply); });
 }
 
 void Session::Erase() {
   progress_.SetMemory(EcuMemory::kPerhapsErased);
   progress_.Begin(Phase::kErase);
   try {
-    Exchange(reprog_->starterase(config_.memory),
-             [&](const Document& reply) { reprog_->checkstarterase(reply); });
+    dialogue_.RunRoutine(
+        {.start = [&] { return reprog_->starterase(config_.memory); },
+         .check_start = [&](const Document& reply) { reprog_->checkstarterase(reply); },
+         .ask = [&] { return reprog_->checkerase(); },
+         .is_finished = [&](const Document& reply) { return reprog_->checkcheckerase(reply); }});
   } catch (const ProgrammingError& error) {
-    if (WasNotStarted(error.failure())) {
+    if (!dialogue_.was_perhaps_started() && WasNotStarted(error.failure())) {
       progress_.SetMemory(EcuMemory::kUntouched);
     }
     throw;
   }
-  Poll([&] { return reprog_->checkerase(); },
-       [&](const Document& reply) { return reprog_->checkcheckerase(reply); });
 }
 
 std::uint64_t Session::Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size) {
   progress_.SetMemory(EcuMemory::kPartlyWritten);
   progress_.Begin(Phase::kDownload, size);
-  Stream(
-      [&] {
-        reprog_->ComputeDownload(config_.memory, image, config_.fill_byte, config_.alignment,
-                                 config_.max_block);
-      },
-      [&](const Document& reply) { reprog_->checkdownload(reply); }, size);
+  covered_ = 0;
+  moved_ = 0;
+  std::shared_ptr<MemoryImage> rest = image;
+  while (rest) {
+    const std::optional<RunOutcome> broken_off = Stream(
+        [&] {
+          reprog_->ComputeDownload(config_.memory, rest, config_.fill_byte, config_.alignment,
+                                   config_.max_block);
+        },
+        [&](const Document& reply) { reprog_->checkdownload(reply); }, size);
+    rest = broken_off ? AdaptTo(*broken_off, *rest) : nullptr;
+    covered_ = rest ? size - CheckedSize(*rest) : covered_;
+  }
   progress_.SetMemory(EcuMemory::kWritten);
   return moved_;
+}
+
+std::shared_ptr<MemoryImage> Session::AdaptTo(const RunOutcome& outcome, const MemoryImage& image) {
+  const Failure failure = ExchangeFailure(progress_.phase(), outcome, std::nullopt);
+  if (!config_.adapts_flow_control || has_adapted_ || !failure.address) {
+    throw ProgrammingError(failure);
+  }
+  has_adapted_ = true;
+  block_size_ = outcome.flow_control.value().block_size;
+  separation_time_ = outcome.flow_control.value().separation_time;
+  // Another object, since the worker of this one may still deliver documents.
+  reprog_ = MakeReprog();
+  return RestOf(image, *failure.address, *platform_);
 }
 
 void Session::Check() {
   progress_.Begin(Phase::kCheck);
   const std::uint8_t routine = config_.check_routine;
-  Exchange(reprog_->startroutine(routine),
-           [&](const Document& reply) { reprog_->checkstartroutine(reply, routine); });
-  Poll([&] { return reprog_->routinestatus(routine); },
-       [&](const Document& reply) { return reprog_->checkroutine(reply, routine); });
+  dialogue_.RunRoutine(
+      {.start = [&] { return reprog_->startroutine(routine); },
+       .check_start = [&](const Document& reply) { reprog_->checkstartroutine(reply, routine); },
+       .ask = [&] { return reprog_->routinestatus(routine); },
+       .is_finished =
+           [&](const Document& reply) { return reprog_->checkroutine(reply, routine); }});
   progress_.SetMemory(EcuMemory::kChecked);
 }
 
 std::shared_ptr<MemoryImage> Session::Upload(const std::shared_ptr<MemoryMap>& map,
                                              std::uint64_t size, Phase phase) {
   progress_.Begin(phase, size);
-  const std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
-  Stream([&] { reprog_->ComputeUpload(map, config_.memory); },
-         [&](const Document& reply) { reprog_->checkupload(reply, image); }, size);
+  covered_ = 0;
+  moved_ = 0;
+  std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
+  static_cast<void>(Stream([&] { reprog_->ComputeUpload(map, config_.memory); },
+                           [&](const Document& reply) { reprog_->checkupload(reply, image); },
+                           size));
+  dialogue_.WarnOfBelievedBlocks();
   return image;
 }
 
-void Session::WriteLogZone() {
+bool Session::WriteLogZone() {
   if (!config_.log_record) {
-    return;
+    return true;
   }
   progress_.Begin(Phase::kLogZone);
-  Exchange(reprog_->writelogzone(ByteStringOf(*config_.log_record)),
-           [&](const Document& reply) { reprog_->checkwritelogzone(reply); });
+  dialogue_.Exchange(reprog_->writelogzone(ByteStringOf(*config_.log_record)),
+                     [&](const Document& reply) { reprog_->checkwritelogzone(reply); });
+  return !dialogue_.log_record_is_unanswered();
 }
 
 void Session::Close() {
-  if (!open_) {
+  if (!dialogue_.is_open()) {
     return;
   }
   progress_.Begin(Phase::kClose);
-  StopCommunication();
-}
-
-void Session::StopCommunication() {
-  closing_ = true;
-  Exchange(reprog_->stopcomm(), [](const Document&) {});
-  SetOpen(false);
-}
-
-void Session::SetOpen(bool open) {
-  open_ = open;
-  progress_.SetSessionOpen(open);
-}
-
-void Session::KeepAlive() {
-  if (open_ && bus_.Now() - last_request_ >= config_.tester_present_interval) {
-    Exchange(reprog_->TesterPresent(), [](const Document&) {});
-  }
-}
-
-void Session::KeepAliveUnlessStopped() {
-  if (StopRequested()) {
-    Fail(Cause::kCancelled, "cancelled");
-  }
-  KeepAlive();
-}
-
-void Session::Pause(std::chrono::milliseconds time) {
-  const Duration end = bus_.Now() + time;
-  for (Duration left = time; left > Duration::zero(); left = end - bus_.Now()) {
-    bus_.Wait(std::min(std::chrono::ceil<std::chrono::milliseconds>(left),
-                       config_.tester_present_interval));
-    KeepAlive();
-  }
-}
-
-RunOutcome Session::Run(const Document& document) {
-  TellDocument(document, nullptr);
-  RunOutcome outcome = runner_.Run(*document);
-  last_request_ = bus_.Now();
-  TellDocument(document, &outcome);
-  if (outcome.status == RunStatus::kStopped) {
-    throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, std::nullopt));
-  }
-  return outcome;
-}
-
-void Session::TellDocument(const Document& document, const RunOutcome* outcome) const {
-  if (callbacks_.on_document) {
-    callbacks_.on_document({progress_.phase(), *document, outcome});
-  }
-}
-
-void Session::Exchange(const Document& document, const CheckDocument& check) {
-  const RunOutcome outcome = Run(document);
-  const std::optional<Error> error = ErrorOf([&] { check(document); });
-  if (!outcome.complete() || error) {
-    throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, error));
-  }
-}
-
-void Session::Poll(const std::function<Document()>& request,
-                   const std::function<bool(const Document&)>& is_finished) {
-  const Duration deadline = bus_.Now() + config_.busy_limit;
-  for (;;) {
-    const Document document = request();
-    const RunOutcome outcome = Run(document);
-    bool finished = false;
-    const std::optional<Error> error = ErrorOf([&] { finished = is_finished(document); });
-    // D19.
-    const bool answered = outcome.complete() || outcome.status == RunStatus::kUnexpectedFrame;
-    if (!answered || error) {
-      throw ProgrammingError(ExchangeFailure(progress_.phase(), outcome, error));
-    }
-    if (finished) {
-      return;
-    }
-    if (bus_.Now() >= deadline) {
-      Fail(Cause::kStillBusy,
-           "the ECU is still busy after " + std::to_string(config_.busy_limit.count()) + " ms");
-    }
-    Pause(config_.poll_interval);
-  }
+  dialogue_.Close();
 }
 
 std::shared_ptr<IXMLDOMNode> Session::NextPiece(PieceReceiver& receiver) {
@@ -333,48 +313,82 @@ std::shared_ptr<IXMLDOMNode> Session::NextPiece(PieceReceiver& receiver) {
     if (auto piece = receiver.Next(kLookUp)) {
       return *piece;
     }
-    KeepAlive();
+    dialogue_.KeepAlive();
   }
 }
 
-void Session::Stream(const std::function<void()>& start, const CheckDocument& check,
-                     std::uint64_t size) {
-  covered_ = 0;
-  moved_ = 0;
+std::optional<RunOutcome> Session::Stream(const std::function<void()>& start,
+                                          const Dialogue::CheckDocument& check,
+                                          std::uint64_t size) {
   PieceReceiver receiver(*reprog_);
   start();
   while (const std::shared_ptr<IXMLDOMNode> piece = NextPiece(receiver)) {
-    covered_ += static_cast<std::uint64_t>(RunPiece(piece, check));
+    const auto document = std::dynamic_pointer_cast<DOMDocument>(piece);
+    const std::uint64_t bytes = BytesCoveredBy(document);
+    if (auto outcome = dialogue_.ExchangeUnless(Remedy::kAdapt, document, check)) {
+      return outcome;
+    }
+    covered_ += bytes;
     progress_.BytesDone(covered_);
   }
   // D25.
   if (covered_ != size) {
-    Fail(Cause::kIncomplete, "the transfer ended after " + std::to_string(covered_) + " of " +
-                                 std::to_string(size) + " bytes");
+    dialogue_.Fail(Cause::kIncomplete, "the transfer ended after " + std::to_string(covered_) +
+                                           " of " + std::to_string(size) + " bytes");
   }
+  return std::nullopt;
 }
 
-std::int32_t Session::RunPiece(const std::shared_ptr<IXMLDOMNode>& piece,
-                               const CheckDocument& check) {
-  const auto document = std::dynamic_pointer_cast<DOMDocument>(piece);
+std::uint64_t Session::BytesCoveredBy(const Document& document) const {
   const auto root = document ? document->documentElement() : nullptr;
   const std::string text = root ? root->getAttribute("totalbytes").value_or("") : "";
-  std::int32_t bytes = 0;
+  std::uint32_t bytes = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bytes);
-  if (error != std::errc{} || end != text.data() + text.size() || bytes < 0) {
-    Fail(Cause::kComponent, "a transfer document does not say how many bytes it covers");
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    dialogue_.Fail(Cause::kComponent, "a transfer document does not say how many bytes it covers");
   }
-  Exchange(document, check);
   return bytes;
+}
+
+NextMove Session::AfterUnansweredBlock(ByteView request) {
+  const Bytes block(request.begin() + kBlockHeader,
+                    request.begin() + kBlockHeader + request[kBlockHeader - 1]);
+  const std::int32_t address = request[2] << 16 | request[3] << 8 | request[4];
+  const Reading reading = ReadBack(address, static_cast<std::int32_t>(block.size()));
+  if (reading.was_refused) {
+    return NextMove::kRepeat;
+  }
+  if (reading.bytes == block) {
+    return NextMove::kAccept;
+  }
+  const bool is_erased = reading.bytes.size() == block.size() &&
+                         (IsAll(0xFF, reading.bytes) || IsAll(config_.fill_byte, reading.bytes));
+  return is_erased ? NextMove::kRepeat : NextMove::kGoOn;
+}
+
+Session::Reading Session::ReadBack(std::int32_t address, std::int32_t count) {
+  const std::shared_ptr<DiagOnCANReprog> reader = MakeReprog();
+  const std::shared_ptr<MemoryMap> map = platform_->CreateMemoryMap();
+  const std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
+  map->AddRange(address, count);
+  PieceReceiver receiver(*reader);
+  reader->ComputeUpload(map, config_.memory);
+  while (const std::shared_ptr<IXMLDOMNode> piece = NextPiece(receiver)) {
+    const auto document = std::dynamic_pointer_cast<DOMDocument>(piece);
+    const RunOutcome outcome = dialogue_.RunAside(document);
+    const std::optional<Error> error = ErrorOf([&] { reader->checkupload(document, image); });
+    if (!outcome.complete() || error) {
+      return {.was_refused = outcome.response_code.has_value()};
+    }
+  }
+  return {.bytes = ContentOf(*image)};
 }
 
 /// Counts the data of a block, so that a host sees a large document move.
 void Session::OnRequestDone(ByteView request) {
-  constexpr std::size_t kBlockHeader = 6;
-  const Phase phase = progress_.phase();
-  const bool moves_bytes = phase == Phase::kDownload || phase == Phase::kUpload ||
-                           phase == Phase::kVerify || phase == Phase::kBackup;
-  if (!moves_bytes || request.size() < kBlockHeader) {
+  const std::uint8_t service =
+      progress_.phase() == Phase::kDownload ? kDownloadService : kUploadService;
+  if (request.size() < kBlockHeader || request[0] != service) {
     return;
   }
   moved_ += request[kBlockHeader - 1];
@@ -383,14 +397,15 @@ void Session::OnRequestDone(ByteView request) {
 
 Bytes Session::KeyOf(const Bytes& seed) {
   if (!config_.key) {
-    Fail(Cause::kKey, "there is no key function");
+    dialogue_.Fail(Cause::kKey, "there is no key function");
   }
   std::optional<Bytes> key = AskForKey(seed);
   for (; !key; key = AskForKey(seed)) {
-    KeepAliveUnlessStopped();
+    dialogue_.KeepAliveUnlessStopped();
   }
   if (!KeyFits(config_.form, key->size())) {
-    Fail(Cause::kKey, "a key of " + std::to_string(key->size()) + " bytes cannot be sent");
+    dialogue_.Fail(Cause::kKey,
+                   "a key of " + std::to_string(key->size()) + " bytes cannot be sent");
   }
   return *key;
 }
@@ -399,7 +414,7 @@ std::optional<Bytes> Session::AskForKey(const Bytes& seed) const {
   try {
     return config_.key(seed);
   } catch (const std::exception& error) {
-    Fail(Cause::kKey, std::string("no key for the seed: ") + error.what());
+    dialogue_.Fail(Cause::kKey, std::string("no key for the seed: ") + error.what());
   }
 }
 
@@ -407,14 +422,6 @@ std::shared_ptr<ByteString> Session::ByteStringOf(const Bytes& bytes) const {
   std::shared_ptr<ByteString> string = platform_->CreateByteString();
   string->SetHex(HexOf(bytes));
   return string;
-}
-
-void Session::Fail(Cause cause, const std::string& text) const {
-  Failure failure;
-  failure.phase = progress_.phase();
-  failure.cause = cause;
-  failure.text = text;
-  throw ProgrammingError(failure);
 }
 
 }  // namespace quillmark::host

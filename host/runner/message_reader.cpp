@@ -3,11 +3,10 @@
 
 #include <algorithm>
 
+#include "host/services/response_code.h"
+
 namespace quillmark::host {
 namespace {
-
-constexpr std::uint8_t kNegativeResponse = 0x7F;
-constexpr std::uint8_t kAcknowledgement = 0x81;
 
 Bytes Copy(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
 
@@ -18,12 +17,17 @@ ByteView Part(ByteView bytes, std::size_t start, std::size_t count) {
 }
 
 ByteView ServiceBytesOfKMessage(ByteView message) {
-  constexpr std::uint8_t kLengthMask = 0x3F;
-  if (message.size() < 4) {
-    return {};
+  const std::optional<KMessageLayout> layout = LayoutOfKMessage(message);
+  return layout ? Part(message, layout->data_at, layout->data_size) : ByteView{};
+}
+
+ByteView ServiceBytesOfCanFrame(ByteView frame) {
+  constexpr std::size_t kFirstFrameHeader = 2;
+  const unsigned type = frame[0] >> 4U;
+  if (type == 0) {
+    return Part(frame, 1, frame[0]);
   }
-  const std::size_t short_length = message[0] & kLengthMask;
-  return short_length != 0 ? Part(message, 3, short_length) : Part(message, 4, message[3]);
+  return type == 1 ? Part(frame, kFirstFrameHeader, frame.size()) : ByteView{};
 }
 
 }  // namespace
@@ -34,9 +38,9 @@ Bytes ServiceBytesOf(TransportForm form, ByteView frame) {
   }
   switch (form) {
     case TransportForm::kPlainCan:
-      return frame[0] <= 7 ? Copy(Part(frame, 1, frame[0])) : Bytes{};
+      return Copy(ServiceBytesOfCanFrame(frame));
     case TransportForm::kGateway:
-      return frame[0] == 1 ? Copy(ServiceBytesOfKMessage(frame.subspan(1))) : Bytes{};
+      return Copy(ServiceBytesOfKMessage(frame.subspan(1)));
     default:
       return Copy(ServiceBytesOfKMessage(frame));
   }
@@ -50,12 +54,27 @@ std::optional<std::uint8_t> NegativeResponseCodeOf(TransportForm form, ByteView 
   return reply[2];
 }
 
+std::optional<KMessageLayout> LayoutOfKMessage(ByteView message) {
+  constexpr std::uint8_t kLengthMask = 0x3F;
+  constexpr std::size_t kHeader = 3;
+  constexpr std::size_t kChecksum = 1;
+  if (message.size() <= kHeader) {
+    return std::nullopt;
+  }
+  const std::size_t in_format = message[0] & kLengthMask;
+  const KMessageLayout layout =
+      in_format != 0 ? KMessageLayout{kHeader, in_format, kHeader + in_format + kChecksum}
+                     : KMessageLayout{kHeader + 1, message[kHeader],
+                                      kHeader + 1 + message[kHeader] + kChecksum};
+  return layout.data_size == 0 ? std::nullopt : std::optional(layout);
+}
+
 bool RequestReader::BeginsRequest(ByteView frame) const {
   switch (form_) {
     case TransportForm::kPlainCan:
       return frame[0] < 0x20;
     case TransportForm::kGateway:
-      return missing_ == 0 && frame[0] != kAcknowledgement;
+      return missing_ == 0 && frame[0] != kGatewayAcknowledgement;
     default:
       return true;
   }
@@ -74,6 +93,12 @@ void RequestReader::OnSent(ByteView frame) {
 
 Bytes RequestReader::Request() const {
   return form_ == TransportForm::kPlainCan ? message_ : Copy(ServiceBytesOfKMessage(message_));
+}
+
+std::optional<std::uint8_t> RequestReader::Service() const {
+  const ByteView bytes =
+      form_ == TransportForm::kPlainCan ? ByteView(message_) : ServiceBytesOfKMessage(message_);
+  return bytes.empty() ? std::nullopt : std::optional(bytes.front());
 }
 
 void RequestReader::OnCanFrame(ByteView frame) {

@@ -9,16 +9,30 @@
 
 namespace quillmark::host {
 
-/// The service bytes of a message that `frame` carries as a whole; empty if it carries none.
-/// Checksums are not checked.
+/// The first byte of the frame by which a piece of a gateway's message is acknowledged.
+inline constexpr std::uint8_t kGatewayAcknowledgement = 0x81;
+
+/// The service bytes of a message as far as its first frame holds them; empty where `frame` begins
+/// none. Checksums are not looked at.
 [[nodiscard]] Bytes ServiceBytesOf(TransportForm form, ByteView frame);
 
-/// The response code, if `frame` is a negative response.
+/// The response code where `frame` is a negative response.
 [[nodiscard]] std::optional<std::uint8_t> NegativeResponseCodeOf(TransportForm form,
                                                                  ByteView frame);
 
-/// Tells the requests of a document apart from the flow control and the acknowledgements of the
-/// tester, and joins the frames of each.
+/// Where the service bytes of a message on a K line stand, and how long the whole message is.
+struct KMessageLayout {
+  std::size_t data_at = 0;
+  std::size_t data_size = 0;
+  std::size_t size = 0;
+};
+
+/// The layout of a message by its header; nothing where the header is not there or announces no
+/// data.
+[[nodiscard]] std::optional<KMessageLayout> LayoutOfKMessage(ByteView message);
+
+/// Tells the requests of a document from the tester's flow controls and acknowledgements and joins
+/// the frames of each.
 class RequestReader {
  public:
   explicit RequestReader(TransportForm form) : form_(form) {}
@@ -29,13 +43,19 @@ class RequestReader {
 
   /// The service bytes of the last request, as far as it was sent.
   [[nodiscard]] Bytes Request() const;
+  /// The first of them, the service identifier; nothing before the first request.
+  [[nodiscard]] std::optional<std::uint8_t> Service() const;
+  /// The last request as it was sent: its service bytes in plain CAN form, else the K message.
+  [[nodiscard]] const Bytes& Message() const { return message_; }
+  /// Whether frames of the last request are still to be sent.
+  [[nodiscard]] bool Unfinished() const { return missing_ > 0; }
 
  private:
   void OnCanFrame(ByteView frame);
   void OnGatewayPiece(ByteView frame);
 
   TransportForm form_;
-  /// Plain CAN: service bytes; otherwise the K message without a piece count.
+  /// Plain CAN: service bytes; else the K message without a piece count.
   Bytes message_;
   /// Plain CAN: bytes of the message; gateway: pieces.
   std::size_t missing_ = 0;

@@ -3,176 +3,301 @@
 
 #include <string_view>
 #include <utility>
+#include <vector>
 
+#include "host/runner/conversation.h"
 #include "host/runner/message_reader.h"
 #include "host/runner/request_document.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr std::uint8_t kResponsePending = 0x78;
-
 struct Callbacks {
   const Runner::StopRequested& stop_requested;
   const Runner::RequestDone& request_done;
+  const Runner::TryDone& try_done;
 };
 
 /// One run of one document.
 class Execution {
  public:
-  Execution(Bus& bus, const RunnerTiming& timing, const Callbacks& callbacks, DOMDocument& document,
-            RequestDocument request)
+  Execution(Bus& bus, const RunnerTiming& timing, const Callbacks& callbacks, LastRequest& last,
+            DOMDocument& document, RequestDocument request)
       : bus_(bus),
-        timing_(timing),
         callbacks_(callbacks),
+        last_(last),
         document_(document),
         request_(std::move(request)),
-        requests_(request_.exchange.form) {}
+        conversation_(bus, request_.exchange.form, timing, callbacks.stop_requested, last) {}
 
   RunOutcome Run() {
     const Duration start = bus_.Now();
-    bool going_on = true;
-    for (auto step = request_.steps.begin(); going_on && step != request_.steps.end(); ++step) {
-      ++number_;
-      going_on = TryStep(*step);
+    for (std::size_t at = 0; at < request_.steps.size() && outcome_.complete();) {
+      at = RunRequest(at);
     }
-    if (going_on) {
-      ReportRequest();
+    if (outcome_.complete()) {
+      outcome_.request = last_.bytes;
     }
-    outcome_.request = requests_.Request();
+    outcome_.passed_over = conversation_.passed_over();
     outcome_.elapsed = bus_.Now() - start;
     return std::move(outcome_);
   }
 
  private:
-  bool TryStep(const Step& step) {
+  struct ReceivedFrame {
+    std::size_t at;
+    std::string text;
+  };
+
+  /// What became of a request that was sent once, or of another answer to it.
+  struct Attempt {
+    TryEnd end{};
+    /// The step behind the request, or the one that failed.
+    std::size_t at = 0;
+    /// The first step of the answer; nothing where the request was not sent to its end.
+    std::optional<std::size_t> answer_at{};
+    bool was_pending = false;
+    std::vector<ReceivedFrame> received{};
+    Bytes answer{};
+
+    [[nodiscard]] bool WasAnswered() const {
+      return end.status == RunStatus::kComplete || end.status == RunStatus::kUnexpectedFrame;
+    }
+  };
+
+  /// Runs the request that begins with the step at `first`, as often as it is to be tried. Gives
+  /// the step behind it.
+  std::size_t RunRequest(std::size_t first) {
+    const Duration began = bus_.Now();
+    std::string words;
+    int answers = 0;
+    for (int number = 1;; ++number) {
+      conversation_.BeginTry(number);
+      Attempt attempt = RunSteps({.at = first});
+      answers += attempt.WasAnswered() ? 1 : 0;
+      answers += AwaitOtherAnswers(number - answers, attempt);
+      const NextMove move = Judge(number, began, attempt);
+      if (move == NextMove::kReject) {
+        Reject(attempt);
+      }
+      words += (words.empty() ? "" : ", ") + WordOf(attempt, move);
+      if (move != NextMove::kRepeat) {
+        if (number > 1 || move == NextMove::kAccept) {
+          TellTries(first, words);
+        }
+        return Finish(attempt, move, number - answers);
+      }
+    }
+  }
+
+  /// Goes on with an attempt until the next request begins, the document ends or a step fails.
+  Attempt RunSteps(Attempt attempt) {
+    bool has_sent = attempt.answer_at.has_value();
+    for (; attempt.at < request_.steps.size(); ++attempt.at) {
+      const Step& step = request_.steps[attempt.at];
+      if (has_sent && BeginsRequest(step)) {
+        break;
+      }
+      has_sent = has_sent || step.kind == StepKind::kSend;
+      if (step.kind == StepKind::kReceive && !attempt.answer_at &&
+          !conversation_.requests().Unfinished()) {
+        attempt.answer_at = attempt.at;
+      }
+      if (!Execute(step, attempt)) {
+        break;
+      }
+    }
+    attempt.was_pending = conversation_.was_pending();
+    if (attempt.WasAnswered()) {
+      attempt.answer = conversation_.Answer();
+    }
+    return attempt;
+  }
+
+  bool Execute(const Step& step, Attempt& attempt) {
     try {
-      if (number_ == 1) {
+      if (!is_selected_) {
         bus_.Select(request_.exchange);
+        is_selected_ = true;
       }
-      return Execute(step);
+      if (!conversation_.Execute(step)) {
+        attempt.end = conversation_.end();
+        return false;
+      }
     } catch (const BusError& error) {
-      return Fail(step, RunStatus::kBusError, error.what());
+      attempt.end = {.status = RunStatus::kBusError, .reason = error.what()};
+      return false;
     }
-  }
-
-  bool Execute(const Step& step) {
-    switch (step.kind) {
-      case StepKind::kSend:
-        return Send(step);
-      case StepKind::kReceive:
-        return Receive(step);
-      case StepKind::kWait:
-        bus_.Wait(step.time);
-        return true;
-      default:
-        bus_.Break(step.time);
-        return true;
+    if (step.kind == StepKind::kReceive) {
+      attempt.received.push_back({attempt.at, std::move(conversation_.received())});
     }
-  }
-
-  bool Send(const Step& step) {
-    if (requests_.BeginsRequest(step.frame)) {
-      ReportRequest();
-      if (callbacks_.stop_requested && callbacks_.stop_requested()) {
-        return Fail(step, RunStatus::kStopped, "stopped before this request");
-      }
-    }
-    if (turn_is_ours_) {
-      bus_.DiscardReceived();
-    }
-    turn_is_ours_ = false;
-    requests_.OnSent(step.frame);
-    bus_.Send(step.frame);
     return true;
   }
 
-  bool Receive(const Step& step) {
-    turn_is_ours_ = true;
-    const Duration deadline = bus_.Now() + timing_.pending_limit;
-    std::chrono::milliseconds timeout = timing_.p2;
-    for (int pending = 0;; ++pending) {
-      std::optional<Bytes> frame = bus_.Receive(timeout);
-      if (!frame) {
-        return Fail(step, RunStatus::kSilence, SilenceText(step, timeout));
+  [[nodiscard]] bool BeginsRequest(const Step& step) const {
+    return step.kind == StepKind::kBreak ||
+           (step.kind == StepKind::kSend && conversation_.requests().BeginsRequest(step.frame));
+  }
+
+  /// The answers to the other tries of a request that was answered may be on their way, and would
+  /// be taken for answers to the next request. The last complete one counts. Returns how many came.
+  int AwaitOtherAnswers(int missing, Attempt& attempt) {
+    int answers = 0;
+    while (attempt.WasAnswered() && answers < missing) {
+      conversation_.BeginAnswer();
+      Attempt other = RunSteps({.at = *attempt.answer_at, .answer_at = attempt.answer_at});
+      if (!other.WasAnswered()) {
+        break;
       }
-      if (Matches(*frame, step)) {
-        AddText(step, "d", HexOf(*frame));
-        return true;
+      ++answers;
+      if (other.end.status == RunStatus::kComplete) {
+        attempt = std::move(other);
       }
-      if (NegativeResponseCodeOf(request_.exchange.form, *frame) != kResponsePending) {
-        return FailWith(step, RunStatus::kUnexpectedFrame, std::move(*frame));
-      }
-      if (pending >= timing_.max_pending || bus_.Now() > deadline) {
-        return FailWith(step, RunStatus::kPendingTooLong, std::move(*frame));
-      }
-      timeout = timing_.p2_star;
+    }
+    return answers;
+  }
+
+  [[nodiscard]] NextMove Judge(int number, Duration began, const Attempt& attempt) const {
+    const bool is_beyond_repetition = attempt.end.status == RunStatus::kBusError ||
+                                      attempt.end.status == RunStatus::kStopped ||
+                                      attempt.end.status == RunStatus::kLateRefusal;
+    if (!callbacks_.try_done || is_beyond_repetition) {
+      return NextMove::kGoOn;
+    }
+    const Bytes request = conversation_.requests().Request();
+    return callbacks_.try_done({.status = attempt.end.status,
+                                .number = number,
+                                .began = began,
+                                .request = request,
+                                .sent_whole = attempt.answer_at.has_value(),
+                                .was_pending = attempt.was_pending,
+                                .answer = attempt.answer,
+                                .response_code = ResponseCodeOf(attempt)});
+  }
+
+  static void Reject(Attempt& attempt) {
+    attempt.end = {.status = RunStatus::kDamagedReply,
+                   .reason = "the answer is not to be believed"};
+    attempt.at = attempt.answer_at.value_or(attempt.at);
+  }
+
+  [[nodiscard]] std::optional<std::uint8_t> ResponseCodeOf(const Attempt& attempt) const {
+    return attempt.end.frame.empty()
+               ? std::nullopt
+               : NegativeResponseCodeOf(request_.exchange.form, attempt.end.frame);
+  }
+
+  /// How a try ended, in a word.
+  [[nodiscard]] std::string WordOf(const Attempt& attempt, NextMove move) const {
+    if (move == NextMove::kAccept) {
+      return "accepted";
+    }
+    switch (attempt.end.status) {
+      case RunStatus::kComplete:
+        return move == NextMove::kRepeat ? "doubted" : "ok";
+      case RunStatus::kSilence:
+        return "silence";
+      case RunStatus::kDamagedReply:
+        return "damaged";
+      case RunStatus::kUnexpectedFrame:
+        break;
+      default:
+        return "failed";
+    }
+    const std::optional<std::uint8_t> code = ResponseCodeOf(attempt);
+    return code ? HexOf(Bytes{*code}) : "unexpected";
+  }
+
+  void TellTries(std::size_t first, const std::string& words) {
+    while (request_.steps[first].kind != StepKind::kSend) {
+      ++first;
+    }
+    const auto element = std::dynamic_pointer_cast<IXMLDOMElement>(request_.steps[first].element);
+    element->setAttribute("tries", words);
+  }
+
+  /// Writes what was received into the document, and how the run failed. Gives the step behind the
+  /// request.
+  std::size_t Finish(const Attempt& attempt, NextMove move, int answers_left) {
+    if (move == NextMove::kAccept) {
+      RequestIsDone(answers_left);
+      return BehindRequest(attempt.at);
+    }
+    for (const ReceivedFrame& frame : attempt.received) {
+      AddText(frame.at, "d", frame.text);
+    }
+    if (attempt.end.status == RunStatus::kComplete) {
+      RequestIsDone(answers_left);
+    } else {
+      Fail(attempt);
+    }
+    return attempt.at;
+  }
+
+  void RequestIsDone(int answers_left) {
+    last_ = {conversation_.requests().Request(), answers_left};
+    if (!last_.bytes.empty() && callbacks_.request_done) {
+      callbacks_.request_done(last_.bytes);
     }
   }
 
-  static bool Matches(const Bytes& frame, const Step& step) {
-    return !frame.empty() && HexOf(frame).starts_with(step.expected);
-  }
-
-  static std::string SilenceText(const Step& step, std::chrono::milliseconds timeout) {
-    const std::string text = "no frame within " + std::to_string(timeout.count()) + " ms";
-    return step.expected.empty() ? text : text + ", expected " + step.expected;
-  }
-
-  /// Fails with the frame that came instead of the expected one.
-  bool FailWith(const Step& step, RunStatus status, Bytes frame) {
-    const std::string hex = HexOf(frame);
-    std::string reason = frame.empty() ? "received an empty frame" : "received " + hex;
-    if (!step.expected.empty()) {
-      reason += ", expected " + step.expected;
+  [[nodiscard]] std::size_t BehindRequest(std::size_t at) const {
+    while (at < request_.steps.size() && !BeginsRequest(request_.steps[at])) {
+      ++at;
     }
-    if (!frame.empty()) {
-      AddText(step, "d", hex);
+    return at;
+  }
+
+  void Fail(const Attempt& attempt) {
+    const TryEnd& end = attempt.end;
+    const bool is_own_answer = !end.frame.empty() && end.status != RunStatus::kLateRefusal;
+    if (is_own_answer) {
+      AddText(attempt.at, "d", HexOf(end.frame));
     }
-    outcome_.response_code = NegativeResponseCodeOf(request_.exchange.form, frame);
-    outcome_.frame = std::move(frame);
-    return Fail(step, status, reason);
+    AddText(attempt.at, "e", end.reason);
+    const TransportForm form = request_.exchange.form;
+    outcome_.status = end.status == RunStatus::kSilence && conversation_.is_doubtful()
+                          ? RunStatus::kBusError
+                          : end.status;
+    outcome_.step = attempt.at + 1;
+    outcome_.reason = end.reason;
+    outcome_.frame = end.frame;
+    outcome_.response_code = ResponseCodeOf(attempt);
+    outcome_.answer = ServiceBytesOf(form, end.frame);
+    outcome_.expected =
+        ServiceBytesOf(form, BytesOfHex(request_.steps[attempt.at].expected).value_or(Bytes{}));
+    outcome_.flow_control = end.flow_control;
+    const bool was_not_sent = attempt.end.status == RunStatus::kStopped &&
+                              request_.steps[attempt.at].kind == StepKind::kSend;
+    outcome_.stopped_within = attempt.end.status == RunStatus::kStopped && !was_not_sent;
+    outcome_.request = was_not_sent || attempt.end.status == RunStatus::kLateRefusal
+                           ? last_.bytes
+                           : conversation_.requests().Request();
+    last_ = {};
   }
 
-  /// Always false: the run ends here.
-  bool Fail(const Step& step, RunStatus status, const std::string& reason) {
-    AddText(step, "e", reason);
-    outcome_.status = status;
-    outcome_.step = number_;
-    outcome_.reason = reason;
-    return false;
-  }
-
-  void AddText(const Step& step, std::string_view name, const std::string& text) {
+  void AddText(std::size_t at, std::string_view name, const std::string& text) {
     const std::shared_ptr<IXMLDOMElement> element = document_.createElement(name);
     element->setText(text);
-    step.element->appendChild(element);
-  }
-
-  /// Reports the request that has just been answered, if there is one.
-  void ReportRequest() {
-    const Bytes request = requests_.Request();
-    if (!request.empty() && callbacks_.request_done) {
-      callbacks_.request_done(request);
-    }
+    request_.steps[at].element->appendChild(element);
   }
 
   Bus& bus_;
-  const RunnerTiming& timing_;
   Callbacks callbacks_;
+  LastRequest& last_;
   DOMDocument& document_;
   RequestDocument request_;
-  RequestReader requests_;
+  Conversation conversation_;
   RunOutcome outcome_;
-  std::size_t number_ = 0;
-  /// Between a reply and the next request: what arrives now is not an answer.
-  bool turn_is_ours_ = true;
+  bool is_selected_ = false;
 };
 
 }  // namespace
 
 Runner::Runner(Bus& bus, TransportForm form, const RunnerTiming& timing)
-    : bus_(bus), form_(form), timing_(timing) {}
+    : bus_(bus), form_(form), timing_(timing), last_(std::make_unique<LastRequest>()) {}
+
+Runner::~Runner() = default;
 
 void Runner::OnStopRequested(StopRequested stop_requested) {
   stop_requested_ = std::move(stop_requested);
@@ -180,9 +305,12 @@ void Runner::OnStopRequested(StopRequested stop_requested) {
 
 void Runner::OnRequestDone(RequestDone request_done) { request_done_ = std::move(request_done); }
 
+void Runner::OnTryDone(TryDone try_done) { try_done_ = std::move(try_done); }
+
 RunOutcome Runner::Run(DOMDocument& document) {
-  const Callbacks callbacks{stop_requested_, request_done_};
-  return Execution(bus_, timing_, callbacks, document, ReadRequestDocument(document, form_)).Run();
+  const Callbacks callbacks{stop_requested_, request_done_, try_done_};
+  return Execution(bus_, timing_, callbacks, *last_, document, ReadRequestDocument(document, form_))
+      .Run();
 }
 
 }  // namespace quillmark::host

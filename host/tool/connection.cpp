@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <CLI/Error.hpp>
+#include <iostream>
 #include <stdexcept>
 #include <utility>
 
@@ -48,7 +49,9 @@ ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& sessi
   config.address = link.Address();
   config.block_size = link.block_size;
   config.separation_time = link.separation_time;
+  config.adapts_flow_control = !link.flow_control_is_fixed;
   config.timing = session.timing;
+  config.repetition = session.repetition;
   config.tester_present_interval = session.tester_present_interval;
   return config;
 }
@@ -73,6 +76,8 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
     LookForSuspension();
     return Interrupted();
   });
+  programmer_->OnWarning(
+      [](const std::string& text) { std::cerr << "quillmark: warning: " << text << std::endl; });
   programmer_->OnIdentified([this](const Identification& identification) {
     ecu_is_simulated_ =
         ecu_is_simulated_ || RecordText(identification.record).starts_with("SIMULATED ECU ");

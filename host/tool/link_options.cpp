@@ -80,12 +80,14 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
   AddNumber(app, "--address", options.address, kByteRange,
             "address of the ECU; gateway: 0x6E (default) or 0x7A, kline: any other, default 0x11");
   AddPair(app, "--flow-control", "BS STMIN",
-          "ISO 15765-2 block size and separation time in ms that the ECU asks for; default 1 0",
+          "ISO 15765-2 block size and separation time in ms that the ECU asks for; if left out, a "
+          "download adapts to the ECU",
           [&options](const std::string& block_size, const std::string& separation_time) {
             options.block_size =
                 static_cast<std::int32_t>(ParseNumber("--flow-control", block_size, kByteRange));
             options.separation_time = static_cast<std::int32_t>(
                 ParseNumber("--flow-control", separation_time, kByteRange));
+            options.flow_control_is_fixed = true;
           });
   AddNumber(app, "--bitrate", options.bit_rate, kBitRateRange,
             "bits per second on a simulated wire; default 500000, kline 10400");

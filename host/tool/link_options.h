@@ -24,6 +24,8 @@ struct LinkOptions {
   std::optional<std::int32_t> address;
   std::int32_t block_size = 1;
   std::int32_t separation_time = 0;
+  /// Whether these two were given. Otherwise a download adapts to what the ECU asks for.
+  bool flow_control_is_fixed = false;
   std::optional<std::uint32_t> bit_rate;
 
   /// What was given, otherwise the default of the form.

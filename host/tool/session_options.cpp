@@ -12,6 +12,8 @@ namespace {
 
 constexpr std::size_t kLogRecordSize = 48;
 constexpr NumberRange kTimeRange = {1, 600'000};
+constexpr NumberRange kRepeatRange = {0, 100};
+constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
 
@@ -70,6 +72,11 @@ void AddTimingOptions(CLI::App& app, SessionOptions& options) {
           "the same after it has answered \"response pending\"");
   AddNumber(app, "--max-pending", options.timing.max_pending, kPendingRange,
             "how many of these are accepted for one request; default 1000");
+  AddNumber(app, "--repeat", options.repetition.most, kRepeatRange,
+            "how often a request is sent again if its answer is missing or damaged; 0: never, also "
+            "not if the ECU is busy; default 2");
+  AddNumber(app, "--max-wait-frames", options.timing.max_wait_frames, kWaitFrameRange,
+            "how many ISO 15765-2 flow controls \"wait\" may come in a row; default 10");
   AddTime(app, "--tester-present", options.tester_present_interval,
           "time without a request after which the session is kept alive");
 }

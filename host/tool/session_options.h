@@ -24,6 +24,7 @@ struct SessionOptions {
   Faults faults;
   bool has_faults = false;
   RunnerTiming timing;
+  RepetitionLimits repetition;
   std::chrono::milliseconds tester_present_interval{2000};
 };
 

@@ -13,19 +13,6 @@ void TracingBus::Select(const Exchange& exchange) {
   exchange_ = exchange;
 }
 
-void TracingBus::DiscardReceived() {
-  // A babbling node must not block the tester.
-  constexpr int kMostFrames = 1000;
-  for (int frames = 0; frames < kMostFrames; ++frames) {
-    const std::optional<Bytes> frame = bus_.Receive(std::chrono::milliseconds(0));
-    if (!frame) {
-      break;
-    }
-    Record(Direction::kToTester, *frame);
-  }
-  bus_.DiscardReceived();
-}
-
 void TracingBus::Send(ByteView frame) {
   bus_.Send(frame);
   Record(Direction::kToEcu, frame);

@@ -17,7 +17,6 @@ class TracingBus : public Bus {
   TracingBus(Bus& bus, TraceSink sink);
 
   void Select(const Exchange& exchange) override;
-  void DiscardReceived() override;
   void Send(ByteView frame) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Wait(std::chrono::milliseconds time) override;

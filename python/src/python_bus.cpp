@@ -37,11 +37,6 @@ void PythonBus::Select(const host::Exchange& exchange) {
   WithGil([&] { bus_.attr("select")(exchange.receive, exchange.send); });
 }
 
-void PythonBus::DiscardReceived() {
-  while (Receive(std::chrono::milliseconds(0))) {
-  }
-}
-
 void PythonBus::Send(host::ByteView frame) {
   WithGil([&] { bus_.attr("send")(PythonBytes(frame)); });
 }

@@ -22,7 +22,6 @@ class PythonBus : public host::Bus {
   ~PythonBus() override;
 
   void Select(const host::Exchange& exchange) override;
-  void DiscardReceived() override;
   void Send(host::ByteView frame) override;
   [[nodiscard]] std::optional<host::Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Wait(std::chrono::milliseconds time) override;

@@ -95,6 +95,12 @@ const char* StatusOf(const host::RunOutcome& outcome) {
       return "complete";
     case host::RunStatus::kSilence:
       return "silence";
+    case host::RunStatus::kDamagedReply:
+      return "damaged reply";
+    case host::RunStatus::kFlowControl:
+      return "flow control";
+    case host::RunStatus::kLateRefusal:
+      return "late refusal";
     case host::RunStatus::kUnexpectedFrame:
       return "unexpected frame";
     case host::RunStatus::kPendingTooLong:

@@ -109,11 +109,11 @@ TEST_F(KLineBusTest, ReceivesNothingInSilence) {
   EXPECT_GE(bus.Now() - start, 30ms);
 }
 
-TEST_F(KLineBusTest, DiscardsWhatHasArrived) {
+TEST_F(KLineBusTest, GivesAMessageThatBreaksOffBeforeTheNext) {
   KLineBus bus = Open();
   device_.Say(Joined(kReply, {0x82, 0xF1}));
   ASSERT_EQ(bus.Receive(kPlenty), kReply);
-  bus.DiscardReceived();
+  EXPECT_EQ(bus.Receive(0ms), (Bytes{0x82, 0xF1}));
   device_.Say(kReply);
   EXPECT_EQ(bus.Receive(kPlenty), kReply) << "not glued to the two bytes before";
 }
@@ -132,15 +132,16 @@ TEST_F(KLineBusTest, CarriesNoOtherForm) {
               HasSubstr("K line form alone"));
 }
 
-TEST(KLineBus, FailsWhereTheEchoIsAnother) {
+TEST(KLineBus, DoubtsAMessageWhoseEchoIsAnother) {
   ScriptedDevice device([](Bytes heard) {
     heard.front() ^= 0x01;
     return heard;
   });
   KLineBus bus(OpenSerialPort(device.device(), 10'400), 10'400, kFast);
+  EXPECT_THROW(bus.Send(kRequest), DoubtfulFrame);
   EXPECT_EQ(BusErrorOf([&] { bus.Send(kRequest); }),
-            "the K line carries 8311F127812C where 8211F127812C was sent: another tester, or a "
-            "line that is held");
+            "the K line carries 8311F127812C where 8211F127812C was sent: noise, another tester, or "
+            "a line that is held");
 }
 
 TEST(KLineBus, FailsWhereThereIsNoEcho) {
@@ -160,7 +161,6 @@ class RecordingPort : public SerialPort {
     echo_.assign(bytes.begin(), bytes.end());
   }
   Bytes Read(Duration /*timeout*/) override { return std::exchange(echo_, {}); }
-  void DiscardInput() override { calls_.emplace_back("discard"); }
   void Break(std::chrono::milliseconds low) override {
     calls_.push_back("break " + std::to_string(low.count()));
   }
@@ -175,9 +175,8 @@ TEST(KLineBus, WakesTheEcuWithABreakOfThePort) {
   KLineBus bus(std::make_unique<RecordingPort>(calls), 10'400, kFast);
   bus.Break(25ms);
   bus.Wait(25ms);
-  bus.DiscardReceived();
   bus.Send(kRequest);
-  EXPECT_THAT(calls, ElementsAre("break 25", "discard", "write 8211F127812C"));
+  EXPECT_THAT(calls, ElementsAre("break 25", "write 8211F127812C"));
 }
 
 }  // namespace

@@ -92,15 +92,6 @@ TEST(SerialPort, ReadsWhatHasArrivedWhileTheProcessStoodStill) {
   EXPECT_EQ(status, 0);
 }
 
-TEST(SerialPort, DiscardsWhatHasArrived) {
-  const PseudoTerminal terminal;
-  const auto port = OpenSerialPort(terminal.device(), 115'200);
-  terminal.Write(Bytes{1, 2, 3});
-  port->DiscardInput();
-  terminal.Write(Bytes{4});
-  EXPECT_EQ(port->Read(kPlenty), Bytes{4});
-}
-
 TEST(SerialPort, HoldsABreakForItsTime) {
   const PseudoTerminal terminal;
   const auto port = OpenSerialPort(terminal.device(), 10'400);

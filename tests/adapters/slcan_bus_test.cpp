@@ -125,14 +125,14 @@ TEST_F(SlcanBusTest, ReceivesNothingInSilence) {
   EXPECT_GE(bus->Now() - start, 30ms);
 }
 
-TEST_F(SlcanBusTest, DiscardsWhatHasArrived) {
+TEST_F(SlcanBusTest, GivesWhatHasArrivedWithoutWaiting) {
   const auto bus = Open();
   device_.Say(BytesOfText("t73A101\r"));
   EXPECT_EQ(bus->Receive(kPlenty), Bytes{0x01});
   device_.Say(BytesOfText("t73A102\rt73A103\r"));
   EXPECT_EQ(bus->Receive(kPlenty), Bytes{0x02});
-  bus->DiscardReceived();
-  EXPECT_EQ(bus->Receive(1ms), std::nullopt);
+  EXPECT_EQ(bus->Receive(0ms), Bytes{0x03});
+  EXPECT_EQ(bus->Receive(0ms), std::nullopt);
 }
 
 TEST_F(SlcanBusTest, NeverWaitsShorterThanAsked) {
@@ -149,17 +149,31 @@ TEST_F(SlcanBusTest, FailsWhereTheAdapterRefusesItsBitRate) {
   EXPECT_EQ(BusErrorOf([&] { Open(); }), "the adapter refuses \"S6\"");
 }
 
-TEST_F(SlcanBusTest, FailsWhereTheAdapterRefusesAFrame) {
+TEST_F(SlcanBusTest, DoubtsAFrameThatTheAdapterRefusesAndFailsWithTheNext) {
   Refuse("t632101");
   const auto bus = Open();
-  EXPECT_EQ(BusErrorOf([&] { bus->Send(Bytes{0x01}); }), "the adapter refuses \"t632101\"");
+  EXPECT_THROW(bus->Send(Bytes{0x01}), DoubtfulFrame);
+  EXPECT_NO_THROW(bus->Send(Bytes{0x02}));
+  EXPECT_THROW(bus->Send(Bytes{0x01}), DoubtfulFrame) << "all was well in between";
+  try {
+    bus->Send(Bytes{0x01});
+    ADD_FAILURE() << "the adapter is dead";
+  } catch (const DoubtfulFrame&) {
+    ADD_FAILURE() << "not a second time";
+  } catch (const BusError& error) {
+    EXPECT_STREQ(error.what(), "the adapter refuses \"t632101\"");
+  }
 }
 
-TEST_F(SlcanBusTest, FailsWhereTheAdapterReportsAnError) {
+TEST_F(SlcanBusTest, OverlooksOneErrorThatTheAdapterReports) {
   const auto bus = Open();
   device_.Say(BytesOfText("\a"));
+  EXPECT_EQ(bus->Receive(30ms), std::nullopt);
+  device_.Say(BytesOfText("t73A101\r"));
+  EXPECT_EQ(bus->Receive(kPlenty), Bytes{0x01});
+  device_.Say(BytesOfText("\a"));
   EXPECT_EQ(BusErrorOf([&] { static_cast<void>(bus->Receive(kPlenty)); }),
-            "the adapter reports an error");
+            "the adapter reports one error after the other");
 }
 
 TEST_F(SlcanBusTest, FailsWhereTheDeviceDisappears) {

@@ -60,16 +60,6 @@ TEST_F(SocketCanBusTest, CarriesTheFramesOfItsExchangeAlone) {
   EXPECT_EQ(tester.Receive(5ms), std::nullopt);
 }
 
-TEST_F(SocketCanBusTest, DiscardsWhatHasArrived) {
-  SocketCanBus tester(kInterface);
-  SocketCanBus ecu(kInterface);
-  tester.Select(kTester);
-  ecu.Select(kEcu);
-  ecu.Send(Bytes{0x01});
-  tester.DiscardReceived();
-  EXPECT_EQ(tester.Receive(5ms), std::nullopt);
-}
-
 TEST(SocketCanBus, SaysWhatIsMissing) {
   const std::string error = BusErrorOf([] { SocketCanBus("qmnone0"); });
   if (HasSocketCan()) {

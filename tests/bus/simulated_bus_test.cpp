@@ -80,15 +80,6 @@ TEST_F(SimulatedBusTest, KeepsWhatArrivesDuringAWait) {
   EXPECT_EQ(bus_.Now(), 50ms + 270us);
 }
 
-TEST_F(SimulatedBusTest, DiscardsWhatHasArrivedAndNotWhatIsStillToCome) {
-  bus_.Send(kFrame);
-  bus_.Wait(50ms);
-  bus_.Send(kFrame);
-  bus_.DiscardReceived();
-  EXPECT_EQ(bus_.Receive(100ms), kAnswer);
-  EXPECT_EQ(bus_.Receive(100ms), std::nullopt);
-}
-
 TEST_F(SimulatedBusTest, FramesFollowEachOtherOnTheWire) {
   node_.delay = 0us;
   bus_.Send(kFrame);

@@ -123,6 +123,23 @@ TEST_F(PlainCanApplicationTest, EndsARoutineWithItsSession) {
   EXPECT_EQ(Ask("318100F05A"), "718101");
 }
 
+TEST(Application, IsBusyForSomeRequestsAndDoesNotExecuteThem) {
+  EcuOptions options;
+  options.misbehaviour.busy[0x10] = 2;
+  ApplicationBench bench(options);
+  EXPECT_EQ(bench.Ask("1085"), "7F1021");
+  EXPECT_EQ(bench.Ask("1085"), "7F1021");
+  EXPECT_FALSE(bench.application().InSession({}));
+  EXPECT_EQ(bench.Ask("1085"), "5085");
+}
+
+TEST(Application, RefusesTheNextRequestWhereItIsTold) {
+  ApplicationBench bench({});
+  bench.application().RefuseNext(0x21);
+  EXPECT_EQ(bench.Ask("1085"), "7F1021");
+  EXPECT_EQ(bench.Ask("1085"), "5085");
+}
+
 TEST_F(PlainCanApplicationTest, LosesASessionThatTheTesterLeavesAlone) {
   Ask("1085");
   bench_.Wait(5s);

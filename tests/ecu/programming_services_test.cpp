@@ -201,6 +201,35 @@ TEST_F(BadCellTest, IsFoundByTheCheckRoutineAlone) {
   EXPECT_EQ(Routine("310201"), "710203");
 }
 
+EcuOptions OfAnEcuThatWritesOnce() {
+  EcuOptions options = TwoAreas();
+  options.write_once = true;
+  return options;
+}
+
+class WriteOnceTest : public ProgrammingServicesTest {
+ protected:
+  WriteOnceTest() : ProgrammingServicesTest(OfAnEcuThatWritesOnce()) {}
+};
+
+TEST_F(WriteOnceTest, TakesNoBlockTwiceBetweenTwoErases) {
+  // Three bytes that are erased already: 34 + 10 + 03 + 3 * FF = 344.
+  constexpr const char* kErased = "340000100003FFFFFF0344";
+  EraseToTheEnd();
+  EXPECT_EQ(Download(kErased), "7402");
+  EXPECT_EQ(Download(kErased), "refused 72");
+  EXPECT_EQ(Download("340000100201000047"), "refused 72") << "the last of the three";
+  EXPECT_EQ(Download("340000100301000048"), "7402");
+  EraseToTheEnd();
+  EXPECT_EQ(Download(kErased), "7402");
+}
+
+TEST_F(ProgrammingServicesTest, TakesAnErasedValueAgainAndAgain) {
+  EraseToTheEnd();
+  EXPECT_EQ(Download("340000100003FFFFFF0344"), "7402");
+  EXPECT_EQ(Download("340000100003FFFFFF0344"), "7402");
+}
+
 EcuOptions WithABadChecksum() {
   EcuOptions options = TwoAreas();
   options.misbehaviour.bad_checksum_at_block = 2;

@@ -18,7 +18,6 @@ class RealTimeSimulation : public Bus {
   explicit RealTimeSimulation(SimulatedBus& bus) : bus_(bus) {}
 
   void Select(const Exchange& exchange) override { bus_.Select(exchange); }
-  void DiscardReceived() override { bus_.DiscardReceived(); }
   void Send(ByteView frame) override { bus_.Send(frame); }
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override {
     return bus_.Receive(timeout);

@@ -173,6 +173,7 @@ TEST_P(EveryForm, ReportsItsPhasesAndEveryBlock) {
 TEST_P(EveryForm, IsUsableAgainAfterAFailure) {
   workshop_.AddSegment(0x1000, Pattern(200));
   workshop_.options.misbehaviour.bad_checksum_at_block = 1;
+  workshop_.config.repetition.most = 0;
   workshop_.Open();
   EXPECT_TRUE(workshop_.FailureOfProgram());
   EXPECT_FALSE(workshop_.FailureOfProgram(true));

@@ -29,11 +29,15 @@ TEST(ServiceBytes, AreFoundBehindALengthByte) {
   EXPECT_EQ(ServiceBytes(kKLine, "80F111037F317800"), "7F3178");
 }
 
-TEST(ServiceBytes, AreNoneWhereAFrameHoldsNoWholeMessage) {
+TEST(ServiceBytes, AreThoseOfTheFirstFrameWhereAMessageHasSeveral) {
+  EXPECT_EQ(ServiceBytes(kPlainCan, "101A618001020304"), "618001020304");
+  EXPECT_EQ(ServiceBytes(kGateway, "0494F16E61010203"), "61010203");
+}
+
+TEST(ServiceBytes, AreNoneWhereAFrameBeginsNoMessage) {
   EXPECT_EQ(ServiceBytes(kPlainCan, ""), "");
-  EXPECT_EQ(ServiceBytes(kPlainCan, "101A618001020304"), "");
+  EXPECT_EQ(ServiceBytes(kPlainCan, "2101020304050607"), "");
   EXPECT_EQ(ServiceBytes(kPlainCan, "300100"), "");
-  EXPECT_EQ(ServiceBytes(kGateway, "0494F16E61010203"), "");
   EXPECT_EQ(ServiceBytes(kGateway, "81"), "");
   EXPECT_EQ(ServiceBytes(kKLine, "83F111"), "");
 }

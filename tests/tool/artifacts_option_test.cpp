@@ -101,7 +101,7 @@ TEST_F(ArtifactsOption, LeavesTheTraceTheLogAndTheResult) {
 }
 
 TEST_F(ArtifactsOption, SaysHowAFlashFailed) {
-  EXPECT_EQ(Flash({"--fault", "bad-checksum@2"}).status, 76);
+  EXPECT_EQ(Flash({"--repeat", "0", "--fault", "bad-checksum@2"}).status, 76);
   const json result = ReadJson("result.json");
   EXPECT_EQ(result["outcome"], "failed");
   EXPECT_EQ(result["exit"], 76);

@@ -17,9 +17,10 @@ using ::testing::StartsWith;
 
 class FlashFailure : public ToolTest {
  protected:
-  // Flashes two segments with these options.
+  // Flashes two segments with these options. Nothing is repeated, so that each fault shows.
   ToolResult Flash(std::vector<std::string> options) {
-    options.insert(options.begin(), {"flash", folder_.Write("a.s19", kTwoSegments)});
+    options.insert(options.begin(),
+                   {"flash", folder_.Write("a.s19", kTwoSegments), "--repeat", "0"});
     return Run(options);
   }
 
@@ -137,7 +138,9 @@ TEST_F(FlashFailure, OfABadChecksumNamesTheAddress) {
 
 TEST_F(FlashFailure, OfABadCellIsFoundByTheCheckRoutine) {
   ExpectFailure(Flash({"--verify", "--fault", "bad-cell@0x1001"}), 76,
-                "check: Start routine 2H error 710203 (error 4006)");
+                "check: Start routine 2H error 710203; received 710203 (start routine by local "
+                "identifier, positive: routine 02 failed (03)), expected 710202 (start routine by "
+                "local identifier, positive: routine 02 finished) (error 4006)");
 }
 
 TEST_F(FlashFailure, OfAnEcuThatStaysPending) {

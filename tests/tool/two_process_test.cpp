@@ -258,7 +258,7 @@ TEST_P(Faulty, EndWithMessageStateAndAdviceAndNeverWithAFalseSuccess) {
   const std::string image = Pattern(300);
   Simulate("slcan", {"--fault", fault.fault});
   std::vector<std::string> options = fault.options;
-  options.emplace_back("--verify");
+  options.insert(options.end(), {"--verify", "--repeat", "0"});
   const ToolResult result = Run(FlashCommand(image, "slcan:" + device_, options, fault.p2));
   EXPECT_EQ(result.status, fault.status);
   EXPECT_THAT(result.out, Not(HasSubstr("done")));

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include "host/programmer/repetition.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+namespace quillmark::host {
+namespace {
+
+using enum RequestKind;
+using enum Remedy;
+
+constexpr std::uint8_t kBusyRepeatRequest = 0x21;
+constexpr std::uint8_t kConditionsNotCorrect = 0x22;
+constexpr std::uint8_t kBlockChecksumError = 0x77;
+
+/// What to do about a request of a kind.
+struct Rule {
+  RequestKind kind;
+  Remedy after_21;
+  Remedy after_77;
+  /// After silence, or an answer that was damaged on its way: while the request was not sent to its
+  /// end, since the ECU waits in vain for the rest, and afterwards, when it may have been executed.
+  Remedy unsent;
+  Remedy unanswered;
+  /// At most so many repetitions after silence, whatever the limits are, and what is left then.
+  int most = std::numeric_limits<int>::max();
+  Remedy at_last = kNone;
+};
+
+/// What changes nothing in the ECU is sent again. What does, is sent again only where it cannot
+/// have been executed, or where that does no harm:
+/// - a second key to a seed that is spent counts as a wrong one;
+/// - a second start of the erase may erase what is being written;
+/// - flash that guards its cells by a checksum takes a block once and refuses it with 72 from then;
+/// - a second log record is a second entry.
+///
+/// Opening a session locks the ECU, so no phase between the key and the end does it.
+constexpr std::array kRules = {
+    Rule{kOpen, kAskAgainSoon, kNone, kRepeat, kRepeat},
+    Rule{kRead, kAskAgainSoon, kNone, kRepeat, kRepeat},
+    Rule{kStay, kAskAgainSoon, kNone, kRepeat, kRepeat},
+    Rule{kSeed, kAskAgainSoon, kNone, kRepeat, kRepeat, 1},
+    Rule{kKey, kAskAgainSoon, kNone, kNewSeed, kNewSeed},
+    Rule{kStart, kAskAgainSoon, kNone, kPoll, kPoll},
+    Rule{kRestart, kPoll, kNone, kPoll, kPoll},
+    Rule{kStatus, kAskAgainSoon, kNone, kRepeat, kRepeat},
+    Rule{kBlock, kAskAgainSoon, kRepeat, kRepeat, kReadBack},
+    Rule{kLogRecord, kAskAgainSoon, kRepeat, kAccept, kAccept},
+    Rule{kClose, kAskAgainSoon, kNone, kRepeat, kRepeat, 1, kAccept},
+};
+
+const Rule* RuleFor(RequestKind kind) {
+  const auto* const rule = std::find_if(kRules.begin(), kRules.end(),
+                                        [&](const Rule& each) { return each.kind == kind; });
+  return rule == kRules.end() ? nullptr : rule;
+}
+
+RequestKind KindOfSecurityAccess(ByteView request) {
+  constexpr std::uint8_t kSendKey = 0x82;
+  return request.size() >= 2 && request[1] == kSendKey ? kKey : kSeed;
+}
+
+RequestKind KindOfRoutine(ByteView request) {
+  constexpr std::size_t kStatusRequest = 3;
+  constexpr std::uint8_t kAskStatus = 0x01;
+  return request.size() == kStatusRequest && request[2] == kAskStatus ? kStatus : kStart;
+}
+
+/// What was read of something else was not asked for: the answer to an earlier request came late,
+/// or the request was changed on its way.
+bool IsAboutSomethingElse(RequestKind kind, const RequestTry& request_try) {
+  return (kind == kRead || kind == kSeed) && request_try.status == RunStatus::kUnexpectedFrame &&
+         !request_try.response_code;
+}
+
+bool IsUnanswered(RequestKind kind, const RequestTry& request_try) {
+  return request_try.status == RunStatus::kSilence ||
+         request_try.status == RunStatus::kDamagedReply || IsAboutSomethingElse(kind, request_try);
+}
+
+}  // namespace
+
+RequestKind KindOf(ByteView request) {
+  constexpr std::uint8_t kDefaultSession = 0x81;
+  constexpr std::uint8_t kLogZone = 0x83;
+  if (request.empty()) {
+    return kOther;
+  }
+  const bool second_byte_is_81 = request.size() >= 2 && request[1] == kDefaultSession;
+  const bool second_byte_is_83 = request.size() >= 2 && request[1] == kLogZone;
+  switch (request[0]) {
+    case 0x10:
+      return second_byte_is_81 ? kClose : kOpen;
+    case 0x81:
+      return kOpen;
+    case 0x82:
+      return kClose;
+    case 0x21:
+    case 0x35:
+      return kRead;
+    case 0x3E:
+      return kStay;
+    case 0x27:
+      return KindOfSecurityAccess(request);
+    case 0x31:
+      return KindOfRoutine(request);
+    case 0x34:
+      return second_byte_is_83 ? kLogRecord : kBlock;
+    default:
+      return kOther;
+  }
+}
+
+Remedy RemedyFor(RequestKind kind, const RequestTry& request_try, int repetitions,
+                 const RepetitionLimits& limits, Duration now) {
+  const Rule* const rule = RuleFor(kind);
+  if (rule == nullptr || limits.most == 0) {
+    return kNone;
+  }
+  const bool may_repeat = repetitions < std::min(rule->most, limits.most);
+  if (IsUnanswered(kind, request_try)) {
+    const Remedy remedy = request_try.sent_whole ? rule->unanswered : rule->unsent;
+    return remedy != kRepeat || may_repeat ? remedy : rule->at_last;
+  }
+  // The ECU got a key without a seed before it: one that it has answered, and the answer is lost.
+  if (kind == kKey && request_try.response_code == kConditionsNotCorrect) {
+    return kNewSeed;
+  }
+  if (request_try.response_code == kBlockChecksumError) {
+    return may_repeat ? rule->after_77 : kNone;
+  }
+  if (request_try.response_code == kBusyRepeatRequest) {
+    return now < request_try.began + limits.busy_limit ? rule->after_21 : kNone;
+  }
+  return kNone;
+}
+
+}  // namespace quillmark::host
