@@ -17,13 +17,13 @@ constexpr std::uint8_t kBlockChecksumError = 0x77;
 
 /// What to do about a request of a kind.
 struct Rule {
-  RequestKind kind;
-  Remedy after_21;
-  Remedy after_77;
+  RequestKind kind = kOther;
+  Remedy after_21 = kNone;
+  Remedy after_77 = kNone;
   /// After silence, or an answer that was damaged on its way: while the request was not sent to its
   /// end, since the ECU waits in vain for the rest, and afterwards, when it may have been executed.
-  Remedy unsent;
-  Remedy unanswered;
+  Remedy unsent = kNone;
+  Remedy unanswered = kNone;
   /// At most so many repetitions after silence, whatever the limits are, and what is left then.
   int most = std::numeric_limits<int>::max();
   Remedy at_last = kNone;

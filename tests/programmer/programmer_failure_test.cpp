@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
+#include <map>
 #include <stdexcept>
+#include <string>
 
 #include "programmer/workshop.h"
 
@@ -79,6 +81,14 @@ TEST_P(FailureInEveryForm, OfAKeyThatCannotBeSentIsSaid) {
   EXPECT_EQ(FailureOfProgram().text, "a key of 254 bytes cannot be sent");
 }
 
+TEST_P(FailureInEveryForm, OfAKeyOneByteLongerThanItsReplyAllowsIsSaid) {
+  const std::map<TransportForm, std::size_t> too_long = {
+      {TransportForm::kPlainCan, 6}, {TransportForm::kGateway, 10}, {TransportForm::kKLine, 254}};
+  const std::size_t size = too_long.at(GetParam());
+  workshop_.config.key = [size](const Bytes&) { return Bytes(size); };
+  EXPECT_EQ(FailureOfProgram().text, "a key of " + std::to_string(size) + " bytes cannot be sent");
+}
+
 TEST_P(FailureInEveryForm, OfABlockNamesItsAddress) {
   workshop_.config.repetition.most = 0;
   workshop_.options.misbehaviour.bad_checksum_at_block = 2;
@@ -152,6 +162,21 @@ TEST_P(FailureInEveryForm, OfAnEraseThatDoesNotEndIsBounded) {
   EXPECT_EQ(failure.phase, Phase::kErase);
   EXPECT_EQ(failure.cause, Cause::kStillBusy);
   EXPECT_EQ(failure.text, "the ECU is still busy after 3000 ms");
+}
+
+TEST_P(FailureInEveryForm, OfAPollComesRightAfterItsLimit) {
+  workshop_.options.timing.erase_time = 1h;
+  workshop_.config.busy_limit = 3000ms;
+  workshop_.Open();
+  Duration began{};
+  workshop_.programmer->OnProgress([&](const Progress& progress) {
+    if (progress.phase == Phase::kErase && began == Duration::zero()) {
+      began = workshop_.bus->Now();
+    }
+  });
+  ASSERT_TRUE(workshop_.FailureOfProgram());
+  EXPECT_GE(workshop_.bus->Now() - began, 3000ms);
+  EXPECT_LT(workshop_.bus->Now() - began, 3500ms);
 }
 
 TEST_P(FailureInEveryForm, OfACheckRoutineThatDoesNotEndIsBounded) {
