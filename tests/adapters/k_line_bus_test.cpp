@@ -139,9 +139,10 @@ TEST(KLineBus, DoubtsAMessageWhoseEchoIsAnother) {
   });
   KLineBus bus(OpenSerialPort(device.device(), 10'400), 10'400, kFast);
   EXPECT_THROW(bus.Send(kRequest), DoubtfulFrame);
-  EXPECT_EQ(BusErrorOf([&] { bus.Send(kRequest); }),
-            "the K line carries 8311F127812C where 8211F127812C was sent: noise, another tester, or "
-            "a line that is held");
+  EXPECT_EQ(
+      BusErrorOf([&] { bus.Send(kRequest); }),
+      "the K line carries 8311F127812C where 8211F127812C was sent: noise, another tester, or "
+      "a line that is held");
 }
 
 TEST(KLineBus, FailsWhereThereIsNoEcho) {
