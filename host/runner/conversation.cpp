@@ -281,9 +281,8 @@ void Conversation::AwaitQuietLine() {
 
 bool Conversation::EndInSilence(const Step& step, Patience& patience) {
   if (patience.until == patience.pending_until) {
-    return End(RunStatus::kPendingTooLong,
-               "received " + HexOf(patience.pending_frame) + ExpectedText(step),
-               std::move(patience.pending_frame));
+    std::string reason = "received " + HexOf(patience.pending_frame) + ExpectedText(step);
+    return End(RunStatus::kPendingTooLong, std::move(reason), std::move(patience.pending_frame));
   }
   if (!suspect_.empty()) {
     return End(RunStatus::kDamagedReply,

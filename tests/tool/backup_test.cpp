@@ -69,8 +69,8 @@ TEST_F(Backup, AndTraceNeverReplaceTheImage) {
 
 TEST_F(Backup, IsNamedByAFailureThatCostTheMemory) {
   const std::string backup = folder_.Path("old.s19");
-  const ToolResult result =
-      Flash(backup, {"--fault", "bad-checksum@2", "--artifacts", folder_.Path("out")});
+  const ToolResult result = Flash(
+      backup, {"--fault", "bad-checksum@2", "--repeat", "0", "--artifacts", folder_.Path("out")});
   EXPECT_EQ(result.status, 76);
   EXPECT_THAT(result.err, EndsWith("; what the memory held before is in " + backup +
                                    ": keep that file, and flash again without a backup\n"));

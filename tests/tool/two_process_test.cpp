@@ -374,9 +374,11 @@ TEST_F(SimulateCommand, NamesTheMemoryFileThatItCannotWrite) {
   }
   EXPECT_EQ(result.status, 74);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(result.err, "quillmark: " + folder_.Path("memory") +
-                            ": cannot write: File too large\n"
-                            "next      make room on the disk, or name a file elsewhere\n");
+  // A build that counts coverage cannot write its counters either, and says so last.
+  EXPECT_THAT(result.err,
+              ::testing::StartsWith("quillmark: " + folder_.Path("memory") +
+                                    ": cannot write: File too large\n"
+                                    "next      make room on the disk, or name a file elsewhere\n"));
   EXPECT_EQ(folder_.Entries(), 2);  // stdin and stderr
 }
 
