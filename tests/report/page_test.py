@@ -132,7 +132,7 @@ class ReportTest(unittest.TestCase):
         self.assertRegex(row, r"30,064 bytes\s+[\d.]+ kB/s\s+[\d.]+ kB/s\s+\d+ %")
 
     def test_shows_a_failed_flash_as_failed(self):
-        folder = folders.flash(TOOL, self.path / "failed", "--fault", "bad-checksum@60", status=76)
+        folder = folders.flash(TOOL, self.path / "failed", "--fault", "bad-checksum@60", "--repeat", "0", status=76)
         self.open(folders.report(TOOL, folder))
         self.assertEqual(self.browser.run("return document.querySelector('h1').dataset.state"), "failed")
         self.assertRegex(self.text("h1"), r"Flash failed: download at 0x009D80: .*77, block checksum error")
@@ -183,7 +183,7 @@ class ReportTest(unittest.TestCase):
         self.assertEqual(self.count("script"), 2)
 
     def test_shows_markup_in_any_text_as_text(self):
-        source = folders.flash(TOOL, self.path / "marked", "--fault", "bad-checksum@60", status=76)
+        source = folders.flash(TOOL, self.path / "marked", "--fault", "bad-checksum@60", "--repeat", "0", status=76)
         shown = 0
         for name in ("plan.json", "result.json"):
             whole = json.loads((source / name).read_text())
