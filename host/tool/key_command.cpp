@@ -72,7 +72,7 @@ class KeyCommand {
     }
     const std::optional<int> status = process_->Wait(kMoment);
     const bool goes_on = !status && Clock::now() - started_ < limit_;
-    ShowErrors(goes_on ? "" : "\n");
+    ShowErrors(goes_on);
     if (goes_on) {
       return std::nullopt;
     }
@@ -98,10 +98,12 @@ class KeyCommand {
     }
   }
 
-  /// Shows every whole line; `rest` ends the last one.
-  void ShowErrors(std::string_view rest) {
+  /// Shows every whole line, and what is left once nothing follows.
+  void ShowErrors(bool more_follows) {
     errors_ += process_->TakeErrors();
-    errors_ += errors_.empty() ? "" : rest;
+    if (!more_follows && !errors_.empty() && errors_.back() != '\n') {
+      errors_ += '\n';
+    }
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = errors_.find('\n', begin)) != std::string::npos;) {
       show_(errors_.substr(begin, end - begin));

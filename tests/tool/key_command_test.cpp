@@ -125,6 +125,11 @@ TEST_F(KeyCommand, TellsWhatItWritesToItsStandardErrorLineByLine) {
   EXPECT_THAT(shown_, ::testing::ElementsAre("touch the", "token"));
 }
 
+TEST_F(KeyCommand, IsShownWithoutAnEmptyLineAtItsEnd) {
+  KeyOf("echo touch the token >&2; echo 0102 #");
+  EXPECT_THAT(shown_, ::testing::ElementsAre("touch the token"));
+}
+
 TEST_F(KeyCommand, ThatWritesWithoutEndIsHeardToALimit) {
   EXPECT_EQ(ErrorOfCommand("yes 0 | head -c 100M; yes | head -c 100M >&2 #"),
             "key command \"yes 0 | head -c 100M; yes | head -c 100M >&2 #\": expected the key as "
