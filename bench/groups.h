@@ -5,12 +5,12 @@
 namespace quillmark::bench {
 
 void RunDownloads(bool quick);
-void RunPartsOfDownload(bool quick);
 void RunUploads(bool quick);
 void RunChecks(bool quick);
 void RunCalls(bool quick);
 void RunWorkers(bool quick);
 void RunSegmentation(bool quick);
 void RunMemory(bool quick);
+void RunFlashes(bool quick);
 
 }  // namespace quillmark::bench

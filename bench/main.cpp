@@ -23,13 +23,13 @@ struct Group {
 };
 
 constexpr std::array<Group, 8> kGroups = {{{"download", RunDownloads},
-                                           {"parts", RunPartsOfDownload},
                                            {"upload", RunUploads},
                                            {"checks", RunChecks},
                                            {"calls", RunCalls},
                                            {"workers", RunWorkers},
                                            {"segmentation", RunSegmentation},
-                                           {"memory", RunMemory}}};
+                                           {"memory", RunMemory},
+                                           {"flash", RunFlashes}}};
 
 bool IsGroup(std::string_view name) {
   return std::any_of(kGroups.begin(), kGroups.end(),
