@@ -78,8 +78,7 @@ void Frame(Span image, AddFrames add_frames) {
   StepWriter steps(element, 0);
   Bytes block(kHeaderSize + kBlockSize + 2);
   for (std::size_t at = 0; at < image.size(); at += kBlockSize) {
-    std::copy_n(image.begin() + static_cast<std::ptrdiff_t>(at), kBlockSize,
-                block.begin() + kHeaderSize);
+    std::memcpy(block.data() + kHeaderSize, image.data() + at, kBlockSize);
     add_frames(steps, block);
   }
   steps.Flush();

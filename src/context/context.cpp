@@ -47,13 +47,13 @@ Addressing ByEcuAddress(Addressing addressing, std::uint8_t ecu_address) {
   return addressing;
 }
 
-std::string FlowControlText(std::uint8_t block_size, std::uint8_t separation_time) {
-  std::string text = "30" + HexOf(Bytes{block_size});
+/// What a flow-control frame must begin with.
+Bytes FlowControlPrefix(std::uint8_t block_size, std::uint8_t separation_time) {
   // D5.
-  if (block_size != 1) {
-    AppendHex(text, Bytes{separation_time});
+  if (block_size == 1) {
+    return {0x30, block_size};
   }
-  return text;
+  return {0x30, block_size, separation_time};
 }
 
 }  // namespace
@@ -89,7 +89,7 @@ void Context::FlowControl(std::int32_t BS, std::int32_t STMin) {
   if (BS > 255) {
     RaiseMessage(Message::kBlockSizeTooLarge);
   }
-  flow_control_ = {BS, STMin, FlowControlText(checked::ToByte(BS), checked::ToByte(STMin))};
+  flow_control_ = {BS, STMin, FlowControlPrefix(checked::ToByte(BS), checked::ToByte(STMin))};
 }
 
 Context::Identifiers Context::ConfiguredIdentifiers() const {

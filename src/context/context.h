@@ -7,6 +7,7 @@
 #include <string>
 
 #include "base/guards.h"
+#include "base/hex.h"
 #include "context/addressing.h"
 #include "context/frame_buffers.h"
 #include "context/request_template.h"
@@ -18,7 +19,7 @@ namespace quillmark {
 struct FlowControlSettings {
   std::int32_t block_size = 1;       ///< consecutive frames between two flow-control frames
   std::int32_t separation_time = 0;  ///< milliseconds; 0: no wait elements
-  std::string text = "3001";         ///< what a flow-control frame must begin with
+  Bytes prefix = {0x30, 0x01};       ///< what a flow-control frame must begin with
 };
 
 /// The reprogramming context: how to reach one ECU, and the document from which every request

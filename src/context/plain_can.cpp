@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <span>
 #include <string>
 
 #include "base/byte_access.h"
@@ -47,12 +49,15 @@ void AddFirstFrame(StepWriter& steps, CANFrame& frame, const FlowControlSettings
   const auto data = std::copy(header.begin(), header.end(), frame.begin());
   std::copy_n(request.begin(), kFirstFrameData, data);
   steps.Send(frame);
-  steps.Receive(flow_control.text);
+  steps.Receive(flow_control.prefix);
 }
 
-void AddConsecutiveFrame(StepWriter& steps, CANFrame& frame, std::size_t index, ByteView data) {
+/// The number of bytes is a constant for all frames but the last, and the copy then no call.
+template <std::size_t kSize>
+void AddConsecutiveFrame(StepWriter& steps, CANFrame& frame, std::size_t index,
+                         std::span<const std::uint8_t, kSize> data) {
   frame[0] = static_cast<std::uint8_t>(kConsecutiveFrame + SequenceNumber(index));
-  std::copy(data.begin(), data.end(), frame.begin() + 1);
+  std::memcpy(&frame[1], data.data(), data.size());
   steps.Send(frame);
 }
 
@@ -63,10 +68,10 @@ void AddConsecutiveFrames(StepWriter& steps, CANFrame& frame,
   std::int32_t frames_to_flow_control = flow_control.block_size;
   std::size_t index = 1;
   for (; data.size() > kConsecutiveFrameData; ++index) {
-    AddConsecutiveFrame(steps, frame, index, data.first(kConsecutiveFrameData));
+    AddConsecutiveFrame(steps, frame, index, data.first<kConsecutiveFrameData>());
     data = data.subspan(kConsecutiveFrameData);
     if (--frames_to_flow_control == 0) {
-      steps.Receive(flow_control.text);
+      steps.Receive(flow_control.prefix);
       frames_to_flow_control = flow_control.block_size;
     } else {
       steps.WaitSeparationTime();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "context/step_writer.h"
 
-#include <algorithm>
 #include <string>
 
 namespace quillmark {
@@ -34,30 +33,12 @@ void StepWriter::Flush() {
   size_ = 0;
 }
 
-void StepWriter::Add(const Leaf& step, std::string_view text) {
-  std::copy(text.begin(), text.end(), MakeRoom(text.size()));
-  Close(step, text.size());
-}
-
-void StepWriter::Add(const Leaf& step, ByteView frame) {
-  WriteHex(MakeRoom(2 * frame.size()), frame);
-  Close(step, 2 * frame.size());
-}
-
-char* StepWriter::MakeRoom(std::size_t size) {
-  if (size > capacity_ - size_) {
-    Flush();
-    if (size > capacity_) {
-      texts_ = std::make_unique_for_overwrite<char[]>(size);
-      capacity_ = size;
-    }
+void StepWriter::MakeRoom(std::size_t size) {
+  Flush();
+  if (size > capacity_) {
+    texts_ = std::make_unique_for_overwrite<char[]>(size);
+    capacity_ = size;
   }
-  return texts_.get() + size_;
-}
-
-void StepWriter::Close(const Leaf& step, std::size_t size) {
-  row_.push_back({step.name, step.child, {texts_.get() + size_, size}});
-  size_ += size;
 }
 
 }  // namespace quillmark

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -40,11 +41,22 @@ class StepWriter {
   static constexpr Leaf kReceive{"r", "c", {}};
   static constexpr Leaf kWait{"w", {}, {}};
 
-  void Add(const Leaf& step, std::string_view text);
-  void Add(const Leaf& step, ByteView frame);
-  /// Room for `size` characters behind the texts of the row.
-  char* MakeRoom(std::size_t size);
-  void Close(const Leaf& step, std::size_t size);
+  void Add(const Leaf& step, std::string_view text) {
+    std::copy(text.begin(), text.end(), NewText(step, text.size()));
+  }
+  void Add(const Leaf& step, ByteView frame) { WriteHex(NewText(step, 2 * frame.size()), frame); }
+
+  /// Adds a step to the row and returns where its text of `size` characters is to be written.
+  char* NewText(const Leaf& step, std::size_t size) {
+    if (size > capacity_ - size_) {
+      MakeRoom(size);
+    }
+    char* const text = texts_.get() + size_;
+    row_.push_back({step.name, step.child, {text, size}});
+    size_ += size;
+    return text;
+  }
+  void MakeRoom(std::size_t size);
 
   IXMLDOMElement& element_;
   std::int32_t separation_time_;
