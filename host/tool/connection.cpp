@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <CLI/Error.hpp>
+#include <algorithm>
 #include <iostream>
 #include <stdexcept>
 #include <utility>
@@ -37,6 +38,19 @@ const char* LeftBehindOf(EcuMemory memory) {
       break;
   }
   return "the ECU's memory is written and checked; the session stays open until it ends by itself";
+}
+
+/// Raises ToolError (unavailable) for another ECU than the expected one; none is expected if that
+/// is empty.
+void RequireEcu(const Bytes& expected, const Bytes& record) {
+  const ByteView found = WithoutPadding(record);
+  if (!expected.empty() &&
+      !std::equal(expected.begin(), expected.end(), found.begin(), found.end())) {
+    throw ToolError(ExitCode::kUnavailable,
+                    fmt::format("expected the ECU {}, found {}; nothing was changed",
+                                RecordText(expected), RecordText(found)),
+                    "look at which ECU is connected, and at --expect-ecu");
+  }
 }
 
 }  // namespace
@@ -78,10 +92,12 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   });
   programmer_->OnWarning(
       [](const std::string& text) { std::cerr << "quillmark: warning: " << text << std::endl; });
-  programmer_->OnIdentified([this](const Identification& identification) {
-    ecu_is_simulated_ =
-        ecu_is_simulated_ || RecordText(identification.record).starts_with("SIMULATED ECU ");
-  });
+  programmer_->OnIdentified(
+      [this, expected = session.expected_ecu](const Identification& identification) {
+        RequireEcu(expected, identification.record);
+        ecu_is_simulated_ =
+            ecu_is_simulated_ || RecordText(identification.record).starts_with("SIMULATED ECU ");
+      });
 }
 
 void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,

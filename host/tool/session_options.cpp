@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "host/tool/number.h"
+#include "host/tool/text.h"
 
 namespace quillmark::host {
 namespace {
@@ -16,6 +17,7 @@ constexpr NumberRange kRepeatRange = {0, 100};
 constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
+constexpr std::string_view kHexPrefix = "hex:";
 
 // Readable text, so that whoever reads the record sees which tool programmed the ECU.
 Bytes DefaultLogRecord() {
@@ -57,6 +59,30 @@ void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& 
       ->type_name("MS");
 }
 
+Bytes ParseExpectedEcu(const std::string& text) {
+  const bool is_hex = text.starts_with(kHexPrefix);
+  const auto bytes = is_hex ? BytesOfHex(std::string_view(text).substr(kHexPrefix.size()))
+                            : std::optional(Bytes(text.begin(), text.end()));
+  const ByteView expected = WithoutPadding(bytes ? ByteView(*bytes) : ByteView());
+  if (expected.empty()) {
+    throw CLI::ValidationError(
+        "--expect-ecu",
+        fmt::format("expected the text of an identification, or hex: and its bytes in hexadecimal "
+                    "digits, found \"{}\"",
+                    text));
+  }
+  return {expected.begin(), expected.end()};
+}
+
+void AddExpectedEcuOption(CLI::App& app, SessionOptions& options) {
+  app.add_option_function<std::string>(
+         "--expect-ecu",
+         [&options](const std::string& text) { options.expected_ecu = ParseExpectedEcu(text); },
+         "the identification that the ECU must have, as identify prints it; any other ECU is "
+         "refused before anything is changed")
+      ->type_name("TEXT|hex:BYTES");
+}
+
 void AddKeyOptions(CLI::App& app, SessionOptions& options) {
   app.add_option("--key-command", options.key_command,
                  "program that gets the seed as its last argument, in hexadecimal digits, and "
@@ -88,6 +114,7 @@ void AddSessionOptions(CLI::App& app, SessionOptions& options) {
          "--bus", [&options](const std::string& uri) { options.bus = ParseBus(uri); },
          fmt::format("where the ECU is: {}; default sim:, which simulates one", kBusUriForms))
       ->type_name("URI");
+  AddExpectedEcuOption(app, options);
   AddKeyOptions(app, options);
   app.add_option_function<std::vector<std::string>>(
          "--fault",

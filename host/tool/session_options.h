@@ -19,6 +19,8 @@ namespace quillmark::host {
 /// The bus and what a session on it needs.
 struct SessionOptions {
   BusUri bus;
+  /// The identification that the ECU has to have, without padding; empty: any.
+  Bytes expected_ecu;
   std::string key_command;
   std::chrono::milliseconds key_timeout{30'000};
   Faults faults;

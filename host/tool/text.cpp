@@ -34,11 +34,16 @@ std::string RateText(std::uint64_t bytes, Duration time) {
   return rate < 1000 ? fmt::format("{:.0f} B/s", rate) : fmt::format("{:.1f} kB/s", rate / 1000);
 }
 
-std::string RecordText(ByteView record) {
+ByteView WithoutPadding(ByteView record) {
   const auto is_padding = [](std::uint8_t byte) { return byte == ' ' || byte == 0; };
   while (!record.empty() && is_padding(record.back())) {
     record = record.first(record.size() - 1);
   }
+  return record;
+}
+
+std::string RecordText(ByteView record) {
+  record = WithoutPadding(record);
   if (record.empty()) {
     return "-";
   }

@@ -17,6 +17,9 @@ namespace quillmark::host {
 /// "812 B/s", "38.2 kB/s"; "-" for no time at all.
 [[nodiscard]] std::string RateText(std::uint64_t bytes, Duration time);
 
+/// A record of the ECU without the blanks and zeros at its end.
+[[nodiscard]] ByteView WithoutPadding(ByteView record);
+
 /// Bytes as characters, without blanks and zeros at the end; as hexadecimal text where one of them
 /// cannot be printed, "-" if there are none.
 [[nodiscard]] std::string RecordText(ByteView record);

@@ -111,6 +111,24 @@ TEST_F(FlashFailure, OfASilentEcu) {
                 "(error 4000)");
 }
 
+TEST_F(FlashFailure, OfAnotherEcuThanExpectedIsFoundBeforeAnythingIsChanged) {
+  for (const char* form : {"can", "gateway", "kline"}) {
+    const ToolResult result = Flash({"--form", form, "--expect-ecu", "SIMULATED ECU 001"});
+    ExpectFailure(result, 69,
+                  "expected the ECU SIMULATED ECU 001, found SIMULATED ECU 001 REV A; nothing was "
+                  "changed");
+    EXPECT_THAT(result.err, HasSubstr("\nnext      look at which ECU is connected"));
+    EXPECT_THAT(result.out, Not(HasSubstr("unlock")));
+  }
+}
+
+TEST_F(FlashFailure, DoesNotComeFromTheExpectedEcu) {
+  for (const char* ecu : {"SIMULATED ECU 001 REV A", "SIMULATED ECU 001 REV A ",
+                          "hex:53494d554C41544544204543552030303120524556204120"}) {
+    EXPECT_EQ(Flash({"--expect-ecu", ecu}).status, 0);
+  }
+}
+
 TEST_F(FlashFailure, OfASilentEcuInTheOtherForms) {
   EXPECT_EQ(Flash({"--form", "gateway", "--fault", "silent"}).status, 69);
   const ToolResult k_line = Flash({"--form", "kline", "--fault", "silent"});

@@ -175,5 +175,15 @@ TEST_F(Usage, UnknownFault) {
                     "pending@SERVICE:COUNT or negative@SERVICE:CODE, found \"slow\"");
 }
 
+TEST_F(Usage, ExpectedEcuWithoutText) {
+  for (const char* text : {"", "  ", "hex:", "hex:ABC", "hex:2020"}) {
+    ExpectOptionError(
+        {"--expect-ecu", text},
+        std::string("--expect-ecu: expected the text of an identification, or hex: and "
+                    "its bytes in hexadecimal digits, found \"") +
+            text + "\"");
+  }
+}
+
 }  // namespace
 }  // namespace quillmark::host::testing
