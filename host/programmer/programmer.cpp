@@ -83,17 +83,6 @@ const Object& Required(const std::shared_ptr<Object>& object, const char* name) 
   return *object;
 }
 
-/// Reads the addresses of `image` back; returns the number of bytes found equal.
-std::uint64_t VerifyIn(Session& session, const MemoryImage& image,
-                       const std::shared_ptr<MemoryMap>& map, std::uint64_t size) {
-  const std::shared_ptr<MemoryImage> found = session.Upload(map, size, Phase::kVerify);
-  const Comparison comparison = Compare(image, *found);
-  if (comparison.different_bytes != 0) {
-    FailForDifferences(comparison);
-  }
-  return comparison.equal_bytes;
-}
-
 }  // namespace
 
 Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config,
@@ -147,6 +136,10 @@ auto Programmer::InSession(Work work) {
   }
 }
 
+void Programmer::OnReadBack(std::function<void(const MemoryImage&)> on_read_back) {
+  on_read_back_ = std::move(on_read_back);
+}
+
 Identification Programmer::Identify() {
   return InSession([this](Session& session, ProgressReporter&) {
     Identification identification = IdentifyIn(session);
@@ -173,7 +166,7 @@ ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
     result.download_time = progress.PhaseTime();
     session.Check();
     if (options.verify) {
-      result.verified_bytes = VerifyIn(session, *image, MapOf(*image), result.image_bytes);
+      result.verified_bytes = VerifyIn(session, *image, result.image_bytes);
     }
     result.log_record_is_unanswered = !session.WriteLogZone();
     session.Close();
@@ -195,15 +188,17 @@ std::shared_ptr<MemoryImage> Programmer::Read(const std::shared_ptr<MemoryMap>& 
   });
 }
 
-std::uint64_t Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
-  const std::uint64_t size = CheckedSize(Required(image, "image"));
-  return InSession([&](Session& session, ProgressReporter&) {
-    static_cast<void>(IdentifyIn(session));
+ProgramResult Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
+  ProgramResult result;
+  result.image_bytes = CheckedSize(Required(image, "image"));
+  InSession([&](Session& session, ProgressReporter& progress) {
+    result.identification = IdentifyIn(session);
     session.Unlock();
-    const std::uint64_t equal_bytes = VerifyIn(session, *image, MapOf(*image), size);
+    result.verified_bytes = VerifyIn(session, *image, result.image_bytes);
     session.Close();
-    return equal_bytes;
+    result.total_time = progress.TotalTime();
   });
+  return result;
 }
 
 Identification Programmer::IdentifyIn(Session& session) const {
@@ -215,6 +210,20 @@ Identification Programmer::IdentifyIn(Session& session) const {
     on_identified_(identification);
   }
   return identification;
+}
+
+/// Reads the addresses of `image` back; returns the number of bytes found equal.
+std::uint64_t Programmer::VerifyIn(Session& session, const MemoryImage& image,
+                                   std::uint64_t size) const {
+  const std::shared_ptr<MemoryImage> found = session.Upload(MapOf(image), size, Phase::kVerify);
+  if (on_read_back_) {
+    on_read_back_(*found);
+  }
+  const Comparison comparison = Compare(image, *found);
+  if (comparison.different_bytes != 0) {
+    FailForDifferences(comparison);
+  }
+  return comparison.equal_bytes;
 }
 
 std::shared_ptr<MemoryMap> Programmer::MapOf(const MemoryImage& image) const {

@@ -221,7 +221,7 @@ struct DocumentRun {
   const RunOutcome* outcome = nullptr;
 };
 
-/// The result of a complete reprogramming.
+/// What a complete reprogramming did, or a verification by itself, which sends nothing.
 struct ProgramResult {
   Identification identification;
   /// Bytes of the image, and how many of them were sent; the rest is fill.
@@ -306,6 +306,9 @@ class Programmer {
   /// Called as soon as an ECU has been identified, before anything is asked of its key function.
   void OnIdentified(std::function<void(const Identification&)> on_identified);
 
+  /// Called with what a verification has read back, before it is compared.
+  void OnReadBack(std::function<void(const MemoryImage&)> on_read_back);
+
   /// Opens a session, reads identification and history, and closes it.
   [[nodiscard]] Identification Identify();
 
@@ -319,15 +322,16 @@ class Programmer {
   /// segments.
   [[nodiscard]] std::shared_ptr<MemoryImage> Read(const std::shared_ptr<MemoryMap>& map);
 
-  /// Reads back all addresses of `image` and compares, in a session of its own. Returns the number
-  /// of bytes found equal; a difference is a ProgrammingError (`Cause::kDifference`).
-  std::uint64_t Verify(const std::shared_ptr<MemoryImage>& image);
+  /// Reads back all addresses of `image` and compares, in a session of its own. A difference is a
+  /// ProgrammingError (`Cause::kDifference`).
+  ProgramResult Verify(const std::shared_ptr<MemoryImage>& image);
 
  private:
   template <typename Work>
   auto InSession(Work work);
   [[nodiscard]] Identification IdentifyIn(Session& session) const;
   [[nodiscard]] std::shared_ptr<MemoryMap> MapOf(const MemoryImage& image) const;
+  std::uint64_t VerifyIn(Session& session, const MemoryImage& image, std::uint64_t size) const;
 
   std::shared_ptr<Platform> platform_;
   Bus& bus_;
@@ -338,6 +342,7 @@ class Programmer {
   std::function<void(const DocumentRun&)> on_document_;
   std::function<void(const Identification&)> on_identified_;
   std::function<void(const std::string&)> on_warning_;
+  std::function<void(const MemoryImage&)> on_read_back_;
 };
 
 }  // namespace quillmark::host

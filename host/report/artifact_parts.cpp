@@ -69,8 +69,10 @@ Value ChoiceOf(const JsonField& word,
   word.Refuse(expected);
 }
 
-constexpr std::array<std::pair<const char*, PlannedCommand>, 2> kCommands{
-    {{"flash", PlannedCommand::kFlash}, {"read", PlannedCommand::kRead}}};
+constexpr std::array<std::pair<const char*, PlannedCommand>, 3> kCommands{
+    {{"flash", PlannedCommand::kFlash},
+     {"verify", PlannedCommand::kVerify},
+     {"read", PlannedCommand::kRead}}};
 constexpr std::array<std::pair<const char*, OutcomeState>, 4> kOutcomes{
     {{"done", OutcomeState::kDone},
      {"failed", OutcomeState::kFailed},
@@ -108,6 +110,8 @@ Plan PlanOf(const JsonField& object) {
     plan.form = FormOf(*form);
   }
   ReadText(object, "started", plan.started);
+  ReadText(object, "version", plan.version);
+  ReadText(object, "bus", plan.bus);
   ReadText(object, "output", plan.output);
   plan.receive = NumberOf(object, "receive", 0, kLastIdentifier);
   plan.send = NumberOf(object, "send", 0, kLastIdentifier);
@@ -117,6 +121,7 @@ Plan PlanOf(const JsonField& object) {
   }
   if (const auto image = object.Member("image")) {
     ReadText(*image, "file", plan.image_file);
+    ReadText(*image, "sha256", plan.image_sha256);
     ReadCount(*image, "bytes", plan.image_bytes);
     ReadRanges(*image, "segments", plan.segments);
   }
@@ -134,6 +139,7 @@ Result ResultOf(const JsonField& object) {
   ReadText(object, "ecu", result.ecu);
   ReadText(object, "ecu_state", result.ecu_state);
   ReadText(object, "next", result.next);
+  ReadText(object, "read_back_sha256", result.read_back_sha256);
   ReadCount(object, "bytes", result.bytes);
   ReadCount(object, "sent_bytes", result.sent_bytes);
   ReadCount(object, "verified_bytes", result.verified_bytes);

@@ -42,12 +42,14 @@ struct AddressRange {
   friend bool operator==(const AddressRange&, const AddressRange&) = default;
 };
 
-enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kRead };
+enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kVerify, kRead };
 
 /// What a command was going to do. Members that its file lacks are empty.
 struct Plan {
   PlannedCommand command = PlannedCommand::kUnknown;
   std::string started{};
+  std::string version{};  ///< of the tool
+  std::string bus{};      ///< its URI
   std::optional<TransportForm> form{};
   /// Plain CAN.
   std::optional<std::uint32_t> receive{};
@@ -56,6 +58,7 @@ struct Plan {
   std::optional<std::uint32_t> bit_rate{};
   /// Flash: the image, and what of it was to be sent.
   std::string image_file{};
+  std::string image_sha256{};
   std::uint64_t image_bytes = 0;
   std::vector<AddressRange> segments{};
   std::vector<AddressRange> blocks{};
@@ -83,6 +86,7 @@ struct Result {
   std::string ecu{};
   std::string ecu_state{};
   std::string next{};
+  std::string read_back_sha256{};
   std::uint64_t bytes = 0;
   std::uint64_t sent_bytes = 0;
   std::uint64_t verified_bytes = 0;

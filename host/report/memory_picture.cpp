@@ -126,8 +126,11 @@ class FlashPainter {
 MemoryPicture PictureOfRead(const Plan& plan, const Decoding& decoding,
                             const std::vector<DecodedExchange>& exchanges) {
   MemoryPicture picture;
-  for (const AddressRange& range : plan.ranges) {
-    picture.Paint(range.start, range.count, MemoryState::kPlanned);
+  // Of a verification it is the image that is read.
+  for (const std::vector<AddressRange>* ranges : {&plan.ranges, &plan.segments}) {
+    for (const AddressRange& range : *ranges) {
+      picture.Paint(range.start, range.count, MemoryState::kPlanned);
+    }
   }
   for (const DecodedExchange& exchange : exchanges) {
     const Description& request = decoding.messages[exchange.first_message].description;
@@ -181,7 +184,7 @@ std::vector<MemoryStretch> MemoryPicture::Stretches() const {
 
 MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
                         const std::vector<DecodedExchange>& exchanges) {
-  if (plan.command == PlannedCommand::kRead) {
+  if (plan.command == PlannedCommand::kRead || plan.command == PlannedCommand::kVerify) {
     return PictureOfRead(plan, decoding, exchanges);
   }
   FlashPainter painter(plan);

@@ -15,6 +15,8 @@ std::string_view SubjectOf(PlannedCommand command) {
   switch (command) {
     case PlannedCommand::kFlash:
       return "Flash";
+    case PlannedCommand::kVerify:
+      return "Verification";
     case PlannedCommand::kRead:
       return "Read";
     default:
@@ -30,6 +32,9 @@ std::string DoneLine(PlannedCommand command, const Result& result) {
                          result.verified_bytes > 0
                              ? BytesText(result.verified_bytes) + " read back and found equal"
                              : "the ECU's check routine found the memory right");
+    case PlannedCommand::kVerify:
+      return fmt::format("Verified {} in {:.1f} s: read back and found equal",
+                         BytesText(result.verified_bytes), seconds);
     case PlannedCommand::kRead:
       return fmt::format("Read {} in {:.1f} s", BytesText(result.bytes), seconds);
     default:
@@ -67,6 +72,8 @@ std::string_view NameOf(PlannedCommand command) {
   switch (command) {
     case PlannedCommand::kFlash:
       return "flash";
+    case PlannedCommand::kVerify:
+      return "verify";
     case PlannedCommand::kRead:
       return "read";
     default:
@@ -105,10 +112,15 @@ std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifa
   if (!plan.image_file.empty()) {
     add("Image", fmt::format("{}, {}", plan.image_file, BytesText(plan.image_bytes)));
   }
+  add("SHA-256 of the image", plan.image_sha256);
+  add("SHA-256 read back", artifacts.result.read_back_sha256);
   add("File", plan.output);
   add("Bus", BusText(plan, decoding.exchange));
   add("Frames", WithThousands(decoding.frames.size()));
   add("Started", plan.started);
+  if (!plan.version.empty()) {
+    add("Tool", fmt::format("quillmark {}, {}", plan.version, plan.bus));
+  }
   return facts;
 }
 

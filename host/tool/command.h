@@ -21,8 +21,10 @@ struct Command {
 
 /// Each adds one command to the command line; parsing it fills `command`.
 void AddFlashCommand(CLI::App& app, Command& command);
+void AddVerifyCommand(CLI::App& app, Command& command);
 void AddReadCommand(CLI::App& app, Command& command);
 void AddIdentifyCommand(CLI::App& app, Command& command);
+void AddProfileCommand(CLI::App& app, Command& command);
 void AddPlanCommand(CLI::App& app, Command& command);
 void AddCallsCommand(CLI::App& app, Command& command);
 void AddDecodeCommand(CLI::App& app, Command& command);

@@ -13,8 +13,10 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   app->require_subcommand(1);
   app->footer(ExitCodeHelp());
   AddFlashCommand(*app, command);
+  AddVerifyCommand(*app, command);
   AddReadCommand(*app, command);
   AddIdentifyCommand(*app, command);
+  AddProfileCommand(*app, command);
   AddPlanCommand(*app, command);
   AddCallsCommand(*app, command);
   AddDecodeCommand(*app, command);

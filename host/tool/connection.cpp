@@ -11,6 +11,7 @@
 
 #include "host/adapters/open_bus.h"
 #include "host/bus/simulated_bus.h"
+#include "host/tool/digest.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/key_command.h"
@@ -86,6 +87,11 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }
+  programmer_->OnReadBack([this](const MemoryImage& memory) {
+    const std::string digest = Sha256Of(memory);
+    reporter_.Line(fmt::format("read back SHA-256 {}", digest));
+    reporter_.Event(EventKind::kReadBack, {{"sha256", digest}});
+  });
   programmer_->OnStopRequested([this] {
     LookForSuspension();
     return Interrupted();

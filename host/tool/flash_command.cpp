@@ -15,6 +15,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/memory_file.h"
 #include "host/tool/outputs.h"
+#include "host/tool/profile.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -44,6 +45,15 @@ ProgrammerConfig ConfigOf(const FlashCommandOptions& options) {
   return config;
 }
 
+Profile SettingsOf(const FlashCommandOptions& options) {
+  Profile settings = ProfileOf(options.link, options.session);
+  for (const Setting& setting : ProfileOf(options.transfer)) {
+    settings.push_back(setting);
+  }
+  settings.push_back(RoutineSetting(options.flash.check_routine));
+  return settings;
+}
+
 void Report(Reporter& reporter, const ProgramResult& result) {
   const std::string ecu = RecordText(result.identification.record);
   reporter.Line(fmt::format("ecu       {}", ecu));
@@ -65,14 +75,6 @@ void Report(Reporter& reporter, const ProgramResult& result) {
                                     {"seconds", SecondsOf(result.total_time)}});
 }
 
-Json RangesOf(const ImageSegments& segments) {
-  Json ranges = Json::array();
-  for (const ImageSegment& segment : segments) {
-    ranges.push_back({segment.address, segment.bytes.size()});
-  }
-  return ranges;
-}
-
 /// What is going to be done, for the artifacts.
 Json PlanOf(const FlashCommandOptions& options, const ImageFile& image) {
   const DownloadPlan plan = PlanDownload(options.transfer, options.link, image.segments, "");
@@ -81,11 +83,7 @@ Json PlanOf(const FlashCommandOptions& options, const ImageFile& image) {
     blocks.push_back({block.address, block.count});
   }
   return {{"command", "flash"},
-          {"image",
-           {{"file", options.transfer.file},
-            {"format", NameOf(image.format)},
-            {"bytes", plan.image_bytes},
-            {"segments", RangesOf(image.segments)}}},
+          {"image", PlannedImage(options.transfer.file, image)},
           {"memory", options.transfer.memory},
           {"fill", options.transfer.fill},
           {"fill_bytes", plan.fill_bytes()},
@@ -161,6 +159,7 @@ void Save(MemoryFile& backup, const MemoryImage& memory, std::uint8_t fill, Repo
 
 void Flash(const FlashCommandOptions& options, const ImageFile& image,
            std::optional<MemoryFile>& backup, Recording& recording, Reporter& reporter) {
+  ReportSettings(reporter, options);
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, image));
   }
@@ -216,6 +215,7 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   CLI::App& flash = *app.add_subcommand("flash", "write an image into the ECU");
   const auto options = std::make_shared<FlashCommandOptions>();
   AddTransferOptions(flash, options->transfer);
+  AddProfileOption(flash);
   AddLinkOptions(flash, options->link);
   AddSessionOptions(flash, options->session);
   AddFlashOptions(flash, options->flash);

@@ -7,6 +7,7 @@
 #include "host/tool/connection.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
+#include "host/tool/profile.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
 
@@ -67,6 +68,7 @@ void AddIdentifyCommand(CLI::App& app, Command& command) {
   CLI::App& identify =
       *app.add_subcommand("identify", "print the identification and the history of the ECU");
   const auto options = std::make_shared<IdentifyCommandOptions>();
+  AddProfileOption(identify);
   AddLinkOptions(identify, options->link);
   AddSessionOptions(identify, options->session);
   AddJsonOption(identify, command);

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "host/services/count_text.h"
+#include "host/tool/digest.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
 
@@ -39,11 +40,25 @@ void ListSegments(Reporter& reporter, const ImageSegments& segments) {
 
 }  // namespace
 
+Json PlannedImage(const std::string& file, const ImageFile& image) {
+  Json ranges = Json::array();
+  for (const ImageSegment& segment : image.segments) {
+    ranges.push_back({segment.address, segment.bytes.size()});
+  }
+  return {{"file", file},
+          {"format", NameOf(image.format)},
+          {"bytes", SizeOf(image.segments)},
+          {"sha256", Sha256Of(image.segments)},
+          {"segments", ranges}};
+}
+
 void ReportImage(Reporter& reporter, const std::string& file, const ImageFile& image) {
   reporter.Line(fmt::format("image     {}: {}, {} in {}", file, NameOf(image.format),
                             BytesText(SizeOf(image.segments)),
                             CountText(image.segments.size(), "segment")));
   ListSegments(reporter, image.segments);
+  const std::string digest = Sha256Of(image.segments);
+  reporter.Line(fmt::format("          SHA-256 {}", digest));
   if (image.repeated_records > 0) {
     reporter.Line(fmt::format("warning   {} repeated with the same values",
                               CountText(image.repeated_records, "record")));
@@ -52,6 +67,7 @@ void ReportImage(Reporter& reporter, const std::string& file, const ImageFile& i
     reporter.Event(EventKind::kImage, {{"file", file},
                                        {"format", NameOf(image.format)},
                                        {"bytes", SizeOf(image.segments)},
+                                       {"sha256", digest},
                                        {"segments", SegmentsOf(image)},
                                        {"repeated_records", image.repeated_records}});
   }

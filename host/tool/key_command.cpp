@@ -12,6 +12,7 @@
 
 #include "host/tool/child_process.h"
 #include "host/tool/exit_code.h"
+#include "host/tool/text.h"
 
 namespace quillmark::host {
 namespace {
@@ -26,14 +27,6 @@ constexpr std::size_t kLongestShown = 60;
 
 [[noreturn]] void Raise(const std::string& command, const std::string& reason) {
   throw ToolError(ExitCode::kUnavailable, fmt::format("key command \"{}\": {}", command, reason));
-}
-
-std::string_view WithoutBlanks(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  return first == std::string_view::npos
-             ? std::string_view()
-             : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 Bytes KeyOf(const std::string& command, const std::string& output) {

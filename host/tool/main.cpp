@@ -81,6 +81,8 @@ int Main(int argc, char** argv) {
     command.json =
         command.json || std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
     return ReportFailure(UsageReport(*app, error), *ReporterFor(command));
+  } catch (...) {  // a profile that cannot be used
+    return ReportFailure(ReportCurrentException(), *ReporterFor(command));
   }
   return Run(*app, command);
 }

@@ -11,6 +11,7 @@
 #include "host/tool/image_report.h"
 #include "host/tool/link_options.h"
 #include "host/tool/outputs.h"
+#include "host/tool/profile.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
 
@@ -81,6 +82,7 @@ void AddPlanCommand(CLI::App& app, Command& command) {
   plan.add_option("-o,--output", options->folder,
                   "folder for the documents: download-0001.xml, download-0002.xml, ...")
       ->type_name("DIR");
+  AddProfileOption(plan);
   AddLinkOptions(plan, options->link);
   AddJsonOption(plan, command);
   plan.callback([options, &command] {

@@ -13,6 +13,7 @@
 #include "host/tool/memory_file.h"
 #include "host/tool/number.h"
 #include "host/tool/outputs.h"
+#include "host/tool/profile.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -91,8 +92,15 @@ Json PlanOf(const ReadCommandOptions& options) {
           {"ranges", ranges}};
 }
 
+Profile SettingsOf(const ReadCommandOptions& options) {
+  Profile settings = ProfileOf(options.link, options.session);
+  settings.push_back(MemorySetting(options.memory));
+  return settings;
+}
+
 void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& recording,
           Reporter& reporter) {
+  ReportSettings(reporter, options);
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options));
   }
@@ -150,6 +158,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddNumber(read, "--fill", options->fill, kByteRange,
             "byte for the gaps of a raw binary; default 0xFF");
   AddMemoryOption(read, options->memory);
+  AddProfileOption(read);
   AddLinkOptions(read, options->link);
   AddSessionOptions(read, options->session);
   AddRecordingOptions(read, options->recording, "-o, --trace and --artifacts");

@@ -161,6 +161,8 @@ void Recording::Plan(const Json& plan) {
     whole["receive"] = link_.ReceiveId();
     whole["send"] = link_.SendId();
   }
+  // The settings, which were told first.
+  whole.update(told_);
   whole.update(plan);
   folder_->WritePlan(whole);
 }
@@ -194,8 +196,12 @@ void Recording::OnEvent(EventKind kind, const Json& members) {
   Json logged = {{"at", SecondsOf(Now())}};
   logged.update(members);
   log_->Event(kind, logged);
-  if (kind == EventKind::kDone) {
+  if (kind == EventKind::kDone || kind == EventKind::kSettings) {
     told_.update(members);
+  } else if (kind == EventKind::kImage) {
+    told_["image_sha256"] = members["sha256"];
+  } else if (kind == EventKind::kReadBack) {
+    told_["read_back_sha256"] = members["sha256"];
   } else if (members.contains("ecu")) {
     told_["ecu"] = members["ecu"];
   }

@@ -59,7 +59,7 @@ void AddReportCommand(CLI::App& app, Command& command) {
   CLI::App& report =
       *app.add_subcommand("report", "make an HTML page from what --artifacts recorded");
   const auto options = std::make_shared<ReportCommandOptions>();
-  report.add_option("DIR", options->folder, "folder that flash or read wrote")->required();
+  report.add_option("DIR", options->folder, "folder that flash, verify or read wrote")->required();
   report.add_option("-o,--output", options->output, "the page, one HTML file")
       ->type_name("FILE")
       ->required();

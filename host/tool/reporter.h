@@ -16,6 +16,7 @@ namespace quillmark::host {
 
 /// What a command tells machines; docs/traces.md lists the members of each.
 enum class EventKind : std::uint8_t {
+  kSettings,        ///< with what program, bus and settings a command works
   kImage,           ///< what a file holds
   kPlan,            ///< what would be sent
   kProgress,        ///< how far a phase is
@@ -23,6 +24,7 @@ enum class EventKind : std::uint8_t {
   kKeyCommand,      ///< a line of what the key command writes to its standard error
   kSuspended,       ///< the tool stood still while a session was open
   kAboutToErase,    ///< the last word before the erase
+  kReadBack,        ///< what a verification has read back
   kBackup,          ///< what the ECU held is in a file
   kDocument,        ///< a document was run; in logs alone
   kReady,           ///< where a simulator listens
@@ -31,9 +33,10 @@ enum class EventKind : std::uint8_t {
 };
 
 /// The names of all of them, in their order.
-inline constexpr std::array<std::string_view, 12> kEventNames{
-    "image",          "plan",   "progress", "identification", "key-command", "suspended",
-    "about-to-erase", "backup", "document", "ready",          "done",        "error"};
+inline constexpr std::array<std::string_view, 14> kEventNames{
+    "settings",    "image",     "plan",           "progress",  "identification",
+    "key-command", "suspended", "about-to-erase", "read-back", "backup",
+    "document",    "ready",     "done",           "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {

@@ -17,7 +17,6 @@ constexpr NumberRange kRepeatRange = {0, 100};
 constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
-constexpr std::string_view kHexPrefix = "hex:";
 
 // Readable text, so that whoever reads the record sees which tool programmed the ECU.
 Bytes DefaultLogRecord() {
@@ -111,7 +110,11 @@ void AddTimingOptions(CLI::App& app, SessionOptions& options) {
 
 void AddSessionOptions(CLI::App& app, SessionOptions& options) {
   app.add_option_function<std::string>(
-         "--bus", [&options](const std::string& uri) { options.bus = ParseBus(uri); },
+         "--bus",
+         [&options](const std::string& uri) {
+           options.bus = ParseBus(uri);
+           options.bus_uri = uri;
+         },
          fmt::format("where the ECU is: {}; default sim:, which simulates one", kBusUriForms))
       ->type_name("URI");
   AddExpectedEcuOption(app, options);
@@ -153,10 +156,13 @@ void FitToBus(LinkOptions& link, const SessionOptions& session) {
   link.form = k_line ? TransportForm::kKLine : TransportForm::kPlainCan;
 }
 
+void AddRoutineOption(CLI::App& app, std::uint8_t& routine) {
+  AddNumber(app, "--routine", routine, kByteRange, "identifier of the check routine; default 2");
+}
+
 void AddFlashOptions(CLI::App& app, FlashOptions& options) {
   options.log_record = DefaultLogRecord();
-  AddNumber(app, "--routine", options.check_routine, kByteRange,
-            "identifier of the check routine; default 2");
+  AddRoutineOption(app, options.check_routine);
   app.add_option_function<std::string>(
          "--log-record",
          [&options](const std::string& text) { options.log_record = ParseLogRecord(text); },

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/bus/bus_uri.h"
@@ -16,9 +17,13 @@
 
 namespace quillmark::host {
 
+/// Before the bytes of an expected identification that is not text.
+inline constexpr std::string_view kHexPrefix = "hex:";
+
 /// The bus and what a session on it needs.
 struct SessionOptions {
   BusUri bus;
+  std::string bus_uri = "sim:";
   /// The identification that the ECU has to have, without padding; empty: any.
   Bytes expected_ecu;
   std::string key_command;
@@ -47,5 +52,8 @@ struct FlashOptions {
 };
 
 void AddFlashOptions(CLI::App& app, FlashOptions& options);
+
+/// Adds --routine alone.
+void AddRoutineOption(CLI::App& app, std::uint8_t& routine);
 
 }  // namespace quillmark::host

@@ -197,8 +197,7 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
       ->type_name("FILE");
   AddNumber(simulate, "--size", options->size, kSizeRange, "bytes of the flash; default 1048576");
   AddMemoryOption(simulate, options->memory);
-  AddNumber(simulate, "--routine", options->check_routine, kByteRange,
-            "identifier of the check routine; default 2");
+  AddRoutineOption(simulate, options->check_routine);
   AddLinkOptions(simulate, options->link);
   simulate
       .add_option_function<std::vector<std::string>>(

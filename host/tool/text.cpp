@@ -34,6 +34,14 @@ std::string RateText(std::uint64_t bytes, Duration time) {
   return rate < 1000 ? fmt::format("{:.0f} B/s", rate) : fmt::format("{:.1f} kB/s", rate / 1000);
 }
 
+std::string_view WithoutBlanks(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  return first == std::string_view::npos
+             ? std::string_view()
+             : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
 ByteView WithoutPadding(ByteView record) {
   const auto is_padding = [](std::uint8_t byte) { return byte == ' ' || byte == 0; };
   while (!record.empty() && is_padding(record.back())) {

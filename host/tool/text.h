@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "host/bus/bus.h"
 
@@ -16,6 +17,9 @@ namespace quillmark::host {
 
 /// "812 B/s", "38.2 kB/s"; "-" for no time at all.
 [[nodiscard]] std::string RateText(std::uint64_t bytes, Duration time);
+
+/// Text without blanks, tabs and line ends around it.
+[[nodiscard]] std::string_view WithoutBlanks(std::string_view text);
 
 /// A record of the ECU without the blanks and zeros at its end.
 [[nodiscard]] ByteView WithoutPadding(ByteView record);

@@ -25,8 +25,16 @@ void AddMemoryOption(CLI::App& app, std::uint8_t& memory) {
 }
 
 void AddTransferOptions(CLI::App& app, TransferOptions& options) {
+  AddImageOptions(app, options);
+  AddCuttingOptions(app, options);
+}
+
+void AddImageOptions(CLI::App& app, TransferOptions& options) {
   app.add_option("IMAGE", options.file, "Intel HEX, Motorola S-record or raw binary")->required();
   AddNumber(app, "--base", options.base, kBaseRange, "where a raw binary begins");
+}
+
+void AddCuttingOptions(CLI::App& app, TransferOptions& options) {
   AddMemoryOption(app, options.memory);
   AddNumber(app, "--fill", options.fill, kByteRange,
             "byte that an erased memory holds, left out of the transfer; default 0xFF");

@@ -25,6 +25,10 @@ struct TransferOptions {
 
 void AddTransferOptions(CLI::App& app, TransferOptions& options);
 
+/// Adds the image alone, or all but the image.
+void AddImageOptions(CLI::App& app, TransferOptions& options);
+void AddCuttingOptions(CLI::App& app, TransferOptions& options);
+
 /// Adds --rl alone.
 void AddMemoryOption(CLI::App& app, std::uint8_t& memory);
 

@@ -126,7 +126,7 @@ TEST_P(EveryForm, VerifiesInASessionOfItsOwn) {
   workshop_.AddSegment(0x1000, Pattern(200));
   workshop_.Open();
   workshop_.programmer->Program(workshop_.image, {});
-  EXPECT_EQ(workshop_.programmer->Verify(workshop_.image), 200U);
+  EXPECT_EQ(workshop_.programmer->Verify(workshop_.image).verified_bytes, 200U);
 }
 
 TEST_P(EveryForm, WaitsOnWhileTheEcuSaysPending) {

@@ -120,7 +120,7 @@ TEST_F(ReadArtifactsTest, RefusesNumbersOutOfTheirRange) {
 TEST_F(ReadArtifactsTest, RefusesValuesOfAnotherType) {
   EXPECT_EQ(RefusalOfPlan(R"("command":7)"), "plan.json: command: expected a text, found 7");
   EXPECT_EQ(RefusalOfPlan(R"("command":"erase")"),
-            "plan.json: command: expected flash or read, found \"erase\"");
+            "plan.json: command: expected flash or verify or read, found \"erase\"");
   EXPECT_EQ(RefusalOfPlan(R"("form":"lin")"),
             "plan.json: form: expected can or gateway or kline, found \"lin\"");
   EXPECT_EQ(RefusalOfPlan(R"("blocks":{})"), "plan.json: blocks: expected a list, found an object");

@@ -24,14 +24,17 @@ TEST_F(FlashCommand, FlashesAnImageWithoutAnyOption) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_THAT(result.out,
-              AllOf(StartsWith("image     " + image +
-                               ": Motorola S-record, 4 bytes in 2 segments\n"
-                               "          001000 to 001001  2 bytes\n"
-                               "          008000 to 008001  2 bytes\n"
-                               "identify\n"
-                               "about to  erase memory 00 of SIMULATED ECU 001 REV A\n"
-                               "          and write 4 bytes into 001000 to 008001\n"
-                               "unlock\nerase\ndownload    0 %  0 of 4 B\n"),
+              AllOf(StartsWith("tool      quillmark "),
+                    HasSubstr(" on sim:, form can\nsettings  defaults\nimage     " + image +
+                              ": Motorola S-record, 4 bytes in 2 segments\n"
+                              "          001000 to 001001  2 bytes\n"
+                              "          008000 to 008001  2 bytes\n"
+                              "          SHA-256 9f64a747e1b97f131fabb6b447296c9b6f0201e79fb3c5356e"
+                              "6c77e89b6a806a\n"
+                              "identify\n"
+                              "about to  erase memory 00 of SIMULATED ECU 001 REV A\n"
+                              "          and write 4 bytes into 001000 to 008001\n"
+                              "unlock\nerase\ndownload    0 %  0 of 4 B\n"),
                     HasSubstr("\ncheck\nlog zone\nclose\necu       SIMULATED ECU 001 REV A\n"
                               "sent      4 bytes in "),
                     HasSubstr("; 0 bytes left out as fill\n"
@@ -147,13 +150,16 @@ TEST_F(FlashCommand, PrintsLinesOfJson) {
     events.push_back(nlohmann::json::parse(line));
   }
   ASSERT_GT(events.size(), 8U);
-  EXPECT_EQ(events.front(),
-            nlohmann::json::parse(R"({"event":"image","file":")" + image +
-                                  R"(","format":"Motorola S-record","bytes":4,"segments":[)"
-                                  R"({"address":4096,"bytes":2},{"address":32768,"bytes":2}],)"
-                                  R"("repeated_records":0})"));
-  EXPECT_EQ(events[1].at("event"), "progress");
-  EXPECT_EQ(events[1].at("phase"), "identify");
+  EXPECT_EQ(events.front().at("event"), "settings");
+  EXPECT_EQ(events[1],
+            nlohmann::json::parse(
+                R"({"event":"image","file":")" + image +
+                R"(","format":"Motorola S-record","bytes":4,"sha256":"9f64a747e1b97f131f)"
+                R"(abb6b447296c9b6f0201e79fb3c5356e6c77e89b6a806a","segments":[)"
+                R"({"address":4096,"bytes":2},{"address":32768,"bytes":2}],)"
+                R"("repeated_records":0})"));
+  EXPECT_EQ(events[2].at("event"), "progress");
+  EXPECT_EQ(events[2].at("phase"), "identify");
   EXPECT_EQ(events.back().at("event"), "done");
   EXPECT_EQ(events.back().at("ecu"), "SIMULATED ECU 001 REV A");
   EXPECT_EQ(events.back().at("image_bytes"), 4);

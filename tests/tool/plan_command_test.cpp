@@ -17,15 +17,18 @@ TEST_F(PlanCommand, WritesTheDocumentAndSaysWhatWillHappen) {
       Run({"plan", image, "-o", folder_.Path("documents"), "--form", "kline"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
-  EXPECT_EQ(result.out, "image     " + image +
-                            ": Motorola S-record, 4 bytes in 2 segments\n"
-                            "          001000 to 001001  2 bytes\n"
-                            "          008000 to 008001  2 bytes\n"
-                            "fill      0 bytes of FF left out\n"
-                            "send      4 bytes in 2 blocks and 1 document\n"
-                            "wire      0.04 s at 10400 bit/s, the ECU's own time not counted\n"
-                            "written   1 document in " +
-                            folder_.Path("documents") + "\n");
+  EXPECT_EQ(result.out,
+            "image     " + image +
+                ": Motorola S-record, 4 bytes in 2 segments\n"
+                "          001000 to 001001  2 bytes\n"
+                "          008000 to 008001  2 bytes\n"
+                "          SHA-256 9f64a747e1b97f131fabb6b447296c9b6f0201e79fb3c5356e6c7"
+                "7e89b6a806a\n"
+                "fill      0 bytes of FF left out\n"
+                "send      4 bytes in 2 blocks and 1 document\n"
+                "wire      0.04 s at 10400 bit/s, the ECU's own time not counted\n"
+                "written   1 document in " +
+                folder_.Path("documents") + "\n");
   EXPECT_EQ(folder_.Read("documents/download-0001.xml"),
             "<?xml version='1.0'?><k totalbytes=\"4\">\r\n"
             "<s><d>8A11F1340000100002010200491E</d></s>\r\n"
@@ -93,8 +96,7 @@ TEST_F(PlanCommand, WarnsOfRecordsThatAreThereTwice) {
       folder_.Write("a.s19", "S10510000102E7\nS10510000102E7\nS104100102E8\nS9030000FC\n");
   const ToolResult result = Run({"plan", image});
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.out, HasSubstr("          001000 to 001001  2 bytes\n"
-                                    "warning   2 records repeated with the same values\n"));
+  EXPECT_THAT(result.out, HasSubstr("\nwarning   2 records repeated with the same values\n"));
   EXPECT_THAT(Run({"plan", image, "--json"}).out, HasSubstr(R"("repeated_records":2})"));
 }
 
@@ -107,7 +109,7 @@ TEST_F(PlanCommand, ListsTheFirstOfManySegmentsForPeopleAndAllForMachines) {
   const std::string image = folder_.Write("a.s19", records + "S9030000FC\n");
   EXPECT_THAT(Run({"plan", image}).out, HasSubstr("          00004E to 00004E  1 byte\n"
                                                   "          and 2 more\n"
-                                                  "fill "));
+                                                  "          SHA-256 "));
   EXPECT_THAT(Run({"plan", image, "--json"}).out, HasSubstr(R"({"address":82,"bytes":1}])"));
 }
 

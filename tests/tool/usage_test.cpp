@@ -58,9 +58,10 @@ TEST_F(Usage, Version) {
 }
 
 TEST_F(Usage, WithoutACommand) {
-  ExpectUsageError({},
-                   "expected a command, one of flash, read, identify, plan, calls, decode, report, "
-                   "simulate; found none");
+  ExpectUsageError(
+      {},
+      "expected a command, one of flash, verify, read, identify, profile, plan, calls, "
+      "decode, report, simulate; found none");
 }
 
 TEST_F(Usage, UnknownCommand) {

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "host/services/count_text.h"
+#include "host/tool/command.h"
+#include "host/tool/connection.h"
+#include "host/tool/image_report.h"
+#include "host/tool/interrupt.h"
+#include "host/tool/link_options.h"
+#include "host/tool/outputs.h"
+#include "host/tool/profile.h"
+#include "host/tool/recording.h"
+#include "host/tool/session_options.h"
+#include "host/tool/text.h"
+#include "host/tool/transfer_options.h"
+
+namespace quillmark::host {
+namespace {
+
+constexpr const char* kEffect = "the memory was read back and found equal";
+
+struct VerifyCommandOptions {
+  LinkOptions link;
+  SessionOptions session;
+  RecordingOptions recording;
+  TransferOptions transfer;
+};
+
+Profile SettingsOf(const VerifyCommandOptions& options) {
+  Profile settings = ProfileOf(options.link, options.session);
+  settings.push_back(MemorySetting(options.transfer.memory));
+  return settings;
+}
+
+/// What is going to be done, for the artifacts.
+Json PlanOf(const VerifyCommandOptions& options, const ImageFile& image) {
+  return {{"command", "verify"},
+          {"image", PlannedImage(options.transfer.file, image)},
+          {"memory", options.transfer.memory}};
+}
+
+void Report(Reporter& reporter, const ProgramResult& result) {
+  const std::string ecu = RecordText(result.identification.record);
+  reporter.Line(fmt::format("ecu       {}", ecu));
+  reporter.Line(
+      fmt::format("verify    {} read back and found equal", BytesText(result.verified_bytes)));
+  reporter.Line(fmt::format("done      in {} of bus time", TimeText(result.total_time)));
+  reporter.Event(EventKind::kDone, {{"ecu", ecu},
+                                    {"verified_bytes", result.verified_bytes},
+                                    {"seconds", SecondsOf(result.total_time)}});
+}
+
+void Verify(const VerifyCommandOptions& options, const ImageFile& image, Recording& recording,
+            Reporter& reporter) {
+  ReportSettings(reporter, options);
+  if (recording.wants_plan()) {
+    recording.Plan(PlanOf(options, image));
+  }
+  ProgrammerConfig config = MakeConfig(options.link, options.session);
+  config.memory = options.transfer.memory;
+  Connection connection(options.link, options.session, config, reporter,
+                        [&recording](Bus& bus) { return recording.Tap(bus); });
+  recording.Follow(connection.programmer());
+  ReportImage(reporter, options.transfer.file, image);
+  connection.ShowProgress();
+  const ProgramResult result =
+      connection.programmer().Verify(ToMemoryImage(image.segments, connection.platform()));
+  reporter.EndProgress();
+  Report(reporter, result);
+}
+
+void Run(const VerifyCommandOptions& options, Reporter& console) {
+  CheckLinkOptions(options.link);
+  const ImageFile image = ReadImageOf(options.transfer);
+  CheckOutputs({{"IMAGE", options.transfer.file}},
+               {{{"--trace", options.recording.trace}, OutputKind::kFile},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+               ExistingWith(options.recording.force));
+  CatchInterrupts();
+  Recording recording(options.recording, options.link, console);
+  recording.Run([&](Reporter& reporter) { Verify(options, image, recording, reporter); }, kEffect);
+}
+
+}  // namespace
+
+void AddVerifyCommand(CLI::App& app, Command& command) {
+  CLI::App& verify =
+      *app.add_subcommand("verify", "read the memory of the ECU back and compare it with an image");
+  const auto options = std::make_shared<VerifyCommandOptions>();
+  AddImageOptions(verify, options->transfer);
+  AddMemoryOption(verify, options->transfer.memory);
+  AddProfileOption(verify);
+  AddLinkOptions(verify, options->link);
+  AddSessionOptions(verify, options->session);
+  AddRecordingOptions(verify, options->recording, "--trace and --artifacts");
+  AddJsonOption(verify, command);
+  verify.callback([options, &command] {
+    FitToBus(options->link, options->session);
+    command.run = [options](Reporter& reporter) { Run(*options, reporter); };
+    command.effect = kEffect;
+  });
+}
+
+}  // namespace quillmark::host
