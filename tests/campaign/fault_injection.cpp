@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <utility>
 
+#include "host/bus/k_line_receiver.h"
 #include "host/ecu/k_message.h"
 
 namespace quillmark::campaign {
@@ -21,6 +23,9 @@ using std::chrono::milliseconds;
 constexpr std::uint8_t kTester = 0xF1;
 constexpr std::uint8_t kAcknowledgement = 0x81;
 constexpr std::uint8_t kResponsePending = 0x78;
+constexpr std::uint8_t kBusyRepeatRequest = 0x21;
+constexpr std::uint8_t kBlockChecksumError = 0x77;
+constexpr std::uint8_t kDownload = 0x34;
 
 FrameOnWire Later(FrameOnWire frame, microseconds time) {
   frame.at += time;
@@ -39,6 +44,20 @@ FrameOnWire Flipped(FrameOnWire frame, std::uint32_t detail) {
     frame.data[bit / 8] ^= static_cast<std::uint8_t>(1U << bit % 8);
   }
   return frame;
+}
+
+/// The same, where the sum of the bytes from `covered` on tells; of two bits that make up for each
+/// other only one is taken.
+FrameOnWire FlippedVisibly(const FrameOnWire& frame, std::uint32_t detail, std::ptrdiff_t covered) {
+  const auto sum = [covered](const FrameOnWire& of) {
+    return std::accumulate(of.data.begin() + covered, of.data.end(), 0U) & 0xFFU;
+  };
+  FrameOnWire flipped = Flipped(frame, detail);
+  if (sum(flipped) == sum(frame)) {
+    flipped = frame;
+    flipped.data.back() ^= static_cast<std::uint8_t>(1U << detail % 8);
+  }
+  return flipped;
 }
 
 /// The low half of the first byte: in every form a number or a length.
@@ -61,6 +80,7 @@ std::vector<FrameOnWire> EndlessPending(const FrameOnWire& frame, const Bytes& p
 
 std::vector<FrameOnWire> FaultInjection::OnFrame(const FrameOnWire& frame) {
   NoteService(frame);
+  CountChances(frame);
   std::vector<FrameOnWire> frames{frame};
   for (Fault& fault : faults_) {
     if (!frames.empty() && !frames.front().data.empty() && Concerns(fault.kind, frames.front()) &&
@@ -97,7 +117,7 @@ bool FaultInjection::StopRequested() {
 
 bool FaultInjection::Happens(Fault& fault) {
   constexpr auto kPast = static_cast<std::uint32_t>(-1);
-  if (fault.phase != phase_ || fault.chance == kPast || fault.chance-- > 0) {
+  if ((fault.phase && *fault.phase != phase_) || fault.chance == kPast || fault.chance-- > 0) {
     return false;
   }
   happened_.push_back(fault.kind);
@@ -112,7 +132,16 @@ bool FaultInjection::AnyHappens(FaultKind kind) {
   return happens;
 }
 
+void FaultInjection::CountChances(const FrameOnWire& frame) {
+  for (std::size_t kind = 0; kind < kFaultKinds; ++kind) {
+    chances_[kind] += Concerns(static_cast<FaultKind>(kind), frame) ? 1 : 0;
+  }
+}
+
 bool FaultInjection::Concerns(FaultKind kind, const FrameOnWire& frame) const {
+  const bool to_tester = frame.direction == Direction::kToTester;
+  const bool is_plain = surroundings_.form == TransportForm::kPlainCan;
+  const unsigned type = frame.data.front() >> 4U;
   switch (kind) {
     case FaultKind::kBadCell:
     case FaultKind::kUnseenBadCell:
@@ -123,17 +152,28 @@ bool FaultInjection::Concerns(FaultKind kind, const FrameOnWire& frame) const {
       return false;
     case FaultKind::kNegativeResponse:
     case FaultKind::kEndlessPending:
-      return frame.direction == Direction::kToTester;
+    case FaultKind::kStray:
+      return to_tester;
     case FaultKind::kWrongSequence:
-      return surroundings_.form == TransportForm::kPlainCan
-                 ? frame.data.front() >> 4U == 2
-                 : frame.data.front() != kAcknowledgement;
+      return is_plain ? type == 2 : frame.data.front() != kAcknowledgement;
+    case FaultKind::kSeenBits:
+      return !is_plain && frame.data.front() != kAcknowledgement;
+    case FaultKind::kHurtBlock:
+      return !to_tester && service_ == kDownload && (is_plain ? type == 2 : begins_request_);
+    case FaultKind::kWait:
+      return is_plain && to_tester && type == 3;
+    case FaultKind::kBusy:
+      return begins_request_;
+    case FaultKind::kNoise:
+    case FaultKind::kPause:
+      return surroundings_.form == TransportForm::kKLine && to_tester;
     default:
       return true;
   }
 }
 
 std::vector<FrameOnWire> FaultInjection::Apply(const Fault& fault, FrameOnWire frame) {
+  const bool is_gateway = surroundings_.form == TransportForm::kGateway;
   switch (fault.kind) {
     case FaultKind::kLostFrame:
       return {};
@@ -144,11 +184,35 @@ std::vector<FrameOnWire> FaultInjection::Apply(const Fault& fault, FrameOnWire f
     case FaultKind::kOvertakenFrame:
       return {Later(std::move(frame), microseconds(300 + fault.detail % 2000))};
     case FaultKind::kTruncatedFrame:
-      return {Truncated(std::move(frame), fault.detail)};
+      return AsRead(Truncated(std::move(frame), fault.detail));
     case FaultKind::kFlippedBits:
-      return {Flipped(std::move(frame), fault.detail)};
+      return AsRead(Flipped(std::move(frame), fault.detail));
     case FaultKind::kWrongSequence:
-      return {Misnumbered(std::move(frame), fault.detail)};
+      return AsRead(Misnumbered(std::move(frame), fault.detail));
+    case FaultKind::kSeenBits:
+      return AsRead(FlippedVisibly(frame, fault.detail, is_gateway && BeginsPieces(frame.data)));
+    case FaultKind::kHurtBlock:
+      if (surroundings_.form != TransportForm::kPlainCan) {
+        surroundings_.refuse_next(kBlockChecksumError);
+        return {frame};
+      }
+      frame.data.at(1) ^= static_cast<std::uint8_t>(1U << fault.detail % 8);
+      return {frame};
+    case FaultKind::kWait: {
+      FrameOnWire wait = frame;
+      wait.data.front() = 0x31;
+      return {wait, Later(std::move(frame), milliseconds(fault.detail % 900))};
+    }
+    case FaultKind::kBusy:
+      surroundings_.refuse_next(kBusyRepeatRequest);
+      return {frame};
+    case FaultKind::kStray:
+      return {Stray(frame, fault.detail), frame};
+    case FaultKind::kNoise:
+      frame.data.insert(frame.data.begin(), static_cast<std::uint8_t>(fault.detail));
+      return AsRead(frame);
+    case FaultKind::kPause:
+      return WithPause(frame, 1 + fault.detail % (frame.data.size() - 1));
     case FaultKind::kNegativeResponse:
       frame.data = NegativeResponse(static_cast<std::uint8_t>(fault.detail));
       return {frame};
@@ -182,23 +246,80 @@ Bytes FaultInjection::NegativeResponse(std::uint8_t code) const {
   return message;
 }
 
+/// As the tester's adapter reads a message of a K line, which it may take for several, or for
+/// parts.
+std::vector<FrameOnWire> FaultInjection::AsRead(const FrameOnWire& frame) const {
+  if (surroundings_.form != TransportForm::kKLine || frame.direction == Direction::kToEcu) {
+    return {frame};
+  }
+  host::KLineReceiver receiver;
+  std::vector<FrameOnWire> read;
+  for (Bytes& message : receiver.Take(frame.data)) {
+    read.push_back({frame.direction, frame.at, std::move(message)});
+  }
+  if (receiver.InMessage()) {
+    read.push_back({frame.direction, frame.at, receiver.OnSilence()});
+  }
+  return read;
+}
+
+std::vector<FrameOnWire> FaultInjection::WithPause(const FrameOnWire& frame,
+                                                   std::size_t first_part) const {
+  const auto cut = frame.data.begin() + static_cast<std::ptrdiff_t>(first_part);
+  FrameOnWire rest = Later(frame, milliseconds(150));
+  rest.data.assign(cut, frame.data.end());
+  std::vector<FrameOnWire> read =
+      AsRead({frame.direction, frame.at, Bytes(frame.data.begin(), cut)});
+  for (FrameOnWire& part : AsRead(rest)) {
+    read.push_back(std::move(part));
+  }
+  return read;
+}
+
+/// A frame that answers nothing that was asked for, sent by whom it may concern.
+FrameOnWire FaultInjection::Stray(FrameOnWire frame, std::uint32_t detail) const {
+  const std::array<Bytes, 5> can = {Bytes{0x01, 0x7E}, Bytes{0x30, 0x01, 0x00},
+                                    Bytes{0x2A, 1, 2, 3, 4, 5, 6, 7}, Bytes{0x03, 0x7F, 0x3E, 0x12},
+                                    Bytes{0x10, 0x0A, 0x59, 2, 1, 0, 0, 0}};
+  switch (surroundings_.form) {
+    case TransportForm::kPlainCan:
+      frame.data = can[detail % can.size()];
+      break;
+    case TransportForm::kGateway:
+      frame.data = {kAcknowledgement};
+      break;
+    default:
+      frame.data = host::EncodeKMessage({.target = kTester, .source = 0x99, .data = {0x7E}});
+  }
+  return frame;
+}
+
+bool FaultInjection::BeginsPieces(ByteView data) const {
+  const std::uint8_t target = data.size() < 5 ? 0 : data[2];
+  const std::uint8_t source = data.size() < 5 ? 0 : data[3];
+  return (target == surroundings_.address && source == kTester) ||
+         (target == kTester && source == surroundings_.address);
+}
+
 void FaultInjection::NoteService(const FrameOnWire& frame) {
   const ByteView data = frame.data;
+  begins_request_ = false;
   if (frame.direction != Direction::kToEcu || data.size() < 5) {
     return;
   }
   switch (surroundings_.form) {
     case TransportForm::kPlainCan:
-      if (data[0] < 0x20) {
-        service_ = data[0] < 0x10 ? data[1] : data[2];
-      }
+      begins_request_ = data[0] < 0x20;
+      service_ = !begins_request_ ? service_ : data[0] < 0x10 ? data[1] : data[2];
       return;
     case TransportForm::kGateway:
-      if (data[3] == kTester) {
-        service_ = data[1] != 0x80 || data.size() < 6 ? data[4] : data[5];
-      }
+      begins_request_ = BeginsPieces(data);
+      service_ = !begins_request_                     ? service_
+                 : data[1] != 0x80 || data.size() < 6 ? data[4]
+                                                      : data[5];
       return;
     default:
+      begins_request_ = true;
       service_ = data[0] != 0x80 ? data[3] : data[4];
   }
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <stdexcept>
@@ -25,6 +26,8 @@ class FaultInjection {
     host::TransportForm form;
     std::uint8_t address;  ///< of the ECU
     std::function<void()> reset_ecu;
+    /// The ECU refuses the next request with this code.
+    std::function<void(std::uint8_t code)> refuse_next;
   };
 
   FaultInjection(std::vector<Fault> faults, Surroundings surroundings)
@@ -44,6 +47,10 @@ class FaultInjection {
   [[nodiscard]] const std::vector<FaultKind>& happened() const { return happened_; }
   /// The phase that the host was told last.
   [[nodiscard]] host::Phase phase() const { return phase_; }
+  /// How many frames there were that `kind` can happen to.
+  [[nodiscard]] std::uint32_t Chances(FaultKind kind) const {
+    return chances_[static_cast<std::size_t>(kind)];
+  }
 
  private:
   /// Whether this chance is the one; it then has happened.
@@ -52,7 +59,15 @@ class FaultInjection {
   [[nodiscard]] bool Concerns(FaultKind kind, const host::FrameOnWire& frame) const;
   [[nodiscard]] std::vector<host::FrameOnWire> Apply(const Fault& fault, host::FrameOnWire frame);
   [[nodiscard]] host::Bytes NegativeResponse(std::uint8_t code) const;
+  [[nodiscard]] std::vector<host::FrameOnWire> AsRead(const host::FrameOnWire& frame) const;
+  /// The bytes behind the first `first_part` come 150 ms late.
+  [[nodiscard]] std::vector<host::FrameOnWire> WithPause(const host::FrameOnWire& frame,
+                                                         std::size_t first_part) const;
+  [[nodiscard]] host::FrameOnWire Stray(host::FrameOnWire frame, std::uint32_t detail) const;
+  /// Gateway form: whether the frame is the first piece of a message.
+  [[nodiscard]] bool BeginsPieces(host::ByteView data) const;
   void NoteService(const host::FrameOnWire& frame);
+  void CountChances(const host::FrameOnWire& frame);
 
   std::vector<Fault> faults_;
   Surroundings surroundings_;
@@ -62,6 +77,8 @@ class FaultInjection {
   bool cancelled_ = false;
   /// Of the tester's last request.
   std::uint8_t service_ = 0x3E;
+  bool begins_request_ = false;
+  std::array<std::uint32_t, kFaultKinds> chances_{};
 };
 
 }  // namespace quillmark::campaign

@@ -2,9 +2,13 @@
 // Flashes a simulated ECU many times while things go wrong, and checks after each flash that it
 // ended as it has to (laws.h) and left nothing behind. tests/campaign/run builds and runs it.
 #include <CLI/CLI.hpp>
+#include <array>
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <map>
+#include <optional>
+#include <string>
 #include <thread>
 
 #include "campaign/laws.h"
@@ -25,9 +29,18 @@ bool WorkersEnd(const PortablePlatform& platform) {
   return platform.RunningWorkers() == 0;
 }
 
+struct Choice {
+  /// Flashes with transient faults, at most so many; 0: with faults of any kind.
+  std::uint32_t transient = 0;
+  std::optional<host::TransportForm> form{};
+  /// Instead of what the seed says.
+  std::optional<int> repetitions{};
+  bool verbose = false;
+};
+
 class Campaign {
  public:
-  explicit Campaign(bool verbose) : verbose_(verbose) {}
+  explicit Campaign(Choice choice) : choice_(std::move(choice)) {}
 
   /// Flashes the scenario of a seed and looks at what that leaves behind.
   void Run(std::uint64_t seed) {
@@ -44,13 +57,20 @@ class Campaign {
 
   /// The same without looking.
   void Flash(std::uint64_t seed) {
-    const Scenario scenario = ScenarioOf(seed);
     try {
+      const Scenario scenario = ScenarioOfSeed(seed);
       Workbench bench(scenario);
+      if (choice_.verbose) {
+        bench.ShowFrames(std::cout);
+      }
       const Outcome faulty = bench.FlashWithFaults();
       const bool worker_left = !WorkersEnd(bench.platform());
       const Outcome again = bench.FlashAgain();
+      if (choice_.transient > 0 && faulty.faults.empty()) {
+        return;
+      }
       tally_.Add(scenario, faulty);
+      TellFailure(seed, scenario, faulty);
       for (const std::string& law : BrokenLaws(scenario, faulty, again)) {
         Report(seed, law);
       }
@@ -67,14 +87,48 @@ class Campaign {
   [[nodiscard]] std::uint64_t findings() const { return findings_; }
 
  private:
+  [[nodiscard]] Scenario ScenarioOfSeed(std::uint64_t seed) const {
+    Scenario scenario = ScenarioOf(seed, choice_.form);
+    scenario.config.repetition.most = choice_.repetitions.value_or(scenario.config.repetition.most);
+    if (choice_.transient > 0) {
+      scenario.faults.clear();
+      Workbench bench(scenario);
+      static_cast<void>(bench.FlashWithFaults());
+      WorkersEnd(bench.platform());
+      ChooseTransientFaults(
+          seed, choice_.transient, [&](FaultKind kind) { return bench.Chances(kind); }, scenario);
+    }
+    return scenario;
+  }
+
   void Report(std::uint64_t seed, const std::string& what) {
     ++findings_;
-    std::cout << "seed " << seed << ": " << what << " (tests/campaign/run --seed " << seed << ")"
-              << std::endl;
+    Tell(seed, what);
+  }
+
+  /// A transient fault should end no flash, though some may.
+  void TellFailure(std::uint64_t seed, const Scenario& scenario, const Outcome& outcome) const {
+    if (choice_.transient > 0 && !outcome.succeeded && choice_.repetitions != 0) {
+      Tell(seed, Describe(scenario.faults.front()) + ": " + outcome.message);
+    }
+  }
+
+  void Tell(std::uint64_t seed, const std::string& what) const {
+    std::cout << "seed " << seed << ": " << what << " (tests/campaign/run --seed " << seed
+              << Options() << ")" << std::endl;
+  }
+
+  [[nodiscard]] std::string Options() const {
+    if (choice_.transient == 0) {
+      return "";
+    }
+    constexpr std::array kForms = {"can", "gateway", "kline"};
+    return " --transient " + std::to_string(choice_.transient) + " --form " +
+           kForms[static_cast<std::size_t>(*choice_.form)];
   }
 
   void Explain(const Scenario& scenario, const Outcome& faulty, const Outcome& again) const {
-    if (!verbose_) {
+    if (!choice_.verbose) {
       return;
     }
     std::cout << Describe(scenario);
@@ -86,17 +140,21 @@ class Campaign {
               << "\nnext flash: " << (again.succeeded ? "success" : again.message) << '\n';
   }
 
-  bool verbose_;
+  Choice choice_;
   Tally tally_;
   std::uint64_t findings_ = 0;
 };
 
 /// What is made once in a process, such as a locale, is not a leak of the first flash.
-void WarmUp(std::uint64_t seed) { Campaign(false).Flash(seed); }
+void WarmUp(std::uint64_t seed, Choice choice) {
+  choice.verbose = false;
+  Campaign(choice).Flash(seed);
+}
 
-int Run(std::uint64_t first, std::uint64_t count, bool verbose) {
+int Run(std::uint64_t first, std::uint64_t count, const Choice& choice) {
+  WarmUp(first, choice);
   const auto start = Clock::now();
-  Campaign campaign(verbose);
+  Campaign campaign(choice);
   for (std::uint64_t seed = first; seed < first + count; ++seed) {
     campaign.Run(seed);
   }
@@ -109,28 +167,82 @@ int Run(std::uint64_t first, std::uint64_t count, bool verbose) {
   return campaign.findings() == 0 ? 0 : 1;
 }
 
+/// Until so many flashes were verified.
+int RunTransient(std::uint64_t first, std::uint64_t count, const Choice& choice) {
+  constexpr double kEnoughWithOne = 99.9;
+  constexpr double kEnoughWithSeveral = 97;
+  WarmUp(first, choice);
+  Campaign campaign(choice);
+  std::uint64_t seed = first;
+  for (; campaign.tally().verified() < count; ++seed) {
+    campaign.Run(seed);
+  }
+  const double rate = 100.0 * static_cast<double>(campaign.tally().verified_successes()) /
+                      static_cast<double>(count);
+  const double enough = choice.transient == 1 ? kEnoughWithOne : kEnoughWithSeveral;
+  const bool is_enough = rate >= enough || choice.repetitions == 0;
+  std::cout << TextOf(*choice.form) << ", 1 to " << choice.transient << " transient faults, "
+            << (choice.repetitions == 0 ? "without repetition" : "with repetition") << "\n\n";
+  campaign.tally().Print(std::cout);
+  std::cout << '\n'
+            << rate << " % of the verified flashes succeeded"
+            << (is_enough ? "" : ", which is not enough") << "; " << campaign.findings()
+            << " findings in seeds " << first << " to " << seed - 1 << "\n\n";
+  return campaign.findings() == 0 && is_enough ? 0 : 1;
+}
+
+int RunForms(std::uint64_t first, std::uint64_t count, Choice choice) {
+  using host::TransportForm;
+  int result = 0;
+  for (const TransportForm form :
+       {TransportForm::kPlainCan, TransportForm::kGateway, TransportForm::kKLine}) {
+    choice.form = form;
+    result |= RunTransient(first, count, choice);
+  }
+  return result;
+}
+
 }  // namespace
 }  // namespace quillmark::campaign
 
 int main(int argc, char** argv) {
+  using quillmark::campaign::Choice;
+  using quillmark::host::TransportForm;
   CLI::App app("Flashes a simulated ECU while things go wrong.");
+  const std::map<std::string, TransportForm> forms = {{"can", TransportForm::kPlainCan},
+                                                      {"gateway", TransportForm::kGateway},
+                                                      {"kline", TransportForm::kKLine}};
+  Choice choice;
   std::uint64_t count = 0;
   std::uint64_t seed = 0;
   std::uint64_t first = 1;
-  app.add_option("N", count, "number of flashes")->check(CLI::PositiveNumber);
+  app.add_option("N", count, "number of flashes; with --transient verified ones in each form")
+      ->check(CLI::PositiveNumber);
   app.add_option("--first", first, "the first seed; the others count up from it");
   auto* const single =
       app.add_option("--seed", seed, "flash this seed alone, and say what happens");
+  app.add_option("--transient", choice.transient,
+                 "instead of all faults, 1 to this many of those that a bench meets every day")
+      ->check(CLI::Range(1, 9));
+  app.add_option("--form", choice.form, "flash in this form alone")
+      ->transform(CLI::CheckedTransformer(forms));
+  app.add_option("--repeat", choice.repetitions, "how often the programmer repeats a request");
   CLI11_PARSE(app, argc, argv);
   if (single->count() == 0 && count == 0) {
     std::cerr << app.help();
     return 64;
   }
+  if (choice.transient > 0 && !choice.repetitions) {
+    choice.repetitions = quillmark::host::RepetitionLimits{}.most;
+  }
   quillmark::campaign::CountXmlLibrary();
   if (single->count() > 0) {
-    quillmark::campaign::WarmUp(seed);
-    return quillmark::campaign::Run(seed, 1, true);
+    choice.verbose = true;
+    return quillmark::campaign::Run(seed, 1, choice);
   }
-  quillmark::campaign::WarmUp(first);
-  return quillmark::campaign::Run(first, count, false);
+  if (choice.transient == 0) {
+    return quillmark::campaign::Run(first, count, choice);
+  }
+  return choice.form ? quillmark::campaign::RunTransient(first, count, choice)
+                     : quillmark::campaign::RunForms(first, count, choice);
 }

@@ -32,10 +32,10 @@ std::uint8_t KLineAddress(Dice& dice) {
   return address == 0x6E || address == 0x7A ? 0x11 : address;
 }
 
-void ChooseAddressing(Dice& dice, Scenario& scenario) {
+void ChooseAddressing(Dice& dice, std::optional<TransportForm> form, Scenario& scenario) {
   constexpr std::array kForms = {TransportForm::kPlainCan, TransportForm::kGateway,
                                  TransportForm::kKLine};
-  scenario.ecu.form = scenario.config.form = dice.Pick(kForms);
+  scenario.ecu.form = scenario.config.form = form ? *form : dice.Pick(kForms);
   if (scenario.ecu.form == TransportForm::kPlainCan) {
     const std::uint32_t identifiers = dice.OneIn(4) ? 0x1FFFFFFF : 0x7FF;
     scenario.ecu.reply_id = 1 + dice.Below(identifiers);
@@ -82,6 +82,8 @@ void ChooseParameters(Dice& dice, Scenario& scenario) {
   config.key = host::SimulatedKey;
   scenario.verify = !dice.OneIn(4);
   scenario.backup = dice.OneIn(3);
+  ecu.write_once = dice.OneIn(2);
+  config.repetition.most = dice.OneIn(2) ? 0 : config.repetition.most;
 }
 
 /// Random bytes with stretches of fill.
@@ -152,6 +154,8 @@ Fault ChooseFault(Dice& dice, const Scenario& scenario) {
   return fault;
 }
 
+}  // namespace
+
 std::string TextOf(TransportForm form) {
   switch (form) {
     case TransportForm::kPlainCan:
@@ -163,12 +167,10 @@ std::string TextOf(TransportForm form) {
   }
 }
 
-}  // namespace
-
-Scenario ScenarioOf(std::uint64_t seed) {
+Scenario ScenarioOf(std::uint64_t seed, std::optional<TransportForm> form) {
   Dice dice(seed);
   Scenario scenario;
-  ChooseAddressing(dice, scenario);
+  ChooseAddressing(dice, form, scenario);
   ChooseParameters(dice, scenario);
   ChooseImage(dice, scenario);
   for (std::uint32_t left = dice.OneIn(10) ? 0 : 1 + dice.Below(3); left > 0; --left) {
@@ -177,14 +179,35 @@ Scenario ScenarioOf(std::uint64_t seed) {
   return scenario;
 }
 
+void ChooseTransientFaults(std::uint64_t seed, std::uint32_t most,
+                           const std::function<std::uint32_t(FaultKind)>& chances,
+                           Scenario& scenario) {
+  Dice dice(~seed);
+  std::vector<FaultKind> kinds;
+  for (const FaultKind kind : TransientKindsOf(scenario.ecu.form)) {
+    if (chances(kind) > 0) {
+      kinds.push_back(kind);
+    }
+  }
+  scenario.faults.clear();
+  for (std::uint32_t left = 1 + dice.Below(most); left > 0; --left) {
+    Fault fault;
+    fault.kind = kinds[dice.Below(static_cast<std::uint32_t>(kinds.size()))];
+    fault.chance = dice.Below(chances(fault.kind));
+    fault.detail = static_cast<std::uint32_t>(dice.Next());
+    scenario.faults.push_back(fault);
+  }
+}
+
 std::string Describe(const Scenario& scenario) {
   const host::ProgrammerConfig& config = scenario.config;
-  std::string text = TextOf(config.form) + ", block size " + std::to_string(config.block_size) +
-                     ", separation time " + std::to_string(config.separation_time) +
-                     ", alignment " + std::to_string(config.alignment) + ", max block " +
-                     std::to_string(config.max_block) +
-                     (scenario.verify ? ", verified" : ", not verified") +
-                     (scenario.backup ? ", with a backup" : "") + '\n';
+  std::string text =
+      TextOf(config.form) + ", block size " + std::to_string(config.block_size) +
+      ", separation time " + std::to_string(config.separation_time) + ", alignment " +
+      std::to_string(config.alignment) + ", max block " + std::to_string(config.max_block) +
+      (scenario.verify ? ", verified" : ", not verified") +
+      (scenario.backup ? ", with a backup" : "") + (scenario.ecu.write_once ? ", write-once" : "") +
+      ", repeated up to " + std::to_string(config.repetition.most) + " times\n";
   for (const Segment& segment : scenario.image) {
     text += "segment at " + std::to_string(segment.address) + " of " +
             std::to_string(segment.bytes.size()) + " bytes\n";

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,7 +30,17 @@ struct Scenario {
 };
 
 /// The same for the same seed.
-[[nodiscard]] Scenario ScenarioOf(std::uint64_t seed);
+[[nodiscard]] Scenario ScenarioOf(std::uint64_t seed,
+                                  std::optional<host::TransportForm> form = std::nullopt);
+
+/// One to `most` transient faults instead of the others. `chances` says how many chances a flash
+/// without faults has for a kind, which are all alike.
+void ChooseTransientFaults(std::uint64_t seed, std::uint32_t most,
+                           const std::function<std::uint32_t(FaultKind)>& chances,
+                           Scenario& scenario);
+
+/// "plain CAN", …
+[[nodiscard]] std::string TextOf(host::TransportForm form);
 
 /// For a person who reruns a seed.
 [[nodiscard]] std::string Describe(const Scenario& scenario);

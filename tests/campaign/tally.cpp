@@ -6,7 +6,7 @@
 namespace quillmark::campaign {
 namespace {
 
-constexpr int kNameWidth = 34;
+constexpr int kNameWidth = 38;
 constexpr int kNumberWidth = 9;
 
 void PrintRow(std::ostream& out, std::string_view name, std::uint64_t number) {
@@ -44,6 +44,9 @@ void Tally::Print(std::ostream& out) const {
   out << "\nfault" << std::setw(kNameWidth + kNumberWidth - 5) << "happened"
       << std::setw(kNumberWidth + 2) << "succeeded" << '\n';
   for (std::size_t kind = 0; kind < faults_.size(); ++kind) {
+    if (faults_[kind].happened == 0) {
+      continue;
+    }
     out << std::left << std::setw(kNameWidth) << NameOf(static_cast<FaultKind>(kind)) << std::right
         << std::setw(kNumberWidth) << faults_[kind].happened << std::setw(kNumberWidth + 2)
         << faults_[kind].succeeded << '\n';

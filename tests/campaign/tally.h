@@ -18,6 +18,10 @@ class Tally {
 
   void Print(std::ostream& out) const;
 
+  /// Flashes with verification, and those of them that succeeded.
+  [[nodiscard]] std::uint64_t verified() const { return verified_; }
+  [[nodiscard]] std::uint64_t verified_successes() const { return verified_successes_; }
+
  private:
   static constexpr std::size_t kPhases = static_cast<std::size_t>(host::Phase::kClose) + 1;
 

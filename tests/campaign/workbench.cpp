@@ -2,6 +2,7 @@
 #include "campaign/workbench.h"
 
 #include <algorithm>
+#include <iomanip>
 #include <utility>
 
 namespace quillmark::campaign {
@@ -59,6 +60,15 @@ Outcome Workbench::FlashAgain() {
   return Flash({});
 }
 
+void Workbench::ShowFrames(std::ostream& out) {
+  bus_.OnFrame([&out](const host::Exchange&, const host::FrameOnWire& frame) {
+    const std::chrono::duration<double, std::milli> at = frame.at;
+    out << std::fixed << std::setprecision(3) << std::setw(12) << at.count()
+        << (frame.direction == host::Direction::kToEcu ? " > " : " < ") << host::HexOf(frame.data)
+        << '\n';
+  });
+}
+
 host::ProgrammerConfig Workbench::ConfigWithHook() {
   host::ProgrammerConfig config = scenario_.config;
   config.key = [this](const host::Bytes& seed) {
@@ -69,10 +79,12 @@ host::ProgrammerConfig Workbench::ConfigWithHook() {
 }
 
 Outcome Workbench::Flash(std::vector<Fault> faults) {
-  injection_.emplace(std::move(faults), FaultInjection::Surroundings{
-                                            .form = scenario_.ecu.form,
-                                            .address = scenario_.ecu.address,
-                                            .reset_ecu = [this] { ecu_->Reset(bus_.Now()); }});
+  injection_.emplace(std::move(faults),
+                     FaultInjection::Surroundings{
+                         .form = scenario_.ecu.form,
+                         .address = scenario_.ecu.address,
+                         .reset_ecu = [this] { ecu_->Reset(bus_.Now()); },
+                         .refuse_next = [this](std::uint8_t code) { ecu_->RefuseNext(code); }});
   const std::uint64_t changes = ecu_->application().flash().changes();
   Outcome outcome;
   TryFlash(outcome);

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include "campaign/fault_injection.h"
@@ -48,6 +49,12 @@ class Workbench : private host::SimulatedNode {
   /// With the same programmer and the same ECU, one with bad cells excepted, and an undisturbed
   /// bus.
   [[nodiscard]] Outcome FlashAgain();
+
+  /// From now on, each frame as it arrives, with the time.
+  void ShowFrames(std::ostream& out);
+
+  /// In the last flash.
+  [[nodiscard]] std::uint32_t Chances(FaultKind kind) const { return injection_->Chances(kind); }
 
   [[nodiscard]] const PortablePlatform& platform() const { return *platform_; }
 
