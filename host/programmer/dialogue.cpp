@@ -117,10 +117,6 @@ NextMove Dialogue::OnTry(const RequestTry& request_try) {
   if (is_abandoned_) {
     return NextMove::kGoOn;
   }
-  if (request_try.status == RunStatus::kFlowControl) {
-    remedy_ = Remedy::kAdapt;
-    return NextMove::kGoOn;
-  }
   RequestKind kind = KindOf(request_try.request);
   if (kind == RequestKind::kStart && is_restart_) {
     kind = RequestKind::kRestart;

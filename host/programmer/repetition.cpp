@@ -115,6 +115,10 @@ RequestKind KindOf(ByteView request) {
 
 Remedy RemedyFor(RequestKind kind, const RequestTry& request_try, int repetitions,
                  const RepetitionLimits& limits, Duration now) {
+  if (request_try.status == RunStatus::kFlowControl) {
+    // Once it may have been the flow control of another.
+    return repetitions < std::min(1, limits.most) ? kRepeat : kAdapt;
+  }
   const Rule* const rule = RuleFor(kind);
   if (rule == nullptr || limits.most == 0) {
     return kNone;

@@ -200,6 +200,7 @@ class Execution {
       case RunStatus::kDamagedReply:
         return "damaged";
       case RunStatus::kUnexpectedFrame:
+      case RunStatus::kFlowControl:
         break;
       default:
         return "failed";

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
 #include <utility>
 
 #include "host/bus/k_line_receiver.h"
@@ -46,16 +45,22 @@ FrameOnWire Flipped(FrameOnWire frame, std::uint32_t detail) {
   return frame;
 }
 
-/// The same, where the sum of the bytes from `covered` on tells; of two bits that make up for each
-/// other only one is taken.
-FrameOnWire FlippedVisibly(const FrameOnWire& frame, std::uint32_t detail, std::ptrdiff_t covered) {
-  const auto sum = [covered](const FrameOnWire& of) {
-    return std::accumulate(of.data.begin() + covered, of.data.end(), 0U) & 0xFFU;
+/// The same, where the checksum tells, whether it is the last byte of the frame or not. Of bits
+/// that make up for each other, only one is taken.
+FrameOnWire FlippedVisibly(const FrameOnWire& frame, std::uint32_t detail, std::size_t covered_at) {
+  const auto is_seen = [&](const FrameOnWire& flipped) {
+    std::uint8_t change = 0;
+    std::uint8_t last = 0;
+    for (std::size_t at = covered_at; at < frame.data.size(); ++at) {
+      last = static_cast<std::uint8_t>(flipped.data[at] - frame.data[at]);
+      change = static_cast<std::uint8_t>(change + last);
+    }
+    return change != 0 && change != static_cast<std::uint8_t>(2 * last);
   };
   FrameOnWire flipped = Flipped(frame, detail);
-  if (sum(flipped) == sum(frame)) {
+  if (!is_seen(flipped)) {
     flipped = frame;
-    flipped.data.back() ^= static_cast<std::uint8_t>(1U << detail % 8);
+    flipped.data[covered_at] ^= static_cast<std::uint8_t>(1U << detail % 8);
   }
   return flipped;
 }
@@ -88,6 +93,7 @@ std::vector<FrameOnWire> FaultInjection::OnFrame(const FrameOnWire& frame) {
       frames = Apply(fault, frames.front());
     }
   }
+  KeepOrder(frames);
   return silent_ ? std::vector<FrameOnWire>{} : frames;
 }
 
@@ -244,6 +250,17 @@ Bytes FaultInjection::NegativeResponse(std::uint8_t code) const {
     message.insert(message.begin(), 1);
   }
   return message;
+}
+
+/// On a K line, what is late holds up what comes after it: it is one wire.
+void FaultInjection::KeepOrder(std::vector<FrameOnWire>& frames) {
+  if (surroundings_.form != TransportForm::kKLine) {
+    return;
+  }
+  for (FrameOnWire& frame : frames) {
+    host::Duration& last = last_arrival_[frame.direction == Direction::kToEcu ? 0 : 1];
+    last = frame.at = std::max(frame.at, last);
+  }
 }
 
 /// As the tester's adapter reads a message of a K line, which it may take for several, or for

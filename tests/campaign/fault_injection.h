@@ -59,6 +59,7 @@ class FaultInjection {
   [[nodiscard]] bool Concerns(FaultKind kind, const host::FrameOnWire& frame) const;
   [[nodiscard]] std::vector<host::FrameOnWire> Apply(const Fault& fault, host::FrameOnWire frame);
   [[nodiscard]] host::Bytes NegativeResponse(std::uint8_t code) const;
+  void KeepOrder(std::vector<host::FrameOnWire>& frames);
   [[nodiscard]] std::vector<host::FrameOnWire> AsRead(const host::FrameOnWire& frame) const;
   /// The bytes behind the first `first_part` come 150 ms late.
   [[nodiscard]] std::vector<host::FrameOnWire> WithPause(const host::FrameOnWire& frame,
@@ -78,6 +79,8 @@ class FaultInjection {
   /// Of the tester's last request.
   std::uint8_t service_ = 0x3E;
   bool begins_request_ = false;
+  /// K line, in both directions.
+  std::array<host::Duration, 2> last_arrival_{};
   std::array<std::uint32_t, kFaultKinds> chances_{};
 };
 

@@ -15,6 +15,8 @@ using host::TransportForm;
 constexpr std::uint8_t kErased = 0xFF;
 constexpr std::uint8_t kEraseRoutine = 0x81;
 constexpr std::uint8_t kLogZone = 0x83;
+/// Of a transient delay, in ms: half as long again as the tester waits.
+constexpr std::uint32_t kLongestDelay = 1500;
 
 std::uint8_t AnyByteBut(Dice& dice, std::uint8_t excluded) {
   const auto byte = static_cast<std::uint8_t>(dice.Below(255));
@@ -195,6 +197,9 @@ void ChooseTransientFaults(std::uint64_t seed, std::uint32_t most,
     fault.kind = kinds[dice.Below(static_cast<std::uint32_t>(kinds.size()))];
     fault.chance = dice.Below(chances(fault.kind));
     fault.detail = static_cast<std::uint32_t>(dice.Next());
+    if (fault.kind == FaultKind::kDelayedFrame) {
+      fault.detail %= kLongestDelay;
+    }
     scenario.faults.push_back(fault);
   }
 }

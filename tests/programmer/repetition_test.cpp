@@ -410,6 +410,25 @@ TEST(FlowControl, IsTakenOverOnce) {
   }
 }
 
+TEST(FlowControl, OfAnotherIsNotTakenOver) {
+  Workshop workshop(TransportForm::kPlainCan);
+  workshop.AddSegment(0x1000, Pattern(500));
+  workshop.options.block_size = 8;
+  workshop.config.block_size = 8;
+  workshop.Open();
+  bool has_strayed = false;
+  workshop.bus->InjectFaults([&](const FrameOnWire& frame) {
+    std::vector frames{frame};
+    if (frame.data[0] == 0x30 && frame.direction == Direction::kToTester && !has_strayed) {
+      has_strayed = true;
+      frames.insert(frames.begin(), {frame.direction, frame.at, Bytes{0x30, 1, 0}});
+    }
+    return frames;
+  });
+  EXPECT_FALSE(workshop.FailureOfProgram(true)) << workshop.message;
+  EXPECT_TRUE(has_strayed);
+}
+
 TEST(FlowControl, ThatIsFixedSaysWhatTheEcuAsksFor) {
   Workshop workshop(TransportForm::kPlainCan);
   workshop.AddSegment(0x1000, Pattern(500));
