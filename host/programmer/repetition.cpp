@@ -68,11 +68,26 @@ RequestKind KindOfRoutine(ByteView request) {
   return request.size() == kStatusRequest && request[2] == kAskStatus ? kStatus : kStart;
 }
 
-/// What was read of something else was not asked for: the answer to an earlier request came late,
-/// or the request was changed on its way.
+/// A positive answer about something else is no answer to this request: the one to an earlier
+/// request came late, or one of the two was changed on its way. In gateway form the checksum that
+/// would tell comes with a later piece.
 bool IsAboutSomethingElse(RequestKind kind, const RequestTry& request_try) {
-  return (kind == kRead || kind == kSeed) && request_try.status == RunStatus::kUnexpectedFrame &&
-         !request_try.response_code;
+  if (request_try.status != RunStatus::kUnexpectedFrame || request_try.response_code) {
+    return false;
+  }
+  switch (kind) {
+    case kRead:
+    case kSeed:
+    case kKey:
+      return true;
+    case kStart:
+    case kRestart:
+    case kStatus:
+      return request_try.answer.size() >= 2 && request_try.request.size() >= 2 &&
+             request_try.answer[1] != request_try.request[1];
+    default:
+      return false;
+  }
 }
 
 bool IsUnanswered(RequestKind kind, const RequestTry& request_try) {

@@ -107,10 +107,30 @@ TEST(Repetition, AsksABusyEcuForSoLong) {
   EXPECT_EQ(RemedyFor(RequestKind::kRead, Refused(0x21), 0, {}, 25s), Remedy::kNone);
 }
 
+/// What follows an unexpected, but positive answer.
+Remedy RemedyForAnswer(const char* request, const char* answer) {
+  const Bytes sent = BytesOfHex(request).value();
+  const Bytes received = BytesOfHex(answer).value();
+  return RemedyFor(KindOf(sent),
+                   {.status = RunStatus::kUnexpectedFrame,
+                    .request = sent,
+                    .sent_whole = true,
+                    .answer = received},
+                   0, {}, 0s);
+}
+
 TEST(Repetition, TakesAnAnswerAboutSomethingElseForNone) {
-  const RequestTry other{.status = RunStatus::kUnexpectedFrame, .sent_whole = true};
-  EXPECT_EQ(RemedyFor(RequestKind::kRead, other, 0, {}, 0s), Remedy::kRepeat);
-  EXPECT_EQ(RemedyFor(RequestKind::kStatus, other, 0, {}, 0s), Remedy::kNone) << "still busy";
+  EXPECT_EQ(RemedyForAnswer("21F1", "61F0"), Remedy::kRepeat);
+  EXPECT_EQ(RemedyForAnswer("358000100030", "7500001030"), Remedy::kRepeat);
+  EXPECT_EQ(RemedyForAnswer("2781", "6782"), Remedy::kRepeat);
+  EXPECT_EQ(RemedyForAnswer("278211223344", "678100000000"), Remedy::kNewSeed);
+  EXPECT_EQ(RemedyForAnswer("310200", "718102"), Remedy::kPoll) << "the erase is finished";
+  EXPECT_EQ(RemedyForAnswer("310201", "718102"), Remedy::kRepeat);
+}
+
+TEST(Repetition, LeavesTheStateOfARoutineToItsPoll) {
+  EXPECT_EQ(RemedyForAnswer("310201", "710201"), Remedy::kNone) << "it runs";
+  EXPECT_EQ(RemedyForAnswer("310200", "710203"), Remedy::kNone) << "it has failed";
 }
 
 TEST(Repetition, AsksForTheSeedAfterAKeyThatHadNone) {
