@@ -18,13 +18,23 @@ string(REGEX REPLACE "\n\n" "\n.\n" licence "${licence}")
 string(REGEX REPLACE "\n" "\n " licence "${licence}")
 configure_file(${debian_folder}/copyright.in ${doc_files}/copyright @ONLY)
 
+# The remarks of lintian that do not apply.
+foreach(name libquillmark0 libquillmark-dev quillmark-tools python3-quillmark)
+  file(WRITE ${doc_files}/overrides/${name}
+       "# These packages are not meant for Debian's own archive, so there is no request to package them.\n"
+       "initial-upload-closes-no-bugs\n")
+endforeach()
+file(APPEND ${doc_files}/overrides/libquillmark0
+     "# CPack calls ldconfig in scripts of its own and cannot be told not to; the trigger is there as well.\n"
+     "maintscript-calls-ldconfig [postinst]\n"
+     "maintscript-calls-ldconfig [postrm]\n")
+
 # quillmark_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION [DEPENDS]): the component as a package.
 function(quillmark_package component name section summary description)
   install(FILES ${doc_files}/copyright ${doc_files}/changelog.Debian.gz
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component} EXCLUDE_FROM_ALL)
-  install(FILES ${debian_folder}/${name}.lintian-overrides
-          DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME ${name}
-          COMPONENT ${component} EXCLUDE_FROM_ALL)
+  install(FILES ${doc_files}/overrides/${name}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides COMPONENT ${component} EXCLUDE_FROM_ALL)
   string(TOUPPER ${component} upper)
   set(CPACK_COMPONENTS_ALL ${CPACK_COMPONENTS_ALL} ${component} PARENT_SCOPE)
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)

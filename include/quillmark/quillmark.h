@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// Everything that a host compiles against.
+/// @namespace quillmark
+/// What a host compiles against: the classes, the factories, and the types that are not classes.
+/// This header includes all of it.
 #include "quillmark/byte_string.h"          // IWYU pragma: export
 #include "quillmark/checksum_calculator.h"  // IWYU pragma: export
 #include "quillmark/diag_on_can_reprog.h"   // IWYU pragma: export

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "host/windows/vantrel/collections.h"
 
+#include <windows.h>
+
 #include <array>
 #include <utility>
 #include <vector>
 
 #include "base/checked.h"
+#include "base/com/enumerator.h"
+#include "base/com/variant.h"
 #include "host/windows/vantrel/byte_string_object.h"
-#include "host/windows/vantrel/enumerator.h"
 
 namespace quillmark::vantrel {
 namespace {
@@ -39,6 +42,20 @@ class MemoryRangeObject final : public com::Scriptable {
 
   std::shared_ptr<MemoryRange> range_;
 };
+
+struct ObjectPolicy {
+  using Item = com::ComPtr<IDispatch>;
+  using Raw = VARIANT;
+  static Raw Copy(const Item& item) { return com::Variant::OfObject(item).Detach(); }
+};
+
+/// An enumerator over objects, for `For Each`.
+com::Variant EnumeratorOf(Items items) {
+  com::Variant variant;
+  V_UNKNOWN(variant.Put()) = new com::Enumerator<IEnumVARIANT, ObjectPolicy>(std::move(items));
+  V_VT(variant.InOut()) = VT_UNKNOWN;
+  return variant;
+}
 
 template <typename Object, typename Element>
 com::Variant EnumeratorOver(const std::vector<std::shared_ptr<Element>>& elements) {

@@ -1,3 +1,0 @@
-// SPDX-License-Identifier: MIT
-WScript.Echo("hello");
-WScript.Quit(5);

@@ -1,3 +1,0 @@
-// SPDX-License-Identifier: MIT
-WScript.Echo("passed");
-WScript.Echo("stopped early");

@@ -1,4 +1,0 @@
-Dim b
-Set b = CreateObject("Vantrel.ByteString")
-b.Item(9) = 1
-WScript.Echo "not reached"
