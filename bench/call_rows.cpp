@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "bench/allocations.h"
 #include "bench/groups.h"
 #include "bench/measure.h"
+#include "bench/memory.h"
 #include "bench/reply_documents.h"
 #include "bench/session.h"
 #include "bench/table.h"

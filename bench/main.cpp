@@ -12,7 +12,7 @@
 
 #include "bench/groups.h"
 #include "bench/measure.h"
-#include "bench/peak_memory.h"
+#include "bench/memory.h"
 
 namespace quillmark::bench {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "bench/groups.h"
 #include "bench/measure.h"
-#include "bench/peak_memory.h"
+#include "bench/memory.h"
 #include "bench/session.h"
 #include "bench/table.h"
 

@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "fuzz/support/law.h"
-#include "fuzz/support/line_ends.h"
 #include "fuzz/support/reply_rules.h"
 #include "quillmark/quillmark.h"
 

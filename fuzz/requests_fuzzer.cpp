@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "fuzz/support/law.h"
-#include "fuzz/support/line_ends.h"
 #include "fuzz/support/scripted_ecu.h"
 #include "fuzz/support/settings.h"
 #include "host/runner/runner.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // A file of its own: the kernel's termios2, which is needed to set a speed as a number, has the
 // names of the C library's termios.
-#include "host/adapters/baud_rate.h"
-
 #include <asm/termbits.h>
 #include <sys/ioctl.h>
+
+#include "host/adapters/serial_port.h"
 
 namespace quillmark::host {
 

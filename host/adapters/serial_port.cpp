@@ -15,8 +15,6 @@
 #include <optional>
 #include <thread>
 
-#include "host/adapters/baud_rate.h"
-
 namespace quillmark::host {
 namespace {
 

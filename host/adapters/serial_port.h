@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -37,5 +38,12 @@ class SerialPort {
 /// make: 10400 baud is no standard one. Raises BusError.
 [[nodiscard]] std::unique_ptr<SerialPort> OpenSerialPort(const std::string& device,
                                                          std::uint32_t baud);
+
+/// Sets both directions of an open terminal to any speed, not only to those that POSIX names.
+/// False, with `errno` set, if the driver refuses.
+[[nodiscard]] bool SetBaudRate(int descriptor, std::uint32_t baud);
+
+/// The speed of an open terminal; 0, with `errno` set, if it cannot be read.
+[[nodiscard]] std::uint32_t BaudRateOf(int descriptor);
 
 }  // namespace quillmark::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
@@ -99,5 +100,21 @@ class SimulatedWire {
   std::multimap<Duration, FrameOnWire> in_flight_;
   std::deque<Bytes> received_;
 };
+
+/// Faults on a simulated wire, by the number of a frame. Frames are counted from 1, in both
+/// directions, as they are put on the wire.
+struct WireFaults {
+  /// This frame is lost.
+  std::optional<std::uint64_t> lost_frame{};
+  /// All bits of the middle byte of this frame are inverted.
+  std::optional<std::uint64_t> flipped_frame{};
+  /// From this frame on nothing arrives: the ECU has stopped.
+  std::optional<std::uint64_t> silent_from{};
+  /// When this frame is put on the wire, the tester's adapter disappears.
+  std::optional<std::uint64_t> unplugged_at{};
+};
+
+/// Injects these faults into a wire.
+[[nodiscard]] SimulatedWire::FaultInjector InjectorOf(const WireFaults& faults);
 
 }  // namespace quillmark::host

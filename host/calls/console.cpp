@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "host/calls/call_table.h"
-#include "host/calls/results.h"
+#include "host/calls/json_value.h"
 #include "quillmark/error.h"
 #include "quillmark/portable_platform.h"
 

@@ -9,8 +9,7 @@
 #include <utility>
 
 #include "host/files/input_file.h"
-#include "host/image/intel_hex.h"
-#include "host/image/s_record.h"
+#include "host/image/record_files.h"
 
 namespace quillmark::host {
 namespace {

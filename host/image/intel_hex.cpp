@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/intel_hex.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,6 +7,7 @@
 #include <span>
 #include <vector>
 
+#include "host/image/record_files.h"
 #include "host/image/record_text.h"
 
 namespace quillmark::host {

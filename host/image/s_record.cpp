@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/s_record.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -10,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/image/record_files.h"
 #include "host/image/record_text.h"
 
 namespace quillmark::host {

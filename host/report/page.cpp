@@ -7,8 +7,7 @@
 #include "host/bus/bytes.h"
 #include "host/report/outcome.h"
 #include "host/report/packed_writer.h"
-#include "host/report/page_data.h"
-#include "host/report/page_sources.h"
+#include "page_sources.h"
 
 namespace quillmark::host {
 namespace {

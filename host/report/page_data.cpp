@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/report/page_data.h"
-
 #include <algorithm>
 #include <string>
 #include <unordered_map>
@@ -11,6 +9,7 @@
 #include "host/report/memory_picture.h"
 #include "host/report/outcome.h"
 #include "host/report/packed_writer.h"
+#include "host/report/page.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,10 +1,82 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/command_line.h"
 
+#include <fmt/format.h>
+
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <vector>
 
 namespace quillmark::host {
+namespace {
+
+const CLI::App* CommandOf(const CLI::App& app) {
+  const std::vector<CLI::App*> commands = app.get_subcommands();
+  return commands.empty() ? nullptr : commands.front();
+}
+
+std::string QuotedOr(const std::vector<std::string>& words, const char* nothing) {
+  return words.empty() ? nothing : fmt::format("\"{}\"", words.front());
+}
+
+std::string AboutTheCommand(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    names.push_back(command->get_name());
+  }
+  return fmt::format("expected a command, one of {}; found {}", fmt::join(names, ", "),
+                     QuotedOr(app.remaining(), "none"));
+}
+
+/// Something was left over or left out.
+std::string AboutArguments(const CLI::App& app, const CLI::App& command, const CLI::Error& error) {
+  const std::vector<std::string> extra = app.remaining(true);
+  const auto option = std::find_if(extra.begin(), extra.end(),
+                                   [](const std::string& word) { return word.starts_with('-'); });
+  if (option != extra.end()) {
+    return fmt::format("{}: there is no option \"{}\"", command.get_name(), *option);
+  }
+  if (!extra.empty()) {
+    return fmt::format("{}: expected no further argument, found \"{}\"", command.get_name(),
+                       extra.front());
+  }
+  for (const CLI::Option* wanted : command.get_options()) {
+    if (wanted->get_required() && wanted->count() == 0) {
+      return fmt::format("{}: {} is missing: {}", command.get_name(), wanted->get_name(),
+                         wanted->get_description());
+    }
+  }
+  return error.what();
+}
+
+/// The parser's own text begins with the name of the option.
+std::string AboutValues(const CLI::App& command, const CLI::Error& error) {
+  const std::string text = error.what();
+  const CLI::Option* option = command.get_option_no_throw(text.substr(0, text.find(':')));
+  if (option == nullptr) {
+    return text;
+  }
+  return fmt::format("{}: expected {}, found {}", option->get_name(), option->get_type_name(),
+                     option->get_items_expected_min() > 1 ? "fewer words" : "nothing");
+}
+
+std::string Explanation(const CLI::App& app, const CLI::Error& error) {
+  const CLI::App* const command = CommandOf(app);
+  if (command == nullptr) {
+    return AboutTheCommand(app);
+  }
+  if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
+      dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    return AboutArguments(app, *command, error);
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+    return AboutValues(*command, error);
+  }
+  return error.what();
+}
+
+}  // namespace
 
 std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   auto app = std::make_unique<CLI::App>("Reprograms ECUs: plans, writes, reads back and explains.",
@@ -27,6 +99,13 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
 
 void AddJsonOption(CLI::App& app, Command& command) {
   app.add_flag("--json", command.json, "print a line of JSON for each event");
+}
+
+FailureReport UsageReport(const CLI::App& app, const CLI::Error& error) {
+  const CLI::App* const command = CommandOf(app);
+  const std::string next = fmt::format("{}{} --help lists what there is", app.get_name(),
+                                       command == nullptr ? "" : ' ' + command->get_name());
+  return {ExitCode::kUsage, Explanation(app, error), {"next      " + next}, {{"next", next}}};
 }
 
 }  // namespace quillmark::host

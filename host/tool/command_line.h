@@ -5,10 +5,15 @@
 #include <memory>
 
 #include "host/tool/command.h"
+#include "host/tool/exit_code.h"
 
 namespace quillmark::host {
 
 /// The whole command line of the tool. Parsing it fills `command`, which must live as long.
 [[nodiscard]] std::unique_ptr<CLI::App> MakeCommandLine(Command& command);
+
+/// What a wrong command line is told: what was expected, what was found, and where the options are
+/// listed. `app` has parsed it.
+[[nodiscard]] FailureReport UsageReport(const CLI::App& app, const CLI::Error& error);
 
 }  // namespace quillmark::host

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/bus/wire_faults.h"
+#include "host/bus/simulated_wire.h"
 #include "host/ecu/options.h"
 
 namespace quillmark::host {

@@ -12,7 +12,6 @@
 #include "host/tool/command_line.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/printable_output.h"
-#include "host/tool/usage_error.h"
 
 namespace quillmark::host {
 namespace {

@@ -7,9 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/trace/can_log.h"
-#include "host/trace/k_line_log.h"
-#include "host/trace/line_words.h"
+#include "host/trace/log_lines.h"
 
 namespace quillmark::host {
 namespace {

@@ -36,8 +36,7 @@ class QUILLMARK_API PortablePlatform : public Platform {
 
   /// Returns once no worker is running. A host calls it before it exits, so that the process does
   /// not end while a worker runs. Must not be called on a worker's thread, for example from an
-  /// `XMLReady` handler.
-  /// A forked child has no workers of its parent: there it returns at once.
+  /// `XMLReady` handler. A forked child has none of its parent's workers: there it returns at once.
   virtual void WaitForWorkers() const = 0;
 };
 

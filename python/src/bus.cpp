@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "bus.h"
-
 #include <pybind11/stl.h>
 
 #include <chrono>
@@ -14,6 +12,7 @@
 #include "host/adapters/open_bus.h"
 #include "host/bus/simulated_bus.h"
 #include "host/ecu/simulated_ecu.h"
+#include "shared_objects.h"
 
 namespace quillmark::python {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "document.h"
+#include "shared_objects.h"
 
 namespace quillmark::python {
 

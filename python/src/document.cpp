@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "document.h"
-
 #include <pybind11/stl.h>
 
 #include <charconv>
@@ -11,6 +9,7 @@
 #include "arguments.h"
 #include "bindings.h"
 #include "host/runner/request_document.h"
+#include "shared_objects.h"
 #include "step.h"
 #include "transfer_platform.h"
 

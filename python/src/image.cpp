@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "image.h"
-
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
@@ -14,6 +12,7 @@
 #include "host/image/image_file.h"
 #include "host/services/count_text.h"
 #include "quillmark/error.h"
+#include "shared_objects.h"
 #include "transfer_platform.h"
 
 namespace quillmark::python {

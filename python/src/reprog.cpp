@@ -8,11 +8,10 @@
 
 #include "arguments.h"
 #include "bindings.h"
-#include "document.h"
 #include "errors.h"
 #include "handler_transfer.h"
-#include "image.h"
 #include "quillmark/diag_on_can_reprog.h"
+#include "shared_objects.h"
 #include "stream_transfer.h"
 #include "transfer_platform.h"
 

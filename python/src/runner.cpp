@@ -10,9 +10,8 @@
 
 #include "arguments.h"
 #include "bindings.h"
-#include "bus.h"
-#include "document.h"
 #include "python_bus.h"
+#include "shared_objects.h"
 
 namespace quillmark::python {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "arguments.h"
-#include "document.h"
 #include "host/runner/request_document.h"
+#include "shared_objects.h"
 
 namespace quillmark::python {
 

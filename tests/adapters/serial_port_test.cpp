@@ -11,7 +11,6 @@
 #include <thread>
 
 #include "adapters/scripted_device.h"
-#include "host/adapters/baud_rate.h"
 
 namespace quillmark::host::testing {
 namespace {

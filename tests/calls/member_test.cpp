@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Every member's arguments and result, one call at least.
 #include "calls/console_test.h"
+#include "calls/recorded_calls.h"
 
 namespace quillmark::host::testing {
 namespace {
@@ -213,6 +214,15 @@ TEST_F(ConsoleMember, GetHistoGivesEightEntriesEach) {
             R"("RepReprog":["F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1F1",)"
             R"("FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF",)"
             R"(null,null,null,null,null,null]}})");
+}
+
+/// The answers that other platforms are compared with.
+TEST_F(ConsoleTest, AnswersAsRecorded) {
+  const auto recorded = RecordedCalls(QUILLMARK_RECORDED_CALLS);
+  EXPECT_GE(recorded.size(), 300U);
+  for (const RecordedCall& one : recorded) {
+    ASSERT_EQ(Answer(one.call), one.answer) << one.call;
+  }
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include "base/com/dispatch.h"
 #include "com/com_test.h"
-#include "com/event_sink.h"
 
 namespace quillmark::testing {
 namespace {

@@ -3,7 +3,6 @@
 
 #include "base/com/variant.h"
 #include "com/com_test.h"
-#include "com/event_sink.h"
 
 namespace quillmark::testing {
 namespace {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/ecu/negative_response.h"
 #include "host/ecu/transport.h"
 
 namespace quillmark::host {
@@ -70,5 +71,15 @@ class FrameBench {
   EcuTransport& transport_;
   Duration now_{};
 };
+
+/// The positive reply of a call in hex, or "refused " and the code.
+template <typename Call>
+std::string ReplyOf(Call&& call) {
+  try {
+    return HexOf(call());
+  } catch (const Refusal& refusal) {
+    return "refused " + HexOf(Bytes{static_cast<std::uint8_t>(refusal.code())});
+  }
+}
 
 }  // namespace quillmark::host

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "ecu/reply_of.h"
+#include "ecu/frame_bench.h"
 
 namespace quillmark::host {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "ecu/reply_of.h"
+#include "ecu/frame_bench.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/intel_hex.h"
-
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
 
+#include "host/image/record_files.h"
 #include "image/expect_damaged.h"
 
 namespace quillmark::host {

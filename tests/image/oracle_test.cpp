@@ -13,8 +13,7 @@
 #include <string>
 
 #include "host/image/image_file.h"
-#include "host/image/intel_hex.h"
-#include "host/image/s_record.h"
+#include "host/image/record_files.h"
 
 namespace quillmark::host {
 namespace {

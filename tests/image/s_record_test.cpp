@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/s_record.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
 #include <string>
 
+#include "host/image/record_files.h"
 #include "image/expect_damaged.h"
 
 namespace quillmark::host {

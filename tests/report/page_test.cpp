@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include "host/report/outcome.h"
-#include "host/report/page_data.h"
 
 namespace quillmark::host::testing {
 namespace {

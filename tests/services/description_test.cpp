@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "host/services/count_text.h"
+#include "host/services/response_code.h"
+
 namespace quillmark::host::testing {
 namespace {
 
@@ -76,6 +79,26 @@ TEST(Description, KnowsTheDataOfAnUploadInItsReplyAlone) {
 
 TEST(Description, TakesTheLogZoneForNoMemory) {
   EXPECT_FALSE(Describe(*BytesOfHex("3483000000024142AAAA")).memory);
+}
+
+TEST(ResponseCode, HasItsMeaning) {
+  EXPECT_EQ(ResponseCodeText(0x33), "33, security access denied");
+  EXPECT_EQ(ResponseCodeText(0x78), "78, response pending");
+}
+
+TEST(ResponseCode, IsANumberWhereItIsNotKnown) { EXPECT_EQ(ResponseCodeText(0xE7), "E7"); }
+
+TEST(CountText, GroupsThousands) {
+  EXPECT_EQ(WithThousands(0), "0");
+  EXPECT_EQ(WithThousands(999), "999");
+  EXPECT_EQ(WithThousands(1000), "1,000");
+  EXPECT_EQ(WithThousands(1234567), "1,234,567");
+}
+
+TEST(CountText, CountsInSingularAndPlural) {
+  EXPECT_EQ(BytesText(1), "1 byte");
+  EXPECT_EQ(BytesText(0), "0 bytes");
+  EXPECT_EQ(CountText(52144, "block"), "52,144 blocks");
 }
 
 }  // namespace

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The manual and the completion of a small tool.
+#include "host/tool/pages/pages.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-
-#include "host/tool/pages/completion.h"
-#include "host/tool/pages/manual.h"
 
 namespace quillmark::host {
 namespace {

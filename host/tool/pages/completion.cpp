@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/tool/pages/completion.h"
-
 #include <fmt/format.h>
 
 #include <map>
 #include <string_view>
+
+#include "host/tool/pages/pages.h"
 
 namespace quillmark::host {
 namespace {

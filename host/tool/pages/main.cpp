@@ -8,8 +8,7 @@
 
 #include "host/files/output_file.h"
 #include "host/tool/command_line.h"
-#include "host/tool/pages/completion.h"
-#include "host/tool/pages/manual.h"
+#include "host/tool/pages/pages.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/tool/pages/manual.h"
-
 #include <fmt/format.h>
 
 #include <cctype>
 #include <string_view>
 
 #include "host/tool/exit_code.h"
+#include "host/tool/pages/pages.h"
 
 namespace quillmark::host {
 namespace {

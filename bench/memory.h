@@ -7,8 +7,12 @@
 
 #include "bench/inputs.h"
 
-/// Peak resident memory of a download, measured in a process of its own that does nothing else.
+/// What a job costs in memory: heap blocks, and the peak of a process of its own.
 namespace quillmark::bench {
+
+/// Heap blocks that the calling thread has asked for so far, by malloc() or what stands on it:
+/// `new` and the XML library.
+[[nodiscard]] std::size_t AllocationsSoFar();
 
 inline constexpr std::string_view kPeakMemoryOption = "--peak-memory";
 

@@ -5,6 +5,7 @@
 
 #include "host/tool/pages/option_table.h"
 
+/// What the build makes of the tool's option table.
 namespace quillmark::host {
 
 /// What the foot of every page says.
@@ -22,5 +23,9 @@ struct Release {
 
 /// "quillmark-flash".
 [[nodiscard]] std::string PageName(const ToolTables& tables, const CommandTable& command);
+
+/// A script that teaches bash to complete the tool's command line: commands, options, choices,
+/// files and folders. It needs bash 4.4 and nothing else.
+[[nodiscard]] std::string BashCompletion(const ToolTables& tables);
 
 }  // namespace quillmark::host
