@@ -28,7 +28,7 @@ struct Call {
   double bound = 0;  ///< seconds; 0: none
 };
 
-/// Heap blocks a call, once the first calls have made what is kept.
+/// Heap blocks per call, once the first calls have allocated what is kept.
 double AllocationsPerCall(const Contender& contender) {
   contender.run();
   const std::size_t before = AllocationsSoFar();

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-/// What the benchmarks work on, made from a fixed seed.
+/// The input of the benchmarks, made from a fixed seed.
 namespace quillmark::bench {
 
 inline constexpr std::size_t kMiB = std::size_t{1} << 20U;

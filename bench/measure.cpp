@@ -47,7 +47,7 @@ void TakeProcessorTime() { takes_processor_time = true; }
 std::vector<double> MedianSeconds(const std::vector<Contender>& contenders, int repetitions) {
   benchmark::ClearRegisteredBenchmarks();
   for (const Contender& contender : contenders) {
-    contender.run();  // Once unmeasured: memory and caches are then as warm for all.
+    contender.run();  // Not measured: memory and caches are then equally warm for all.
     benchmark::RegisterBenchmark(contender.name.c_str(),
                                  [&contender](benchmark::State& state) {
                                    for ([[maybe_unused]] const auto turn : state) {

@@ -17,7 +17,8 @@ struct Contender {
 void TakeProcessorTime();
 
 /// Median wall-clock seconds of one run of each contender: `repetitions` runs of each, interleaved
-/// in random order by Google Benchmark, so that what else the machine does meets all alike.
+/// in random order by Google Benchmark, so that other work on the machine affects all of them
+/// equally.
 [[nodiscard]] std::vector<double> MedianSeconds(const std::vector<Contender>& contenders,
                                                 int repetitions);
 

@@ -10,7 +10,7 @@
 /// What a job costs in memory: heap blocks, and the peak of a process of its own.
 namespace quillmark::bench {
 
-/// Heap blocks that the calling thread has asked for so far, by malloc() or what stands on it:
+/// Heap blocks that the calling thread has asked for so far, by malloc() or what is built on it:
 /// `new` and the XML library.
 [[nodiscard]] std::size_t AllocationsSoFar();
 

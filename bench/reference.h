@@ -16,12 +16,12 @@
 #include "bench/inputs.h"
 
 /// What the component is measured against: loops that build the same documents from the same bytes
-/// and do nothing else. They share no code with the component. `Reference` cuts and frames; where
-/// the steps go is its sink's business: `TreeSink` builds pugixml documents (Reference A),
-/// `TextSink` writes their text into one preallocated string (Reference B).
+/// and do nothing else. They share no code with the component. `Reference` cuts and frames; its
+/// sink decides where the steps go: `TreeSink` builds pugixml documents (Reference A), `TextSink`
+/// writes their text into one preallocated string (Reference B).
 namespace quillmark::bench {
 
-/// What stands before the first step of a form's documents and names their elements.
+/// What comes before the first step of a form's documents, and names their elements.
 struct Head {
   std::string_view root;
   std::string_view channel;

@@ -14,8 +14,8 @@ namespace quillmark::bench {
 using Message = std::vector<std::uint8_t>;
 
 /// Fills `request` with an ECU's replies: acknowledgements and flow controls repeat what is
-/// expected, all other frames are those of `replies` in turn. Fills with what is expected, once the
-/// replies are used up.
+/// expected, all other frames are those of `replies` in turn. When the replies are used up, it
+/// fills in what is expected.
 [[nodiscard]] std::string Fill(const Form& form, std::string_view request,
                                const std::vector<Message>& replies);
 

@@ -18,7 +18,7 @@ constexpr std::int32_t kAlignment = 16;
 constexpr std::int32_t kMaxSize = 128;
 constexpr double kBoundOnTwo = 1.8;
 
-/// Calls `run` on as many threads at once.
+/// Calls `run` on this many threads at once.
 template <typename Run>
 void AtOnce(int count, Run run) {
   std::vector<std::thread> threads;

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # What `cmake --install` puts where: the shared library, its headers, the CMake package, the pkg-config
 # file, and the command-line tool where it was built, with its manual and completion. pugixml stays inside:
-# a consumer needs neither its headers nor its package. A component is what goes into one Debian package.
+# a consumer needs neither its headers nor its package. Each component becomes one Debian package.
 include(CMakePackageConfigHelpers)
 
 set(quillmark_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillmark)

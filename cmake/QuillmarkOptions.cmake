@@ -16,9 +16,9 @@ if(WIN32)
   target_compile_definitions(quillmark_options INTERFACE NOMINMAX STRICT UNICODE _WIN32_WINNT=0x0601)
 endif()
 
-# What one ships stops where its memory is damaged, and gives an attacker no table to overwrite.
-# tests/library/hardening looks for the result. Sanitizers and gcov want the code as it is; benchmarks link
-# without, since binding every symbol at the start would count as work.
+# What is shipped stops when its memory is damaged, and gives an attacker no table to overwrite.
+# tests/library/hardening looks for the result. Sanitizers and gcov want the code as it is; benchmarks link without,
+# since binding every symbol at the start would count as work.
 add_library(quillmark_hardened_link INTERFACE)
 if(CMAKE_SYSTEM_NAME STREQUAL Linux AND NOT QUILLMARK_SANITIZE AND NOT QUILLMARK_COVERAGE)
   target_compile_options(quillmark_options INTERFACE
@@ -41,7 +41,7 @@ else()
                       $<$<NOT:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,MODULE_LIBRARY>>:LINKER:--no-undefined>)
 endif()
 
-# What is counted is the component, whose own folder says so.
+# Only the component is counted; src/CMakeLists.txt instruments it.
 if(QUILLMARK_COVERAGE)
   target_link_options(quillmark_options INTERFACE --coverage)
 endif()

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Run by CPack on the files of all packages before it closes them. Programs are stripped as Debian does it.
-# A program finds its library in the system's own folder: the way there relative to the program, which serves
-# a moved prefix, goes. Debian's own Python packages are in one folder for all versions of Python 3.
+# A program finds its library in the system's own folder, so the path relative to the program, which is for a moved
+# prefix, is removed. Debian's own Python packages are in one folder for all versions of Python 3.
 file(GLOB python_folder "${CPACK_TEMPORARY_DIRECTORY}/python/usr/lib/python3.*")
 if(python_folder)
   file(RENAME ${python_folder} ${CPACK_TEMPORARY_DIRECTORY}/python/usr/lib/python3)

@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: MIT
-# The Debian packages, a component of the installation each; packaging/build-packages makes them.
+# The Debian packages, one for each component of the installation; packaging/build-packages makes them.
 # docs/packages.md says what is in which.
 
-# What every package has beside what `cmake --install` puts there: its licence, its changelog, and the
-# remarks of lintian that do not apply to it, with the reasons.
+# What every package has in addition to the files of `cmake --install`: its licence, its changelog, and the remarks of
+# lintian that do not apply to it, with the reasons.
 set(doc_files ${PROJECT_BINARY_DIR}/packages)
 set(debian_folder ${PROJECT_SOURCE_DIR}/packaging/debian)
 file(MAKE_DIRECTORY ${doc_files})
@@ -18,7 +18,7 @@ string(REGEX REPLACE "\n\n" "\n.\n" licence "${licence}")
 string(REGEX REPLACE "\n" "\n " licence "${licence}")
 configure_file(${debian_folder}/copyright.in ${doc_files}/copyright @ONLY)
 
-# The remarks of lintian that do not apply.
+# The remarks of lintian that do not apply to a package.
 foreach(name libquillmark0 libquillmark-dev quillmark-tools python3-quillmark)
   file(WRITE ${doc_files}/overrides/${name}
        "# These packages are not meant for Debian's own archive, so there is no request to package them.\n"

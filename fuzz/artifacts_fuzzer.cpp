@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A folder of artifacts: whatever its files hold, it is refused by a text that names the file, or
-// its page has the tags of any other page, and data that its script can walk. A document of it is
-// listed or refused.
+// A folder of artifacts: whatever its files hold, it is refused with a text that names the file, or
+// its page has the same tags as any other page, and data that its script can read. A document of it
+// is listed or refused.
 //
-// The input is plan, result, log, trace and a document with a form feed after each; a file "-" is
-// not there.
+// The input is plan, result, log, trace and a document with a form feed after each; "-" stands for
+// a missing file.
 #include <algorithm>
 #include <array>
 #include <cstdint>

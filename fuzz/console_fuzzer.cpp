@@ -17,7 +17,7 @@ namespace {
 
 using host::Json;
 
-/// A map that refuses ranges which would take hours to ask for.
+/// A map that refuses ranges that would take hours to request.
 class ShortMap : public MemoryMap {
  public:
   explicit ShortMap(std::shared_ptr<MemoryMap> map) : map_(std::move(map)) {}

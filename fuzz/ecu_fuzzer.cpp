@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The simulated ECU: whatever frames, breaks, resets and pauses reach it, it answers in frames of
-// its form, always comes to rest, and changes its memory for nobody without a key.
+// its form, always comes to rest, and does not change its memory for a tester without the key.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Image files: whatever the content, a reader gives segments that are in order, or says what is
-// wrong; and what it gave survives being written and read again, in every format.
+// Image files: whatever the content, a reader returns segments in order, or says what is wrong; and
+// the segments survive being written and read again, in every format.
 //
 // The first byte of the input, '0' to '?', chooses the name's extension and the base address.
 #include <array>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Receivers of a serial line: whatever the bytes and however they are cut, the slcan and the K line
-// receiver give the same, what they give is well-formed, and after a line end or a silence the next
-// frame is received.
+// Receivers of a serial line: whatever the bytes and however they are cut into pieces, the slcan
+// and the K line receiver return the same well-formed frames, and after a line end or a silence the
+// next frame is received.
 //
 // The first byte of the input, '0' to '?', chooses how long the cuts are.
 #include <algorithm>

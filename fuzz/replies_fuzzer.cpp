@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Reply documents: whatever the text, it is refused as a whole or every check method in every form
-// does with it what the rules say, changes nothing in it, and leaves its object usable.
+// Reply documents: whatever the text, either it is refused as a whole, or every check method in
+// every form follows the rules, changes nothing in the document and leaves its object usable.
 //
-// The input is the text of a document. Where a '+' stands in front, checksums of K line frames are
-// made right first, so that what lies behind them is reached.
+// The input is the text of a document. With a '+' in front, the checksums of K line frames are
+// corrected first, so that the code behind them is reached.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -131,7 +131,7 @@ class Checks {
   std::string last_request_;
 };
 
-/// Makes the last byte of each message right, as far as there are such.
+/// Corrects the checksum of each message that has one.
 void RepairChecksums(DOMDocument& document) {
   const auto frames = document.selectNodes("/k/r/d");
   for (std::size_t index = 0; index < frames->length(); ++index) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Requests: whatever is called in whatever order on one object, it raises what the rules say or
-// gives a well-formed document whose frames fit their form; an ECU's own transport understands the
-// request, and the check method reads back what that answered.
+// Requests: whatever is called in whatever order on one object, each call raises the error that the
+// rules demand or returns a well-formed document whose frames fit their form; an ECU's own
+// transport understands the request, and the check method reads the ECU's answer.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -251,7 +251,7 @@ class Session {
     }
   }
 
-  /// A document that belongs to another request may be refused, and no more.
+  /// A document that belongs to another request may only be refused.
   void CheckAnything() {
     if (documents_.empty()) {
       return;
@@ -271,8 +271,7 @@ class Session {
     static_cast<void>(RaisedBy(data_.PickValueInArray(checks)));
   }
 
-  /// The document of a request, once it has been found to be right and has been run; null if there
-  /// is none or where no bus could run it.
+  /// The document of a request, checked and run; null if there is none or no bus could run it.
   template <typename Build>
   Document Request(Build build, const std::vector<Step>& steps) {
     const std::size_t length = steps.back().request.size();
@@ -332,7 +331,7 @@ class Session {
     return true;
   }
 
-  /// An empty text, as that of a `c` which any frame fulfils, is none once it has been parsed.
+  /// Parsing drops an empty text, such as that of a `c` that any frame matches.
   static std::string AsParsed(const std::string& xml) {
     constexpr std::string_view kEmpty = "<c></c>";
     std::string text = WithLineFeeds(xml);

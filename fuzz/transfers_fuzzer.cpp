@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Downloads and uploads: whatever the memory and the arguments, a worker delivers the documents
-// that the rules say, an ECU's own transport understands each of their requests, and what it
-// uploads comes back.
+// that the rules demand, an ECU's own transport understands each of their requests, and an upload
+// returns what the ECU sends.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -116,7 +116,7 @@ std::int32_t Number(FuzzedDataProvider& data, const std::array<std::int32_t, kSi
                                                 : data.PickValueInArray(usual);
 }
 
-/// Bytes of the input and runs of fill, now and then so often that they fill documents.
+/// Bytes of the input and runs of fill, sometimes repeated until they fill documents.
 Bytes Content(FuzzedDataProvider& data, std::uint8_t fill, std::int32_t MaxSize) {
   Bytes part;
   for (auto left = data.ConsumeIntegralInRange(0, 4); left > 0; --left) {

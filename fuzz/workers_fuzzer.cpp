@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Workers: a host with threads of its own may hand any document to a worker. Whatever its text, the
-// worker refuses its parameters or delivers documents that say what they cover, and ends as it
-// has to.
+// Workers: a host with its own threads may pass any document to a worker. Whatever its text, the
+// worker refuses its parameters or delivers documents that say what they cover, and ends as
+// specified.
 //
 // The first byte of the input, '0' to '?', chooses the transport form and the event that cancels;
 // the rest is the text of the document.
@@ -33,7 +33,7 @@ class Client : public XMLDocClient {
     return !ended_;
   }
 
-  /// Whether the worker has told that it is done, or was told so.
+  /// Whether the worker has reported its end, or was cancelled.
   [[nodiscard]] bool ended() const { return ended_; }
   [[nodiscard]] bool anything() const { return ended_ || documents_ > 0; }
 
@@ -50,7 +50,7 @@ class Client : public XMLDocClient {
   bool ended_ = false;
 };
 
-/// False where the worker refused its parameters.
+/// False if the worker refused its parameters.
 bool Configure(IThread& worker, std::uint8_t choice, const std::shared_ptr<DOMDocument>& document) {
   constexpr std::array<std::array<std::int32_t, 2>, 3> kIdentifiers = {
       {{1850, 1586}, {0, 0x6E}, {0, 0x11}}};

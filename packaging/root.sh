@@ -9,14 +9,14 @@ readonly base=build/minimal-debian.tar
 # What README, the pages and the Debian packages have installed.
 packages_for_base() { packaging/install-packages --list build python packages && echo sudo; }
 
-# The sources of Debian that this machine's apt uses, one a line; none where it has not yet read their lists.
+# The Debian sources that this machine's apt uses, one per line; none if it has not yet read their lists.
 # shellcheck disable=SC2016
 debian_sources() {
   apt-get indextargets --format 'deb $(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' 'Origin: Debian' |
     grep -E ' bookworm(-updates|-security)? ' | sort --unique
 }
 
-# How this machine's apt reaches them.
+# The proxies and certificates by which this machine's apt reaches them.
 apt_connection() {
   apt-config dump --no-empty | grep -iE '^Acquire::https?::' || true
   [[ -z "${http_proxy:-}" ]] || echo "Acquire::http::Proxy \"$http_proxy\";"
@@ -56,7 +56,7 @@ unpack_base() {
   mkdir -p "$root"
   tar --extract --numeric-owner --file "$base" --directory "$root"
   cp /etc/resolv.conf /etc/hosts "$root/etc"
-  # Nobody is there to answer, there is no terminal, and what others recommend was not kept in the base.
+  # There is no user to answer and no terminal, and recommended packages are not in the base.
   printf '%s\n' 'APT::Get::Assume-Yes "true";' 'APT::Install-Recommends "false";' 'Dpkg::Use-Pty "false";' \
     >"$root/etc/apt/apt.conf.d/nobody-answers"
   # The folder does not outlive the run.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The component's interfaces as C# sees them, in the order of its type library: a call goes by that order, so
 // none may be left out or moved. tests/examples/csharp compares them with it. `tlbimp quillmark.tlb` makes an
-// assembly with the same, for who would rather reference one.
+// assembly with the same content, if you prefer to reference one.
 //
 // Documents are objects of MSXML, byte strings and images those of the host's diagnostic library. Both are
 // called by the names of their members, for which C# has `dynamic`.

@@ -70,8 +70,8 @@ class OwnPlatform : public quillmark::Platform, public std::enable_shared_from_t
   }
 
   // A worker builds its blocks on a platform too. The portable one would give it its own types, so
-  // the worker's class is registered anew, to be made on this platform, which lives as long as the
-  // worker.
+  // the worker's class is registered again, to be created on this platform, which lives as long as
+  // the worker.
   std::int32_t StartThread(std::string_view progID, quillmark::ParameterList parameters,
                            const std::shared_ptr<quillmark::Object>& client) override {
     portable_->RegisterClass(

@@ -6,8 +6,8 @@
 //     quillmark plan IMAGE -o FOLDER
 //     plan_to_candump FOLDER/download-*.xml >plan.log
 //
-// The log is for looking at, for `quillmark decode` and for comparison with the trace of a run. It
-// flashes nothing by being played: nobody would wait for the ECU's flow control.
+// The log is for reading, for `quillmark decode` and for comparison with the trace of a run.
+// Playing it back flashes nothing: nobody would wait for the ECU's flow control.
 #include <exception>
 #include <fstream>
 #include <iostream>

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A bus of one's own: any adapter that python-can knows.
+"""Your own bus: any adapter that python-can knows.
 
 python_can_bus.py INTERFACE CHANNEL [BITRATE] opens a session and reads a seed. An interface that sets the bit rate
 of its adapter, such as slcan, needs it.
@@ -13,7 +13,7 @@ import quillmark
 
 
 class PythonCanBus:
-    """Exchanges the frames of a Runner over a python-can bus, plain CAN alone."""
+    """Exchanges the frames of a Runner over a python-can bus, plain CAN only."""
 
     def __init__(self, bus: can.BusABC) -> None:
         self.bus = bus

@@ -40,7 +40,7 @@ struct Link {
   std::int32_t XCANId;
 };
 
-// Runs documents on the bus, and keeps them for whoever wants to look.
+// Runs documents on the bus, and keeps them in a folder.
 class DocumentRunner {
  public:
   DocumentRunner(host::Bus& bus, host::TransportForm form, std::filesystem::path folder)

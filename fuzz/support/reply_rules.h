@@ -11,7 +11,7 @@
 
 namespace quillmark::fuzz {
 
-/// What a check method has to do with a document: to give a result, or to raise an error.
+/// What a check method must do with a document: return a result or raise an error.
 struct Verdict {
   std::int32_t number = 0;  ///< of the error; 0 if none is raised
   std::string text;         ///< its description, or the result in a text form of its own
@@ -19,8 +19,8 @@ struct Verdict {
   friend bool operator==(const Verdict&, const Verdict&) = default;
 };
 
-/// The rules of the check methods, restated: each takes a run document and says what has to come of
-/// it. Of the component, these use the document interface alone.
+/// The rules of the check methods, implemented a second time: each takes a run document and says
+/// what the result must be. Of the component, these use the document interface alone.
 class ReplyRules {
  public:
   ReplyRules(host::TransportForm form, const DOMDocument& document)

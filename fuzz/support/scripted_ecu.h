@@ -13,8 +13,8 @@
 
 namespace quillmark::fuzz {
 
-/// The simulated ECU's own transport decoders with services that are a fuzzer's: it notes each
-/// request that it understood and gives the reply that it is told to.
+/// The simulated ECU's own transport decoders with services controlled by a fuzzer: it records each
+/// request that it understood and gives the reply that it is told to give.
 class ScriptedEcu : public host::SimulatedNode, private host::MessageHandler {
  public:
   using Reply = std::function<host::Bytes(const host::Bytes& request)>;

@@ -11,10 +11,10 @@
 
 namespace quillmark::fuzz {
 
-/// What `CANIDs` and `FlowControl` decide, restated.
+/// What `CANIDs` and `FlowControl` decide, implemented a second time.
 class Settings {
  public:
-  /// The number of the error; 0 if it is none.
+  /// The number of the error; 0 if there is none.
   std::int32_t CANIDs(std::int32_t RCANId, std::int32_t XCANId) {
     if (RCANId == 0 && (XCANId < 0 || XCANId > 255)) {
       return 6;
@@ -57,7 +57,7 @@ class Settings {
     return Form() == host::TransportForm::kPlainCan ? 4095 : 255;
   }
 
-  /// Nothing if the identifiers are none of CAN.
+  /// Nothing if the identifiers are not valid on CAN.
   [[nodiscard]] std::optional<host::Exchange> Exchange() const {
     constexpr std::int32_t kLastIdentifier = 0x1FFFFFFF;
     const auto valid = [](std::int32_t id) { return id >= 0 && id <= kLastIdentifier; };

@@ -14,7 +14,7 @@ using host::Bytes;
 constexpr std::int64_t kFirstAddress = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t kLastAddress = std::numeric_limits<std::int32_t>::max();
 
-/// The rules end the run here, with an error or because nobody wants more.
+/// The rules end the run here, with an error or because it was cancelled.
 struct RunEnds {};
 
 /// Gathers requests into pieces of 32 KB.
@@ -78,7 +78,7 @@ void CutStretch(const Download& download, const Stretch& stretch, Pieces& pieces
   const std::int64_t unit = std::abs(std::int64_t{download.IMod});
   auto next = stretch.bytes.begin();
   std::int64_t address = stretch.start;
-  // The end address, that of the last byte; an empty stretch at the first address has none.
+  // The end address, that of the last byte; an empty range at the first address has none.
   RequireAddress(address + static_cast<std::int64_t>(stretch.bytes.size()) - 1);
   while (next != stretch.bytes.end()) {
     if (unit == 0) {

@@ -34,8 +34,8 @@ struct Piece {
   std::vector<host::Bytes> requests;
 };
 
-/// What a worker has to deliver: these pieces, and then the end. Where the rules end the run with
-/// an error, the pieces up to there. At most `most_pieces` are worked out.
+/// What a worker must deliver: these pieces, then the end. If the rules end the run with an error,
+/// the pieces up to there. At most `most_pieces` are computed.
 [[nodiscard]] std::vector<Piece> PiecesOf(const Download& download, std::size_t most_pieces);
 [[nodiscard]] std::vector<Piece> PiecesOf(const std::vector<Range>& ranges,
                                           std::size_t most_pieces);

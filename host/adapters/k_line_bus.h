@@ -12,7 +12,7 @@
 
 namespace quillmark::host {
 
-/// The pauses that ISO 14230-2 knows, as far as a tester keeps them.
+/// The pauses of ISO 14230-2 that a tester observes.
 struct KLineTiming {
   /// P1: the longest between two bytes of the ECU.
   std::chrono::milliseconds p1{100};
@@ -24,14 +24,15 @@ struct KLineTiming {
 
 /// A K line behind a serial adapter. The line is one wire for both directions, so the adapter hears
 /// what it sends: every byte is read back and compared. A message ends where its header says; its
-/// checksum is handed over unseen. A message that breaks off is handed over as far as it came.
+/// checksum is passed on unchecked. Of a message that breaks off, the bytes that came are passed
+/// on.
 class KLineBus : public RealTimeBus {
  public:
   KLineBus(std::unique_ptr<SerialPort> port, std::uint32_t baud, const KLineTiming& timing);
 
   void Select(const Exchange& exchange) override;
-  /// Returns once the line has carried the message, as its echo tells. Where the echo is another,
-  /// the ECU may have heard the message all the same.
+  /// Returns once the line has carried the message, which its echo shows. If the echo differs, the
+  /// ECU may still have received the message.
   void Send(ByteView message) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;
@@ -47,7 +48,7 @@ class KLineBus : public RealTimeBus {
   KLineTiming timing_;
   KLineReceiver receiver_;
   std::deque<Bytes> received_;
-  /// When the ECU last said something.
+  /// When the ECU last sent something.
   std::optional<Duration> heard_at_;
 };
 

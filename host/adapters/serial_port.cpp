@@ -21,7 +21,7 @@ namespace {
 namespace asio = boost::asio;
 using ErrorCode = boost::system::error_code;
 
-/// For bytes that nobody accepts: a device that hangs, or a terminal that nobody reads.
+/// How long a write may take: the device may hang, or nobody may read the terminal.
 constexpr std::chrono::seconds kWriteLimit{5};
 
 class AsioSerialPort : public SerialPort {

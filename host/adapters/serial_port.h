@@ -35,7 +35,7 @@ class SerialPort {
 };
 
 /// Opens `device`, such as "/dev/ttyUSB0", for this process alone, at any speed that its driver can
-/// make: 10400 baud is no standard one. Raises BusError.
+/// make: 10400 baud is not a standard rate. Raises BusError.
 [[nodiscard]] std::unique_ptr<SerialPort> OpenSerialPort(const std::string& device,
                                                          std::uint32_t baud);
 

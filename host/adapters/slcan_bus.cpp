@@ -8,7 +8,7 @@
 namespace quillmark::host {
 namespace {
 
-/// For an adapter to report its version, and to fall silent if it reports none.
+/// How long an adapter may take to report its version, and to fall silent if it reports none.
 constexpr std::chrono::milliseconds kVersionLimit{2000};
 constexpr std::chrono::milliseconds kQuiet{100};
 constexpr std::chrono::milliseconds kConfirmationLimit{2000};
@@ -80,7 +80,7 @@ std::optional<Bytes> SlcanBus::Receive(std::chrono::milliseconds timeout) {
   return frame;
 }
 
-/// A BEL between two commands is about a frame that the adapter lost.
+/// A BEL between two commands means that the adapter lost a frame.
 void SlcanBus::OnUnasked(Reply reply) {
   if (reply == Reply::kRefused && std::exchange(is_in_doubt_, true)) {
     throw BusError("the adapter reports one error after the other");

@@ -12,11 +12,11 @@
 namespace quillmark::host {
 
 /// A CAN bus behind a serial adapter that speaks the LAWICEL protocol. It carries the plain CAN
-/// form alone: what a gateway's channel and line are on a wire, only its maker knows.
+/// form only: what a gateway's channel and line are on the wire is known to its maker alone.
 class SlcanBus : public RealTimeBus {
  public:
   /// Closes the adapter's channel, whatever state it was left in, and opens it at `bit_rate`, one
-  /// of those that the protocol knows. `confirms` says whether the adapter answers what it is told.
+  /// of those that the protocol knows. `confirms` says whether the adapter confirms each command.
   /// Raises BusError.
   SlcanBus(std::unique_ptr<SerialPort> port, std::uint32_t bit_rate, bool confirms);
   SlcanBus(const SlcanBus&) = delete;
@@ -27,21 +27,21 @@ class SlcanBus : public RealTimeBus {
   ~SlcanBus() override;
 
   void Select(const Exchange& exchange) override;
-  /// A frame that the adapter does not take may be lost on the bus. Where the next one is not taken
-  /// either, the adapter has failed.
+  /// A frame that the adapter does not accept may be lost on the bus. If it does not accept the
+  /// next one either, it has failed.
   void Send(ByteView frame) override;
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override;
   void Break(std::chrono::milliseconds low) override;
 
  private:
-  /// What an adapter says to a line that it was told.
+  /// How an adapter replies to a line.
   enum class Reply : std::uint8_t { kNone, kAccepted, kRefused };
 
   void CloseChannel();
   void Write(const std::string& line);
-  /// For what must be accepted.
+  /// Raises BusError if the adapter does not accept the line.
   void Command(const std::string& line);
-  /// What is wrong with the adapter's reply to `line`; empty where it accepts it.
+  /// What is wrong with the adapter's reply to `line`; empty if it accepts it.
   [[nodiscard]] std::string TellAdapter(const std::string& line);
   /// Reads for at most `timeout`.
   Reply ReadEvents(Duration timeout);

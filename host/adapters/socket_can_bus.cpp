@@ -18,7 +18,7 @@
 namespace quillmark::host {
 namespace {
 
-/// For a transmit queue that does not empty: nobody acknowledges, or the bus is off.
+/// How long the transmit queue may stay full: nobody acknowledges, or the bus is off.
 constexpr std::chrono::milliseconds kSendLimit{1000};
 
 canid_t IdentifierOf(std::uint32_t identifier) {

@@ -32,15 +32,15 @@ struct Exchange {
   friend bool operator==(const Exchange&, const Exchange&) = default;
 };
 
-/// The bus itself failed: the adapter is gone, the port cannot be written. Silence of the ECU is no
-/// such error.
+/// The bus itself failed: the adapter is gone, the port cannot be written. A silent ECU is not such
+/// an error.
 class BusError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A frame was handed to the bus, but perhaps did not get onto the wire as it should. The bus goes
-/// on; whether the ECU has heard the frame shows in its answer.
+/// A frame was given to the bus, but may not have been sent correctly. The bus goes on; the ECU's
+/// answer shows whether it has received the frame.
 class DoubtfulFrame : public BusError {
  public:
   using BusError::BusError;
@@ -62,11 +62,11 @@ class Bus {
   /// Makes `exchange` the one that all following frames belong to.
   virtual void Select(const Exchange& exchange) = 0;
 
-  /// Returns once the frame is on the wire. Raises DoubtfulFrame where it perhaps is not.
+  /// Returns once the frame is on the wire. Raises DoubtfulFrame if it may not be.
   virtual void Send(ByteView frame) = 0;
 
-  /// The next frame of the exchange; nothing where none arrived within `timeout`. With a timeout of
-  /// 0 this is a frame that has arrived already.
+  /// The next frame of the exchange; nothing if none arrived within `timeout`. With a timeout of 0
+  /// this is a frame that has arrived already.
   [[nodiscard]] virtual std::optional<Bytes> Receive(std::chrono::milliseconds timeout) = 0;
 
   /// Lets at least `time` pass.

@@ -31,8 +31,8 @@ struct ConsoleEnvironment {
 /// - a byte string is hexadecimal text, a document its XML text
 /// - an image is a list of `{"at":ADDRESS,"hex":TEXT}`, a map a list of
 ///   `{"start":ADDRESS,"count":NUMBER}`
-/// - `ComputeDownload` and `ComputeUpload` take a last argument `{"cancel_at":K}` more: the handler
-///   leaves `Cancel` untouched at the K-th event, counted from 1
+/// - `ComputeDownload` and `ComputeUpload` may take one more argument, `{"cancel_at":K}`: the
+///   handler leaves `Cancel` untouched at the K-th event, counted from 1
 ///
 /// The answer is one line, `{"call":NAME,"result":…}` or
 /// `{"call":NAME,"error":{"number":N,"description":TEXT}}`:
@@ -41,12 +41,11 @@ struct ConsoleEnvironment {
 /// - `gethisto`: `{"RepIdent":…,"RepHisto":[8],"RepReprog":[8]}`, hexadecimal text or null each;
 ///   where the call itself fails, `result` holds what it stored and `error` follows
 /// - `checkupload`: the image after it
-/// - `ComputeDownload`, `ComputeUpload`: the list of what `XMLReady` carried until the worker
-/// ended,
-///   null for an empty `Node`
+/// - `ComputeDownload`, `ComputeUpload`: the list of what `XMLReady` carried until the worker had
+///   ended, null for an empty `Node`
 ///
-/// Checked in this order: the line is such an object (13, and `call` is null; a number that no
-/// double can hold is 6), the call is known (438), the number of arguments is right (450), then
+/// Checked in this order: the line is such an object (13, and `call` is null; a number too large
+/// for a double is 6), the call is known (438), the number of arguments is right (450), then
 /// argument by argument from the left: the wrong type is 13, a number out of range 6. Everything
 /// else is an error of the component. After an error the object is unchanged.
 class Console {

@@ -24,7 +24,7 @@ struct JsonValue {
 
 /// Each reads a value as one type of the interface. What is not of that type raises 13, a number
 /// out of its range 6, with a text that gives the place, what was expected and what was found.
-/// Text that is not hexadecimal or not XML is for the component to refuse.
+/// Text that is not hexadecimal or not XML is refused by the component.
 [[nodiscard]] std::uint8_t ReadByte(const JsonValue& value);
 [[nodiscard]] std::int32_t ReadLong(const JsonValue& value);
 /// From `{"cancel_at":K}` the K, which is at least 1.

@@ -128,7 +128,7 @@ class DocumentListing {
     }
   }
 
-  /// Waits inside of a message are its separation time.
+  /// Waits within a message are its separation time.
   void AddPause(const char* name, const Step& step) {
     if (!joiner_.IsInsideMessage() || detail_ == ListingDetail::kFrames) {
       lines_.push_back({.text = fmt::format("  {} {} ms\n", name, step.time.count())});

@@ -213,7 +213,7 @@ void MessageJoiner::BreakOff(Direction direction) {
   open = {};
 }
 
-/// The first defect says most.
+/// The first defect is the most informative.
 void MessageJoiner::SetDefect(std::size_t message, const std::string& defect) {
   if (messages_[message].defect.empty()) {
     messages_[message].defect = defect;

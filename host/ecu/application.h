@@ -18,7 +18,7 @@ namespace quillmark::host {
 /// access and running routines with it.
 class Application : public MessageHandler {
  public:
-  /// Raises std::invalid_argument for options that make no ECU.
+  /// Raises std::invalid_argument for inconsistent options.
   explicit Application(const EcuOptions& options);
 
   std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;

@@ -101,8 +101,9 @@ struct EcuOptions {
   /// line that carries no break.
   bool needs_break = true;
 
-  /// Between two erases a cell takes one value, though it be that of an erased one: so does flash
-  /// memory that guards its cells by a checksum. Otherwise an erased value may be written again.
+  /// Between two erases a cell can be written once only, even with the value of an erased cell,
+  /// like flash memory that protects its cells by a checksum. If false, a cell that holds the
+  /// erased value can be written again.
   bool write_once = false;
   /// 24-bit addresses; areas do not overlap.
   std::vector<FlashAreaOptions> areas{FlashAreaOptions{}};

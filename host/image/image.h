@@ -26,7 +26,7 @@ struct ImageSegment {
 /// any two of them.
 using ImageSegments = std::vector<ImageSegment>;
 
-/// What the records of an image file come to.
+/// What the records of an image file add up to.
 struct ImageContent {
   ImageSegments segments;
   /// Records that give addresses values that other records give them too.

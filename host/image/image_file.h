@@ -22,7 +22,7 @@ enum class ImageFormat : std::uint8_t { kIntelHex, kSRecord, kRawBinary };
 /// addresses.
 inline constexpr std::uint64_t kLargestImageFile = 0x10000000;
 
-/// A file of another kind, which holds no image. what() says what it is and how to make one of it.
+/// A file of another kind, which holds no image. what() says what it is and how to convert it.
 class NotAnImage : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -143,7 +143,7 @@ class Reader {
   std::vector<std::uint8_t> bytes_;  // of the record read last
   ImageBuilder image_;
   std::uint32_t data_records_ = 0;
-  bool counted_ = false;  // the record read last was a right count
+  bool counted_ = false;  // the record read last was a correct count
 };
 
 void WriteRecord(std::ostream& out, char type, std::uint32_t address,

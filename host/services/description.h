@@ -43,7 +43,7 @@ struct Description {
 /// name.
 [[nodiscard]] Description Describe(ByteView message);
 
-/// Where a request puts its data; nothing where it is no download into memory.
+/// Where a request puts its data; nothing if it is not a download into memory.
 [[nodiscard]] std::optional<AddressedBytes> DownloadIn(ByteView request);
 
 /// "request download, positive: accepted".

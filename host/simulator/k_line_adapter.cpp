@@ -6,7 +6,7 @@
 namespace quillmark::host {
 namespace {
 
-/// P4 is at most 20 ms; the rest is for a tester's system that was busy elsewhere.
+/// P4 is at most 20 ms; the rest allows for a tester's system that is busy with something else.
 constexpr std::chrono::milliseconds kLongestPause{300};
 
 }  // namespace

@@ -95,7 +95,7 @@ Trace ReadKLineTrace(LineReader& lines) {
   return trace;
 }
 
-/// Who is who, if nobody said so.
+/// Which identifier is the tester's and which the ECU's, if this was not given.
 Exchange ExchangeOf(const std::vector<LoggedFrame>& frames) {
   Exchange exchange;
   if (frames.empty()) {

@@ -151,8 +151,8 @@ class QUILLMARK_API IXMLDOMElement : public IXMLDOMNode {
   virtual void setAttribute(std::string_view name, std::string_view value) = 0;
 
   /// Appends each of `leaves` in turn: `<name><child>text</child></name>`, or without a child
-  /// `<name>text</name>`, and behind it a text node with `kLineEnd`. An empty text is a text node
-  /// as well. Raises 13 for a name that is not an XML name, and for U+0000.
+  /// `<name>text</name>`, followed by a text node with `kLineEnd`. An empty text becomes a text
+  /// node as well. Raises 13 for a name that is not an XML name, and for U+0000.
   ///
   /// A platform may append a row faster than node by node, and then appends all of it or nothing;
   /// this one stops at the first leaf that fails.

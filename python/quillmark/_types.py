@@ -7,7 +7,7 @@ from typing import NamedTuple
 
 
 class History(NamedTuple):
-    """What gethisto found: records of 24 bytes; eight entries a list, None where the ECU gave none."""
+    """What gethisto found: records of 24 bytes; eight entries per list, None for each that the ECU did not send."""
 
     RepHisto: list[bytes | None]
     RepReprog: list[bytes | None]

@@ -15,8 +15,8 @@
 
 namespace quillmark::python {
 
-/// Arguments as the component declares them. A number outside their range raises Error 6, as it
-/// does in every language of the component; what is not an integer is a TypeError.
+/// Arguments as the component declares them. A number outside their range raises Error 6, as in
+/// every language that the component serves; anything but an integer is a TypeError.
 struct Byte {
   std::uint8_t value = 0;
 };
@@ -38,8 +38,8 @@ struct ByteArgument {
 /// Raises TypeError.
 [[nodiscard]] ByteArgument BytesOf(py::handle source);
 
-/// At least as many milliseconds as `seconds`. Raises ValueError below 0 and past 24 days, which is
-/// as long as a Long of milliseconds reaches.
+/// At least as many milliseconds as `seconds`. Raises ValueError below 0 and beyond 24 days, the
+/// most that a Long of milliseconds can hold.
 [[nodiscard]] std::chrono::milliseconds MillisecondsOf(double seconds);
 
 /// The two items of a pair, which is `what`. Raises TypeError for anything else.

@@ -5,8 +5,8 @@
 
 namespace quillmark::python {
 
-/// Each adds its classes and functions to the module. The order in module.cpp is that in which they
-/// name each other.
+/// Each adds its classes and functions to the module. They refer to each other in the order of
+/// module.cpp.
 void BindErrors(py::module_& module);
 void BindDocuments(py::module_& module);
 void BindImages(py::module_& module);

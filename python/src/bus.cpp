@@ -19,7 +19,7 @@ namespace {
 
 using Form = host::TransportForm;
 
-/// A simulated ECU with what it was made of.
+/// A simulated ECU with its options.
 class Ecu : public Shared<host::SimulatedEcu> {
  public:
   explicit Ecu(const host::EcuOptions& options)

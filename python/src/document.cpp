@@ -28,7 +28,7 @@ std::string XmlOf(const Document& self) {
   return self.Use([](const auto& document) { return document->xml(); });
 }
 
-/// A K line document is told by its root; the two CAN forms have the same steps.
+/// A K line document is recognised by its root; the two CAN forms have the same steps.
 host::TransportForm FormOfRoot(const DOMDocument& document) {
   const auto root = document.documentElement();
   return root && root->nodeName() == "k" ? host::TransportForm::kKLine

@@ -18,7 +18,7 @@ py::object TypeNamed(const char* name) {
   return py::module_::import("quillmark._types").attr(name);
 }
 
-/// What pybind11 does not know: an error of the component and those of the reference host.
+/// The exceptions that pybind11 does not know: those of the component and of the reference host.
 void Translate(std::exception_ptr raised) {
   try {
     std::rethrow_exception(std::move(raised));

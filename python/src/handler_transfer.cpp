@@ -25,7 +25,7 @@ py::object Caught(const py::error_already_set& error) {
   return value;
 }
 
-/// Reports an exception that nobody has asked for, as threads do.
+/// Reports an exception that no caller will receive, as threads do.
 void ReportUnasked(const py::object& raised) {
   PyErr_SetObject(reinterpret_cast<PyObject*>(Py_TYPE(raised.ptr())), raised.ptr());
   PyErr_WriteUnraisable(py::str("the handler of a quillmark.Transfer").ptr());

@@ -14,9 +14,9 @@ namespace quillmark::python {
 
 /// Hands the documents of a worker to a Python function, on the worker's thread.
 ///
-/// The function and what it raised are Python objects, touched with the interpreter's lock alone;
-/// how the transfer ended is guarded by a mutex of its own, under which that lock is never asked
-/// for.
+/// The function and what it raised are Python objects, touched only with the interpreter's lock
+/// held; how the transfer ended is guarded by a mutex of its own, under which that lock is never
+/// asked for.
 class HandlerTransfer : public TransferClient {
  public:
   HandlerTransfer(std::int64_t expected, py::function handler)
@@ -31,7 +31,7 @@ class HandlerTransfer : public TransferClient {
   bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override;
   void Cancel() override { cancelled_ = true; }
 
-  /// Waits for the end, signal handlers running meanwhile. True where every document was taken,
+  /// Waits for the end, signal handlers running meanwhile. True if every document was accepted,
   /// false if the transfer was cancelled. Raises what the handler raised, TransferIncomplete if the
   /// worker failed, and TimeoutError after `seconds`.
   bool Wait(std::optional<double> seconds);
@@ -48,7 +48,7 @@ class HandlerTransfer : public TransferClient {
 
   Delivery delivery_;
   py::object handler_;
-  /// What the handler raised, until somebody has been told.
+  /// What the handler raised, until it has been reported.
   py::object raised_;
   std::atomic<bool> cancelled_ = false;
 

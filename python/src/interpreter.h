@@ -13,8 +13,8 @@ namespace quillmark::python {
 
 namespace py = pybind11;
 
-/// Gives up the interpreter's lock (GIL) for as long as it lives. A thread that comes back while
-/// the interpreter ends has nowhere to go and waits for the end of the process.
+/// Gives up the interpreter's lock (GIL) for as long as it lives. A thread that returns while the
+/// interpreter ends cannot continue and waits for the end of the process.
 class WithoutGil {
  public:
   WithoutGil() : state_(PyEval_SaveThread()) {}
@@ -22,7 +22,7 @@ class WithoutGil {
   WithoutGil& operator=(const WithoutGil&) = delete;
   WithoutGil(WithoutGil&&) = delete;
   WithoutGil& operator=(WithoutGil&&) = delete;
-  // Where the end begins only now, the interpreter unwinds the thread through here.
+  // If the interpreter begins to end only now, it unwinds the thread through here.
   ~WithoutGil() noexcept(false) {
     while (_Py_IsFinalizing() != 0) {
       std::this_thread::sleep_for(std::chrono::hours(1));
@@ -34,15 +34,14 @@ class WithoutGil {
   PyThreadState* state_;
 };
 
-/// What the interpreter wants done now and then: signal handlers, so that Ctrl-C ends a wait.
-/// Raises what they raise.
+/// Runs the interpreter's signal handlers, so that Ctrl-C ends a wait. Raises what they raise.
 inline void CheckSignals() {
   if (PyErr_CheckSignals() != 0) {
     throw py::error_already_set();
   }
 }
 
-/// One thread's turn with an object. Waiting for it leaves the interpreter to the others.
+/// One thread's turn with an object. While it waits, other threads may use the interpreter.
 class Turn {
  public:
   explicit Turn(std::recursive_mutex& mutex) : lock_(mutex, std::try_to_lock) {

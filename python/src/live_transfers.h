@@ -39,7 +39,7 @@ class Handling {
   ~Handling();
 };
 
-/// Whose handler the calling thread runs; null: nobody's.
+/// The client whose handler the calling thread runs; null if it runs none.
 [[nodiscard]] const TransferClient* Handled();
 
 /// Remembers `client` until it is gone, so that the end of the interpreter can cancel it. Raises
@@ -50,8 +50,8 @@ void Register(const std::shared_ptr<TransferClient>& client);
 /// which a worker runs.
 void WaitForWorkers();
 
-/// Cancels every transfer, lets none begin any more and waits for the workers, so that none of them
-/// meets an interpreter that is gone.
+/// Cancels every transfer, lets no new one begin and waits for the workers, so that none of them
+/// uses an interpreter that has ended.
 void EndTransfers();
 
 }  // namespace quillmark::python

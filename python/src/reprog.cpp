@@ -48,7 +48,7 @@ class Reprog : public Shared<DiagOnCANReprog> {
 
 using DocumentArgument = std::shared_ptr<Document>;
 
-/// A member that takes numbers and bytes and gives a document or nothing.
+/// A member that takes numbers and bytes and returns a document or nothing.
 template <auto kMember, typename... Arguments>
 auto Call(Reprog& self, const Arguments&... arguments) {
   using Result = decltype((std::declval<DiagOnCANReprog&>().*kMember)(NativeOf(arguments)...));
@@ -75,7 +75,7 @@ py::bytes GetSeed(Reprog& self, const DocumentArgument& root) {
   return PythonBytes(*Check<&DiagOnCANReprog::getseed>(self, root));
 }
 
-/// Eight entries, None where the ECU gave none.
+/// Eight entries, None for each that the ECU did not send.
 py::list RecordsOf(const ByteStringArray& records) {
   constexpr std::size_t kEntries = 8;
   py::list list;

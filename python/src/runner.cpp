@@ -18,8 +18,8 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-/// Lets the interpreter's signal handlers run now and then while it is not locked; what they raise
-/// ends the run.
+/// Runs the interpreter's signal handlers from time to time while its lock is released; an
+/// exception from them ends the run.
 class SignalWatch {
  public:
   /// Whether to stop.

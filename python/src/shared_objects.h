@@ -29,8 +29,8 @@ using Image = Shared<MemoryImage>;
 /// The number of bytes of all segments.
 [[nodiscard]] std::int64_t SizeOf(const MemoryImage& image);
 
-/// A bus, with the transport form of the documents that are run on it where nothing else is said.
-/// A simulated one takes turns with its ECU.
+/// A bus, with the transport form of the documents that are run on it by default. A simulated one
+/// takes turns with its ECU.
 class Bus : public Shared<host::Bus> {
  public:
   Bus(std::shared_ptr<host::Bus> bus, host::TransportForm form,

@@ -18,8 +18,8 @@ class Step {
 
   [[nodiscard]] const host::Step& step() const { return step_; }
 
-  /// Writes into the document what came of the step. Raise ValueError if there can be no frame, or
-  /// if there is one already.
+  /// Each writes the result of the step into the document, and raises ValueError if the step cannot
+  /// have a frame or already has one.
   void Answer(const ByteArgument& frame);
   void Fail(const std::string& reason);
 

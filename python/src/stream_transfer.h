@@ -10,8 +10,8 @@
 
 namespace quillmark::python {
 
-/// Receives the documents of a worker for whoever asks for them one by one. The worker is at most
-/// two documents ahead.
+/// Receives the documents of a worker, to be taken one by one. The worker is at most two documents
+/// ahead.
 class StreamTransfer : public TransferClient {
  public:
   explicit StreamTransfer(std::int64_t expected) : delivery_(expected) {}
@@ -32,7 +32,7 @@ class StreamTransfer : public TransferClient {
   std::atomic<bool> ended_ = false;
 };
 
-/// The Python object of a stream. The worker ends where it is dropped.
+/// The Python object of a stream. The worker ends when it is dropped.
 class DocumentStream {
  public:
   explicit DocumentStream(std::shared_ptr<StreamTransfer> transfer)

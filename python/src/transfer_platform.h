@@ -9,8 +9,8 @@
 
 namespace quillmark::python {
 
-/// The platform of all objects of the module. It is never destroyed, as the end of the process may
-/// come while objects live.
+/// The platform of all objects of the module. It is never destroyed, since the process may end
+/// while objects live.
 [[nodiscard]] const std::shared_ptr<PortablePlatform>& SharedPlatform();
 
 /// The shared platform as one object sees it: a transfer reports to a client of its own instead of

@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-/// A pause inside a message that only a broken message has, on a machine that is busy elsewhere.
+/// A pause that only a broken-off message has, even on a busy machine.
 constexpr KLineTiming kFast{.p1 = 2000ms, .p3 = 0ms, .p4 = 0ms};
 const Bytes kRequest{0x82, 0x11, 0xF1, 0x27, 0x81, 0x2C};
 const Bytes kReply{0x82, 0xF1, 0x11, 0x67, 0x82, 0x6D};

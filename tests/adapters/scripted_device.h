@@ -13,7 +13,7 @@
 
 namespace quillmark::host::testing {
 
-/// A wait that only a broken connection makes use of.
+/// A wait that is used up only when the connection is broken.
 inline constexpr std::chrono::milliseconds kPlenty{20'000};
 
 inline std::string TextOf(ByteView bytes) { return {bytes.begin(), bytes.end()}; }

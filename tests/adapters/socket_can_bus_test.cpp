@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// CAN interfaces of the kernel, on a virtual one where it can be had.
+// CAN interfaces of the kernel, tested on a virtual one if it can be created.
 #include "host/adapters/socket_can_bus.h"
 
 #include <gmock/gmock.h>

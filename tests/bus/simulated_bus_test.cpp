@@ -15,7 +15,7 @@ using ::testing::ElementsAre;
 constexpr Exchange kCan{TransportForm::kPlainCan, 0x73A, 0x632};
 constexpr Exchange kKLine{TransportForm::kKLine};
 
-/// Answers every frame after a while with the same frame, its first byte raised by 0x40.
+/// Answers every frame after a while with the same frame, its first byte increased by 0x40.
 class EchoNode : public SimulatedNode {
  public:
   [[nodiscard]] bool Hears(const Exchange& exchange) const override { return exchange != kDeaf; }

@@ -21,7 +21,7 @@ enum class FaultKind : std::uint8_t {
   kFlippedBits,    ///< one to three bits of one frame
   kWrongSequence,  ///< the number of a consecutive frame; otherwise the piece count or the length
   kNegativeResponse,  ///< instead of what the ECU sends
-  kEndlessPending,    ///< "response pending" for ever in place of what the ECU sends
+  kEndlessPending,    ///< endless "response pending" instead of what the ECU sends
   kSilence,           ///< from here on, nothing arrives any more
   kReset,             ///< of the ECU
   kBusError,          ///< the adapter is gone for a moment

@@ -72,7 +72,7 @@ FrameOnWire Misnumbered(FrameOnWire frame, std::uint32_t detail) {
   return frame;
 }
 
-/// Longer than the tester's patience.
+/// Longer than the tester waits.
 std::vector<FrameOnWire> EndlessPending(const FrameOnWire& frame, const Bytes& pending) {
   std::vector<FrameOnWire> frames;
   for (int count = 0; count < 400; ++count) {

@@ -53,7 +53,7 @@ class FaultInjection {
   }
 
  private:
-  /// Whether this chance is the one; it then has happened.
+  /// Whether the fault happens at this chance; if so, it is recorded.
   [[nodiscard]] bool Happens(Fault& fault);
   [[nodiscard]] bool AnyHappens(FaultKind kind);
   [[nodiscard]] bool Concerns(FaultKind kind, const host::FrameOnWire& frame) const;

@@ -13,8 +13,8 @@ bool NamesItsStep(const Outcome& outcome) {
          std::string_view(outcome.message).substr(0, name.size()) == name;
 }
 
-/// An exception of the host's handler or backup is the host's to name; one of the key function is
-/// the programmer's.
+/// Whether the host's own handler or backup threw: such an exception reaches the host unchanged.
+/// One from the key function becomes a failure of the programmer.
 bool ThrewByItself(const Outcome& outcome) {
   for (const FaultKind kind : outcome.faults) {
     if (kind == FaultKind::kThrowingHandler || kind == FaultKind::kThrowingBackup) {

@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Whether no transfer worker is left, at the latest after a while.
+/// Whether no transfer worker is left, after a while at most.
 bool WorkersEnd(const PortablePlatform& platform) {
   const auto deadline = Clock::now() + std::chrono::seconds(10);
   while (platform.RunningWorkers() != 0 && Clock::now() < deadline) {
@@ -42,7 +42,7 @@ class Campaign {
  public:
   explicit Campaign(Choice choice) : choice_(std::move(choice)) {}
 
-  /// Flashes the scenario of a seed and looks at what that leaves behind.
+  /// Flashes the scenario of a seed and checks what that leaves behind.
   void Run(std::uint64_t seed) {
     const Holdings before = CurrentHoldings();
     Flash(seed);
@@ -55,7 +55,7 @@ class Campaign {
     }
   }
 
-  /// The same without looking.
+  /// The same without checking.
   void Flash(std::uint64_t seed) {
     try {
       const Scenario scenario = ScenarioOfSeed(seed);

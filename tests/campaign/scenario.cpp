@@ -116,7 +116,7 @@ void ChooseImage(Dice& dice, Scenario& scenario) {
     address +=
         static_cast<std::uint32_t>(scenario.image.back().bytes.size()) + dice.MostlySmall(16);
   }
-  // Where all is fill, nothing is downloaded and the ECU refuses to check it.
+  // If all bytes are fill, nothing is downloaded, and the ECU refuses to check it.
   std::uint8_t& first = scenario.image.front().bytes.front();
   first = first == kErased ? 0 : first;
   if (dice.OneIn(16)) {

@@ -11,7 +11,7 @@ namespace {
 using host::ByteView;
 using host::Duration;
 
-/// Longer than a session, a pending answer and a delayed frame last.
+/// Longer than a session, a pending answer or a delayed frame can last.
 constexpr std::chrono::seconds kPause{120};
 
 host::EcuOptions WithBadCells(const Scenario& scenario) {

@@ -18,7 +18,7 @@ namespace quillmark::campaign {
 /// How one flash ended.
 struct Outcome {
   bool succeeded = false;
-  /// Where the programmer failed by itself.
+  /// Set if the programmer itself failed.
   std::optional<host::Failure> failure;
   /// Whether the host's own exception came back.
   bool host_failed = false;

@@ -39,8 +39,8 @@ class ComponentModule {
   [[nodiscard]] bool CanUnload() const {
     return Entry<HRESULT WINAPI()>("DllCanUnloadNow")() == S_OK;
   }
-  /// The same after some seconds at most, in which a worker lets go of what it held. Runs the
-  /// message loop.
+  /// The same, waiting up to some seconds for a worker to release what it holds. Runs the message
+  /// loop.
   [[nodiscard]] bool CanUnloadSoon() const;
 
  private:
@@ -50,7 +50,7 @@ class ComponentModule {
 using ObjectPtr = com::ComPtr<IDispatch>;
 using DiagPtr = com::ComPtr<IDiagOnCANReprog>;
 
-/// An object of a class. Raises what making it fails with.
+/// An object of a class. Raises the failure if it cannot be created.
 [[nodiscard]] ObjectPtr NewObject(const wchar_t* prog_id);
 [[nodiscard]] DiagPtr NewDiag();
 [[nodiscard]] ObjectPtr NewByteString(std::string_view hex);
@@ -61,7 +61,7 @@ com::Variant CallByName(IDispatch& object, std::wstring_view name,
                         std::initializer_list<com::Variant> arguments = {});
 [[nodiscard]] std::string TextMember(IDispatch& object, std::wstring_view name);
 
-/// Raises what a call through the vtable has failed with.
+/// Raises the failure of a call through the vtable.
 void RequireCall(HRESULT status);
 
 /// Calls `function` and returns the error that it raises.

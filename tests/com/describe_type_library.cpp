@@ -38,7 +38,7 @@ std::string TypeText(ITypeInfo& info, const TYPEDESC& type) {
 }
 
 void PrintFunction(ITypeInfo& info, const FUNCDESC& function) {
-  // Slots are counted, since their size is the machine's.
+  // Slots are counted, since their size depends on the machine.
   std::cout << "  " << NameOf(info, function.memid) << " id " << function.memid << " slot "
             << function.oVft / static_cast<int>(sizeof(void*)) << " kind " << function.invkind
             << " convention " << function.callconv << " gives "

@@ -309,7 +309,7 @@ TEST_F(DispatchTest, AnObjectThatLacksAMemberIsToldItsName) {
   EXPECT_NE(error.Description().find("Hex"), std::string::npos) << error.Description();
 }
 
-/// An object of a host's library that fails whatever is asked of it.
+/// An object of a host's library whose every member fails.
 class FailingObject final : public com::InvokeOnly {
  public:
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,

@@ -26,7 +26,7 @@ void StartDownload(const DiagPtr& diag) {
   RequireCall(diag->ComputeDownload(kMemory, NewImage().get(), 0xFF, 0x100, 0xFF));
 }
 
-/// What a sink has heard, in a row of signs: D for a document, E for the end.
+/// The events that a sink has received, one letter each: D for a document, E for the end.
 class Record {
  public:
   void Add(IDispatch* node) {
@@ -58,7 +58,7 @@ class EventTest : public ComTest {
     ComTest::TearDown();
   }
 
-  /// Hears events and answers each with `cancel`.
+  /// Receives events and answers each with `cancel`.
   EventSink::Handler Answering(VARIANT_BOOL cancel) {
     return [this, cancel](IDispatch* node, VARIANT_BOOL& answer) {
       EXPECT_EQ(answer, VARIANT_TRUE);

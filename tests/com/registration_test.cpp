@@ -86,7 +86,7 @@ TEST(Registration, SaysWhichKeyItCouldNotRemoveAndRemovesTheRest) {
   EXPECT_THAT(error.Description(), StartsWith("Cannot remove HKEY_CLASSES_ROOT\\A.One: "));
 }
 
-/// A key of the user's that this process takes for HKEY_CLASSES_ROOT meanwhile.
+/// A key of the user's that takes the place of HKEY_CLASSES_ROOT in this process meanwhile.
 class PrivateClassesRoot {
  public:
   PrivateClassesRoot() {

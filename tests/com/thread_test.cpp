@@ -61,7 +61,7 @@ class ThreadTest : public ComTest {
     ComTest::TearDown();
   }
 
-  /// Runs a worker for the client and returns the events that it heard.
+  /// Runs a worker for the client and returns the events that the client received.
   std::string Run(const DownloadParameters& parameters) {
     std::string events;
     const DWORD cookie = Connect(client_, [&](IDispatch* node, VARIANT_BOOL& cancel) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A host may hand over a document of any size: a check gives for it what it gives for a small one.
-// The documents have 256 KB, or as many megabytes as QUILLMARK_LARGE_MEGABYTES says.
+// A host may pass a document of any size: a check gives the same result as for a small one. The
+// documents have 256 KB, or as many megabytes as QUILLMARK_LARGE_MEGABYTES says.
 #include <cstdlib>
 #include <functional>
 
@@ -37,7 +37,7 @@ const Before kAcknowledgement = {.gateway = "81"};
 const Before kStart = {.gateway = "0183F16EC1EF8F21"};
 const Before kStartInEveryForm = {"0250C0", "0183F16EC1EF8F21", "83F111C1EF8FC4"};
 
-/// A check, the reply with which the ECU grants its request, and what the check then tells.
+/// A check, the positive reply to its request, and the result that the check then has.
 struct Granted {
   const char* name;
   std::string reply;

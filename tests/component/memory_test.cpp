@@ -12,8 +12,8 @@
 namespace quillmark::testing {
 namespace {
 
-/// What a call may end with where memory ends: the error, or the status of a thread that did not
-/// start.
+/// How a call may end when memory runs out: with the error, or with the status of a thread that did
+/// not start.
 bool IsOutOfMemory(const std::optional<Raised>& raised) {
   return raised == Raised{7, "Out of memory"} ||
          (raised && raised->number == PortablePlatform::kThreadNotStarted);
@@ -27,7 +27,7 @@ struct Outcome {
   bool has_failed;  ///< whether the allocation was asked for
 };
 
-/// Runs `call` with one allocation failing. What it raises is read once memory is there again.
+/// Runs `call` with one allocation failing. Its error is read once memory is available again.
 Outcome RunWithFailure(std::size_t index, const std::function<void()>& call) {
   std::exception_ptr thrown;
   bool has_failed = false;

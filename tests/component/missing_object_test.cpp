@@ -20,7 +20,8 @@ class MissingObject : public ::testing::TestWithParam<Form> {
   MissingObject() { diag_->CANIDs(GetParam().RCANId, GetParam().XCANId); }
 
   /// Runs `operation` with each object that it asks for missing in turn, until none is left; then
-  /// it ends like any other call. What may be none by rights ends it in any orderly way.
+  /// it ends like any other call. A missing object that is allowed to be missing may end it in any
+  /// orderly way.
   void ExpectNotSet(const Operation& operation) {
     const auto& [name, call, expected] = operation;
     const std::string before = XmlOf(*diag_->TesterPresent());

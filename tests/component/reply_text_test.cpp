@@ -157,7 +157,7 @@ TEST_P(ReplyText, DeepDownIsNotFoundAndDoesNotCrash) {
 }
 
 #if defined(QUILLMARK_SANITIZED)
-// A sanitizer takes ten times the time and several times the memory.
+// With a sanitizer it takes ten times as long and several times the memory.
 constexpr std::size_t kLarge = std::size_t{8} << 20U;
 #else
 constexpr std::size_t kLarge = std::size_t{100} << 20U;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the class allows from several threads; ThreadSanitizer looks at every one of these.
+// What the class allows from several threads; all of these run under ThreadSanitizer.
 #include <atomic>
 #include <condition_variable>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a transfer's worker is started, and what it does where its surroundings fail.
+// How a transfer's worker is started, and what it does if its surroundings fail.
 #include <array>
 #include <atomic>
 #include <new>
@@ -206,7 +206,7 @@ TEST(FailingPlatform, MapCrossesAsAttributes) {
   EXPECT_EQ(XmlOf(*platform->document), R"(<map><segment at="-5" count="3"/></map>)");
 }
 
-/// An image whose segments cannot tell their fill runs.
+/// An image whose segments cannot report their fill runs.
 struct BlindImage : MemoryImage {
   struct BlindString : ForwardingByteString {
     using ForwardingByteString::ForwardingByteString;

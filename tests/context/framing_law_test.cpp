@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the builders frame, an ECU's own transport understands; what that answers, the reader gives
-// back: for every length in every form. The ECU's transports share no code with the component.
+// An ECU's own transport understands what the builders frame, and the reader gives back what the
+// ECU answers: for every length in every form. The ECU's transports share no code with the
+// component.
 #include <rapidcheck.h>
 
 #include <algorithm>
@@ -50,8 +51,7 @@ class Exchange {
     services_.reply = std::move(reply);
   }
 
-  /// Writes what is received into `document`. False where a frame is missing or not the expected
-  /// one.
+  /// Writes what is received into `document`. False if a frame is missing or not the expected one.
   [[nodiscard]] bool Run(DOMDocument& document) {
     auto step = document.selectSingleNode("//s");
     for (; step; step = step->nextSibling()) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the builders frame, the reader gives back, for every length in every form.
+// The reader gives back what the builders frame, for every length in every form.
 #include <rapidcheck.h>
 
 #include "context/reply.h"

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// An application and a clock, asked in whole messages.
+/// An application with a clock, which gets whole messages.
 class ApplicationBench {
  public:
   explicit ApplicationBench(const EcuOptions& options) : application_(options) {}

@@ -4,7 +4,7 @@
 import dataclasses
 import re
 
-# What stands for what. The spaces keep template brackets, references and pointers out.
+# What is replaced by what. The spaces keep template brackets, references and pointers out.
 SWAPS = {
     " == ": [" != "],
     " != ": [" == "],

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Rows of leaves: what comes of them must not differ from nodes made one by one, which is what
-// another platform inherits.
+// Rows of leaves: the result must not differ from nodes made one by one, which is what another
+// platform inherits.
 #include <gtest/gtest.h>
 
 #include <string>

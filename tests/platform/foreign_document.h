@@ -12,7 +12,7 @@
 
 namespace quillmark::testing {
 
-/// A document of another implementation, which answers nothing of use.
+/// A document of another implementation, none of whose answers is of use.
 class ForeignDocument : public DOMDocument {
  public:
   using Node = std::shared_ptr<IXMLDOMNode>;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Copies of long byte strings share their bytes, and nobody can tell.
+// Copies of long byte strings share their bytes, and no user notices.
 #include <gmock/gmock.h>
 
 #include <atomic>

@@ -35,7 +35,7 @@ class ForwardingPlatform : public Platform {
   std::shared_ptr<TestedPlatform> platform_ = TestPlatform();
 };
 
-/// A string that passes on to another; a test overrides what is to differ.
+/// A string that passes every operation on to another; a test overrides what is to differ.
 class ForwardingByteString : public ByteString {
  public:
   explicit ForwardingByteString(std::shared_ptr<ByteString> string) : string_(std::move(string)) {}

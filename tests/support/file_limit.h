@@ -12,8 +12,8 @@ namespace quillmark::testing {
 /// on a full disk, with another reason.
 class FileLimit {
  public:
-  /// `on_signal` is what this process and those that it starts do about the signal that comes of
-  /// it.
+  /// `on_signal` is what this process and those that it starts do about the signal that this
+  /// causes.
   explicit FileLimit(rlim_t bytes, void (*on_signal)(int) = SIG_IGN)
       : handler_(std::signal(SIGXFSZ, on_signal)) {
     EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &before_), 0);

@@ -23,15 +23,15 @@ class Giver {
   explicit Giver(std::size_t index) : withheld_(index) {}
 
   [[nodiscard]] bool HasWithheld() const { return has_withheld_; }
-  /// Whether it was one that is never missing by rights.
+  /// Whether it was one that must never be missing.
   [[nodiscard]] bool WasDue() const { return was_due_; }
 
-  /// An object that is always given, such as a new one.
+  /// An object that must always be given, such as a new one.
   template <typename T>
   std::shared_ptr<T> Due(std::shared_ptr<T> object) {
     return Give(std::move(object), true);
   }
-  /// An object that may be none, such as the next sibling.
+  /// An object that may be missing, such as the next sibling.
   template <typename T>
   std::shared_ptr<T> IfAny(std::shared_ptr<T> object) {
     return object ? Give(std::move(object), false) : nullptr;
@@ -286,7 +286,7 @@ class WithholdingPlatform final : public ForwardingPlatform {
   std::shared_ptr<ChecksumCalculator> CreateChecksumCalculator() override {
     return giver_.Due(ForwardingPlatform::CreateChecksumCalculator());
   }
-  /// Of a started worker nothing is asked here.
+  /// Nothing is asked of a started worker here.
   std::int32_t StartThread(std::string_view /*progID*/, ParameterList /*parameters*/,
                            const std::shared_ptr<Object>& /*client*/) override {
     return 0;

@@ -37,7 +37,7 @@ bool WaitUntil(const std::function<bool()>& done) {
   return true;
 }
 
-/// What the events of one object brought.
+/// What the events of one object delivered.
 struct Events {
   std::atomic<int> documents = 0;
   std::atomic<int> ends = 0;
@@ -79,7 +79,7 @@ class HostedObject {
     events_ = {};
   }
 
-  /// Gives the last reference of the host back.
+  /// Releases the host's last reference.
   void Release() { object_ = {}; }
 
  private:

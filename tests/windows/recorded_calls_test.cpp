@@ -18,7 +18,7 @@ namespace quillmark::host::testing {
 namespace {
 
 /// XML texts in `answer` as their tree would be written by `platform`, so that quotes, line ends
-/// and other ways of writing the same do not count.
+/// and other spellings of the same document make no difference.
 void Normalise(Json& answer, Platform& platform) {
   if (answer.is_structured()) {
     std::for_each(answer.begin(), answer.end(), [&](Json& part) { Normalise(part, platform); });

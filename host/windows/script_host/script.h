@@ -22,8 +22,8 @@ class Script {
   Script& operator=(const Script&) = delete;
   ~Script();
 
-  /// Runs the text of a file to its end. False after an uncaught error, in it or in an event since;
-  /// the error has been printed with its file, line, number and description.
+  /// Runs the text of a file to its end. False after an uncaught error, in the text or in an event
+  /// since then; the error has been printed with its file, line, number and description.
   [[nodiscard]] bool Run(const std::wstring& file, const std::wstring& text);
 
  private:

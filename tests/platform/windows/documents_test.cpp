@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Documents on MSXML: what its implementations do differently does not show.
+// Documents on MSXML: differences between its implementations do not show.
 #include <gmock/gmock.h>
 
 #include "platform/foreign_document.h"

@@ -11,8 +11,8 @@
 
 namespace quillmark::testing {
 
-/// An object of a host's own with the members that a test names; each answers with its number, and
-/// `Clone` with the object itself. It counts how often its members' names were asked for.
+/// An object of a host with the members that a test names; each returns its number, and `Clone` the
+/// object itself. It counts how often its members' names were asked for.
 class ScriptObject final : public com::Scriptable {
  public:
   explicit ScriptObject(std::vector<com::Member> members) : members_(std::move(members)) {}
