@@ -19,7 +19,8 @@ class CountingInjector {
       throw BusError("the device is gone");
     }
     const bool silent = faults_.silent_from && number_ >= *faults_.silent_from;
-    if (silent || number_ == faults_.lost_frame) {
+    const bool is_a_multiple = faults_.lost_every && number_ % *faults_.lost_every == 0;
+    if (silent || is_a_multiple || number_ == faults_.lost_frame) {
       return {};
     }
     return {number_ == faults_.flipped_frame ? Flipped(frame) : frame};

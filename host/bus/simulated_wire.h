@@ -106,6 +106,8 @@ class SimulatedWire {
 struct WireFaults {
   /// This frame is lost.
   std::optional<std::uint64_t> lost_frame{};
+  /// Every frame whose number is a multiple of this is lost; at least 1.
+  std::optional<std::uint64_t> lost_every{};
   /// All bits of the middle byte of this frame are inverted.
   std::optional<std::uint64_t> flipped_frame{};
   /// From this frame on nothing arrives: the ECU has stopped.

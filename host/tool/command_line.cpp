@@ -6,7 +6,10 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <string_view>
 #include <vector>
+
+#include "host/tool/link_options.h"
 
 namespace quillmark::host {
 namespace {
@@ -95,6 +98,23 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddReportCommand(*app, command);
   AddSimulateCommand(*app, command);
   return app;
+}
+
+std::vector<std::string> ArgumentsOf(int argc, const char* const* argv) {
+  constexpr std::string_view kOption = "--flow-control";
+  const std::string in_one_word = fmt::format("{}={}", kOption, kAutoFlowControl);
+  const std::vector<std::string> given(argv + std::min(argc, 1), argv + argc);
+  std::vector<std::string> arguments;
+  std::string_view before;
+  for (const std::string& argument : given) {
+    arguments.push_back(argument);
+    if ((before == kOption && argument == kAutoFlowControl) || argument == in_one_word) {
+      arguments.emplace_back(kAutoFlowControl);
+    }
+    before = argument;
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
 }
 
 void AddJsonOption(CLI::App& app, Command& command) {

@@ -3,6 +3,8 @@
 
 #include <CLI/App.hpp>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "host/tool/command.h"
 #include "host/tool/exit_code.h"
@@ -15,5 +17,9 @@ namespace quillmark::host {
 /// What a wrong command line is told: what was expected, what was found, and where the options are
 /// listed. `app` has parsed it.
 [[nodiscard]] FailureReport UsageReport(const CLI::App& app, const CLI::Error& error);
+
+/// The arguments behind the name of the program, last first, as the parser takes them. "auto" as a
+/// flow control becomes two words, since numbers are two.
+[[nodiscard]] std::vector<std::string> ArgumentsOf(int argc, const char* const* argv);
 
 }  // namespace quillmark::host

@@ -120,7 +120,8 @@ void AddDecodeCommand(CLI::App& app, Command& command) {
           },
           "identifiers of the frames in a CAN trace; default the first two in it")
       ->type_name("RECEIVE SEND")
-      ->expected(2);
+      ->expected(2)
+      ->allow_extra_args(false);
   decode.callback(
       [options, &command] { command.run = [options](Reporter& /*reporter*/) { Run(*options); }; });
 }

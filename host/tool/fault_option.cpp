@@ -57,7 +57,7 @@ struct FaultKind {
   void (*add)(const std::vector<std::string>& values, Faults& faults);
 };
 
-const std::array<FaultKind, 10> kFaultKinds = {{
+const std::array<FaultKind, 12> kFaultKinds = {{
     {"silent", 0, [](const auto&, Faults& f) { f.ecu.silent = true; }},
     {"refuse-key", 0, [](const auto&, Faults& f) { f.ecu.refuses_key = true; }},
     {"bad-checksum", 1,
@@ -81,6 +81,9 @@ const std::array<FaultKind, 10> kFaultKinds = {{
      }},
     {"lose-frame", 1,
      [](const auto& values, Faults& f) { f.wire.lost_frame = ParseFrame(values); }},
+    {"lose-every", 1,
+     [](const auto& values, Faults& f) { f.wire.lost_every = ParseFrame(values); }},
+    {"write-once", 0, [](const auto&, Faults& f) { f.write_once = true; }},
     {"flip-byte", 1,
      [](const auto& values, Faults& f) { f.wire.flipped_frame = ParseFrame(values); }},
     {"silent", 1, [](const auto& values, Faults& f) { f.wire.silent_from = ParseFrame(values); }},
@@ -101,8 +104,9 @@ void AddFault(const std::string& fault, Faults& faults) {
 }  // namespace
 
 const char* const kFaultHelp =
-    "silent, silent@FRAME, lose-frame@FRAME, flip-byte@FRAME, unplug@FRAME, refuse-key, "
-    "bad-checksum@BLOCK, bad-cell@ADDRESS, pending@SERVICE:COUNT or negative@SERVICE:CODE";
+    "silent, silent@FRAME, lose-frame@FRAME, lose-every@COUNT, flip-byte@FRAME, "
+    "unplug@FRAME, write-once, refuse-key, bad-checksum@BLOCK, bad-cell@ADDRESS, "
+    "pending@SERVICE:COUNT or negative@SERVICE:CODE";
 
 Faults ParseFaults(const std::vector<std::string>& texts) {
   Faults faults;

@@ -13,6 +13,8 @@ namespace quillmark::host {
 struct Faults {
   Misbehaviour ecu{};
   WireFaults wire{};
+  /// As EcuOptions has it: no fault, but a kind of memory that does not forgive one.
+  bool write_once = false;
 };
 
 /// What --fault accepts, for --help and for messages.

@@ -19,6 +19,7 @@ constexpr std::int32_t kDefaultSendId = 0x632;
 constexpr std::int32_t kFirstGatewayAddress = 0x6E;
 constexpr std::int32_t kDefaultKLineAddress = 0x11;
 constexpr NumberRange kIdentifierRange = {1, 0x1FFFFFFF};
+constexpr const char* kFlowControl = "--flow-control";
 constexpr NumberRange kBitRateRange = {1, 100'000'000};
 
 bool IsGatewayAddress(std::int32_t address) {
@@ -35,7 +36,9 @@ void AddPair(CLI::App& app, const std::string& name, const std::string& metavari
          },
          help)
       ->type_name(metavariables)
-      ->expected(2);
+      ->expected(2)
+      // What follows may be the image.
+      ->allow_extra_args(false);
 }
 
 }  // namespace
@@ -79,15 +82,19 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
           });
   AddNumber(app, "--address", options.address, kByteRange,
             "address of the ECU; gateway: 0x6E (default) or 0x7A, kline: any other, default 0x11");
-  AddPair(app, "--flow-control", "BS STMIN",
-          "ISO 15765-2 block size and separation time in ms that the ECU asks for; if left out, a "
-          "download adapts to the ECU",
+  AddPair(app, kFlowControl, "auto|BS STMIN",
+          "ISO 15765-2 block size and separation time in ms that the ECU asks for; auto, the "
+          "default: 1 0, and a download adapts to the ECU",
           [&options](const std::string& block_size, const std::string& separation_time) {
-            options.block_size =
-                static_cast<std::int32_t>(ParseNumber("--flow-control", block_size, kByteRange));
-            options.separation_time = static_cast<std::int32_t>(
-                ParseNumber("--flow-control", separation_time, kByteRange));
-            options.flow_control_is_fixed = true;
+            options.flow_control_is_fixed = block_size != kAutoFlowControl;
+            options.block_size = LinkOptions{}.block_size;
+            options.separation_time = LinkOptions{}.separation_time;
+            if (options.flow_control_is_fixed) {
+              options.block_size =
+                  static_cast<std::int32_t>(ParseNumber(kFlowControl, block_size, kByteRange));
+              options.separation_time =
+                  static_cast<std::int32_t>(ParseNumber(kFlowControl, separation_time, kByteRange));
+            }
           });
   AddNumber(app, "--bitrate", options.bit_rate, kBitRateRange,
             "bits per second on a simulated wire; default 500000, kline 10400");

@@ -4,6 +4,7 @@
 #include <CLI/App.hpp>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "host/bus/bus.h"
@@ -14,6 +15,9 @@ namespace quillmark::host {
 
 /// One of the two addresses behind the gateway, on a line of its own.
 inline constexpr std::int32_t kSecondGatewayAddress = 0x7A;
+
+/// In place of the two numbers of a flow control.
+inline constexpr std::string_view kAutoFlowControl = "auto";
 
 /// How the ECU is reached.
 struct LinkOptions {

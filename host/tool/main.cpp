@@ -70,7 +70,7 @@ int Main(int argc, char** argv) {
   Command command;
   const auto app = MakeCommandLine(command);
   try {
-    app->parse(argc, argv);
+    app->parse(ArgumentsOf(argc, argv));
   } catch (const CLI::Error& error) {
     if (error.get_exit_code() == 0) {  // --help, --version
       app->exit(error);

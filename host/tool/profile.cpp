@@ -106,6 +106,9 @@ std::vector<Entry> ReadProfile(const fs::path& path) {
 }
 
 std::vector<std::string> WordsOf(const std::string& value) {
+  if (value == kAutoFlowControl) {
+    return {value, value};
+  }
   std::istringstream words(value);
   return {std::istream_iterator<std::string>(words), {}};
 }
@@ -128,6 +131,11 @@ void Apply(CLI::App& app, const fs::path& path, const Entry& entry) {
 std::string Milliseconds(std::chrono::milliseconds time) { return std::to_string(time.count()); }
 
 std::string IdentifierText(std::int32_t identifier) { return fmt::format("0x{:03X}", identifier); }
+
+std::string FlowControlText(const LinkOptions& link) {
+  return link.flow_control_is_fixed ? fmt::format("{} {}", link.block_size, link.separation_time)
+                                    : std::string(kAutoFlowControl);
+}
 
 std::string ByteText(std::int32_t byte) { return fmt::format("0x{:02X}", byte); }
 
@@ -183,8 +191,7 @@ Profile ProfileOf(const LinkOptions& link, const SessionOptions& session) {
   if (link.form == TransportForm::kPlainCan) {
     profile.push_back(
         {"ids", IdentifierText(link.ReceiveId()) + ' ' + IdentifierText(link.SendId())});
-    profile.push_back(
-        {"flow-control", fmt::format("{} {}", link.block_size, link.separation_time)});
+    profile.push_back({"flow-control", FlowControlText(link)});
   } else {
     profile.push_back({"address", ByteText(link.Address())});
   }

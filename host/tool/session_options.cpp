@@ -128,6 +128,7 @@ void AddSessionOptions(CLI::App& app, SessionOptions& options) {
          fmt::format("inject a fault on sim:; may be given several times: {}", kFaultHelp))
       ->type_name("FAULT")
       ->expected(1)
+      ->allow_extra_args(false)
       ->take_all();
   AddTimingOptions(app, options);
 }

@@ -23,6 +23,7 @@ EcuOptions SimulatedEcuFor(const LinkOptions& link, std::uint8_t memory, std::ui
   options.areas.front().identifier = memory;
   options.check_routine = check_routine;
   options.misbehaviour = faults.ecu;
+  options.write_once = faults.write_once;
   return options;
 }
 

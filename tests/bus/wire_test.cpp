@@ -67,6 +67,10 @@ TEST(WireFaults, LoseOneFrame) {
   EXPECT_THAT(Arrived({.lost_frame = 2}), ElementsAre("112233", "-", "112233", "112233", "112233"));
 }
 
+TEST(WireFaults, LoseEveryNthFrame) {
+  EXPECT_THAT(Arrived({.lost_every = 2}), ElementsAre("112233", "-", "112233", "-", "112233"));
+}
+
 TEST(WireFaults, FlipTheByteInTheMiddleOfOneFrame) {
   EXPECT_THAT(Arrived({.flipped_frame = 1}),
               ElementsAre("11DD33", "112233", "112233", "112233", "112233"));

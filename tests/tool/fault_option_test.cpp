@@ -31,10 +31,16 @@ TEST(FaultOption, AddsEachKind) {
 
 TEST(FaultOption, AddsEachKindOnTheWire) {
   EXPECT_EQ(ParseFaults({"lose-frame@7"}).wire.lost_frame, 7U);
+  EXPECT_EQ(ParseFaults({"lose-every@500"}).wire.lost_every, 500U);
   EXPECT_EQ(ParseFaults({"flip-byte@0x10"}).wire.flipped_frame, 16U);
   EXPECT_EQ(ParseFaults({"silent@1"}).wire.silent_from, 1U);
   EXPECT_EQ(ParseFaults({"unplug@9"}).wire.unplugged_at, 9U);
   EXPECT_FALSE(ParseFaults({"silent@1"}).ecu.silent);
+}
+
+TEST(FaultOption, AsksForAMemoryThatTakesAValueOnce) {
+  EXPECT_FALSE(ParseFaults({}).write_once);
+  EXPECT_TRUE(ParseFaults({"write-once"}).write_once);
 }
 
 TEST(FaultOption, AddsNothingByItself) {
@@ -48,8 +54,9 @@ TEST(FaultOption, RefusesAnUnknownKindOrTheWrongValues) {
   for (const std::string fault :
        {"", "slow", "silent@1:2", "unplug", "bad-cell", "bad-cell@1:2", "pending@1"}) {
     EXPECT_EQ(ErrorOfFault(fault),
-              "--fault: expected silent, silent@FRAME, lose-frame@FRAME, flip-byte@FRAME, "
-              "unplug@FRAME, refuse-key, bad-checksum@BLOCK, bad-cell@ADDRESS, "
+              "--fault: expected silent, silent@FRAME, lose-frame@FRAME, lose-every@COUNT, "
+              "flip-byte@FRAME, unplug@FRAME, write-once, refuse-key, bad-checksum@BLOCK, "
+              "bad-cell@ADDRESS, "
               "pending@SERVICE:COUNT or negative@SERVICE:CODE, found \"" +
                   fault + "\"");
   }
@@ -60,6 +67,8 @@ TEST(FaultOption, RefusesANumberOutOfRange) {
             "--fault: expected a number from 0 to 255, found \"2:3\"");
   EXPECT_EQ(ErrorOfFault("bad-checksum@0"),
             "--fault: expected a number from 1 to 1000000, found \"0\"");
+  EXPECT_EQ(ErrorOfFault("lose-every@0"),
+            "--fault: expected a number from 1 to 1000000000, found \"0\"");
   EXPECT_EQ(ErrorOfFault("bad-cell@0x1000000"),
             "--fault: expected a number from 0 to 16777215, found \"0x1000000\"");
 }

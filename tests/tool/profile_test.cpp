@@ -57,10 +57,16 @@ TEST_F(ProfileTest, PrintsWhatItReads) {
   EXPECT_EQ(Print(k_line).out, k_line);
 }
 
+TEST_F(ProfileTest, LeavesTheFlowControlToTheEcu) {
+  const ToolResult fixed = Print("flow-control = 8 20\n", {"--flow-control", "auto"});
+  EXPECT_THAT(fixed.out, HasSubstr("\nflow-control = auto\n")) << "the command line wins";
+  EXPECT_EQ(Print(fixed.out).out, fixed.out);
+}
+
 TEST_F(ProfileTest, PrintsTheDefaultsWithoutOne) {
   const ToolResult result = Run({"profile"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.out, AllOf(StartsWith("form = can\nids = 0x73A 0x632\nflow-control = 1 0\n"),
+  EXPECT_THAT(result.out, AllOf(StartsWith("form = can\nids = 0x73A 0x632\nflow-control = auto\n"),
                                 HasSubstr("\nkey-timeout = 30000\nrl = 0x00\n")));
 }
 

@@ -88,6 +88,44 @@ TEST_F(TwoProcesses, FlashTwoKilobytesOverAKLine) {
   EXPECT_EQ(Kept(image.size()), image);
 }
 
+TEST_F(TwoProcesses, FlashOnceWrittenMemoryOverSlcanThatLosesFrames) {
+  const std::string image = Pattern(2000);
+  Simulate("slcan", {"--fault", "lose-every@500", "--fault", "write-once"});
+  const ToolResult result = Run(FlashCommand(image, "slcan:" + device_, {"--verify"}, "1500"));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("verify    2,000 bytes read back and found equal\n"));
+  StopSimulator();
+  EXPECT_EQ(Kept(image.size()), image);
+}
+
+/// A message of a K line is as long as a dozen CAN frames, so fewer of them make a flash.
+TEST_F(TwoProcesses, FlashOnceWrittenMemoryOverAKLineThatLosesMessages) {
+  const std::string image = Pattern(500);
+  Simulate("kline", {"--fault", "lose-every@50", "--fault", "write-once", "--bitrate", "115200"});
+  const ToolResult result =
+      Run(FlashCommand(image, "kline:" + device_ + "?baud=115200&p1=500&p3=0&p4=0",
+                       {"--verify", "--block", "16"}, "1500"));
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("verify    500 bytes read back and found equal\n"));
+  StopSimulator();
+  EXPECT_EQ(Kept(image.size()), image);
+}
+
+TEST_F(TwoProcesses, AgreeOnTheFlowControlThatTheEcuAsksFor) {
+  const std::string image = Pattern(300);
+  Simulate("slcan", {"--flow-control", "8", "5"});
+  const std::string bus = "slcan:" + device_;
+  const ToolResult fixed = Run(FlashCommand(image, bus, {"--flow-control", "1", "0"}));
+  EXPECT_EQ(fixed.status, 76) << fixed.err;
+  EXPECT_THAT(fixed.err, HasSubstr("the ECU asks for block size 8, separation time 5 ms: "
+                                   "--flow-control 8 5\n"));
+  EXPECT_EQ(Run(FlashCommand(image, bus)).status, 0) << "the default";
+  const ToolResult agreed =
+      Run({"flash", "--bus", bus, "--flow-control", "auto", folder_.Path("image.bin"), "--base",
+           "0x1000", "--yes", "--verify", "--p2", "5000"});
+  EXPECT_EQ(agreed.status, 0) << agreed.err;
+}
+
 TEST_F(TwoProcesses, KeepTheMemoryFromRunToRun) {
   const std::string image = Pattern(100);
   Simulate("slcan", {"--ids", "0x18DAF110", "0x18DA10F1"});

@@ -90,6 +90,21 @@ TEST_F(Usage, ArgumentTooMany) {
   ExpectOptionError({"b.s19"}, "flash: expected no further argument, found \"b.s19\"");
 }
 
+TEST_F(Usage, OptionsMayComeBeforeTheImage) {
+  const std::string image = folder_.Write("a.s19", kTwoSegments);
+  for (const std::vector<std::string>& option :
+       std::vector<std::vector<std::string>>{{"--flow-control", "1", "0"},
+                                             {"--flow-control", "auto"},
+                                             {"--flow-control=auto"},
+                                             {"--ids", "1", "2"},
+                                             {"--fault", "lose-frame@9"}}) {
+    std::vector<std::string> arguments{"flash", "--yes"};
+    arguments.insert(arguments.end(), option.begin(), option.end());
+    arguments.push_back(image);
+    EXPECT_EQ(Run(arguments).status, 0) << option.front();
+  }
+}
+
 TEST_F(Usage, OptionWithoutItsValue) {
   ExpectOptionError({"--rl"}, "--rl: expected NUMBER, found nothing");
   ExpectOptionError({"--form"}, "--form: expected can|gateway|kline, found nothing");
@@ -171,8 +186,9 @@ TEST_F(Usage, LogRecordOfAnotherLength) {
 
 TEST_F(Usage, UnknownFault) {
   ExpectOptionError({"--fault", "slow"},
-                    "--fault: expected silent, silent@FRAME, lose-frame@FRAME, flip-byte@FRAME, "
-                    "unplug@FRAME, refuse-key, bad-checksum@BLOCK, bad-cell@ADDRESS, "
+                    "--fault: expected silent, silent@FRAME, lose-frame@FRAME, lose-every@COUNT, "
+                    "flip-byte@FRAME, unplug@FRAME, write-once, refuse-key, bad-checksum@BLOCK, "
+                    "bad-cell@ADDRESS, "
                     "pending@SERVICE:COUNT or negative@SERVICE:CODE, found \"slow\"");
 }
 
