@@ -75,7 +75,7 @@ Result ReadResult(const ArtifactFiles& files, Warnings& warnings) {
   return result.state == OutcomeState::kUnfinished ? told : result;
 }
 
-/// Who is who on the bus, if the trace does not say.
+/// The roles of the identifiers, if the trace does not tell them.
 std::optional<Exchange> ExchangeOf(const Plan& plan) {
   if (plan.form != TransportForm::kPlainCan || !plan.receive || !plan.send) {
     return std::nullopt;

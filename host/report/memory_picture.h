@@ -39,8 +39,8 @@ class MemoryPicture {
  public:
   void Paint(std::uint32_t start, std::uint32_t count, MemoryState state);
   [[nodiscard]] MemoryState StateAt(std::uint64_t address) const;
-  /// In address order, without what is outside; neighbours differ in state or have a gap between
-  /// them.
+  /// In address order, without what is outside; adjacent ranges differ in state or have a gap
+  /// between them.
   [[nodiscard]] std::vector<MemoryStretch> Stretches() const;
 
  private:

@@ -15,7 +15,7 @@ namespace quillmark::host {
 struct Outcome {
   std::string state;   ///< done, failed, cancelled, unfinished
   std::string line;    ///< a sentence
-  std::string advice;  ///< what to do next; empty if nothing is to be said
+  std::string advice;  ///< what to do next; empty if there is no advice
 };
 
 /// "flash"; "a command" if the plan does not say which.

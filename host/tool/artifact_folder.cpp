@@ -42,7 +42,7 @@ void Require(bool (*expected)(const fs::directory_entry&), const fs::path& folde
   }
 }
 
-/// The result goes first: without it nobody takes what is left for a run that has ended.
+/// The result is removed first: without it, nobody takes the rest for a run that has ended.
 void RemoveArtifacts(const fs::path& folder) {
   const fs::path documents = folder / artifact::kDocuments;
   Require(IsArtifact, folder);

@@ -15,8 +15,9 @@ namespace quillmark::host {
 namespace {
 
 constexpr const char* kFooter =
-    "A line in is a call: {\"call\":NAME,\"args\":[...]}, NAME a member of the class or new.\n"
-    "A line out is its answer: {\"call\":NAME,\"result\":...} or\n"
+    "Each line of input is a call: {\"call\":NAME,\"args\":[...]}. NAME is a member of the class, "
+    "or new.\n"
+    "Each line of output is its answer: {\"call\":NAME,\"result\":...} or\n"
     "{\"call\":NAME,\"error\":{\"number\":N,\"description\":TEXT}}.\n"
     "Numbers are JSON numbers, byte strings hexadecimal text, documents XML text, an image\n"
     "[{\"at\":N,\"hex\":TEXT},...], a map [{\"start\":N,\"count\":N},...]. A transfer gives the "

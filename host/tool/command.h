@@ -11,8 +11,8 @@ namespace quillmark::host {
 
 /// The command that the command line chose.
 struct Command {
-  /// What was done where the command itself ended well and only telling of it failed; null if
-  /// telling is all that it does.
+  /// What was done, if the command itself succeeded and only reporting it failed; null for a
+  /// command that does nothing but report.
   const char* effect = nullptr;
   /// Raises if it fails; see ReportCurrentException.
   std::function<void(Reporter&)> run;

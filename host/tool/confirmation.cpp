@@ -32,7 +32,7 @@ Programmer::Answer Confirmation::Ask(const std::string& subject) {
   }
   if (!asked_) {
     asked_ = true;
-    // What was typed before is no answer.
+    // What was typed before the question is not an answer.
     ::tcflush(STDIN_FILENO, TCIFLUSH);
     if (::isatty(STDOUT_FILENO) == 0) {
       std::cerr << subject;

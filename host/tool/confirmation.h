@@ -7,7 +7,7 @@
 
 namespace quillmark::host {
 
-/// A question to whoever sits at the terminal; where nobody does, the answer is yes.
+/// A question to the user at the terminal; without a terminal, the answer is yes.
 class Confirmation {
  public:
   /// `wanted` is false if no question is to be asked.
@@ -21,8 +21,8 @@ class Confirmation {
   ~Confirmation();
 
   /// Asks at the first call; waits a moment for the answer, which only "y" and "yes" make a yes.
-  /// `subject` says what it is about; it is shown where the standard output, which has it too, is
-  /// no terminal.
+  /// `subject` says what it is about; it is shown if the standard output, which has it too, is not
+  /// a terminal.
   [[nodiscard]] Programmer::Answer Ask(const std::string& subject);
 
  private:

@@ -22,8 +22,8 @@ namespace quillmark::host {
 /// Puts itself between a bus and its user: returns the bus to use instead, or null.
 using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 
-/// A programmer on the bus that the options name, with everything that it stands on. On a simulated
-/// bus the ECU is made to fit the configuration.
+/// A programmer on the bus that the options name, with everything that it needs. On a simulated bus
+/// the ECU is made to fit the configuration.
 ///
 /// Without a key command only a simulated ECU, in this process or in another, gets a key: a guess
 /// would cost a real one an attempt.

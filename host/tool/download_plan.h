@@ -21,7 +21,7 @@ struct DownloadPlan {
 };
 
 /// Computes a download without a bus. Writes its documents as download-0001.xml and on into
-/// `folder`, which is there, or nowhere where that is empty. Raises ToolError.
+/// `folder`, which exists; if it is empty, writes nothing. Raises ToolError.
 [[nodiscard]] DownloadPlan PlanDownload(const TransferOptions& transfer, const LinkOptions& link,
                                         const ImageSegments& segments, const std::string& folder);
 

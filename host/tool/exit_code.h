@@ -41,7 +41,7 @@ struct ExitCodeMeaning {
 /// Ends the tool with a code and a message.
 class ToolError : public std::runtime_error {
  public:
-  /// `next`: what to do about it; empty for what is usual with the code.
+  /// `next`: what to do about it; empty for the usual advice for the code.
   ToolError(ExitCode code, const std::string& message, std::string next = "")
       : std::runtime_error(message), code_(code), next_(std::move(next)) {}
 

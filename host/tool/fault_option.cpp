@@ -30,7 +30,7 @@ std::uint64_t ParseFrame(const std::vector<std::string>& values) {
   throw CLI::ValidationError(kOption, fmt::format("expected {}, found \"{}\"", kFaultHelp, fault));
 }
 
-// What stands behind the '@': nothing, one value, or two with a colon between them.
+// What follows the '@': nothing, one value, or two with a colon between them.
 struct FaultText {
   std::string name;
   std::vector<std::string> values;

@@ -20,7 +20,7 @@ struct Faults {
 /// What --fault accepts, for --help and for messages.
 extern const char* const kFaultHelp;
 
-/// Reads the values of --fault. Raises CLI::ValidationError for a text that is none of the forms in
+/// Reads the values of --fault. Raises CLI::ValidationError for a text in none of the forms of
 /// `kFaultHelp`.
 [[nodiscard]] Faults ParseFaults(const std::vector<std::string>& texts);
 

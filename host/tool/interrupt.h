@@ -20,8 +20,8 @@ void CatchInterrupts();
 /// last call.
 [[nodiscard]] std::optional<std::chrono::steady_clock::time_point> TakeEndOfSuspension();
 
-/// What the third signal leaves behind, for the message that it ends with. `text` lives for ever;
-/// null: nothing is left.
+/// What the third signal leaves behind, for the message that it ends with. `text` must live until
+/// the process ends; null: nothing is left.
 void SetLeftBehind(const char* text);
 
 /// A process group that the third signal kills as well; 0: none.

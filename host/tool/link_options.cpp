@@ -73,7 +73,7 @@ void AddLinkOptions(CLI::App& app, LinkOptions& options) {
       "how messages travel: can (ISO 15765-2), through a gateway, or kline (ISO 14230-2); default "
       "can");
   AddPair(app, "--ids", "RECEIVE SEND",
-          "CAN identifiers of form can; above 0x7FF extended ones; default 0x73A 0x632",
+          "CAN identifiers of form can, extended above 0x7FF; default 0x73A 0x632",
           [&options](const std::string& receive, const std::string& send) {
             options.receive_id =
                 static_cast<std::int32_t>(ParseNumber("--ids", receive, kIdentifierRange));

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
   throw ToolError(ExitCode::kCannotCreate, fmt::format("{}: {}", name.path, why), next);
 }
 
-/// Without the slash at the end, behind which a link to a folder is the folder.
+/// Without the slash at the end, with which a link to a folder is the folder itself.
 fs::path Trimmed(const fs::path& path) {
   return path.has_filename() || !path.has_parent_path() ? path : path.parent_path();
 }

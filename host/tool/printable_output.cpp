@@ -57,7 +57,7 @@ bool ChangesOrder(char32_t character) {
   });
 }
 
-/// As JSON writes it: beyond 16 bits a pair of surrogates.
+/// As JSON writes it: above 16 bits, a pair of surrogates.
 std::string Escaped(char32_t character) {
   if (character < 0x10000) {
     return fmt::format("\\u{:04x}", static_cast<std::uint32_t>(character));

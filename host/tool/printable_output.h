@@ -14,8 +14,8 @@ enum class Charset : std::uint8_t { kAscii, kUtf8 };
 /// The character set of the locale that the environment names: UTF-8, or nothing beyond ASCII.
 [[nodiscard]] Charset CharsetOfEnvironment();
 
-/// Makes a stream harmless for a terminal while it lives: whatever text a file, an ECU or another
-/// program had a part in, nothing that is written to the stream is acted upon.
+/// Makes a stream harmless for a terminal while it lives: whichever file, ECU or other program a
+/// text comes from, the terminal acts on none of it.
 ///
 /// Line feeds pass. Other control characters (C0, DEL, C1), the separators and overrides that
 /// change the order of text, and characters beyond the character set become `\u001b`, which in a
@@ -60,7 +60,7 @@ struct TerminalControl {
 
 std::ostream& operator<<(std::ostream& out, TerminalControl control);
 
-/// Text that shall be one line: a line feed in it becomes `\u000a`.
+/// Text for a single line: a line feed in it becomes `\u000a`.
 [[nodiscard]] std::string OneLine(std::string text);
 
 }  // namespace quillmark::host

@@ -108,8 +108,7 @@ void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::st
          "--artifacts", options.artifacts,
          "leave plan, documents, replies, trace, log and result in a new folder; see report")
       ->type_name("DIR");
-  app.add_flag("--force", options.force,
-               fmt::format("replace what is there under the names of {}", replaced));
+  app.add_flag("--force", options.force, fmt::format("replace existing files of {}", replaced));
 }
 
 Recording::Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console)

@@ -52,11 +52,11 @@ class Reporter {
   virtual void Line(const std::string& text) = 0;
   /// A line of JSON for machines: `{"event":NAME, …}`.
   virtual void Event(EventKind kind, const Json& members) = 0;
-  /// Whether anything comes of an event, for one that takes long to put together.
+  /// Whether an event is reported at all, for one that takes long to put together.
   [[nodiscard]] virtual bool TakesEvents() const = 0;
   /// How far the work is.
   virtual void OnProgress(const Progress& progress) = 0;
-  /// The work has ended, well or not: nothing of it is to be drawn any more.
+  /// The work has ended, successfully or not: nothing more of it is drawn.
   virtual void EndProgress() = 0;
 };
 

@@ -18,7 +18,7 @@ constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
 
-// Readable text, so that whoever reads the record sees which tool programmed the ECU.
+// Readable text, so that a reader of the record sees which tool programmed the ECU.
 Bytes DefaultLogRecord() {
   constexpr std::string_view kText = "PROGRAMMED BY QUILLMARK";
   Bytes record(kText.begin(), kText.end());
@@ -96,7 +96,7 @@ void AddTimingOptions(CLI::App& app, SessionOptions& options) {
   AddTime(app, "--p2-star", options.timing.p2_star,
           "the same after it has answered \"response pending\"");
   AddNumber(app, "--max-pending", options.timing.max_pending, kPendingRange,
-            "how many of these are accepted for one request; default 1000");
+            "how often \"response pending\" is accepted for one request; default 1000");
   AddNumber(app, "--repeat", options.repetition.most, kRepeatRange,
             "how often a request is sent again if its answer is missing or damaged; 0: never, also "
             "not if the ECU is busy; default 2");

@@ -189,7 +189,7 @@ void AddSimulateCommand(CLI::App& app, Command& command) {
   const auto options = std::make_shared<SimulateCommandOptions>();
   AddChoice<std::string>(
       simulate, "--bus", {{"slcan", "slcan"}, {"kline", "kline"}},
-      [options](const std::string& bus) { options->bus = bus; }, "the adapter to be")
+      [options](const std::string& bus) { options->bus = bus; }, "the adapter to simulate")
       ->required();
   simulate
       .add_option("--memory", options->memory_file,

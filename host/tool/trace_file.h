@@ -9,8 +9,8 @@
 
 namespace quillmark::host {
 
-/// The format of a trace file of `form` by its name. Raises CLI::ValidationError for a name that
-/// stands for none.
+/// The format of a trace file of `form` by its name. Raises CLI::ValidationError for a name without
+/// a format.
 [[nodiscard]] TraceFormat TraceFormatOfName(const std::filesystem::path& path, TransportForm form);
 
 /// A trace that grows as frames pass, each in the file before the next: whatever ends the tool,

@@ -31,7 +31,7 @@ void AddTransferOptions(CLI::App& app, TransferOptions& options) {
 
 void AddImageOptions(CLI::App& app, TransferOptions& options) {
   app.add_option("IMAGE", options.file, "Intel HEX, Motorola S-record or raw binary")->required();
-  AddNumber(app, "--base", options.base, kBaseRange, "where a raw binary begins");
+  AddNumber(app, "--base", options.base, kBaseRange, "address where a raw binary begins");
 }
 
 void AddCuttingOptions(CLI::App& app, TransferOptions& options) {

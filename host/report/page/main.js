@@ -116,7 +116,7 @@ function main() {
     find("grid").scrollIntoView({ block: "nearest" });
   };
 
-  // Whoever opens the report of a failure wants to see what failed.
+  // The report of a failure opens at what failed.
   const [failed] = findExchanges(model, "", true);
   if (failed !== undefined) {
     table.reveal(failed);

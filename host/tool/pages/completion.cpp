@@ -29,7 +29,7 @@ constexpr std::string_view kBegin = R"(
   done
   local previous=${before[*]: -1} earlier=${before[*]: -2:1}
 
-  # What may stand here: an argument of the command, or the value of the option before.
+  # What may come here: an argument of the command, or the value of the preceding option.
   local options='' argument=none value='' words=''
   case $command in
 )";

@@ -10,8 +10,8 @@
 namespace quillmark::host {
 namespace {
 
-/// Text that roff prints as it stands. A plain '-' would become a hyphen, which nobody can paste
-/// into a command line; the apostrophe and its like would become typographic ones.
+/// Text that roff prints as it is. A plain '-' would become a hyphen, which nobody can paste into a
+/// command line; the apostrophe and its like would become typographic ones.
 std::string Escaped(std::string_view text) {
   std::string escaped;
   for (const char character : text) {
