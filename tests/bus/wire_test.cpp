@@ -10,8 +10,8 @@
 namespace quillmark::host {
 namespace {
 
-using ::testing::ElementsAre;
 using std::chrono::microseconds;
+using ::testing::ElementsAre;
 
 constexpr Exchange kStandard{TransportForm::kPlainCan, 0x73A, 0x632};
 constexpr Exchange kExtended{TransportForm::kPlainCan, 0x18DAF110, 0x18DA10F1};
