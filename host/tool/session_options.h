@@ -11,6 +11,7 @@
 
 #include "host/bus/bus_uri.h"
 #include "host/bus/bytes.h"
+#include "host/programmer/programmer.h"
 #include "host/runner/runner.h"
 #include "host/tool/fault_option.h"
 #include "host/tool/link_options.h"

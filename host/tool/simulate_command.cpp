@@ -19,6 +19,7 @@
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/number.h"
+#include "host/tool/session_options.h"
 #include "host/tool/simulated_ecu_options.h"
 #include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
