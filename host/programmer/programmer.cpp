@@ -83,6 +83,19 @@ const Object& Required(const std::shared_ptr<Object>& object, const char* name) 
   return *object;
 }
 
+/// Reads what is to be erased; once in a new session where the ECU does not answer in this one.
+std::shared_ptr<MemoryImage> BackUpIn(Session& session, const std::shared_ptr<MemoryMap>& map,
+                                      std::uint64_t size) {
+  try {
+    return session.Upload(map, size, Phase::kBackup);
+  } catch (const ProgrammingError& error) {
+    if (!session.BeginAnew(error.failure())) {
+      throw;
+    }
+  }
+  return session.Upload(map, size, Phase::kBackup);
+}
+
 }  // namespace
 
 Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config,
@@ -159,7 +172,7 @@ ProgramResult Programmer::Program(const std::shared_ptr<MemoryImage>& image,
     }
     session.Unlock();
     if (options.backup) {
-      options.backup(*session.Upload(MapOf(*image), result.image_bytes, Phase::kBackup));
+      options.backup(*BackUpIn(session, MapOf(*image), result.image_bytes));
     }
     session.Erase();
     result.sent_bytes = session.Download(image, result.image_bytes);

@@ -80,6 +80,7 @@ bool IsAboutSomethingElse(RequestKind kind, const RequestTry& request_try) {
     case kSeed:
     case kKey:
       return true;
+    case kOpen:
     case kStart:
     case kRestart:
     case kStatus:

@@ -16,6 +16,9 @@ namespace {
 
 constexpr std::int32_t kNotReprogrammable = 4000;
 
+/// A wrong key could cost the last attempt.
+constexpr int kMostKeys = 2;
+
 constexpr std::uint8_t kDownloadService = 0x34;
 constexpr std::uint8_t kUploadService = 0x35;
 /// Of a block: service, memory, three bytes of address, count.
@@ -70,6 +73,9 @@ bool WasNotStarted(const Failure& failure) {
 bool IsAll(std::uint8_t value, ByteView bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [&](std::uint8_t byte) { return byte == value; });
 }
+
+/// A seed of zeros: the ECU needs no key.
+bool SaysOpen(ByteView seed) { return !seed.empty() && IsAll(0, seed); }
 
 Bytes ContentOf(const MemoryImage& image) {
   Bytes content;
@@ -180,7 +186,7 @@ void Session::Unlock() {
   progress_.Begin(Phase::kUnlock);
   dialogue_.SetOpen(true);
   const Bytes seed = ReadSeed();
-  if (IsAll(0, seed)) {
+  if (SaysOpen(seed)) {
     return;
   }
   std::optional<RunOutcome> unanswered = SendKey(seed);
@@ -190,16 +196,28 @@ void Session::Unlock() {
   // The key, or its answer, was lost. An ECU that took it says so by a seed of zeros; where the ECU
   // only seems to be open, the erase is refused. Another wrong key could cost the last attempt.
   const Bytes other_seed = ReadSeed();
-  if (IsAll(0, other_seed)) {
+  if (SaysOpen(other_seed) && other_seed.size() == seed.size()) {
     return;
   }
   const bool was_refused = unanswered->response_code.has_value();
-  if (!was_refused) {
+  if (!was_refused && keys_ < kMostKeys) {
     unanswered = SendKey(other_seed);
   }
   if (unanswered) {
     throw ProgrammingError(ExchangeFailure(progress_.phase(), *unanswered, std::nullopt));
   }
+}
+
+bool Session::BeginAnew(const Failure& failure) {
+  const bool may_be_mended =
+      failure.cause == Cause::kSilence || failure.cause == Cause::kUnexpectedReply;
+  if (!may_be_mended || failure.response_code || config_.repetition.most == 0 ||
+      keys_ >= kMostKeys) {
+    return false;
+  }
+  static_cast<void>(Identify());
+  Unlock();
+  return true;
 }
 
 Bytes Session::ReadSeed() {
@@ -210,6 +228,7 @@ Bytes Session::ReadSeed() {
 }
 
 std::optional<RunOutcome> Session::SendKey(const Bytes& seed) {
+  ++keys_;
   return dialogue_.ExchangeUnless(Remedy::kNewSeed, reprog_->dounlock(ByteStringOf(KeyOf(seed))),
                                   [&](const Document& reply) { reprog_->checkunlock(reply); });
 }

@@ -35,6 +35,9 @@ class Session {
   void AwaitConfirmation(const std::function<Programmer::Answer()>& confirm);
   /// Sends one key, and a second one only where the first was not answered.
   void Unlock();
+  /// Between the key and the erase: opens the session anew and unlocks the ECU again. False, and
+  /// nothing was sent, where `failure` is none that this may mend, or both keys are spent.
+  [[nodiscard]] bool BeginAnew(const Failure& failure);
   void Erase();
   /// `size` is the number of bytes of the image. Returns how many of them were sent.
   std::uint64_t Download(const std::shared_ptr<MemoryImage>& image, std::uint64_t size);
@@ -93,6 +96,7 @@ class Session {
   std::shared_ptr<DiagOnCANReprog> reprog_;
   Dialogue dialogue_;
   bool has_adapted_ = false;
+  int keys_ = 0;
   /// Of the running transfer: bytes of the documents that are done, and bytes sent or received.
   std::uint64_t covered_ = 0;
   std::uint64_t moved_ = 0;

@@ -120,6 +120,7 @@ Remedy RemedyForAnswer(const char* request, const char* answer) {
 }
 
 TEST(Repetition, TakesAnAnswerAboutSomethingElseForNone) {
+  EXPECT_EQ(RemedyForAnswer("1085", "50C0"), Remedy::kRepeat);
   EXPECT_EQ(RemedyForAnswer("21F1", "61F0"), Remedy::kRepeat);
   EXPECT_EQ(RemedyForAnswer("358000100030", "7500001030"), Remedy::kRepeat);
   EXPECT_EQ(RemedyForAnswer("2781", "6782"), Remedy::kRepeat);
@@ -158,6 +159,9 @@ class RepetitionInEveryForm : public ::testing::TestWithParam<TransportForm> {
       return loses ? std::vector<FrameOnWire>{} : std::vector{frame};
     });
   }
+
+  /// Loses so many requests to read memory.
+  void LoseReads(int times) { Lose("358000", times); }
 
   /// Whether a flash succeeds, with the image in the memory.
   ::testing::AssertionResult Succeeds() {
@@ -280,6 +284,59 @@ TEST_P(RepetitionInEveryForm, ALostAnswerToTheKeyIsMadeUpForByASeedOfZeros) {
   EXPECT_TRUE(Succeeds());
   EXPECT_EQ(keys, GetParam() == TransportForm::kGateway ? 2 : 1)
       << "the gateway's request for a seed starts communication, which locks";
+}
+
+TEST_P(RepetitionInEveryForm, ASilentBackupBeginsAnewFromTheFirstRequest) {
+  int keys = 0;
+  int identified = 0;
+  workshop_.config.key = [&](const Bytes& seed) {
+    ++keys;
+    return SimulatedKey(seed);
+  };
+  workshop_.Open();
+  workshop_.programmer->OnIdentified([&](const Identification&) { ++identified; });
+  LoseReads(3);
+  int backups = 0;
+  EXPECT_FALSE(workshop_.FailureOf([&] {
+    workshop_.programmer->Program(workshop_.image,
+                                  {.backup = [&](const MemoryImage&) { ++backups; }});
+  })) << workshop_.message;
+  EXPECT_EQ(keys, 2);
+  EXPECT_EQ(identified, 1);
+  EXPECT_EQ(backups, 1);
+}
+
+TEST_P(RepetitionInEveryForm, ABackupThatStaysSilentEndsTheFlash) {
+  workshop_.Open();
+  LoseReads(1000);
+  const auto failure = workshop_.FailureOf([&] {
+    workshop_.programmer->Program(workshop_.image, {.backup = [](const MemoryImage&) {}});
+  });
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->phase, Phase::kBackup);
+  EXPECT_EQ(failure->cause, Cause::kSilence);
+  EXPECT_EQ(failure->memory, EcuMemory::kUntouched);
+}
+
+TEST_P(RepetitionInEveryForm, NoThirdKeyIsSentForABackupThatIsSilent) {
+  int keys = 0;
+  workshop_.config.key = [&](const Bytes& seed) {
+    ++keys;
+    return SimulatedKey(seed);
+  };
+  workshop_.Open();
+  int lost_keys = 1;
+  int lost_reads = 3;
+  workshop_.bus->InjectFaults([&](const FrameOnWire& frame) {
+    const std::string text = HexOf(frame.data);
+    const bool loses = (text.find("2782") != std::string::npos && lost_keys-- > 0) ||
+                       (text.find("358000") != std::string::npos && lost_reads-- > 0);
+    return loses ? std::vector<FrameOnWire>{} : std::vector{frame};
+  });
+  EXPECT_TRUE(workshop_.FailureOf([&] {
+    workshop_.programmer->Program(workshop_.image, {.backup = [](const MemoryImage&) {}});
+  }));
+  EXPECT_EQ(keys, 2);
 }
 
 TEST_P(RepetitionInEveryForm, NoThirdKeyIsSent) {
