@@ -19,8 +19,8 @@ namespace quillmark::portable {
 /// element. Nodes that are removed from a document or an element become detached, so node objects
 /// stay valid.
 ///
-/// A text node may hold bytes, of which its value is the hex text. Code that reads more than the
-/// value of one node reads a `SpelledOut` copy instead: several threads may read at once, so
+/// A text node may hold many bytes, of which its value is the hex text. Code that reads more than
+/// the value of one node reads a `SpelledOut` copy instead: several threads may read at once, so
 /// reading never puts the text into the tree.
 class DocumentTree {
  public:

@@ -23,9 +23,13 @@ void SegmentImage::AddSegment(const ByteString& segment) {
 std::vector<std::shared_ptr<ByteString>> SegmentImage::Segments() const {
   return GuardMemory([&] {
     auto in_address_order = segments_;
-    std::stable_sort(
-        in_address_order.begin(), in_address_order.end(),
-        [](const auto& a, const auto& b) { return a->StartAddress() < b->StartAddress(); });
+    const auto is_before = [](const auto& a, const auto& b) {
+      return a->StartAddress() < b->StartAddress();
+    };
+    // They are added in this order nearly always, and sorting needs memory of its own.
+    if (!std::is_sorted(in_address_order.begin(), in_address_order.end(), is_before)) {
+      std::stable_sort(in_address_order.begin(), in_address_order.end(), is_before);
+    }
     return in_address_order;
   });
 }

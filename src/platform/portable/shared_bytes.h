@@ -28,7 +28,10 @@ class SharedBytes {
   /// Valid until this copy is written to or destroyed.
   [[nodiscard]] ByteView View() const;
 
-  /// The same for writing; no other copy sees the change.
+  /// Whether they are so few that sharing them is not worth it.
+  [[nodiscard]] bool AreFew() const { return View().size() <= kFew; }
+
+  /// The bytes for writing; no other copy sees the change.
   [[nodiscard]] std::span<std::uint8_t> Writable();
 
   /// Removes bytes from the end, or appends zeros.

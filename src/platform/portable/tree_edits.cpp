@@ -62,10 +62,11 @@ NodeType TypeOf(pugi::xml_node node) {
     default:
       break;
   }
-  const std::string_view name = node.name();
-  if (!name.starts_with('#')) {
+  const char* const text = node.name();
+  if (*text != '#') {
     return NodeType::kElement;
   }
+  const std::string_view name = text;
   if (name == kContentName) {
     return NodeType::kDocument;
   }

@@ -183,7 +183,7 @@ void ReplaceValue(const NodeHandle& handle, std::string_view value) {
 
 void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes) {
   const bool is_outside = TypeOf(handle.node.parent()) == NodeType::kDocument;
-  if (TypeOf(handle.node) != NodeType::kText || is_outside || bytes.View().empty()) {
+  if (TypeOf(handle.node) != NodeType::kText || is_outside || bytes.AreFew()) {
     ReplaceValue(handle, HexOf(bytes.View()));
     return;
   }
