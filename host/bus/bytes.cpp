@@ -1,9 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "host/bus/bytes.h"
 
-#include <charconv>
+#include <array>
 
 namespace quillmark::host {
+namespace {
+
+constexpr std::uint8_t kNoDigit = 0xFF;
+
+/// The value of each character as a digit: looked up, since the documents of a download are read
+/// digit by digit.
+constexpr std::array<std::uint8_t, 256> kDigitValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(kNoDigit);
+  for (std::uint8_t value = 0; value < 16; ++value) {
+    values[static_cast<std::uint8_t>("0123456789ABCDEF"[value])] = value;
+    values[static_cast<std::uint8_t>("0123456789abcdef"[value])] = value;
+  }
+  return values;
+}();
+
+std::uint8_t DigitValue(char digit) { return kDigitValues[static_cast<std::uint8_t>(digit)]; }
+
+}  // namespace
 
 std::string HexOf(ByteView bytes) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
@@ -20,16 +39,14 @@ std::optional<Bytes> BytesOfHex(std::string_view text) {
   if (text.size() % 2 != 0) {
     return std::nullopt;
   }
-  Bytes bytes;
-  bytes.reserve(text.size() / 2);
-  for (std::size_t at = 0; at < text.size(); at += 2) {
-    const char* const digits = text.data() + at;
-    std::uint8_t byte = 0;
-    const auto [end, error] = std::from_chars(digits, digits + 2, byte, 16);
-    if (error != std::errc{} || end != digits + 2) {
+  Bytes bytes(text.size() / 2);
+  for (std::size_t at = 0; at < bytes.size(); ++at) {
+    const std::uint8_t high = DigitValue(text[2 * at]);
+    const std::uint8_t low = DigitValue(text[2 * at + 1]);
+    if (high == kNoDigit || low == kNoDigit) {
       return std::nullopt;
     }
-    bytes.push_back(byte);
+    bytes[at] = static_cast<std::uint8_t>(high << 4U | low);
   }
   return bytes;
 }

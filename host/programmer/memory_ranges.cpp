@@ -101,6 +101,23 @@ std::uint64_t CheckedSize(const MemoryMap& map) {
   return CheckedSize(std::move(ranges));
 }
 
+std::shared_ptr<MemoryImage> ImageOf(std::span<const std::shared_ptr<ByteString>> segments,
+                                     Platform& platform) {
+  std::shared_ptr<MemoryImage> image = platform.CreateMemoryImage();
+  for (const auto& segment : segments) {
+    image->AddSegment(*segment);
+  }
+  return image;
+}
+
+std::uint64_t SizeOf(const MemoryImage& image) {
+  std::uint64_t size = 0;
+  for (const auto& segment : image.Segments()) {
+    size += static_cast<std::uint64_t>(segment->Length());
+  }
+  return size;
+}
+
 std::shared_ptr<MemoryImage> RestOf(const MemoryImage& image, std::uint32_t address,
                                     Platform& platform) {
   const auto from = static_cast<std::int32_t>(address);

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "host/programmer/programmer.h"
@@ -20,6 +22,17 @@ namespace quillmark::host {
 /// is 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryImage& image);
 [[nodiscard]] std::uint64_t CheckedSize(const MemoryMap& map);
+
+/// The most segments of an image that the component is given at once, since it needs up to 1 kB of
+/// memory for each. An image of more is downloaded in parts.
+inline constexpr std::size_t kSegmentsAtOnce = 16'384;
+
+/// An image of copies of these segments.
+[[nodiscard]] std::shared_ptr<MemoryImage> ImageOf(
+    std::span<const std::shared_ptr<ByteString>> segments, Platform& platform);
+
+/// The number of bytes of an image, whatever its addresses are.
+[[nodiscard]] std::uint64_t SizeOf(const MemoryImage& image);
 
 /// The bytes of `image` from `address` on, which one of its segments holds, and of all segments
 /// behind that one.

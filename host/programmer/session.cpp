@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <exception>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -87,34 +88,6 @@ Bytes ContentOf(const MemoryImage& image) {
 }
 
 }  // namespace
-
-/// Takes a worker's documents for as long as it lives.
-class Session::PieceReceiver {
- public:
-  explicit PieceReceiver(DiagOnCANReprog& reprog) : reprog_(reprog) {
-    reprog_.OnXMLReady([queue = queue_](const std::shared_ptr<IXMLDOMNode>& piece, bool& cancel) {
-      cancel = !queue->Push(piece);
-    });
-  }
-  PieceReceiver(const PieceReceiver&) = delete;
-  PieceReceiver& operator=(const PieceReceiver&) = delete;
-  PieceReceiver(PieceReceiver&&) = delete;
-  PieceReceiver& operator=(PieceReceiver&&) = delete;
-  ~PieceReceiver() {
-    queue_->Close();
-    reprog_.OnXMLReady({});
-  }
-
-  /// Null at the end of the sequence; nothing where the worker needs longer than `timeout`.
-  [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
-      std::chrono::milliseconds timeout) {
-    return queue_->Pop(timeout);
-  }
-
- private:
-  DiagOnCANReprog& reprog_;
-  std::shared_ptr<PieceQueue> queue_ = std::make_shared<PieceQueue>();
-};
 
 Session::Session(std::shared_ptr<Platform> platform, const ComponentFactory& create_component,
                  Bus& bus, const ProgrammerConfig& config, ProgressReporter& progress,
@@ -255,19 +228,28 @@ std::uint64_t Session::Download(const std::shared_ptr<MemoryImage>& image, std::
   progress_.Begin(Phase::kDownload, size);
   covered_ = 0;
   moved_ = 0;
-  std::shared_ptr<MemoryImage> rest = image;
-  while (rest) {
-    const std::optional<RunOutcome> broken_off = Stream(
-        [&] {
-          reprog_->ComputeDownload(config_.memory, rest, config_.fill_byte, config_.alignment,
-                                   config_.max_block);
-        },
-        [&](const Document& reply) { reprog_->checkdownload(reply); }, size);
-    rest = broken_off ? AdaptTo(*broken_off, *rest) : nullptr;
-    covered_ = rest ? size - CheckedSize(*rest) : covered_;
+  const auto segments = image->Segments();
+  for (std::span rest(segments); !rest.empty();) {
+    const auto part = rest.first(std::min(rest.size(), kSegmentsAtOnce));
+    DownloadPart(ImageOf(part, *platform_));
+    rest = rest.subspan(part.size());
   }
   progress_.SetMemory(EcuMemory::kWritten);
   return moved_;
+}
+
+void Session::DownloadPart(std::shared_ptr<MemoryImage> part) {
+  const std::uint64_t end = covered_ + SizeOf(*part);
+  while (part) {
+    const std::optional<RunOutcome> broken_off = Stream(
+        [&] {
+          reprog_->ComputeDownload(config_.memory, part, config_.fill_byte, config_.alignment,
+                                   config_.max_block);
+        },
+        [&](const Document& reply) { reprog_->checkdownload(reply); }, end);
+    part = broken_off ? AdaptTo(*broken_off, *part) : nullptr;
+    covered_ = part ? end - SizeOf(*part) : covered_;
+  }
 }
 
 std::shared_ptr<MemoryImage> Session::AdaptTo(const RunOutcome& outcome, const MemoryImage& image) {

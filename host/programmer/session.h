@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "host/programmer/dialogue.h"
+#include "host/programmer/piece_queue.h"
 #include "host/programmer/programmer.h"
 #include "host/programmer/progress_reporter.h"
 #include "quillmark/diag_on_can_reprog.h"
@@ -68,7 +69,8 @@ class Session {
   [[nodiscard]] Bytes KeyOf(const Bytes& seed);
   [[nodiscard]] std::optional<Bytes> AskForKey(const Bytes& seed) const;
 
-  class PieceReceiver;
+  /// Sends an image with few enough segments for the component.
+  void DownloadPart(std::shared_ptr<MemoryImage> part);
   /// Waits for a worker's next document and keeps the session alive.
   [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextPiece(PieceReceiver& receiver);
   /// Runs the documents of a worker that `start` starts, until with what was covered before they

@@ -3,13 +3,18 @@
 
 #include <fmt/format.h>
 
-#include <exception>
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <future>
 #include <memory>
+#include <span>
 #include <system_error>
 #include <utility>
 
 #include "host/files/output_file.h"
+#include "host/programmer/memory_ranges.h"
+#include "host/programmer/piece_queue.h"
 #include "host/services/count_text.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/interrupt.h"
@@ -24,76 +29,106 @@ Exchange ExchangeOf(const LinkOptions& link) {
           static_cast<std::uint32_t>(link.SendId())};
 }
 
-/// Takes the documents of a download from its worker.
-class DocumentSink {
+/// A part of a download, which a worker computes while this object lives.
+class PartOfDownload {
  public:
-  DocumentSink(std::string folder, const LinkOptions& link)
-      : folder_(std::move(folder)), wire_(ExchangeOf(link), link.Speed()) {}
+  PartOfDownload(const std::shared_ptr<PortablePlatform>& platform, const TransferOptions& transfer,
+                 const LinkOptions& link, std::span<const ImageSegment> segments)
+      : reprog_(CreateDiagOnCANReprog(platform)), receiver_(*reprog_) {
+    Configure(*reprog_, link);
+    reprog_->ComputeDownload(transfer.memory, ToMemoryImage(segments, *platform), transfer.fill,
+                             transfer.alignment, transfer.block);
+  }
 
-  /// The event's handler, on the worker's thread. An error is kept and ends the run.
-  void OnXMLReady(const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
-    try {
-      if (node != nullptr) {
-        Take(dynamic_cast<const DOMDocument&>(*node));
+  /// Null after the last.
+  [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextDocument() {
+    constexpr std::chrono::milliseconds kInterruptCheck{50};
+    for (;;) {
+      if (Interrupted()) {
+        throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
       }
-      cancel = Interrupted();
-    } catch (...) {
-      error_ = std::current_exception();
+      if (const auto document = receiver_.Next(kInterruptCheck)) {
+        return *document;
+      }
     }
   }
-
-  /// Once the worker has ended: raises what went wrong in the handler.
-  void Finish(std::uint64_t image_bytes) const {
-    if (error_) {
-      std::rethrow_exception(error_);
-    }
-    if (Interrupted()) {
-      throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
-    }
-    if (total_bytes_ != image_bytes) {
-      throw ToolError(ExitCode::kInternal,
-                      fmt::format("the documents cover {} of {}", WithThousands(total_bytes_),
-                                  BytesText(image_bytes)));
-    }
-  }
-
-  [[nodiscard]] std::uint64_t documents() const { return documents_; }
-  [[nodiscard]] const WirePlan& wire() const { return wire_; }
 
  private:
-  void Take(const DOMDocument& document) {
-    ++documents_;
-    total_bytes_ += std::stoull(document.documentElement()->getAttribute("totalbytes").value());
-    wire_.Add(document);
-    if (!folder_.empty()) {
-      WriteFile(folder_ / fmt::format("download-{:04}.xml", documents_), document.xml());
-    }
+  std::shared_ptr<DiagOnCANReprog> reprog_;
+  PieceReceiver receiver_;
+};
+
+/// The parts of a download, of which the next is prepared while one is computed and looked at.
+class PartsOfDownload {
+ public:
+  PartsOfDownload(const TransferOptions& transfer, const LinkOptions& link,
+                  const ImageSegments& segments)
+      : transfer_(transfer), link_(link), rest_(segments) {
+    PrepareNext();
+  }
+  PartsOfDownload(const PartsOfDownload&) = delete;
+  PartsOfDownload& operator=(const PartsOfDownload&) = delete;
+  PartsOfDownload(PartsOfDownload&&) = delete;
+  PartsOfDownload& operator=(PartsOfDownload&&) = delete;
+  ~PartsOfDownload() {
+    next_ = {};
+    platform_->WaitForWorkers();
   }
 
-  std::filesystem::path folder_;
-  WirePlan wire_;
-  std::uint64_t documents_ = 0;
-  std::uint64_t total_bytes_ = 0;
-  std::exception_ptr error_;
+  /// Null after the last.
+  [[nodiscard]] std::unique_ptr<PartOfDownload> Next() {
+    if (!next_.valid()) {
+      return nullptr;
+    }
+    auto part = next_.get();
+    PrepareNext();
+    return part;
+  }
+
+ private:
+  void PrepareNext() {
+    if (rest_.empty()) {
+      return;
+    }
+    const auto part = rest_.first(std::min(rest_.size(), kSegmentsAtOnce));
+    next_ = std::async(std::launch::async, [this, part] {
+      return std::make_unique<PartOfDownload>(platform_, transfer_, link_, part);
+    });
+    rest_ = rest_.subspan(part.size());
+  }
+
+  const TransferOptions& transfer_;
+  const LinkOptions& link_;
+  std::span<const ImageSegment> rest_;
+  std::shared_ptr<PortablePlatform> platform_ = CreatePortablePlatform();
+  std::future<std::unique_ptr<PartOfDownload>> next_;
 };
 
 }  // namespace
 
 DownloadPlan PlanDownload(const TransferOptions& transfer, const LinkOptions& link,
                           const ImageSegments& segments, const std::string& folder) {
-  const std::uint64_t image_bytes = SizeOf(segments);
-  const auto platform = CreatePortablePlatform();
-  const auto reprog = CreateDiagOnCANReprog(platform);
-  DocumentSink sink(folder, link);
-  Configure(*reprog, link);
-  reprog->OnXMLReady([&sink](const std::shared_ptr<IXMLDOMNode>& node, bool& cancel) {
-    sink.OnXMLReady(node, cancel);
-  });
-  reprog->ComputeDownload(transfer.memory, ToMemoryImage(segments, *platform), transfer.fill,
-                          transfer.alignment, transfer.block);
-  platform->WaitForWorkers();
-  sink.Finish(image_bytes);
-  return {image_bytes, sink.documents(), sink.wire()};
+  DownloadPlan plan{.image_bytes = SizeOf(segments), .wire = {ExchangeOf(link), link.Speed()}};
+  std::uint64_t covered = 0;
+  PartsOfDownload parts(transfer, link, segments);
+  while (const auto part = parts.Next()) {
+    while (const auto node = part->NextDocument()) {
+      const auto& document = dynamic_cast<const DOMDocument&>(*node);
+      ++plan.documents;
+      covered += std::stoull(document.documentElement()->getAttribute("totalbytes").value());
+      plan.wire.Add(document);
+      if (!folder.empty()) {
+        WriteFile(std::filesystem::path(folder) / fmt::format("download-{:04}.xml", plan.documents),
+                  document.xml());
+      }
+    }
+  }
+  if (covered != plan.image_bytes) {
+    throw ToolError(ExitCode::kInternal,
+                    fmt::format("the documents cover {} of {}", WithThousands(covered),
+                                BytesText(plan.image_bytes)));
+  }
+  return plan;
 }
 
 std::uint32_t BitRateOf(const LinkOptions& link) {

@@ -74,7 +74,8 @@ ImageFile ReadImageOf(const TransferOptions& options) {
   return image;
 }
 
-std::shared_ptr<MemoryImage> ToMemoryImage(const ImageSegments& segments, Platform& platform) {
+std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,
+                                           Platform& platform) {
   auto image = platform.CreateMemoryImage();
   const auto bytes = platform.CreateByteString();
   for (const ImageSegment& segment : segments) {

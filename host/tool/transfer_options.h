@@ -39,7 +39,7 @@ void CheckTransferOptions(const TransferOptions& options, const LinkOptions& lin
 /// what ReadImageFile raises.
 [[nodiscard]] ImageFile ReadImageOf(const TransferOptions& options);
 
-[[nodiscard]] std::shared_ptr<MemoryImage> ToMemoryImage(const ImageSegments& segments,
+[[nodiscard]] std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,
                                                          Platform& platform);
 
 /// Number of bytes in all segments.

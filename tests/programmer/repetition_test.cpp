@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "host/programmer/memory_ranges.h"
 #include "programmer/workshop.h"
 
 namespace quillmark::host {
@@ -504,6 +505,18 @@ TEST(FlowControl, OfAnotherIsNotTakenOver) {
   });
   EXPECT_FALSE(workshop.FailureOfProgram(true)) << workshop.message;
   EXPECT_TRUE(has_strayed);
+}
+
+TEST(FlowControl, IsTakenOverByTheFollowingPartsOfAnImage) {
+  Workshop workshop(TransportForm::kPlainCan);
+  for (std::size_t i = 0; i <= kSegmentsAtOnce; ++i) {
+    workshop.AddSegment(static_cast<std::int32_t>(2 * i), {0x55});
+  }
+  workshop.options.block_size = 0;
+  workshop.Open();
+  EXPECT_FALSE(workshop.FailureOfProgram()) << workshop.message;
+  EXPECT_EQ(workshop.ecu->application().flash().Read(2 * kSegmentsAtOnce, 1), Bytes{0x55});
+  workshop.platform->WaitForWorkers();
 }
 
 TEST(FlowControl, ThatIsFixedSaysWhatTheEcuAsksFor) {

@@ -113,6 +113,25 @@ TEST_F(PlanCommand, ListsTheFirstOfManySegmentsForPeopleAndAllForMachines) {
   EXPECT_THAT(Run({"plan", image, "--json"}).out, HasSubstr(R"({"address":82,"bytes":1}])"));
 }
 
+// The component gets 16,384 segments at once, since each of them takes memory.
+TEST_F(PlanCommand, CutsAnImageOfManySegmentsAsFlashDoes) {
+  std::string records;
+  for (unsigned i = 0; i < 16'385; ++i) {
+    const unsigned address = 2 * i;
+    const unsigned sum = 5 + (address >> 8U) + (address & 0xFFU) + 0x55;
+    records += fmt::format("S205{:06X}55{:02X}\n", address, 0xFF - sum % 256);
+  }
+  const std::string image = folder_.Write("a.s28", records + "S804000000FB\n");
+  EXPECT_THAT(Run({"plan", image, "--form", "kline", "-o", folder_.Path("plan")}).out,
+              HasSubstr("send      16,385 bytes in 16,385 blocks and 2 documents\n"));
+  EXPECT_EQ(
+      Run({"flash", image, "--form", "kline", "--artifacts", folder_.Path("artifacts")}).status, 0);
+  for (const auto& [planned, run] : {std::pair{"0001", "0008"}, std::pair{"0002", "0009"}}) {
+    EXPECT_EQ(folder_.Read(fmt::format("plan/download-{}.xml", planned)),
+              folder_.Read(fmt::format("artifacts/documents/{}-download.request.xml", run)));
+  }
+}
+
 TEST_F(PlanCommand, NeverReplacesTheImageByADocument) {
   const std::string image = folder_.Write("download-0001.xml", kTwoSegments);
   const ToolResult result = Run({"plan", image, "-o", folder_.Path("")});
