@@ -86,7 +86,7 @@ std::string_view MemoryAdvice(const Failure& failure) {
          "has no program to run";
 }
 
-/// What must not get lost on the way; empty if there is nothing.
+/// What must be kept meanwhile; empty if there is nothing.
 std::string BackupAdvice(const Failure& failure) {
   return failure.backup.empty() ? ""
                                 : "; what the memory held before is in " + failure.backup +

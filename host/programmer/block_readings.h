@@ -11,18 +11,18 @@
 
 namespace quillmark::host {
 
-/// Looks at the blocks that an upload reads. Each ends with a checksum of two bytes. Its algorithm
-/// is the ECU's, and the platform's calculator perhaps has another; so a block whose checksum is
-/// not what the calculator says is read again, and is believed once two readings are alike.
+/// Looks at the blocks that an upload reads. Each ends with a checksum of two bytes. The ECU
+/// defines its algorithm, which may not be that of the platform's calculator; so a block whose
+/// checksum the calculator does not confirm is read again, and accepted once two readings agree.
 class BlockReadings {
  public:
   explicit BlockReadings(Platform& platform);
 
-  /// What follows a try that was answered as expected; `kReject` where no two of several readings
-  /// are alike. Requests other than those of an upload are none of its business.
+  /// What follows a try that was answered as expected; `kReject` if no two of several readings
+  /// agree. Requests other than those of an upload are ignored.
   [[nodiscard]] NextMove Judge(const RequestTry& request_try);
 
-  /// Blocks that were believed because two readings were alike.
+  /// Blocks that were accepted because two readings agreed.
   [[nodiscard]] std::uint64_t believed() const { return believed_; }
   void Forget() { believed_ = 0; }
 

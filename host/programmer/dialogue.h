@@ -37,7 +37,7 @@ class Dialogue {
   /// Tells what follows where the answer to a download block did not come.
   using BlockUnanswered = std::function<NextMove(const RequestTry& request_try)>;
 
-  /// A routine of the ECU: the documents that start it and ask for it, and the component's checks.
+  /// A routine of the ECU: the documents that start it and poll it, and the component's checks.
   struct Routine {
     std::function<Document()> start;
     CheckDocument check_start;
@@ -53,9 +53,9 @@ class Dialogue {
   void OnRequestDone(Runner::RequestDone request_done);
   void AskAboutBlocks(BlockUnanswered block_unanswered);
 
-  /// Runs a document, which the host is told of.
+  /// Runs a document and reports it to the host.
   RunOutcome Run(const Document& document);
-  /// The same for one that belongs to another document's request; the host is not told.
+  /// The same without a report, for one that belongs to another document's request.
   RunOutcome RunAside(const Document& document);
   /// Runs a document and demands that it is complete and passes its check.
   void Exchange(const Document& document, const CheckDocument& check);
@@ -63,12 +63,12 @@ class Dialogue {
   [[nodiscard]] std::optional<RunOutcome> ExchangeUnless(Remedy remedy, const Document& document,
                                                          const CheckDocument& check);
 
-  /// Starts a routine and asks for it until it is finished.
+  /// Starts a routine and polls it until it is finished.
   void RunRoutine(const Routine& routine);
-  /// Whether a start of the last routine was not answered, so that it perhaps ran.
+  /// Whether a start of the last routine was not answered, so that it may have run.
   [[nodiscard]] bool was_perhaps_started() const { return start_was_unanswered_; }
 
-  /// Sends tester present where the last request is too long ago for the session to stay.
+  /// Sends tester present if the last request was so long ago that the session would lapse.
   void KeepAlive();
   /// For a host that has no answer yet.
   void KeepAliveUnlessStopped();
@@ -76,12 +76,12 @@ class Dialogue {
   [[nodiscard]] bool is_open() const { return is_open_; }
   void SetOpen(bool open);
   void Close();
-  /// Closes the session after a failure, without patience; one more failure is kept to itself.
+  /// Closes the session after a failure, without waiting long; a further failure is not reported.
   void Abandon() noexcept;
 
   /// Whether the log record was sent and not answered.
   [[nodiscard]] bool log_record_is_unanswered() const { return log_record_is_unanswered_; }
-  /// Tells the host of blocks that were believed without a right checksum.
+  /// Reports to the host blocks that were accepted without a correct checksum.
   void WarnOfBelievedBlocks();
   void Warn(const std::string& text) const;
 
@@ -104,7 +104,7 @@ class Dialogue {
   [[nodiscard]] NextMove Repeat();
   [[nodiscard]] NextMove Accept(RequestKind kind);
 
-  /// Asks for a routine once.
+  /// Polls a routine once.
   [[nodiscard]] Asked AskFor(const Routine& routine);
   void Poll(const Routine& routine);
   /// After a start that may still arrive at the ECU.

@@ -35,7 +35,7 @@ inline constexpr std::size_t kSegmentsAtOnce = 16'384;
 [[nodiscard]] std::uint64_t SizeOf(const MemoryImage& image);
 
 /// The bytes of `image` from `address` on, which one of its segments holds, and of all segments
-/// behind that one.
+/// after that one.
 [[nodiscard]] std::shared_ptr<MemoryImage> RestOf(const MemoryImage& image, std::uint32_t address,
                                                   Platform& platform);
 

@@ -31,9 +31,9 @@ struct Rule {
 
 /// What changes nothing in the ECU is sent again. What does, is sent again only where it cannot
 /// have been executed, or where that does no harm:
-/// - a second key to a seed that is spent counts as a wrong one;
+/// - a second key for a seed that was used counts as a wrong one;
 /// - a second start of the erase may erase what is being written;
-/// - flash that guards its cells by a checksum takes a block once and refuses it with 72 from then;
+/// - flash that protects its cells by a checksum accepts a block once, then refuses it with 72;
 /// - a second log record is a second entry.
 ///
 /// Opening a session locks the ECU, so no phase between the key and the end does it.

@@ -8,7 +8,7 @@
 
 namespace quillmark::host {
 
-/// What a request is to its repetition.
+/// The kinds of requests that differ in how they may be repeated.
 enum class RequestKind : std::uint8_t {
   kOpen,       ///< 10, 81: opening a session
   kRead,       ///< 21, 35: a record, a block of memory
@@ -16,8 +16,8 @@ enum class RequestKind : std::uint8_t {
   kSeed,       ///< 27 81
   kKey,        ///< 27 82
   kStart,      ///< 31: start of the erase or of the check routine
-  kRestart,    ///< the same once more, because the first start was perhaps not heard
-  kStatus,     ///< 31: asks how far it is
+  kRestart,    ///< the same again, because the first start may not have been received
+  kStatus,     ///< 31: asks for its status
   kBlock,      ///< 34: a block for the memory
   kLogRecord,  ///< 34 83: the record for the log zone
   kClose,      ///< 10 81, 82

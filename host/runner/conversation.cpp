@@ -232,7 +232,8 @@ bool Conversation::OnWait(const Step& step, Bytes frame, Patience& patience) {
 }
 
 /// An answer that comes before the request is sent to its end is one to an earlier try, or to the
-/// request before, where that is of the same service. Else the ECU has not waited for the rest.
+/// request before, where that is of the same service. Otherwise the ECU has not waited for the
+/// rest.
 bool Conversation::OnEarlyRefusal(const Step& step, Bytes frame) {
   const bool may_be_of_last = !last_.bytes.empty() && last_.bytes[0] == requests_.Service();
   if (try_number_ > 1 || may_be_of_last) {

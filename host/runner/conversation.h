@@ -30,8 +30,8 @@ struct TryEnd {
   std::optional<FlowControl> flow_control{};
 };
 
-/// Sends and receives the frames of one document's steps, with all that the protocols demand of
-/// waiting, and tells what belongs to an answer from what does not.
+/// Sends and receives the frames of one document's steps, with all the waiting that the protocols
+/// demand, and separates what belongs to an answer from what does not.
 class Conversation {
  public:
   /// All must outlive the conversation.
@@ -45,12 +45,12 @@ class Conversation {
         requests_(form),
         reply_(form, requests_) {}
 
-  /// Forgets the try before. `number` counts the tries of a request from 1.
+  /// Forgets the previous try. `number` counts the tries of a request from 1.
   void BeginTry(int number);
   /// The same for another answer to the request that was sent.
   void BeginAnswer();
 
-  /// Executes a step. False where the try ends with it; `end` then tells why.
+  /// Executes a step. False if the try ends with it; `end` then says why.
   [[nodiscard]] bool Execute(const Step& step);
 
   [[nodiscard]] const RequestReader& requests() const { return requests_; }
@@ -60,7 +60,7 @@ class Conversation {
   /// The service bytes of the answer: of all its frames, or of the unexpected one.
   [[nodiscard]] Bytes Answer() const;
   [[nodiscard]] bool was_pending() const { return was_pending_; }
-  /// Whether the bus doubts that a frame of this try was sent well.
+  /// Whether the bus doubts that a frame of this try was sent correctly.
   [[nodiscard]] bool is_doubtful() const { return !doubt_.empty(); }
   [[nodiscard]] std::uint32_t passed_over() const { return passed_over_; }
 
@@ -77,7 +77,7 @@ class Conversation {
 
   [[nodiscard]] bool Send(const Step& step);
   [[nodiscard]] bool Receive(const Step& step);
-  /// Whether to wait on after a frame with this role; false ends the try.
+  /// Whether to continue waiting after a frame with this role; false ends the try.
   [[nodiscard]] bool OnOtherFrame(const Step& step, Bytes frame, FrameRole role,
                                   Patience& patience);
   [[nodiscard]] bool OnPending(const Step& step, Bytes frame, Patience& patience);
@@ -85,7 +85,7 @@ class Conversation {
   [[nodiscard]] bool OnEarlyRefusal(const Step& step, Bytes frame);
   /// Counts a frame that answers nothing; ends the try where it refuses the request before.
   [[nodiscard]] bool PassOver(Bytes frame);
-  /// The next frame; nothing at the end of patience, or a second after the host asked to stop.
+  /// The next frame; nothing when the time is up, or a second after the host asked to stop.
   [[nodiscard]] std::optional<Bytes> NextFrame(Duration until);
   void NoticeStop();
   /// Looks at what arrived before a frame is sent that it cannot answer.
@@ -110,7 +110,7 @@ class Conversation {
   bool was_pending_ = false;
   /// Between a frame of the ECU and the next one of the tester: what arrives now answers nothing.
   bool turn_is_ours_ = true;
-  /// What the bus says of a frame that perhaps was not sent well.
+  /// What the bus reports about a frame that may not have been sent correctly.
   std::string doubt_;
   /// What came instead of the awaited frame and was not sound, and what is wrong with it.
   Bytes suspect_;

@@ -12,11 +12,11 @@ namespace quillmark::host {
 /// The first byte of the frame by which a piece of a gateway's message is acknowledged.
 inline constexpr std::uint8_t kGatewayAcknowledgement = 0x81;
 
-/// The service bytes of a message as far as its first frame holds them; empty where `frame` begins
-/// none. Checksums are not looked at.
+/// The service bytes of a message as far as its first frame holds them; empty if `frame` does not
+/// begin a message. Checksums are not looked at.
 [[nodiscard]] Bytes ServiceBytesOf(TransportForm form, ByteView frame);
 
-/// The response code where `frame` is a negative response.
+/// The response code if `frame` is a negative response.
 [[nodiscard]] std::optional<std::uint8_t> NegativeResponseCodeOf(TransportForm form,
                                                                  ByteView frame);
 
@@ -31,8 +31,8 @@ struct KMessageLayout {
 /// data.
 [[nodiscard]] std::optional<KMessageLayout> LayoutOfKMessage(ByteView message);
 
-/// Tells the requests of a document from the tester's flow controls and acknowledgements and joins
-/// the frames of each.
+/// Separates the requests of a document from the tester's flow controls and acknowledgements, and
+/// joins the frames of each.
 class RequestReader {
  public:
   explicit RequestReader(TransportForm form) : form_(form) {}

@@ -11,7 +11,7 @@
 
 namespace quillmark::host {
 
-/// What a frame that arrives is to the request whose answer is awaited.
+/// The role of an arriving frame for the request whose answer is awaited.
 enum class FrameRole : std::uint8_t {
   kExpected,      ///< the one that the document expects next, and sound
   kAnswer,        ///< answers the request, but not as the document expects
@@ -20,12 +20,12 @@ enum class FrameRole : std::uint8_t {
   kOverflow,      ///< flow status 2: the ECU has no room for the request
   kFlowControl,   ///< a flow control with another block size or separation time
   kEarlyRefusal,  ///< refuses the service, though the request is not sent to its end yet
-  kDamaged,       ///< spoils the answer, which cannot become whole any more
-  kSuspect,       ///< no sound frame; perhaps it was the awaited one
-  kForeign,       ///< answers nothing: a frame that came twice, or one for somebody else
+  kDamaged,       ///< breaks the answer, which can no longer be completed
+  kSuspect,       ///< not a sound frame; it may have been the awaited one
+  kForeign,       ///< answers nothing: a frame that came twice, or one for another receiver
 };
 
-/// Tells what the frames are that arrive for a request, and joins those of its answer.
+/// Determines the roles of the frames that arrive for a request, and joins those of its answer.
 ///
 /// Pure: it knows no bus and no clock.
 class ReplyReader {

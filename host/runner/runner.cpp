@@ -65,8 +65,8 @@ class Execution {
     }
   };
 
-  /// Runs the request that begins with the step at `first`, as often as it is to be tried. Gives
-  /// the step behind it.
+  /// Runs the request that begins with the step at `first`, as often as it is to be tried. Returns
+  /// the step after it.
   std::size_t RunRequest(std::size_t first) {
     const Duration began = bus_.Now();
     std::string words;

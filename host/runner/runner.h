@@ -108,19 +108,19 @@ enum class NextMove : std::uint8_t {
 ///
 /// Each frame received is written into its `r` element as a `d` child. Where no answer comes, or
 /// not the expected one, the run stops: the step gets the frame as `d`, if there was one, and
-/// beside it an `e` element with the reason. A check method that polls reads such a `d` all the
-/// same. A negative response 0x78 is no reply; it only prolongs the wait. Frames that answer
-/// nothing are passed over.
+/// beside it an `e` element with the reason. A check method that polls still reads such a `d`. A
+/// negative response 0x78 is no reply; it only prolongs the wait. Frames that answer nothing are
+/// skipped.
 ///
-/// A host may have a request sent again. The document then tells of the last try alone, and the
-/// first `s` of the request how each try ended, in an attribute `tries`: "silence, ok". The words
-/// are "ok", "silence", "damaged", "unexpected", "doubted" (complete, and sent again all the same),
-/// the two digits of a response code, "failed" for what ends a run in any case, and "accepted" for
-/// a request that counts as done without its answer. Where a request was sent several times, the
-/// next one waits until as many answers have come, or for P2 of silence, and the last complete
-/// answer counts.
+/// A host may have a request sent again. The document then describes only the last try, and the
+/// first `s` of the request lists how each try ended, in an attribute `tries`: "silence, ok". The
+/// words are "ok", "silence", "damaged", "unexpected", "doubted" (complete, but sent again), the
+/// two digits of a response code, "failed" for what ends a run in any case, and "accepted" for a
+/// request that counts as done without its answer. Where a request was sent several times, the next
+/// one waits until as many answers have come, or for P2 of silence, and the last complete answer
+/// counts.
 ///
-/// A negative response that arrives after the answer of its request is a failure all the same.
+/// A negative response that arrives after the answer of its request is still a failure.
 ///
 /// Threads: used by one thread at a time, that of its bus.
 class Runner {
@@ -134,7 +134,7 @@ class Runner {
   using TryDone = std::function<NextMove(const RequestTry& request_try)>;
 
   /// `bus` must outlive the runner. A plain CAN document does not differ from one for a gateway, so
-  /// the form is told here.
+  /// the form is given here.
   Runner(Bus& bus, TransportForm form, const RunnerTiming& timing = {});
   Runner(const Runner&) = delete;
   Runner& operator=(const Runner&) = delete;
@@ -153,7 +153,8 @@ class Runner {
   [[nodiscard]] bool IsQuiet() { return !bus_.Receive(timing_.p2); }
 
   /// Runs a document. Raises Error 13 with a text that says what is wrong, before anything is sent,
-  /// for what is no request document of the runner's form and for one that has been run before.
+  /// for anything but a request document of the runner's form, and for one that has been run
+  /// before.
   [[nodiscard]] RunOutcome Run(DOMDocument& document);
 
  private:
