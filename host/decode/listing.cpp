@@ -51,6 +51,11 @@ std::string FrameLine(Direction direction, ByteView data, const std::string& tex
   return fmt::format("{}       {:02X}  {}\n", Arrow(direction), fmt::join(data, " "), text);
 }
 
+std::string OnOneLine(std::string text) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return text;
+}
+
 /// The steps of a document, joined.
 class DocumentListing {
  public:
@@ -85,6 +90,7 @@ class DocumentListing {
         if (!step.failure) {
           AddFrame(Direction::kToEcu, step.frame, false);
         }
+        AddTries(step);
         break;
       case StepKind::kReceive:
         AddReply(step);
@@ -98,9 +104,15 @@ class DocumentListing {
     }
     if (step.failure) {
       has_failed_ = true;
-      std::string failure = *step.failure;
-      std::replace(failure.begin(), failure.end(), '\n', ' ');
-      lines_.push_back({.text = "! failed: " + failure + '\n'});
+      lines_.push_back({.text = "! failed: " + OnOneLine(*step.failure) + '\n'});
+    }
+  }
+
+  /// A request that was sent more often than once, or counts as done without an answer.
+  void AddTries(const Step& step) {
+    const auto element = std::dynamic_pointer_cast<IXMLDOMElement>(step.element);
+    if (const auto tries = element->getAttribute("tries")) {
+      lines_.push_back({.text = fmt::format("  tries: {}\n", OnOneLine(*tries))});
     }
   }
 

@@ -70,6 +70,8 @@ Json DetailsOf(const Failure& failure, const CauseInfo& cause) {
     details["step"] = StepText(failure);
     details["ecu_state"] = EcuStateText(failure);
     details["next"] = AdviceText(failure);
+    details["repeated"] = failure.repeated;
+    details["passed_over"] = failure.passed_over;
   }
   if (!failure.backup.empty()) {
     details["backup"] = failure.backup;

@@ -15,6 +15,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/memory_file.h"
 #include "host/tool/outputs.h"
+#include "host/tool/progress_text.h"
 #include "host/tool/profile.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
@@ -66,13 +67,22 @@ void Report(Reporter& reporter, const ProgramResult& result) {
     reporter.Line(
         fmt::format("verify    {} read back and found equal", BytesText(result.verified_bytes)));
   }
+  if (result.repeated > 0) {
+    reporter.Line("again     " + RepeatedText(result.repeated));
+  }
+  if (result.log_record_is_unanswered) {
+    reporter.Line("log       not known: the ECU has not answered the log record");
+  }
   reporter.Line(fmt::format("done      in {} of bus time", TimeText(result.total_time)));
   reporter.Event(EventKind::kDone, {{"ecu", ecu},
                                     {"image_bytes", result.image_bytes},
                                     {"sent_bytes", result.sent_bytes},
                                     {"verified_bytes", result.verified_bytes},
                                     {"download_seconds", SecondsOf(result.download_time)},
-                                    {"seconds", SecondsOf(result.total_time)}});
+                                    {"seconds", SecondsOf(result.total_time)},
+                                    {"repeated", result.repeated},
+                                    {"passed_over", result.passed_over},
+                                    {"log_record_is_unanswered", result.log_record_is_unanswered}});
 }
 
 /// What is going to be done, for the artifacts.

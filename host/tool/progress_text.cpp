@@ -49,11 +49,20 @@ std::string NumbersText(const Progress& progress) {
                      pace.empty() ? "" : "  ", pace);
 }
 
+std::string TextWithoutTries(const Progress& progress) {
+  return progress.bytes_total == 0 ? std::string(NameOf(progress.phase))
+                                   : PhaseText(progress) + NumbersText(progress);
+}
+
+std::string TriesText(const Progress& progress) {
+  return progress.repeated == 0 ? "" : "  " + RepeatedText(progress.repeated);
+}
+
 /// As much as fits of what matters most.
 std::string NarrowText(const Progress& progress, std::size_t columns) {
   const std::string percent = PhaseText(progress) + PercentText(progress);
   for (const std::string& text :
-       {ProgressText(progress), percent + "  " + BytesDoneText(progress), percent}) {
+       {TextWithoutTries(progress), percent + "  " + BytesDoneText(progress), percent}) {
     if (text.size() <= columns) {
       return text;
     }
@@ -68,20 +77,7 @@ std::size_t BarLength(const Progress& progress, std::size_t columns) {
   return columns < around ? 0 : std::min(columns - around, kLongestBar);
 }
 
-}  // namespace
-
-unsigned Percent(const Progress& progress) {
-  return progress.bytes_total == 0
-             ? 0
-             : static_cast<unsigned>(progress.bytes_done * 100 / progress.bytes_total);
-}
-
-std::string ProgressText(const Progress& progress) {
-  return progress.bytes_total == 0 ? std::string(NameOf(progress.phase))
-                                   : PhaseText(progress) + NumbersText(progress);
-}
-
-std::string ProgressBar(const Progress& progress, std::size_t columns) {
+std::string BarWithoutTries(const Progress& progress, std::size_t columns) {
   if (progress.bytes_total == 0) {
     return std::string(NameOf(progress.phase).substr(0, columns));
   }
@@ -92,6 +88,28 @@ std::string ProgressBar(const Progress& progress, std::size_t columns) {
   const std::size_t filled = length * Percent(progress) / 100;
   return fmt::format("{}[{}{}] {}", PhaseText(progress), std::string(filled, '#'),
                      std::string(length - filled, '-'), NumbersText(progress));
+}
+
+}  // namespace
+
+std::string RepeatedText(std::uint32_t repeated) {
+  return repeated == 0 ? "" : fmt::format("asked again {}", CountText(repeated, "time"));
+}
+
+unsigned Percent(const Progress& progress) {
+  return progress.bytes_total == 0
+             ? 0
+             : static_cast<unsigned>(progress.bytes_done * 100 / progress.bytes_total);
+}
+
+std::string ProgressText(const Progress& progress) {
+  return TextWithoutTries(progress) + TriesText(progress);
+}
+
+std::string ProgressBar(const Progress& progress, std::size_t columns) {
+  const std::string text = BarWithoutTries(progress, columns);
+  const std::string tries = TriesText(progress);
+  return text.size() + tries.size() <= columns ? text + tries : text;
 }
 
 }  // namespace quillmark::host

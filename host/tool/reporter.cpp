@@ -117,7 +117,9 @@ class JsonReporter : public Reporter {
     Event(EventKind::kProgress, {{"phase", NameOf(progress.phase)},
                                  {"bytes", progress.bytes_done},
                                  {"total", progress.bytes_total},
-                                 {"seconds", SecondsOf(progress.total_time)}});
+                                 {"seconds", SecondsOf(progress.total_time)},
+                                 {"repeated", progress.repeated},
+                                 {"passed_over", progress.passed_over}});
   }
 
   void EndProgress() override { phase_.reset(); }

@@ -96,6 +96,17 @@ TEST(DocumentListing, TellsWhatAReplyDocumentHolds) {
             "<    1  67 81 01 02                 security access, positive: seed 0102\n");
 }
 
+TEST(DocumentListing, TellsHowOftenARequestWasSent) {
+  EXPECT_EQ(ListedDocument("<can><x i=\"1850\"><i>1586</i>"
+                           "<s tries=\"silence,\n21, ok\"><d>013E000000000000</d></s>"
+                           "<r><c>017E</c><d>017EAAAAAAAAAAAA</d></r></x></can>",
+                           TransportForm::kPlainCan),
+            "# plain CAN, requests on 632, replies on 73A, run\n"
+            ">    1  3E                          tester present\n"
+            "  tries: silence, 21, ok\n"
+            "<    1  7E                          tester present, positive\n");
+}
+
 TEST(DocumentListing, TellsWhereARunFailedAndNothingAfterIt) {
   EXPECT_EQ(
       ListedDocument("<can><x i=\"1850\"><i>1586</i><s><d>0227810000000000</d></s>"

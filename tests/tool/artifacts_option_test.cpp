@@ -2,6 +2,7 @@
 // --artifacts of flash and read, and what decode and report make of them.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -298,6 +299,28 @@ TEST_F(DecodeCommand, SaysWhatIsWrongWithAFile) {
   EXPECT_THAT(document.err, HasSubstr("d.xml: expected a document: not a request document: "));
   EXPECT_EQ(Run({"decode", folder_.Path("none")}).status, 66);
   EXPECT_EQ(Run({"decode", folder_.Write("e.log", "")}).status, 66);
+}
+
+TEST_F(ArtifactsOption, TellEveryTry) {
+  const ToolResult result = Flash({"--verify", "--fault", "lose-every@150"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, ::testing::ContainsRegex("again     asked again [0-9]+ times?\n"));
+
+  const json outcome = ReadJson("result.json");
+  EXPECT_GT(outcome["repeated"], 0);
+  EXPECT_EQ(outcome["log_record_is_unanswered"], false);
+  EXPECT_EQ(Events("progress").back()["repeated"], outcome["repeated"]);
+
+  std::string documents;
+  for (const json& document : Events("document")) {
+    documents += Run({"decode", folder_.Path("out/" + document["reply"].get<std::string>())}).out;
+  }
+  EXPECT_THAT(documents, HasSubstr("\n  tries: silence, ok\n"));
+
+  const std::string page = folder_.Path("page.html");
+  ASSERT_EQ(Run({"report", folder_.Path("out"), "-o", page}).status, 0);
+  const json repeats = DataOf(folder_.Read("page.html"))["exchanges"]["repeat"];
+  EXPECT_GT(std::count(repeats.begin(), repeats.end(), 1), 0);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/progress_text.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace quillmark::host {
 namespace {
@@ -34,6 +34,18 @@ TEST(ProgressText, TellsTheTimeTakenAtTheEnd) {
 TEST(ProgressText, ReachesAHundredPercentWithTheLastByteOnly) {
   EXPECT_EQ(Percent(Download(999999, 1000000, Duration(1))), 99U);
   EXPECT_EQ(Percent(Download(1000000, 1000000, Duration(1))), 100U);
+}
+
+TEST(ProgressText, TellsHowOftenRequestsWereSentAgain) {
+  Progress progress = Download(50000, 50000, milliseconds(5000));
+  progress.repeated = 3;
+  EXPECT_EQ(ProgressText(progress),
+            "download  100 %  50,000 of 50,000 B   10.0 kB/s  5.00 s  asked again 3 times");
+  EXPECT_THAT(ProgressBar(progress, 120), ::testing::EndsWith("5.00 s  asked again 3 times"));
+  EXPECT_THAT(ProgressBar(progress, 76), ::testing::EndsWith("5.00 s")) << "as far as it fits";
+  progress = {Phase::kErase, 0, 0, milliseconds(3), milliseconds(4)};
+  progress.repeated = 1;
+  EXPECT_EQ(ProgressText(progress), "erase  asked again 1 time");
 }
 
 TEST(ProgressBarTest, GrowsWithTheBytesAndKeepsItsLength) {

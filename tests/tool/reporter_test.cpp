@@ -96,10 +96,11 @@ TEST(JsonReporter, PrintsAnEventForEachPercent) {
   std::ostringstream out;
   Work(*MakeReporter(ReportStyle::kJson, out));
   EXPECT_EQ(Occurrences(out.str(), "\n"), 27U);
-  EXPECT_EQ(out.str().substr(0, out.str().find('\n')),
-            R"({"event":"progress","phase":"erase","bytes":0,"total":0,"seconds":1.5})");
+  EXPECT_EQ(
+      out.str().substr(0, out.str().find('\n')),
+      R"({"event":"progress","phase":"erase","bytes":0,"total":0,"seconds":1.5,"repeated":0,"passed_over":0})");
   EXPECT_EQ(Occurrences(out.str(), R"({"event":"progress","phase":"download","bytes":40,)"
-                                   R"("total":1000,"seconds":1.5})"
+                                   R"("total":1000,"seconds":1.5,"repeated":0,"passed_over":0})"
                                    "\n"),
             1U);
 }
