@@ -16,7 +16,6 @@
 #include <string>
 
 #include "host/bus/wire_time.h"
-#include "host/runner/request_document.h"
 #include "host/trace/trace_writer.h"
 #include "quillmark/quillmark.h"
 
@@ -37,16 +36,18 @@ std::shared_ptr<DOMDocument> ReadDocument(Platform& platform, const std::string&
 }
 
 // Writes the frames of one document and returns the time at which the next one begins.
-host::Duration WriteFrames(host::TraceWriter& log, const host::RequestDocument& document,
+host::Duration WriteFrames(host::TraceWriter& log, const RequestDocument& document,
                            host::Duration time) {
-  for (const host::Step& step : document.steps) {
+  const host::Exchange exchange{.receive = document.receive_identifier,
+                                .send = document.send_identifier};
+  for (const Step& step : document.steps) {
     switch (step.kind) {
-      case host::StepKind::kSend:
-        time += host::WireTime(document.exchange, step.frame.size(), {});
-        log.Write({.at = time, .exchange = document.exchange, .data = step.frame});
+      case StepKind::kSend:
+        time += host::WireTime(exchange, step.frame.size(), {});
+        log.Write({.at = time, .exchange = exchange, .data = step.frame});
         break;
-      case host::StepKind::kReceive:
-        time += host::WireTime(document.exchange, kCanFrameSize, {});
+      case StepKind::kReceive:
+        time += host::WireTime(exchange, kCanFrameSize, {});
         break;
       default:
         time += step.time;
@@ -67,9 +68,7 @@ int main(int argc, char** argv) {
     host::TraceWriter log(std::cout, host::TraceFormat::kCandump, {});
     host::Duration time{};
     for (int i = 1; i < argc; ++i) {
-      const auto document = ReadDocument(*platform, argv[i]);
-      time = WriteFrames(log, host::ReadRequestDocument(*document, host::TransportForm::kPlainCan),
-                         time);
+      time = WriteFrames(log, ReadRequestDocument(*ReadDocument(*platform, argv[i])), time);
     }
   } catch (const std::exception& error) {
     std::cerr << "plan_to_candump: " << error.what() << '\n';

@@ -59,15 +59,15 @@ std::string OnOneLine(std::string text) {
 /// The steps of a document, joined.
 class DocumentListing {
  public:
-  DocumentListing(const RequestDocument& document, ListingDetail detail)
-      : document_(document), detail_(detail), joiner_(document.exchange.form) {}
+  DocumentListing(const RequestDocument& document, const Exchange& exchange, ListingDetail detail)
+      : document_(document), exchange_(exchange), detail_(detail), joiner_(exchange.form) {}
 
   void Print(std::ostream& out) {
     for (const Step& step : document_.steps) {
       Add(step);
     }
     joiner_.Finish();
-    out << "# " << Title(document_.exchange) << ", " << State() << '\n';
+    out << "# " << Title(exchange_) << ", " << State() << '\n';
     for (const Line& line : lines_) {
       out << (line.is_message ? TextOfMessage(line.message) : line.text);
     }
@@ -167,6 +167,7 @@ class DocumentListing {
   }
 
   const RequestDocument& document_;
+  Exchange exchange_;
   ListingDetail detail_;
   MessageJoiner joiner_;
   std::vector<Line> lines_;
@@ -211,8 +212,8 @@ void ListTrace(std::ostream& out, const Decoding& decoding, ListingDetail detail
 
 void ListDocument(std::ostream& out, const DOMDocument& document, TransportForm form,
                   ListingDetail detail) {
-  const RequestDocument steps = ReadDocument(document, form);
-  DocumentListing(steps, detail).Print(out);
+  const RequestDocument request = ReadRequestDocument(document);
+  DocumentListing(request, ExchangeOf(request, form), detail).Print(out);
 }
 
 }  // namespace quillmark::host

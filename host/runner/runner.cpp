@@ -22,13 +22,14 @@ struct Callbacks {
 class Execution {
  public:
   Execution(Bus& bus, const RunnerTiming& timing, const Callbacks& callbacks, LastRequest& last,
-            DOMDocument& document, RequestDocument request)
+            DOMDocument& document, TransportForm form)
       : bus_(bus),
         callbacks_(callbacks),
         last_(last),
         document_(document),
-        request_(std::move(request)),
-        conversation_(bus, request_.exchange.form, timing, callbacks.stop_requested, last) {}
+        request_(ReadNewRequestDocument(document)),
+        exchange_(ExchangeOf(request_, form)),
+        conversation_(bus, form, timing, callbacks.stop_requested, last) {}
 
   RunOutcome Run() {
     const Duration start = bus_.Now();
@@ -117,7 +118,7 @@ class Execution {
   bool Execute(const Step& step, Attempt& attempt) {
     try {
       if (!is_selected_) {
-        bus_.Select(request_.exchange);
+        bus_.Select(exchange_);
         is_selected_ = true;
       }
       if (!conversation_.Execute(step)) {
@@ -182,9 +183,8 @@ class Execution {
   }
 
   [[nodiscard]] std::optional<std::uint8_t> ResponseCodeOf(const Attempt& attempt) const {
-    return attempt.end.frame.empty()
-               ? std::nullopt
-               : NegativeResponseCodeOf(request_.exchange.form, attempt.end.frame);
+    return attempt.end.frame.empty() ? std::nullopt
+                                     : NegativeResponseCodeOf(exchange_.form, attempt.end.frame);
   }
 
   /// How a try ended, in a word.
@@ -256,7 +256,7 @@ class Execution {
       AddText(attempt.at, "d", HexOf(end.frame));
     }
     AddText(attempt.at, "e", end.reason);
-    const TransportForm form = request_.exchange.form;
+    const TransportForm form = exchange_.form;
     outcome_.status = end.status == RunStatus::kSilence && conversation_.is_doubtful()
                           ? RunStatus::kBusError
                           : end.status;
@@ -288,6 +288,7 @@ class Execution {
   LastRequest& last_;
   DOMDocument& document_;
   RequestDocument request_;
+  Exchange exchange_;
   Conversation conversation_;
   RunOutcome outcome_;
   bool is_selected_ = false;
@@ -310,8 +311,7 @@ void Runner::OnTryDone(TryDone try_done) { try_done_ = std::move(try_done); }
 
 RunOutcome Runner::Run(DOMDocument& document) {
   const Callbacks callbacks{stop_requested_, request_done_, try_done_};
-  return Execution(bus_, timing_, callbacks, *last_, document, ReadRequestDocument(document, form_))
-      .Run();
+  return Execution(bus_, timing_, callbacks, *last_, document, form_).Run();
 }
 
 }  // namespace quillmark::host

@@ -13,5 +13,6 @@
 #include "quillmark/memory_map.h"           // IWYU pragma: export
 #include "quillmark/platform.h"             // IWYU pragma: export
 #include "quillmark/portable_platform.h"    // IWYU pragma: export
+#include "quillmark/request_document.h"     // IWYU pragma: export
 #include "quillmark/threading.h"            // IWYU pragma: export
 #include "quillmark/xml_doc_client.h"       // IWYU pragma: export

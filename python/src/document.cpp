@@ -8,7 +8,6 @@
 
 #include "arguments.h"
 #include "bindings.h"
-#include "host/runner/request_document.h"
 #include "shared_objects.h"
 #include "step.h"
 #include "transfer_platform.h"
@@ -28,17 +27,10 @@ std::string XmlOf(const Document& self) {
   return self.Use([](const auto& document) { return document->xml(); });
 }
 
-/// A K line document is recognised by its root; the two CAN forms have the same steps.
-host::TransportForm FormOfRoot(const DOMDocument& document) {
-  const auto root = document.documentElement();
-  return root && root->nodeName() == "k" ? host::TransportForm::kKLine
-                                         : host::TransportForm::kPlainCan;
-}
-
 std::vector<std::shared_ptr<Step>> StepsOf(const std::shared_ptr<Document>& self) {
   return self->Use([&](const std::shared_ptr<DOMDocument>& document) {
     std::vector<std::shared_ptr<Step>> steps;
-    for (host::Step& step : host::ReadDocument(*document, FormOfRoot(*document)).steps) {
+    for (quillmark::Step& step : ReadRequestDocument(*document).steps) {
       steps.push_back(std::make_shared<Step>(self, std::move(step)));
     }
     return steps;

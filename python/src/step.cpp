@@ -3,54 +3,60 @@
 
 #include <pybind11/stl.h>
 
-#include <optional>
+#include <functional>
+#include <string>
+
+#include "quillmark/error.h"
 
 namespace quillmark::python {
 namespace {
 
 const char* KindOf(const Step& self) {
   switch (self.step().kind) {
-    case host::StepKind::kSend:
+    case StepKind::kSend:
       return "send";
-    case host::StepKind::kReceive:
+    case StepKind::kReceive:
       return "receive";
-    case host::StepKind::kWait:
+    case StepKind::kWait:
       return "wait";
     default:
       return "break";
   }
 }
 
-std::string TextOfTime(const host::Step& step) { return std::to_string(step.time.count()) + " ms"; }
+/// Writes a result. One that the step cannot take is a wrong value.
+void Write(Document& document, const std::function<void()>& write) {
+  try {
+    document.Use([&](const auto&) { write(); });
+  } catch (const Error& error) {
+    if (error.Number() != error_number::kTypeMismatch) {
+      throw;
+    }
+    throw py::value_error(error.Description());
+  }
+}
+
+std::string TextOfTime(const quillmark::Step& step) {
+  return std::to_string(step.time.count()) + " ms";
+}
 
 }  // namespace
 
 void Step::Answer(const ByteArgument& frame) {
-  if (step_.kind != host::StepKind::kReceive) {
-    throw py::value_error("only a receive step takes a frame");
-  }
-  if (step_.received) {
-    throw py::value_error("the step has its frame already");
-  }
-  Append("d", host::HexOf(frame.bytes));
-  step_.received = frame.bytes;
+  Write(*document_, [&] { step_.Answer(frame.bytes); });
 }
 
 void Step::Fail(const std::string& reason) {
-  if (step_.failure) {
-    throw py::value_error("the step has failed already");
-  }
-  Append("e", reason);
-  step_.failure = reason;
+  Write(*document_, [&] { step_.Fail(reason); });
 }
 
 std::string Step::Text() const {
   std::string text = KindOf(*this);
   switch (step_.kind) {
-    case host::StepKind::kSend:
+    case StepKind::kSend:
       text += ' ' + host::HexOf(step_.frame);
       break;
-    case host::StepKind::kReceive:
+    case StepKind::kReceive:
       text += ' ' + step_.expected;
       break;
     default:
@@ -63,14 +69,6 @@ std::string Step::Text() const {
     text += ", failed: " + *step_.failure;
   }
   return text;
-}
-
-void Step::Append(const std::string& name, const std::string& text) {
-  document_->Use([&](const std::shared_ptr<DOMDocument>& document) {
-    const auto child = document->createElement(name);
-    child->setText(text);
-    step_.element->appendChild(child);
-  });
 }
 
 void BindStep(py::module_& module) {

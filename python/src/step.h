@@ -5,7 +5,7 @@
 #include <string>
 
 #include "arguments.h"
-#include "host/runner/request_document.h"
+#include "quillmark/request_document.h"
 #include "shared_objects.h"
 
 namespace quillmark::python {
@@ -13,10 +13,10 @@ namespace quillmark::python {
 /// A step of a document, as it was when it was read.
 class Step {
  public:
-  Step(std::shared_ptr<Document> document, host::Step step)
+  Step(std::shared_ptr<Document> document, quillmark::Step step)
       : document_(std::move(document)), step_(std::move(step)) {}
 
-  [[nodiscard]] const host::Step& step() const { return step_; }
+  [[nodiscard]] const quillmark::Step& step() const { return step_; }
 
   /// Each writes the result of the step into the document, and raises ValueError if the step cannot
   /// have a frame or already has one.
@@ -27,10 +27,8 @@ class Step {
   [[nodiscard]] std::string Text() const;
 
  private:
-  void Append(const std::string& name, const std::string& text);
-
   std::shared_ptr<Document> document_;
-  host::Step step_;
+  quillmark::Step step_;
 };
 
 void BindStep(py::module_& module);

@@ -66,6 +66,20 @@ TEST_F(RunnerTest, WritesTheReceivedFrameIntoTheDocument) {
                                     "receive 1000"));
 }
 
+TEST_F(RunnerTest, RefusesADocumentOfAnotherForm) {
+  EXPECT_ERROR(RunSteps(TransportForm::kPlainCan, "<k>", "", "</k>"), 13,
+               "not a request document: its root is \"k\", not \"can\"");
+  EXPECT_ERROR(RunSteps(TransportForm::kKLine, "<can><x i=\"3\"><i>13</i>", "", "</x></can>"), 13,
+               "not a request document: its root is \"can\", not \"k\"");
+}
+
+TEST_F(RunnerTest, RefusesADocumentThatHasBeenRun) {
+  EXPECT_ERROR(RunKLine("<r><c>01</c><d>01</d></r>"), 13,
+               "not a request document: it has been run before");
+  EXPECT_ERROR(RunKLine("<r><c>01</c><e>silence</e></r>"), 13,
+               "not a request document: it has been run before");
+}
+
 TEST_F(RunnerTest, ExecutesWaitsAndBreaksInTheirOrder) {
   bus_.frames = {"83F111C16B8F40"};
   EXPECT_TRUE(RunKLine("<bk>25</bk><w>26</w><s><d>8111F18104</d></s><r><c>83F111C1</c></r><w>5</w>")

@@ -1,25 +1,27 @@
 // SPDX-License-Identifier: MIT
-#include "host/runner/request_document.h"
+#include "quillmark/request_document.h"
 
 #include <gmock/gmock.h>
 
 #include "quillmark/portable_platform.h"
 #include "support/expect_error.h"
 
-namespace quillmark::host {
+namespace quillmark {
 namespace {
 
 using namespace std::chrono_literals;
 
-using enum TransportForm;
+using Frame = std::vector<std::uint8_t>;
 
-RequestDocument Read(std::string_view xml, TransportForm form = kPlainCan) {
-  const std::shared_ptr<DOMDocument> document = CreatePortablePlatform()->CreateDOMDocument();
+std::shared_ptr<DOMDocument> Document(std::string_view xml) {
+  std::shared_ptr<DOMDocument> document = CreatePortablePlatform()->CreateDOMDocument();
   if (!xml.empty()) {
     document->loadXML(xml);
   }
-  return ReadRequestDocument(*document, form);
+  return document;
 }
+
+RequestDocument Read(std::string_view xml) { return ReadRequestDocument(*Document(xml)); }
 
 RequestDocument ReadSteps(const std::string& steps) {
   return Read("<can><x i='1'><i>2</i>" + steps + "</x></can>");
@@ -30,10 +32,12 @@ TEST(RequestDocument, OfPlainCanHasItsIdentifiersAndSteps) {
       "<?xml version='1.0'?><can>\r\n<x "
       "i=\"1850\">\r\n<i>1586</i>\r\n<s><d>0210C00000000000</d></s>"
       "\r\n<r><c>0250C0</c></r>\r\n<w>20</w>\r\n</x></can>");
-  EXPECT_EQ(document.exchange, (Exchange{kPlainCan, 1850, 1586}));
+  EXPECT_FALSE(document.is_on_k_line);
+  EXPECT_EQ(document.receive_identifier, 1850U);
+  EXPECT_EQ(document.send_identifier, 1586U);
   ASSERT_EQ(document.steps.size(), 3U);
   EXPECT_EQ(document.steps[0].kind, StepKind::kSend);
-  EXPECT_EQ(document.steps[0].frame, (Bytes{0x02, 0x10, 0xC0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(document.steps[0].frame, (Frame{0x02, 0x10, 0xC0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(document.steps[1].kind, StepKind::kReceive);
   EXPECT_EQ(document.steps[1].expected, "0250C0");
   EXPECT_EQ(document.steps[1].element->nodeName(), "r");
@@ -42,14 +46,15 @@ TEST(RequestDocument, OfPlainCanHasItsIdentifiersAndSteps) {
 }
 
 TEST(RequestDocument, OfAGatewayHasItsChannelAndLine) {
-  EXPECT_EQ(Read("<can><x i='3'><i>13</i></x></can>", kGateway).exchange,
-            (Exchange{kGateway, 3, 13}));
+  const RequestDocument document = Read("<can><x i='3'><i>13</i></x></can>");
+  EXPECT_EQ(document.receive_identifier, 3U);
+  EXPECT_EQ(document.send_identifier, 13U);
 }
 
 TEST(RequestDocument, OfAKLineMayBreak) {
   const RequestDocument document =
-      Read("<k><bk>25</bk><w>25</w><s><d>8111F18104</d></s><r><c>83F111C1</c></r></k>", kKLine);
-  EXPECT_EQ(document.exchange, Exchange{kKLine});
+      Read("<k><bk>25</bk><w>25</w><s><d>8111F18104</d></s><r><c>83F111C1</c></r></k>");
+  EXPECT_TRUE(document.is_on_k_line);
   ASSERT_EQ(document.steps.size(), 4U);
   EXPECT_EQ(document.steps[0].kind, StepKind::kBreak);
   EXPECT_EQ(document.steps[0].time, 25ms);
@@ -69,11 +74,8 @@ TEST(RequestDocument, PassesOverTextAndComments) {
 
 TEST(RequestDocument, IsRefusedWithAnotherRoot) {
   EXPECT_ERROR(Read(""), 13, "not a request document: it is empty");
-  EXPECT_ERROR(Read("<image/>"), 13, "not a request document: its root is \"image\", not \"can\"");
-  EXPECT_ERROR(Read("<k/>", kGateway), 13,
-               "not a request document: its root is \"k\", not \"can\"");
-  EXPECT_ERROR(Read("<can/>", kKLine), 13,
-               "not a request document: its root is \"can\", not \"k\"");
+  EXPECT_ERROR(Read("<image/>"), 13,
+               "not a request document: its root is \"image\", not \"can\" or \"k\"");
 }
 
 TEST(RequestDocument, IsRefusedWithoutItsExchange) {
@@ -127,12 +129,76 @@ TEST(RequestDocument, IsRefusedWithTimesThatAreNone) {
   }
 }
 
-TEST(RequestDocument, IsRefusedOnceItHasBeenRun) {
-  EXPECT_ERROR(ReadSteps("<r><c>01</c><d>01</d></r>"), 13,
-               "not a request document: it has been run before");
-  EXPECT_ERROR(ReadSteps("<r><c>01</c><e>silence</e></r>"), 13,
-               "not a request document: it has been run before");
+TEST(RequestDocument, HasWhatARunWroteIntoIt) {
+  const RequestDocument document =
+      ReadSteps("<r><c>06</c><d>0667</d></r><r><c>06</c><e>silence</e></r><w>5<e>stopped</e></w>");
+  EXPECT_EQ(document.steps[0].received, (Frame{0x06, 0x67}));
+  EXPECT_EQ(document.steps[0].failure, std::nullopt);
+  EXPECT_EQ(document.steps[1].received, std::nullopt);
+  EXPECT_EQ(document.steps[1].failure, "silence");
+  EXPECT_EQ(document.steps[2].failure, "stopped");
 }
 
+constexpr const char* kTwoReplies =
+    "<k><s><d>8111F18104</d></s><r><c>83F111</c></r><r><c></c></r><w>20</w></k>";
+
+TEST(Step, ExpectsAFrameThatBeginsWithItsText) {
+  const RequestDocument document = Read(kTwoReplies);
+  EXPECT_TRUE(document.steps[1].Expects(Frame{0x83, 0xF1, 0x11, 0xC1}));
+  EXPECT_FALSE(document.steps[1].Expects(Frame{0x83, 0xF1}));
+  EXPECT_FALSE(document.steps[1].Expects(Frame{0x83, 0xF1, 0x10}));
+  EXPECT_TRUE(document.steps[2].Expects(Frame{}));
+}
+
+TEST(Step, WritesItsAnswerIntoTheDocument) {
+  const auto document = Document(kTwoReplies);
+  Step step = ReadRequestDocument(*document).steps[1];
+  step.Answer(Frame{0x83, 0xF1, 0x11, 0xC1});
+  EXPECT_EQ(step.received, (Frame{0x83, 0xF1, 0x11, 0xC1}));
+  EXPECT_EQ(step.element->xml(), "<r><c>83F111</c><d>83F111C1</d></r>");
+  EXPECT_EQ(ReadRequestDocument(*document).steps[1].received, step.received);
+}
+
+TEST(Step, WritesItsFailureIntoTheDocument) {
+  const auto document = Document(kTwoReplies);
+  for (Step& step : ReadRequestDocument(*document).steps) {
+    step.Fail("<no reply>");
+    EXPECT_EQ(step.failure, "<no reply>");
+  }
+  for (const Step& step : ReadRequestDocument(*document).steps) {
+    EXPECT_EQ(step.failure, "<no reply>");
+  }
+}
+
+TEST(Step, TakesOneResultAlone) {
+  RequestDocument document = Read(kTwoReplies);
+  EXPECT_ERROR(document.steps[0].Answer(Frame{1}), 13, "only a receive step takes a frame");
+  EXPECT_ERROR(document.steps[3].Answer(Frame{1}), 13, "only a receive step takes a frame");
+  document.steps[1].Answer(Frame{1});
+  EXPECT_ERROR(document.steps[1].Answer(Frame{1}), 13, "the step has its frame already");
+  document.steps[1].Fail("silence");
+  EXPECT_ERROR(document.steps[1].Fail("silence"), 13, "the step has failed already");
+}
+
+TEST(HasRun, IsTrueOnceEachReplyIsThere) {
+  const auto document = Document(kTwoReplies);
+  std::vector<Step> steps = ReadRequestDocument(*document).steps;
+  EXPECT_FALSE(HasRun(*document));
+  steps[1].Answer(Frame{1});
+  EXPECT_FALSE(HasRun(*document));
+  steps[2].Answer(Frame{2});
+  EXPECT_TRUE(HasRun(*document));
+}
+
+TEST(HasRun, IsTrueOnceARunHasFailed) {
+  for (std::size_t at = 0; at < 4; ++at) {
+    const auto document = Document(kTwoReplies);
+    ReadRequestDocument(*document).steps[at].Fail("silence");
+    EXPECT_TRUE(HasRun(*document)) << at;
+  }
+}
+
+TEST(HasRun, IsTrueWhereThereIsNothingToReceive) { EXPECT_TRUE(HasRun(*Document("<k/>"))); }
+
 }  // namespace
-}  // namespace quillmark::host
+}  // namespace quillmark
