@@ -37,7 +37,7 @@ class ShortMap : public MemoryMap {
   std::shared_ptr<MemoryMap> map_;
 };
 
-class ShortMapPlatform : public testing::ForwardingPlatform {
+class ShortMapPlatform : public testing::FaultyPlatform {
  public:
   std::shared_ptr<MemoryMap> CreateMemoryMap() override {
     return std::make_shared<ShortMap>(ForwardingPlatform::CreateMemoryMap());

@@ -47,26 +47,17 @@ class X25Checksum : public quillmark::ChecksumCalculator {
 
 // [platform]
 // The portable platform with two of its types replaced.
-class OwnPlatform : public quillmark::Platform, public std::enable_shared_from_this<OwnPlatform> {
+class OwnPlatform : public quillmark::ForwardingPlatform,
+                    public std::enable_shared_from_this<OwnPlatform> {
  public:
+  explicit OwnPlatform(std::shared_ptr<quillmark::PortablePlatform> portable)
+      : ForwardingPlatform(portable), portable_(std::move(portable)) {}
+
   std::shared_ptr<quillmark::ByteString> CreateByteString() override {
     return std::make_shared<example::OwnByteString>();
   }
   std::shared_ptr<quillmark::ChecksumCalculator> CreateChecksumCalculator() override {
     return std::make_shared<X25Checksum>();
-  }
-
-  std::shared_ptr<quillmark::DOMDocument> CreateDOMDocument() override {
-    return portable_->CreateDOMDocument();
-  }
-  std::shared_ptr<quillmark::FreeThreadedDOMDocument> CreateFreeThreadedDOMDocument() override {
-    return portable_->CreateFreeThreadedDOMDocument();
-  }
-  std::shared_ptr<quillmark::MemoryImage> CreateMemoryImage() override {
-    return portable_->CreateMemoryImage();
-  }
-  std::shared_ptr<quillmark::MemoryMap> CreateMemoryMap() override {
-    return portable_->CreateMemoryMap();
   }
 
   // A worker builds its blocks on a platform too. The portable one would give it its own types, so
@@ -85,12 +76,12 @@ class OwnPlatform : public quillmark::Platform, public std::enable_shared_from_t
   void WaitForWorkers() const { portable_->WaitForWorkers(); }
 
  private:
-  std::shared_ptr<quillmark::PortablePlatform> portable_ = quillmark::CreatePortablePlatform();
+  std::shared_ptr<quillmark::PortablePlatform> portable_;
 };
 // [platform]
 
 void Run() {
-  const auto platform = std::make_shared<OwnPlatform>();
+  const auto platform = std::make_shared<OwnPlatform>(quillmark::CreatePortablePlatform());
   const auto segment = platform->CreateByteString();
   segment->SetHex("0102030405060708");
   segment->SetStartAddress(0x8000);

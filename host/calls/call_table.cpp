@@ -16,8 +16,6 @@
 namespace quillmark::host {
 namespace {
 
-constexpr std::int32_t kUnknownMember = 438;
-
 // Runs a member that has arguments and a result and nothing else.
 template <auto kMember>
 struct Plain;
@@ -181,7 +179,7 @@ const Call& CallNamed(std::string_view name) {
   const auto call = std::find_if(calls.begin(), calls.end(),
                                  [&](const Call& candidate) { return candidate.name == name; });
   if (call == calls.end()) {
-    throw Error(kUnknownMember,
+    throw Error(error_number::kUnknownMember,
                 fmt::format("unknown call \"{}\": expected one of {}", name, AllNames()));
   }
   return *call;

@@ -6,10 +6,12 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/tool/link_options.h"
+#include "quillmark/version.h"
 
 namespace quillmark::host {
 namespace {
@@ -84,7 +86,7 @@ std::string Explanation(const CLI::App& app, const CLI::Error& error) {
 std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   auto app = std::make_unique<CLI::App>("Reprograms ECUs: plans, writes, reads back and explains.",
                                         "quillmark");
-  app->set_version_flag("--version", "quillmark " QUILLMARK_VERSION);
+  app->set_version_flag("--version", std::string("quillmark ") + Version());
   app->require_subcommand(1);
   app->footer(ExitCodeHelp());
   AddFlashCommand(*app, command);

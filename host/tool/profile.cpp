@@ -18,6 +18,7 @@
 #include "host/report/artifacts.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/text.h"
+#include "quillmark/version.h"
 
 namespace quillmark::host {
 namespace {
@@ -222,12 +223,12 @@ Setting RoutineSetting(std::uint8_t routine) { return {"routine", ByteText(routi
 
 void ReportSettings(Reporter& reporter, const SessionOptions& session, const Profile& settings,
                     const Profile& defaults) {
-  reporter.Line(fmt::format("tool      quillmark {} on {}, form {}", QUILLMARK_VERSION,
+  reporter.Line(fmt::format("tool      quillmark {} on {}, form {}", Version(),
                             session.bus_uri, settings.front().value));
   reporter.Line(fmt::format("settings  {}", TextOf(settings, defaults)));
   reporter.Event(
       EventKind::kSettings,
-      {{"version", QUILLMARK_VERSION}, {"bus", session.bus_uri}, {"settings", LinesOf(settings)}});
+      {{"version", Version()}, {"bus", session.bus_uri}, {"settings", LinesOf(settings)}});
 }
 
 }  // namespace quillmark::host

@@ -28,8 +28,11 @@ using ByteStringArray = std::vector<std::shared_ptr<ByteString>>;
 ///
 /// Order: `CANIDs` first (request methods and transfers raise 91 before it), `FlowControl` if the
 /// ECU needs it, then the services in any order. A check method takes the document of its request
-/// method after the host has run it. Create a new object to change from a K line to another
-/// transport form (D1).
+/// method after the host has run it. A document is run once: each poll of an erase or a routine
+/// asks for a new one. Create a new object to change from a K line to another transport form (D1).
+///
+/// Arguments that are bytes are cut by the compiler: an `RL` of 0x101 arrives as 0x01. Compile with
+/// `-Wconversion`.
 ///
 /// Threads: the members of an object are called by one thread at a time, `OnXMLReady` by any.
 /// Different objects are independent and may be used at the same time, also on one platform.
@@ -121,7 +124,8 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   [[nodiscard]] virtual bool checkcheckerase(const std::shared_ptr<DOMDocument>& root) = 0;
 
   /// Checks a document of `ComputeDownload` after its run. Raises 4005 "Download error …" if the
-  /// host marked a failure with an `e` element (D18).
+  /// host marked a failure with an `e` element (D18). A document that was never run passes: ask
+  /// `HasRun` first.
   virtual void checkdownload(const std::shared_ptr<DOMDocument>& root) = 0;
 
   /// Starts a routine by its local identifier, 0..255, which the ECU defines.
@@ -142,7 +146,8 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   /// Raises 91 without a record.
   [[nodiscard]] virtual std::shared_ptr<DOMDocument> writelogzone(
       const std::shared_ptr<ByteString>& Histo) = 0;
-  /// Raises 4008 "Write log zone error …" if the host marked a failure with an `e` element (D18).
+  /// Raises 4008 "Write log zone error …" if the host marked a failure with an `e` element (D18). A
+  /// document that was never run passes: ask `HasRun` first.
   virtual void checkwritelogzone(const std::shared_ptr<DOMDocument>& root) = 0;
 
   /// Checks a document of `ComputeUpload` after its run and adds one segment per reply to `Image`,
@@ -159,12 +164,14 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   /// are left out in whole units of `IMod` bytes, at multiples of `IMod` (D26). A block carries at
   /// most `MaxSize` bytes. Raises 1000 "Invalid block size (…)" for a `MaxSize` outside 1..255, and
   /// a negative status of `StartThread`. In gateway and K line form, a block of more than 247 bytes
-  /// does not fit into a message and ends the sequence.
+  /// does not fit into a message and ends the sequence. Addresses are cut to 24 bits in the
+  /// requests: a host refuses an image beyond 0xFFFFFF, which would be written elsewhere.
   virtual void ComputeDownload(std::uint8_t RL, const std::shared_ptr<MemoryImage>& Image,
                                std::uint8_t FillByte, std::int32_t IMod, std::int32_t MaxSize) = 0;
 
   /// Computes the upload of the ranges of `Map` in the same way, in requests of at most 48 bytes.
-  /// The replies must be for the memory `RL` (D8).
+  /// The replies must be for the memory `RL` (D8). Addresses are cut to 24 bits in the requests, as
+  /// in a download.
   virtual void ComputeUpload(const std::shared_ptr<MemoryMap>& Map, std::uint8_t RL) = 0;
 
   /// Keeps the session alive (service 3E). The host schedules it: the session of the ECU lapses
@@ -178,6 +185,8 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
 
   /// Replaces the handler of the event `XMLReady`. An empty one removes it; transfers then stop
   /// after their first document. May be called by any thread, also while a worker is running.
+  /// A handler that holds a `shared_ptr` of its own object keeps the object for ever: hold a
+  /// `weak_ptr`.
   virtual void OnXMLReady(XMLReadyHandler handler) = 0;
 };
 

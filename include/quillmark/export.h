@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#if defined(_GLIBCXX_DEBUG) && !defined(QUILLMARK_HAS_DEBUG_CONTAINERS)
+#error \
+    "_GLIBCXX_DEBUG changes the layout of containers that cross into the library: build the host without it, \
+or the library with it as well (its build then defines QUILLMARK_HAS_DEBUG_CONTAINERS)"
+#endif
+
 /// Marks what the shared library exports; everything else is hidden.
 #if defined(_WIN32)
 #if defined(QUILLMARK_BUILDING_LIBRARY)

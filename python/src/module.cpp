@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "bindings.h"
+#include "quillmark/version.h"
 
 namespace {
 
@@ -7,7 +8,7 @@ PYBIND11_MODULE(_native, module) {
   using namespace quillmark::python;
   // What users see is the package.
   module.attr("__module__") = "quillmark";
-  module.attr("__version__") = QUILLMARK_VERSION;
+  module.attr("__version__") = quillmark::Version();
   BindErrors(module);
   BindDocuments(module);
   BindImages(module);

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "quillmark/version.h"
+
 namespace quillmark {
 
 Error::Error(std::int32_t number) : Error(number, DefaultDescription(number)) {}
@@ -28,5 +30,7 @@ std::string Error::DefaultDescription(std::int32_t number) {
       return "Application-defined or object-defined error";
   }
 }
+
+const char* Version() noexcept { return QUILLMARK_VERSION; }
 
 }  // namespace quillmark

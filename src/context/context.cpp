@@ -78,16 +78,16 @@ void Context::CANIDs(std::int32_t RCANId, std::int32_t XCANId) {
 
 void Context::FlowControl(std::int32_t BS, std::int32_t STMin) {
   if (STMin < 0) {
-    RaiseMessage(Message::kSeparationTimeNegative);
+    RaiseMessage(error_number::kSeparationTimeNegative);
   }
   if (STMin > 255) {
-    RaiseMessage(Message::kSeparationTimeTooLarge);
+    RaiseMessage(error_number::kSeparationTimeTooLarge);
   }
   if (BS < 0) {
-    RaiseMessage(Message::kBlockSizeNegative);
+    RaiseMessage(error_number::kBlockSizeNegative);
   }
   if (BS > 255) {
-    RaiseMessage(Message::kBlockSizeTooLarge);
+    RaiseMessage(error_number::kBlockSizeTooLarge);
   }
   flow_control_ = {BS, STMin, FlowControlPrefix(checked::ToByte(BS), checked::ToByte(STMin))};
 }

@@ -11,6 +11,9 @@
 namespace quillmark {
 namespace {
 
+constexpr std::int32_t kFirstNumber = error_number::kNotReprogrammable;
+
+/// By number. 4002 is empty and never raised (D21).
 constexpr std::array<std::string_view, 13> kMessages = {
     "Ecu is not reprogrammable",
     "SA#1 error ",
@@ -27,23 +30,21 @@ constexpr std::array<std::string_view, 13> kMessages = {
     "Diag On CAN BS can't exceed 255.",
 };
 
-std::int32_t NumberOf(Message message) {
-  return error_number::kFirstMessage + static_cast<std::int32_t>(message);
+std::string TextOf(std::int32_t number) {
+  return std::string(kMessages.at(static_cast<std::size_t>(number - kFirstNumber)));
 }
-
-std::string_view TextOf(Message message) { return kMessages.at(static_cast<std::size_t>(message)); }
 
 }  // namespace
 
-void RaiseMessage(Message message, std::string_view detail) {
-  throw Error(NumberOf(message), std::string(TextOf(message)).append(detail));
+void RaiseMessage(std::int32_t number, std::string_view detail) {
+  throw Error(number, TextOf(number).append(detail));
 }
 
 void RaiseRoutineMessage(std::uint8_t routine, std::string_view detail) {
   constexpr std::string_view kPlaceholder = "{0}";
-  std::string text(TextOf(Message::kStartRoutine));
+  std::string text = TextOf(error_number::kRoutineFailed);
   text.replace(text.find(kPlaceholder), kPlaceholder.size(), ShortHexOf(routine));
-  throw Error(NumberOf(Message::kStartRoutine), text.append(detail));
+  throw Error(error_number::kRoutineFailed, text.append(detail));
 }
 
 }  // namespace quillmark

@@ -51,7 +51,7 @@ void checkstarterase(const Context& context, const std::shared_ptr<DOMDocument>&
   const TransportForm form = context.Form();
   const std::string reply = HexOf(ReadReplyAt(form, root, ReplyIndexOfLongRequest(form)));
   if (reply != kEraseRunning) {
-    RaiseMessage(Message::kStartErase, reply);
+    RaiseMessage(error_number::kEraseNotStarted, reply);
   }
 }
 
@@ -62,7 +62,7 @@ std::shared_ptr<DOMDocument> checkerase(Context& context) {
 bool checkcheckerase(const Context& context, const std::shared_ptr<DOMDocument>& root) {
   const std::string reply = HexOf(ReadStatus(context, root));
   if (reply != kEraseRunning && reply != kEraseFinished) {
-    RaiseMessage(Message::kErase, reply);
+    RaiseMessage(error_number::kEraseFailed, reply);
   }
   return reply == kEraseFinished;
 }

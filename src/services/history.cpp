@@ -69,7 +69,7 @@ void gethisto(const Context& context, const std::shared_ptr<DOMDocument>& root,
   RepIdent.reset();
 
   if (!ReadRecord(context, root, Indexed(ReplyPath(context.Form()), 1), RepIdent)) {
-    RaiseMessage(Message::kNotReprogrammable);
+    RaiseMessage(error_number::kNotReprogrammable);
   }
   for (std::size_t entry = 0; entry < kEntryCount; ++entry) {
     const EntryPaths paths = PathsOf(entry, context.GetAddressing());
@@ -78,7 +78,7 @@ void gethisto(const Context& context, const std::shared_ptr<DOMDocument>& root,
       continue;
     }
     if (entry < kRequiredEntries) {
-      RaiseMessage(Message::kNotReprogrammable);
+      RaiseMessage(error_number::kNotReprogrammable);
     }
     return;
   }

@@ -40,7 +40,7 @@ std::shared_ptr<DOMDocument> writelogzone(Context& context,
 
 void checkwritelogzone(const Context& /*context*/, const std::shared_ptr<DOMDocument>& root) {
   if (const auto failure = DescribeErrorMark(root)) {
-    RaiseMessage(Message::kWriteLogZone, *failure);
+    RaiseMessage(error_number::kLogZoneNotWritten, *failure);
   }
 }
 

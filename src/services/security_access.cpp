@@ -26,7 +26,7 @@ bool HasSeedHeader(const Bytes& reply) { return reply[0] == 0x67 && reply[1] == 
 Bytes ReadSeedReplyOnKLine(const std::shared_ptr<DOMDocument>& root) {
   Bytes reply = ReadReplyAt(TransportForm::kKLine, root, 0);
   if (reply.size() != kSeedReplyLength) {
-    RaiseMessage(Message::kSeed, HexOf(reply));
+    RaiseMessage(error_number::kSeedRefused, HexOf(reply));
   }
   return reply;
 }

@@ -77,14 +77,14 @@ UploadedData ReadReplies(TransportForm form, const DOMDocument& root) {
 
 void checkdownload(const Context& /*context*/, const std::shared_ptr<DOMDocument>& root) {
   if (const auto failure = DescribeErrorMark(root)) {
-    RaiseMessage(Message::kDownload, *failure);
+    RaiseMessage(error_number::kDownloadFailed, *failure);
   }
 }
 
 void checkupload(const Context& context, const std::shared_ptr<DOMDocument>& root,
                  const std::shared_ptr<MemoryImage>& Image) {
   if (FindErrorMark(root)) {
-    RaiseMessage(Message::kUpload);
+    RaiseMessage(error_number::kUploadFailed);
   }
   MemoryImage& image = Require(Image);
   ReadReplies(context.Form(), *root).StoreInto(image, context.GetPlatform());

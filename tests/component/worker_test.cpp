@@ -152,7 +152,7 @@ TEST_F(WorkerTest, BaseClientStopsTheWorker) {
   EXPECT_EQ(worker_->EntryPoint(std::make_shared<BaseClient>()), 0);
 }
 
-struct RefusingPlatform : ForwardingPlatform {
+struct RefusingPlatform : FaultyPlatform {
   std::int32_t StartThread(std::string_view progID, ParameterList parameters,
                            const std::shared_ptr<Object>& /*client*/) override {
     prog_id = progID;
@@ -223,7 +223,7 @@ struct BlindImage : MemoryImage {
   std::vector<std::shared_ptr<ByteString>> segments;
 };
 
-struct BlindPlatform : ForwardingPlatform {
+struct BlindPlatform : FaultyPlatform {
   std::shared_ptr<MemoryImage> CreateMemoryImage() override {
     return std::make_shared<BlindImage>();
   }
@@ -262,7 +262,7 @@ struct InvertedChecksum : ChecksumCalculator {
   std::int32_t sum = 0;
 };
 
-struct ChecksumPlatform : ForwardingPlatform {
+struct ChecksumPlatform : FaultyPlatform {
   std::shared_ptr<ChecksumCalculator> CreateChecksumCalculator() override {
     return std::make_shared<InvertedChecksum>();
   }
@@ -276,7 +276,7 @@ TEST(HostTypes, ChecksumIsTheHosts) {
 }
 
 /// A platform whose documents stop coming after a while.
-struct DryPlatform : ForwardingPlatform {
+struct DryPlatform : FaultyPlatform {
   explicit DryPlatform(int documents) : documents_left(documents) {}
 
   std::shared_ptr<DOMDocument> CreateDOMDocument() override {

@@ -17,6 +17,7 @@
 
 #include "platform/portable/portable_platform_factory.h"
 #include "quillmark/error.h"
+#include "quillmark/forwarding_platform.h"
 #include "support/expect_error.h"
 
 namespace quillmark::testing {
@@ -315,6 +316,23 @@ TEST(Worker, WithoutAThreadGivesAStatusAndHoldsNothing) {
   expect_not_started([](const Call&) { throw std::bad_alloc(); });
   expect_not_started([](const Call&) {});
 }
+
+TEST(ForwardingPlatform, ReachesTheOtherPlatform) {
+  std::atomic<int> started = 0;
+  const auto other = PlatformWith({.entry_point = [&](const auto&) { ++started; }});
+  const auto platform = std::make_shared<ForwardingPlatform>(other);
+  EXPECT_TRUE(platform->CreateDOMDocument());
+  EXPECT_TRUE(platform->CreateFreeThreadedDOMDocument());
+  EXPECT_TRUE(platform->CreateByteString());
+  EXPECT_TRUE(platform->CreateMemoryImage());
+  EXPECT_TRUE(platform->CreateMemoryMap());
+  EXPECT_TRUE(platform->CreateChecksumCalculator());
+  EXPECT_EQ(platform->StartThread(kProgID, {}, nullptr), 0);
+  other->WaitForWorkers();
+  EXPECT_EQ(started, 1);
+}
+
+TEST(ForwardingPlatform, NeedsAnother) { EXPECT_ERROR(ForwardingPlatform(nullptr), 91, kNotSet); }
 
 TEST(Worker, WaitingWithoutAWorkerReturnsAtOnce) {
   const auto platform = MakePortablePlatform();

@@ -9,30 +9,10 @@
 
 namespace quillmark::testing {
 
-/// Passes every operation on to the tested platform; a test overrides the one that is to fail.
-class ForwardingPlatform : public Platform {
+/// The tested platform; a test overrides the operation that is to fail.
+class FaultyPlatform : public ForwardingPlatform {
  public:
-  std::shared_ptr<DOMDocument> CreateDOMDocument() override {
-    return platform_->CreateDOMDocument();
-  }
-  std::shared_ptr<FreeThreadedDOMDocument> CreateFreeThreadedDOMDocument() override {
-    return platform_->CreateFreeThreadedDOMDocument();
-  }
-  std::shared_ptr<ByteString> CreateByteString() override { return platform_->CreateByteString(); }
-  std::shared_ptr<MemoryImage> CreateMemoryImage() override {
-    return platform_->CreateMemoryImage();
-  }
-  std::shared_ptr<MemoryMap> CreateMemoryMap() override { return platform_->CreateMemoryMap(); }
-  std::shared_ptr<ChecksumCalculator> CreateChecksumCalculator() override {
-    return platform_->CreateChecksumCalculator();
-  }
-  std::int32_t StartThread(std::string_view progID, ParameterList parameters,
-                           const std::shared_ptr<Object>& client) override {
-    return platform_->StartThread(progID, parameters, client);
-  }
-
- private:
-  std::shared_ptr<TestedPlatform> platform_ = TestPlatform();
+  FaultyPlatform() : ForwardingPlatform(TestPlatform()) {}
 };
 
 /// A string that passes every operation on to another; a test overrides what is to differ.

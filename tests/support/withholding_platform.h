@@ -260,7 +260,7 @@ inline std::shared_ptr<IXMLDOMNode> Withholding(const std::shared_ptr<IXMLDOMNod
 }
 
 /// The tested platform, one of whose objects is missing.
-class WithholdingPlatform final : public ForwardingPlatform {
+class WithholdingPlatform final : public FaultyPlatform {
  public:
   Giver& giver() { return giver_; }
 

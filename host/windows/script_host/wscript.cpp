@@ -12,7 +12,7 @@
 #include "base/com/error_info.h"
 #include "base/com/message_pump.h"
 #include "base/com/status.h"
-#include "base/error_numbers.h"
+#include "quillmark/error.h"
 
 namespace quillmark::script_host {
 namespace {

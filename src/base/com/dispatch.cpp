@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/com/status.h"
-#include "base/error_numbers.h"
+#include "quillmark/error.h"
 
 namespace quillmark::com {
 namespace {

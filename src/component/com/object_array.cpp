@@ -9,7 +9,7 @@
 #include "base/checked.h"
 #include "base/com/status.h"
 #include "base/com/variant.h"
-#include "base/error_numbers.h"
+#include "quillmark/error.h"
 
 namespace quillmark {
 namespace {

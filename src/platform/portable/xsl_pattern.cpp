@@ -5,7 +5,6 @@
 #include <charconv>
 #include <utility>
 
-#include "base/error_numbers.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 

@@ -5,7 +5,6 @@
 
 #include "base/com/status.h"
 #include "base/com/text.h"
-#include "base/error_numbers.h"
 #include "quillmark/error.h"
 
 namespace quillmark::windows {

@@ -5,7 +5,6 @@
 
 #include "base/com/dispatch.h"
 #include "base/com/status.h"
-#include "base/error_numbers.h"
 #include "platform/windows/create_object.h"
 #include "quillmark/error.h"
 
