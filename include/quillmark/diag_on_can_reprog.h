@@ -70,6 +70,9 @@ class QUILLMARK_API DiagOnCANReprog : public XMLDocClient, public IThread {
   /// receives the next document. An exception from the handler ends the sequence like an error in
   /// the worker (D24, D25).
   ///
+  /// While the closing event of a sequence that failed is raised, `std::current_exception()` is the
+  /// error that ended it. After a normal end, and in a COM host, there is none.
+  ///
   /// A sequence is complete if the `totalbytes` of its documents add up to the bytes of all
   /// segments (or ranges).
   using XMLReadyHandler =

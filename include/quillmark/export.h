@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#if defined(__cplusplus) && __cplusplus < 202002L
+#error "quillmark needs C++20: compile with -std=c++20 or later"
+#endif
+
 #if defined(_GLIBCXX_DEBUG) && !defined(QUILLMARK_HAS_DEBUG_CONTAINERS)
 #error \
     "_GLIBCXX_DEBUG changes the layout of containers that cross into the library: build the host without it, \

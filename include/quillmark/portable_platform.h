@@ -38,6 +38,10 @@ class QUILLMARK_API PortablePlatform : public Platform {
   /// not end while a worker runs. Must not be called on a worker's thread, for example from an
   /// `XMLReady` handler. A forked child has none of its parent's workers: there it returns at once.
   virtual void WaitForWorkers() const = 0;
+
+  /// Returns once no worker is running that reports to `client`, such as the object on which
+  /// `ComputeDownload` was called; otherwise the same.
+  virtual void WaitForWorkers(const Object& client) const = 0;
 };
 
 /// A new platform with its own registry, in which the component's classes are registered.

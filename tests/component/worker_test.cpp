@@ -2,6 +2,7 @@
 // How a transfer's worker is started, and what it does if its surroundings fail.
 #include <array>
 #include <atomic>
+#include <exception>
 #include <new>
 
 #include "support/failing_platform.h"
@@ -18,10 +19,15 @@ class RecordingClient : public XMLDocClient {
  public:
   bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override {
     pieces.push_back(xml ? Piece(XmlOf(*xml)) : std::nullopt);
+    if (!xml) {
+      error = std::current_exception();
+    }
     return true;
   }
 
   std::vector<Piece> pieces;
+  /// That is at hand in the closing event.
+  std::exception_ptr error;
 };
 
 /// A worker driven by hand, as a threading library drives it.
@@ -56,6 +62,24 @@ class WorkerTest : public TransferTest {
   std::int32_t block_size_ = 1;
   std::int32_t separation_time_ = 0;
 };
+
+TEST_F(WorkerTest, HasItsErrorAtHandInTheClosingEvent) {
+  Parsed(R"(<image><segment at="16">01</segment></image>)");
+  align_ = 0;
+  GetDownloadParameters();
+  const auto client = std::make_shared<RecordingClient>();
+  worker_->EntryPoint(client);
+  ASSERT_TRUE(client->error);
+  EXPECT_ERROR(std::rethrow_exception(client->error), 11, "Division by zero");
+}
+
+TEST_F(WorkerTest, HasNoErrorAtHandAfterANormalEnd) {
+  Parsed(R"(<image><segment at="16">01</segment></image>)");
+  GetDownloadParameters();
+  const auto client = std::make_shared<RecordingClient>();
+  worker_->EntryPoint(client);
+  EXPECT_FALSE(client->error);
+}
 
 TEST_F(WorkerTest, RunsADownload) {
   Parsed(R"(<image><segment at="16">01</segment></image>)");

@@ -125,16 +125,43 @@ TEST(Worker, SeveralRunAtOnce) {
   EXPECT_EQ(ended, 8);
 }
 
+TEST(Worker, IsWaitedForByItsClient) {
+  std::promise<void> go;
+  const std::shared_future<void> gate = go.get_future().share();
+  const auto slow = std::make_shared<Client>();
+  const auto fast = std::make_shared<Client>();
+  std::atomic<int> ended = 0;
+  const auto platform = PlatformWith({.entry_point = [&, gate](const auto& client) {
+    if (client == slow) {
+      gate.wait();
+    }
+    ++ended;
+  }});
+  EXPECT_EQ(platform->StartThread(kProgID, {}, slow), 0);
+  EXPECT_EQ(platform->StartThread(kProgID, {}, fast), 0);
+  EXPECT_EQ(platform->StartThread(kProgID, {}, fast), 0);
+  platform->WaitForWorkers(*fast);
+  EXPECT_EQ(ended, 2);
+  EXPECT_EQ(platform->RunningWorkers(), 1U);
+  platform->WaitForWorkers(Client());
+  go.set_value();
+  platform->WaitForWorkers(*slow);
+  EXPECT_EQ(ended, 3);
+  EXPECT_EQ(platform->RunningWorkers(), 0U);
+}
+
 #ifndef _WIN32
 TEST(Worker, OfAParentDoesNotRunInAForkedChild) {
   std::promise<void> go;
   const std::shared_future<void> gate = go.get_future().share();
   const auto platform = PlatformWith({.entry_point = [gate](const auto&) { gate.wait(); }});
-  EXPECT_EQ(platform->StartThread(kProgID, {}, nullptr), 0);
+  const auto client = std::make_shared<Client>();
+  EXPECT_EQ(platform->StartThread(kProgID, {}, client), 0);
   const pid_t child = ::fork();
   if (child == 0) {
     ::alarm(20);  // a wait without end fails
     platform->WaitForWorkers();
+    platform->WaitForWorkers(*client);
     const bool none = platform->RunningWorkers() == 0;
     const bool starts = platform->StartThread(kProgID, {}, nullptr) == 0;
     ::_exit(none && starts && platform->RunningWorkers() == 1 ? 0 : 1);

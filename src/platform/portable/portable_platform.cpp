@@ -33,7 +33,7 @@ class NativePlatform final : public PortablePlatform,
                              public std::enable_shared_from_this<NativePlatform> {
  public:
   explicit NativePlatform(workers::ThreadLauncher launcher)
-      : launcher_(std::move(launcher)), workers_(std::make_shared<workers::WorkerCount>()) {}
+      : launcher_(std::move(launcher)), workers_(std::make_shared<workers::WorkerCounts>()) {}
 
   [[nodiscard]] std::shared_ptr<DOMDocument> CreateDOMDocument() override { return NewDocument(); }
 
@@ -74,17 +74,24 @@ class NativePlatform final : public PortablePlatform,
     GuardMemory([&] { registry_.Register(std::move(progID), std::move(factory)); });
   }
 
-  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->Value(); }
+  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->All().Value(); }
 
   void WaitForWorkers() const override {
     // Held separately, since the platform may be destroyed before the wait is over.
-    const std::shared_ptr<workers::WorkerCount> running = workers_;
-    running->WaitForZero();
+    const std::shared_ptr<workers::WorkerCounts> running = workers_;
+    running->All().WaitForZero();
+  }
+
+  void WaitForWorkers(const Object& client) const override {
+    // In a forked child another thread of the parent may have held the lock of the counts.
+    if (RunningWorkers() != 0) {
+      workers_->Of(&client)->WaitForZero();
+    }
   }
 
  private:
   workers::ThreadLauncher launcher_;
-  std::shared_ptr<workers::WorkerCount> workers_;
+  std::shared_ptr<workers::WorkerCounts> workers_;
   workers::ClassRegistry registry_;
 };
 

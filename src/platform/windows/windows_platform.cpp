@@ -47,12 +47,12 @@ class ComPlatform final : public WindowsPlatform, public std::enable_shared_from
   }
   void SetClientFace(ClientFace face) override { client_face_ = std::move(face); }
 
-  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->Value(); }
+  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->All().Value(); }
 
   void WaitForWorkers() const override {
     // Held separately, since the platform may be destroyed before the wait is over.
-    const std::shared_ptr<workers::WorkerCount> running = workers_;
-    running->WaitForZero();
+    const std::shared_ptr<workers::WorkerCounts> running = workers_;
+    running->All().WaitForZero();
   }
 
  private:
@@ -72,7 +72,7 @@ class ComPlatform final : public WindowsPlatform, public std::enable_shared_from
     }
   }
 
-  std::shared_ptr<workers::WorkerCount> workers_ = std::make_shared<workers::WorkerCount>();
+  std::shared_ptr<workers::WorkerCounts> workers_ = std::make_shared<workers::WorkerCounts>();
   workers::ClassRegistry registry_;
   ClientFace client_face_;
 };

@@ -16,17 +16,23 @@ namespace {
 /// Counts one worker as long as it lives.
 class CountedWorker {
  public:
-  explicit CountedWorker(std::shared_ptr<WorkerCount> count) : count_(std::move(count)) {
-    count_->Increment();
+  CountedWorker(std::shared_ptr<WorkerCounts> counts, const Object* client)
+      : counts_(std::move(counts)), of_client_(counts_->Of(client)) {
+    of_client_->Increment();
+    counts_->All().Increment();
   }
   CountedWorker(const CountedWorker&) = delete;
   CountedWorker& operator=(const CountedWorker&) = delete;
   CountedWorker(CountedWorker&&) = delete;
   CountedWorker& operator=(CountedWorker&&) = delete;
-  ~CountedWorker() { count_->Decrement(); }
+  ~CountedWorker() {
+    of_client_->Decrement();
+    counts_->All().Decrement();
+  }
 
  private:
-  std::shared_ptr<WorkerCount> count_;
+  std::shared_ptr<WorkerCounts> counts_;
+  std::shared_ptr<WorkerCount> of_client_;
 };
 
 /// The status for an error at the start of a worker.
@@ -43,8 +49,8 @@ std::int32_t StatusOf(const Error& error) {
 /// One worker: created on the caller's thread, run on the new one.
 class Worker {
  public:
-  Worker(WorkerTask task, ParameterList parameters, const std::shared_ptr<WorkerCount>& count)
-      : counted_(std::make_unique<CountedWorker>(count)),
+  Worker(WorkerTask task, ParameterList parameters, const std::shared_ptr<WorkerCounts>& counts)
+      : counted_(std::make_unique<CountedWorker>(counts, task.client.get())),
         task_(std::move(task)),
         parameters_(parameters) {}
 
@@ -126,10 +132,22 @@ std::uint32_t WorkerCount::CountHere(State state) {
   return state == Here(count) ? count : 0;
 }
 
+std::shared_ptr<WorkerCount> WorkerCounts::Of(const Object* client) {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(by_client_, [](const auto& entry) { return entry.second.expired(); });
+  std::weak_ptr<WorkerCount>& known = by_client_[client];
+  std::shared_ptr<WorkerCount> count = known.lock();
+  if (!count) {
+    count = std::make_shared<WorkerCount>();
+    known = count;
+  }
+  return count;
+}
+
 std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, ParameterList parameters,
-                         const std::shared_ptr<WorkerCount>& count) {
+                         const std::shared_ptr<WorkerCounts>& counts) {
   try {
-    auto worker = std::make_shared<Worker>(std::move(task), parameters, count);
+    auto worker = std::make_shared<Worker>(std::move(task), parameters, counts);
     std::future<std::int32_t> status = worker->Status();
     // From here on only the thread keeps the worker alive; if it never runs, the promise is broken.
     launch([running = std::move(worker)] { running->Run(); });

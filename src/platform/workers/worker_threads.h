@@ -5,7 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "quillmark/object.h"
@@ -37,6 +39,21 @@ class WorkerCount {
   std::atomic<State> state_ = 0;
 };
 
+/// The workers of a platform: all of them, and those of each client. Threads: any.
+class WorkerCounts {
+ public:
+  WorkerCount& All() { return all_; }
+
+  /// The count of one client's workers, which share it with whoever waits for them.
+  [[nodiscard]] std::shared_ptr<WorkerCount> Of(const Object* client);
+
+ private:
+  WorkerCount all_;
+  std::mutex mutex_;
+  /// A client lives as long as its workers, so that no other can have its address meanwhile.
+  std::map<const Object*, std::weak_ptr<WorkerCount>> by_client_;
+};
+
 /// What a worker consists of, and what it keeps alive until it ends.
 struct WorkerTask {
   /// Creates the worker object and keeps the platform alive. Called on the worker's thread.
@@ -47,6 +64,6 @@ struct WorkerTask {
 /// Starts a worker as `Platform::StartThread` says and returns its status.
 [[nodiscard]] std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task,
                                        ParameterList parameters,
-                                       const std::shared_ptr<WorkerCount>& count);
+                                       const std::shared_ptr<WorkerCounts>& counts);
 
 }  // namespace quillmark::workers
