@@ -1,18 +1,22 @@
 # SPDX-License-Identifier: MIT
 # What `cmake --install` puts where: the shared library, its headers, the CMake package, the pkg-config
-# file, and the command-line tool where it was built, with its manual and completion. pugixml stays inside:
-# a consumer needs neither its headers nor its package. Each component becomes one Debian package.
+# file, the pages and the examples that the headers refer to, and the command-line tool where it was built, with its
+# manual and completion. pugixml stays inside the shared library: a consumer needs neither its headers nor its package.
+# Each component becomes one Debian package.
 include(CMakePackageConfigHelpers)
 
 set(quillmark_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillmark)
 
 install(TARGETS quillmark EXPORT quillmarkTargets
-        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development)
+        LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+        ARCHIVE COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/quillmark DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT development FILES_MATCHING PATTERN "*.h")
 install(EXPORT quillmarkTargets NAMESPACE quillmark:: DESTINATION ${quillmark_package_dir}
         COMPONENT development)
 
+get_target_property(quillmark_type quillmark TYPE)
+string(COMPARE EQUAL "${quillmark_type}" SHARED_LIBRARY quillmark_is_shared)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/quillmarkConfig.cmake.in
                               ${PROJECT_BINARY_DIR}/quillmarkConfig.cmake
                               INSTALL_DESTINATION ${quillmark_package_dir})
@@ -21,6 +25,13 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/quillmarkConfigVersion.cm
 install(FILES ${PROJECT_BINARY_DIR}/quillmarkConfig.cmake
               ${PROJECT_BINARY_DIR}/quillmarkConfigVersion.cmake
         DESTINATION ${quillmark_package_dir} COMPONENT development)
+
+# Headers and pages name each other by their paths in the source tree.
+set(quillmark_doc_dir ${CMAKE_INSTALL_DATADIR}/doc/libquillmark-dev)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${quillmark_doc_dir}
+        COMPONENT development)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${quillmark_doc_dir}
+        COMPONENT development PATTERN "site" EXCLUDE PATTERN "build" EXCLUDE PATTERN "__pycache__" EXCLUDE)
 
 # The prefix is found from where the file lies, so that the installed tree can be moved.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX

@@ -28,6 +28,9 @@ file(APPEND ${doc_files}/overrides/libquillmark0
      "# CPack calls ldconfig in scripts of its own and cannot be told not to; the trigger is there as well.\n"
      "maintscript-calls-ldconfig [postinst]\n"
      "maintscript-calls-ldconfig [postrm]\n")
+file(APPEND ${doc_files}/overrides/libquillmark-dev
+     "# The licence is also where an installation without packages has it.\n"
+     "extra-license-file\n")
 
 # quillmark_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION [DEPENDS]): the component as a package.
 function(quillmark_package component name section summary description)
@@ -77,7 +80,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/shlibs ${doc_files}/
 
 quillmark_package(
   development libquillmark-dev libdevel "Documents that reprogram vehicle ECUs, development files"
-  "Headers, CMake package, pkg-config file and an example for a diagnostic
+  "Headers, CMake package, pkg-config file, reference and examples for a diagnostic
 application that reprograms vehicle ECUs with libquillmark, in C++20."
   "${same_library}")
 
@@ -89,8 +92,6 @@ can-utils and Wireshark read, and simulates an ECU to try it all on."
   "${same_library}")
 
 # Something to try at once.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/minimal_host
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libquillmark-dev/examples COMPONENT development EXCLUDE_FROM_ALL)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/quillmark-tools/examples COMPONENT tools EXCLUDE_FROM_ALL)
 
