@@ -139,9 +139,9 @@ with which a service is refused. Raises ValueError for options that make no ECU.
           [](const Ecu& self, const ByteArgument& seed) {
             return PythonBytes(self.options().key(seed.bytes));
           },
-          py::arg("seed"), "The key that the ECU wants for a seed, four bytes each.")
+          py::arg("seed"), "The key that the ECU expects for a seed, four bytes each.")
       .def("read", &ReadFlash, py::arg("address"), py::arg("count"),
-           "What stands in the flash memory; 0xFF where it is erased. Raises IndexError where "
+           "The content of the flash memory; 0xFF where it is erased. Raises IndexError where "
            "there is none.")
       .def_property_readonly(
           "blocks_written",

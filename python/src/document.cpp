@@ -110,15 +110,15 @@ share a document: each waits for its turn, that of a Runner lasting for the whol
           "The bytes of the image or the ranges that a transfer document covers, left-out fill "
           "included;\nNone for other documents.")
       .def("steps", &StepsOf,
-           "What is to be done, in order, and after a run what came of it: a list of Step.\n\n"
-           "Raises Error 13 with the reason where this is no request document.")
+           "The steps in order, with their results after a run: a list of Step.\n\n"
+           "Raises Error 13 with the reason if this is not a request document.")
       .def("to_etree", &ToEtree,
            "A copy as xml.etree.ElementTree.Element, the root. Carriage returns are kept; the XML "
            "declaration\nhas no place there.")
       .def_static("from_etree", &FromEtree, py::arg("tree"),
-                  "A document from an Element or an ElementTree of xml.etree. With what to_etree "
-                  "gave, xml is\nthe same as before.")
-      .def("copy", &Copy, "An independent copy, such as to run a request once more.")
+                  "A document from an Element or an ElementTree of xml.etree. What to_etree "
+                  "returned becomes a\ndocument with the same xml.")
+      .def("copy", &Copy, "An independent copy, for example to run a request again.")
       .def("__repr__", &TextOfDocument);
 }
 

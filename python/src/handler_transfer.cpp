@@ -149,15 +149,15 @@ void BindTransfers(py::module_& module) {
       module, "Transfer",
       R"(A transfer whose documents go to a handler.
 
-It goes on where this object is dropped. An exception of the handler that no wait() has raised is reported
+It goes on if this object is dropped. An exception of the handler that no wait() has raised is reported
 by sys.unraisablehook.)")
       .def("wait", &HandlerTransfer::Wait, py::arg("timeout") = py::none(),
-           "Waits for the end of the transfer, at most timeout seconds. True where the handler "
-           "took every\ndocument, False where it was cancelled.\n\nRaises what the handler raised "
-           "(once; then False), TransferIncomplete where the worker failed,\nTimeoutError, and "
+           "Waits for the end of the transfer, at most timeout seconds. True if the handler "
+           "accepted every\ndocument, False if it was cancelled.\n\nRaises what the handler raised "
+           "(once; then False), TransferIncomplete if the worker failed,\nTimeoutError, and "
            "RuntimeError in its own handler and in a forked child.")
       .def("cancel", &HandlerTransfer::Cancel,
-           "Ends the transfer; the handler is called no more. Returns at once.")
+           "Ends the transfer; the handler is not called again. Returns at once.")
       .def_property_readonly("done", &HandlerTransfer::Ended, "Whether it has ended.");
 
   py::class_<DocumentStream, std::shared_ptr<DocumentStream>>(module, "_DocumentStream")
@@ -165,7 +165,7 @@ by sys.unraisablehook.)")
       .def("close", &DocumentStream::Close);
 
   module.def("wait_for_workers", &WaitForWorkers,
-             "Returns once no transfer of this process computes any more.");
+             "Returns once no transfer of this process is running.");
   py::module_::import("atexit").attr("register")(py::cpp_function(&EndTransfers));
 }
 

@@ -172,8 +172,8 @@ and for a segment that goes past it.)")
       .def_property_readonly("segments", &SegmentsOf,
                              "Pairs of address and bytes, in address order.")
       .def("joined", &JoinedDict,
-           "A dict of addresses and bytes with neighbouring segments joined, as after an upload. "
-           "Raises\nValueError where two overlap.")
+           "A dict of addresses and bytes with adjacent segments joined, as after an upload. "
+           "Raises\nValueError if two overlap.")
       .def_property_readonly(
           "size",
           [](const Image& self) {

@@ -225,9 +225,10 @@ void BindMemory(Class& reprog) {
            "True when the routine has finished, False while it runs.\n\nRaises Error 2000 without "
            "a reply, 9 for one without status, otherwise 4006.")
       .def("writelogzone", &Call<&D::writelogzone, ByteArgument>, py::arg("Histo"),
-           "Writes the history record, 48 bytes; of fewer or more, as many as both have.")
+           "Writes the history record of 48 bytes; a longer one is cut, a shorter one filled with "
+           "0.")
       .def("checkwritelogzone", &Check<&D::checkwritelogzone>, Root(),
-           "Raises Error 4008 where a step of the document failed.");
+           "Raises Error 4008 if a step of the document failed.");
 }
 
 void BindTransferMembers(Class& reprog) {
@@ -249,13 +250,13 @@ transfer and is raised by Transfer.wait.
 Raises Error 1000 for MaxSize out of range, 91 before CANIDs. A thread that fails ends the sequence early:
 the generator and Transfer.wait raise TransferIncomplete.)")
       .def("checkdownload", &Check<&D::checkdownload>, Root(),
-           "Raises Error 4005 where a step of the document failed.")
+           "Raises Error 4005 if a step of the document failed.")
       .def("ComputeUpload", &ComputeUpload, py::arg("Map"), py::arg("RL"),
            py::arg("XMLReady") = py::none(),
            "Computes the upload of ranges, pairs of start and count, like ComputeDownload, in "
            "requests of 48 bytes.")
       .def("checkupload", &CheckUpload, Root(), py::arg("Image").none(false),
-           "Adds one segment a reply to the MemoryImage, all or none.\n\nRaises Error 4007 where a "
+           "Adds one segment per reply to the MemoryImage, all or none.\n\nRaises Error 4007 if a "
            "step failed, 2000 for a reply without data, 2003 for a wrong checksum,\n9 for a reply "
            "shorter than it says.");
 }

@@ -129,7 +129,7 @@ void BindOutcome(py::module_& module) {
           "frame", [](const RunOutcome& self) { return PythonBytes(self.frame); },
           "What came instead of the expected frame; empty where nothing came.")
       .def_readonly("response_code", &RunOutcome::response_code,
-                    "The code where that frame is a negative response; otherwise None.")
+                    "The code if that frame is a negative response; otherwise None.")
       .def_property_readonly(
           "elapsed",
           [](const RunOutcome& self) {

@@ -18,9 +18,10 @@ class Step {
 
   [[nodiscard]] const quillmark::Step& step() const { return step_; }
 
-  /// Each writes the result of the step into the document, and raises ValueError if the step cannot
-  /// have a frame or already has one.
+  /// Writes the frame into the document. Raises ValueError for a step that receives nothing or has
+  /// its frame already.
   void Answer(const ByteArgument& frame);
+  /// Marks the step as failed in the document. Raises ValueError if it is marked already.
   void Fail(const std::string& reason);
 
   /// "send 0227810000000000", "receive 066781: 06678111223344AA", "wait 20 ms".
