@@ -44,7 +44,7 @@ class OperationArguments {
     return Parse(RunDocumentOf(form_, messages));
   }
 
-  /// The same behind what stands first in gateway form.
+  /// The same; in gateway form `first` comes before them.
   [[nodiscard]] std::shared_ptr<DOMDocument> RepliedBehind(
       const std::string& first, std::vector<std::string> messages) const {
     if (form_.name == kGateway.name) {

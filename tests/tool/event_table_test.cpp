@@ -32,7 +32,7 @@ struct Row {
   }
 };
 
-/// What stands in backticks, without options.
+/// The texts in backticks, without options.
 Words CodeIn(const std::string& text) {
   Words words;
   for (std::size_t at = text.find('`'); at != std::string::npos; at = text.find('`', at)) {
