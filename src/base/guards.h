@@ -23,6 +23,13 @@ decltype(auto) GuardMemory(Operation&& operation) {
   }
 }
 
+/// Raises 7 if an allocation that reports failure by its result has failed.
+inline void RequireMemory(bool allocated) {
+  if (!allocated) {
+    throw Error(error_number::kOutOfMemory);
+  }
+}
+
 /// The object of a pointer that is about to be used. Raises 91 if it is null: a caller may pass
 /// null, and a platform or a type of the host may return it.
 template <typename T>

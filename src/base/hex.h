@@ -16,6 +16,13 @@ namespace quillmark {
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
+/// A few bytes, such as those of a short message, without a heap allocation: Octets(0x27, 0x81).
+/// Each is taken modulo 256.
+template <typename... Octet>
+[[nodiscard]] constexpr std::array<std::uint8_t, sizeof...(Octet)> Octets(Octet... octets) {
+  return {static_cast<std::uint8_t>(octets)...};
+}
+
 /// Upper-case text, two digits per byte, no separators.
 [[nodiscard]] std::string HexOf(ByteView bytes);
 void AppendHex(std::string& text, ByteView bytes);

@@ -9,16 +9,10 @@
 #include "base/guards.h"
 #include "component/event_source.h"
 #include "context/context.h"
-#include "services/erase_and_routines.h"
-#include "services/history.h"
-#include "services/log_zone.h"
-#include "services/security_access.h"
-#include "services/session_control.h"
-#include "transfer/download_worker.h"
-#include "transfer/transfer_checks.h"
+#include "services/services.h"
+#include "transfer/transfer.h"
 #include "transfer/transfer_documents.h"
 #include "transfer/transfer_parameters.h"
-#include "transfer/upload_worker.h"
 
 namespace quillmark {
 namespace {

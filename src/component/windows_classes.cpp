@@ -3,7 +3,7 @@
 
 #include "base/guards.h"
 #include "component/component_classes.h"
-#include "platform/windows/windows_platform_factory.h"
+#include "platform/windows/windows_platform.h"
 
 namespace quillmark {
 

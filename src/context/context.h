@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -9,7 +11,6 @@
 #include "base/guards.h"
 #include "base/hex.h"
 #include "context/addressing.h"
-#include "context/frame_buffers.h"
 #include "context/request_template.h"
 #include "quillmark/platform.h"
 
@@ -20,6 +21,15 @@ struct FlowControlSettings {
   std::int32_t block_size = 1;       ///< consecutive frames between two flow-control frames
   std::int32_t separation_time = 0;  ///< milliseconds; 0: no wait elements
   Bytes prefix = {0x30, 0x01};       ///< what a flow-control frame must begin with
+};
+
+inline constexpr std::size_t kCANFrameSize = 8;
+using CANFrame = std::array<std::uint8_t, kCANFrameSize>;
+
+/// The frames in which plain CAN requests are built. They live as long as the configuration: D4.
+struct FrameBuffers {
+  CANFrame frame{};
+  CANFrame consecutive{};
 };
 
 /// The reprogramming context: how to reach one ECU, and the document from which every request

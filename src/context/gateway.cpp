@@ -7,7 +7,7 @@
 
 #include "base/byte_access.h"
 #include "base/checked.h"
-#include "context/frame_buffers.h"
+#include "context/context.h"
 #include "context/k_message.h"
 
 namespace quillmark::gateway {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "context/negative_response.h"
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -8,6 +6,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "context/reply.h"
 #include "quillmark/error.h"
 
 namespace quillmark {

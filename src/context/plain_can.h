@@ -6,7 +6,6 @@
 
 #include "base/hex.h"
 #include "context/context.h"
-#include "context/frame_buffers.h"
 #include "context/reply_frames.h"
 #include "context/step_writer.h"
 

@@ -36,6 +36,11 @@ namespace quillmark {
 [[nodiscard]] Bytes ReadReplyAtPath(TransportForm form, const std::shared_ptr<DOMDocument>& root,
                                     const std::string& path);
 
+/// Raises the error of a negative response (7F, service identifier, response code); returns for
+/// every other reply. Raises 2000 "No reply" for an empty reply, 2041 for a negative response that
+/// is cut short, 2032 to 2044 by the response code.
+void CheckNegativeReply(ByteView reply);
+
 /// Index of the reply to a request that takes two frames in gateway form: the first `r` is
 /// then the acknowledgement of the request's first frame.
 [[nodiscard]] std::size_t ReplyIndexOfLongRequest(TransportForm form);

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "services/history.h"
-
 #include <cstddef>
 #include <string>
 
@@ -8,6 +6,7 @@
 #include "base/guards.h"
 #include "context/message_table.h"
 #include "context/reply.h"
+#include "services/services.h"
 
 namespace quillmark::services {
 namespace {

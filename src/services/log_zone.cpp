@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "services/log_zone.h"
-
 #include <cstdint>
 
 #include "base/guards.h"
-#include "base/octets.h"
+#include "base/hex.h"
 #include "context/message_table.h"
 #include "context/reply.h"
 #include "context/request.h"
+#include "services/services.h"
 
 namespace quillmark::services {
 namespace {

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "services/security_access.h"
-
 #include <cstddef>
 #include <cstdint>
 
 #include "base/byte_access.h"
 #include "base/guards.h"
-#include "base/octets.h"
+#include "base/hex.h"
 #include "context/message_table.h"
-#include "context/negative_response.h"
 #include "context/reply.h"
 #include "context/request.h"
+#include "services/services.h"
 
 namespace quillmark::services {
 namespace {

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "services/session_control.h"
-
 #include <array>
 #include <cstdint>
 
-#include "base/octets.h"
+#include "base/hex.h"
 #include "context/request.h"
-#include "services/history.h"
+#include "services/services.h"
 
 namespace quillmark::services {
 namespace {

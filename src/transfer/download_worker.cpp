@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "transfer/download_worker.h"
-
 #include <algorithm>
 #include <array>
 #include <functional>
@@ -10,9 +8,9 @@
 #include "base/byte_access.h"
 #include "base/guards.h"
 #include "context/message_table.h"
-#include "transfer/address_bytes.h"
 #include "transfer/piece_stream.h"
 #include "transfer/segment_cutter.h"
+#include "transfer/transfer.h"
 #include "transfer/transfer_documents.h"
 
 namespace quillmark::transfer {

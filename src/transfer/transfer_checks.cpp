@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "transfer/transfer_checks.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -11,6 +9,7 @@
 #include "context/message_table.h"
 #include "context/reply.h"
 #include "context/reply_frames.h"
+#include "transfer/transfer.h"
 
 namespace quillmark::transfer {
 namespace {

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "transfer/upload_worker.h"
-
 #include <algorithm>
 #include <array>
 #include <utility>
 
 #include "base/checked.h"
 #include "base/guards.h"
-#include "transfer/address_bytes.h"
 #include "transfer/piece_stream.h"
+#include "transfer/transfer.h"
 #include "transfer/transfer_documents.h"
 
 namespace quillmark::transfer {

@@ -3,9 +3,8 @@
 
 #include <chrono>
 
+#include "base/com/apartment.h"
 #include "base/com/dispatch.h"
-#include "base/com/error_info.h"
-#include "base/com/message_pump.h"
 #include "base/com/status.h"
 
 namespace quillmark::testing {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "base/com/com_ptr.h"
-#include "base/com/error_info.h"
 
 namespace quillmark::com {
 namespace {

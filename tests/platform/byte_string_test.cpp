@@ -5,7 +5,6 @@
 #include "examples/own_types/own_byte_string.h"
 #include "platform/byte_string_laws.h"
 #include "platform/naive_byte_string.h"
-#include "platform/portable/fill_run.h"
 #include "platform/portable/memory_byte_string.h"
 
 namespace quillmark::testing {

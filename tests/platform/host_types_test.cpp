@@ -3,9 +3,8 @@
 
 #include "platform/naive_byte_string.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/range_map.h"
+#include "platform/portable/reference_types.h"
 #include "platform/portable/segment_image.h"
-#include "platform/portable/sum_checksum_calculator.h"
 #include "support/expect_error.h"
 
 namespace quillmark::portable {

@@ -14,7 +14,6 @@
 
 #include "base/com/apartment.h"
 #include "base/com/com_ptr.h"
-#include "base/com/message_pump.h"
 #include "component/com/quillmark_com.h"
 #include "host/windows/client/event_receiver.h"
 #include "platform/windows/com_objects.h"

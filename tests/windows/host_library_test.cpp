@@ -7,7 +7,6 @@
 
 #include "base/com/apartment.h"
 #include "base/com/com_ptr.h"
-#include "base/com/error_info.h"
 #include "base/com/scriptable.h"
 #include "base/com/status.h"
 #include "component/com/quillmark_com.h"

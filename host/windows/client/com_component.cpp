@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "base/com/com_ptr.h"
-#include "base/com/error_info.h"
 #include "base/com/status.h"
 #include "base/com/text.h"
 #include "component/com/quillmark_com.h"

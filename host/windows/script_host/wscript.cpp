@@ -8,9 +8,8 @@
 #include <utility>
 
 #include "base/checked.h"
+#include "base/com/apartment.h"
 #include "base/com/dispatch.h"
-#include "base/com/error_info.h"
-#include "base/com/message_pump.h"
 #include "base/com/status.h"
 #include "quillmark/error.h"
 

@@ -8,16 +8,14 @@
 
 #include "base/com/class_object.h"
 #include "base/com/com_ptr.h"
-#include "base/com/error_info.h"
 #include "base/com/registration.h"
 #include "base/com/status.h"
 #include "host/windows/vantrel/byte_string_object.h"
 #include "host/windows/vantrel/checksum_calculator_object.h"
 #include "host/windows/vantrel/collections.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/range_map.h"
+#include "platform/portable/reference_types.h"
 #include "platform/portable/segment_image.h"
-#include "platform/portable/sum_checksum_calculator.h"
 
 namespace quillmark::vantrel {
 namespace {

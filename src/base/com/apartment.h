@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <chrono>
+
 #include "base/com/status.h"
 
 namespace quillmark::com {
@@ -19,5 +21,9 @@ class Apartment {
   Apartment& operator=(Apartment&&) = delete;
   ~Apartment() { CoUninitialize(); }
 };
+
+/// Waits, and meanwhile dispatches the messages of this thread: calls from other apartments arrive
+/// as messages.
+void PumpFor(std::chrono::milliseconds time);
 
 }  // namespace quillmark::com

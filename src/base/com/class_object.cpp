@@ -2,7 +2,7 @@
 #include "base/com/class_object.h"
 
 #include "base/com/com_ptr.h"
-#include "base/com/error_info.h"
+#include "base/com/status.h"
 
 namespace quillmark::com {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/com/error_info.h"
+#include "base/com/status.h"
 #include "base/com/unknown.h"
 
 namespace quillmark::com {

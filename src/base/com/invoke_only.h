@@ -18,7 +18,10 @@ class InvokeOnly : public Unknown<IDispatch> {
     return S_OK;
   }
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT /*index*/, LCID /*locale*/,
-                                        ITypeInfo** /*info*/) override {
+                                        ITypeInfo** info) override {
+    if (info != nullptr) {
+      *info = nullptr;
+    }
     return DISP_E_BADINDEX;
   }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* /*names*/, UINT /*count*/,

@@ -29,21 +29,6 @@ void Describe(const Error& error, EXCEPINFO& exception) {
 
 }  // namespace
 
-HRESULT Scriptable::GetTypeInfoCount(UINT* count) {
-  if (count == nullptr) {
-    return E_POINTER;
-  }
-  *count = 0;
-  return S_OK;
-}
-
-HRESULT Scriptable::GetTypeInfo(UINT /*index*/, LCID /*locale*/, ITypeInfo** info) {
-  if (info != nullptr) {
-    *info = nullptr;
-  }
-  return DISP_E_BADINDEX;
-}
-
 HRESULT Scriptable::GetIDsOfNames(REFIID /*reserved*/, LPOLESTR* names, UINT count, LCID /*locale*/,
                                   DISPID* ids) {
   if (const HRESULT status = CheckNames(names, count, ids); FAILED(status)) {

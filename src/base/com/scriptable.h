@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "base/com/arguments.h"
-#include "base/com/unknown.h"
+#include "base/com/invoke_only.h"
 #include "base/com/variant.h"
 
 namespace quillmark::com {
@@ -26,10 +26,8 @@ struct Member {
 
 /// A class by its members' names: the dispatch interface of every object here. An error of a member
 /// becomes the exception of the call, with number and description.
-class Scriptable : public Unknown<IDispatch> {
+class Scriptable : public InvokeOnly {
  public:
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID locale, ITypeInfo** info) override;
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID reserved, LPOLESTR* names, UINT count, LCID locale,
                                           DISPID* ids) override;
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID reserved, LCID locale, WORD kind,

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "base/com/status.h"
 
+#include <oleauto.h>
+
 #include <exception>
 #include <new>
 #include <utility>
+
+#include "base/com/com_ptr.h"
 
 namespace quillmark::com {
 namespace {
@@ -19,6 +23,15 @@ HRESULT StatusIn(const EXCEPINFO& exception) {
     return exception.scode;
   }
   return exception.wCode != 0 ? StatusOf(exception.wCode) : E_FAIL;
+}
+
+ComPtr<IErrorInfo> NewErrorInfo(const Error& error) {
+  ComPtr<ICreateErrorInfo> info;
+  Bstr description(error.Description());
+  if (FAILED(CreateErrorInfo(info.Put())) || FAILED(info->SetDescription(description.get()))) {
+    return {};
+  }
+  return info.As<IErrorInfo>();
 }
 
 }  // namespace
@@ -49,6 +62,29 @@ Error CurrentError() noexcept {
   } catch (...) {
     return Error(E_UNEXPECTED);
   }
+}
+
+HRESULT Report(const Error& error) noexcept {
+  const HRESULT status = StatusOf(error.Number());
+  try {
+    SetErrorInfo(0, NewErrorInfo(error).get());
+  } catch (...) {
+    // Without memory for its text, only the status is left.
+    SetErrorInfo(0, nullptr);
+  }
+  return status;
+}
+
+HRESULT ReportCurrent() noexcept { return Report(CurrentError()); }
+
+Error ReportedError(HRESULT status) {
+  ComPtr<IErrorInfo> info;
+  Bstr description;
+  if (GetErrorInfo(0, info.Put()) != S_OK || FAILED(info->GetDescription(description.Put())) ||
+      description.view().empty()) {
+    return Error(NumberOf(status));
+  }
+  return {NumberOf(status), description.utf8()};
 }
 
 }  // namespace quillmark::com

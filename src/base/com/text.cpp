@@ -4,7 +4,7 @@
 #include <windows.h>
 
 #include "base/checked.h"
-#include "quillmark/error.h"
+#include "base/guards.h"
 
 namespace quillmark::com {
 
@@ -27,9 +27,7 @@ std::string Utf8Of(std::wstring_view utf16) {
 
 Bstr::Bstr(std::wstring_view text)
     : text_(SysAllocStringLen(text.data(), checked::Convert<UINT>(text.size()))) {
-  if (text_ == nullptr) {
-    throw Error(error_number::kOutOfMemory);
-  }
+  RequireMemory(text_ != nullptr);
 }
 
 }  // namespace quillmark::com

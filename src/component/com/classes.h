@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "base/com/registry.h"
+#include "base/com/registration.h"
 
 namespace quillmark {
 

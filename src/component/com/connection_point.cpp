@@ -4,7 +4,7 @@
 #include <olectl.h>
 
 #include "base/com/enumerator.h"
-#include "base/com/error_info.h"
+#include "base/com/status.h"
 #include "component/com/quillmark_com.h"
 
 namespace quillmark {

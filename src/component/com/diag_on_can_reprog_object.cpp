@@ -5,9 +5,7 @@
 
 #include <utility>
 
-#include "base/com/error_info.h"
 #include "base/com/status.h"
-#include "component/com/com_client.h"
 #include "component/com/object_array.h"
 #include "component/com/thread_parameters.h"
 #include "component/com/type_library.h"

@@ -2,8 +2,8 @@
 // The entry points of the server.
 #include <windows.h>
 
-#include "base/com/error_info.h"
-#include "base/com/registry.h"
+#include "base/com/registration.h"
+#include "base/com/status.h"
 #include "base/com/unknown.h"
 #include "component/com/classes.h"
 

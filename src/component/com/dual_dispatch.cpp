@@ -4,7 +4,6 @@
 #include <oleauto.h>
 
 #include "base/com/arguments.h"
-#include "base/com/error_info.h"
 #include "base/com/status.h"
 #include "base/com/text.h"
 #include "component/com/call_arguments.h"

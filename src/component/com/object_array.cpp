@@ -9,7 +9,7 @@
 #include "base/checked.h"
 #include "base/com/status.h"
 #include "base/com/variant.h"
-#include "quillmark/error.h"
+#include "base/guards.h"
 
 namespace quillmark {
 namespace {
@@ -59,9 +59,7 @@ bool TakesElements(SAFEARRAY& array, VARTYPE type, std::size_t count) {
 OwnedArray NewArray(VARTYPE type, const ObjectList& objects) {
   OwnedArray array(SafeArrayCreateVector(type, 0, checked::Convert<ULONG>(objects.size())),
                    &SafeArrayDestroy);
-  if (!array) {
-    throw Error(error_number::kOutOfMemory);
-  }
+  RequireMemory(array != nullptr);
   Fill(*array, type, objects);
   return array;
 }

@@ -3,8 +3,11 @@
 
 #include <oleauto.h>
 
+#include <utility>
+
 #include "base/com/status.h"
 #include "base/com/variant.h"
+#include "component/com/quillmark_com.h"
 #include "platform/windows/com_objects.h"
 
 namespace quillmark {
@@ -29,6 +32,23 @@ bool IsListOfVariables(SAFEARRAY* array) {
          type == VT_VARIANT;
 }
 
+class ComClient final : public XMLDocClient {
+ public:
+  explicit ComClient(com::ComPtr<IXMLDocClient> client) : client_(std::move(client)) {}
+
+  bool XMLReady(const std::shared_ptr<IXMLDOMNode>& xml) override {
+    VARIANT_BOOL goes_on = VARIANT_FALSE;
+    const HRESULT status = client_->XMLReady(windows::DispatchOf(xml).get(), &goes_on);
+    if (FAILED(status)) {
+      throw com::ReportedError(status);
+    }
+    return goes_on != VARIANT_FALSE;
+  }
+
+ private:
+  com::ComPtr<IXMLDocClient> client_;
+};
+
 }  // namespace
 
 ThreadParameters::ThreadParameters(SAFEARRAY* parameters) {
@@ -45,6 +65,14 @@ ThreadParameters::ThreadParameters(SAFEARRAY* parameters) {
     const Value& value = values_.emplace_back(ValueOf(*element.InOut()));
     list_.push_back(std::visit([](const auto& copy) { return Parameter(&copy); }, value));
   }
+}
+
+std::shared_ptr<XMLDocClient> WrapClient(IUnknown* client) {
+  auto receiver = com::Share(client).As<IXMLDocClient>();
+  if (!receiver) {
+    throw Error(error_number::kTypeMismatch);
+  }
+  return std::make_shared<ComClient>(std::move(receiver));
 }
 
 }  // namespace quillmark

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "quillmark/threading.h"
+#include "quillmark/xml_doc_client.h"
 
 namespace quillmark {
 
@@ -29,5 +30,9 @@ class ThreadParameters {
   std::deque<Value> values_;
   std::vector<Parameter> list_;
 };
+
+/// The client of a worker that a host's threading library runs, as the worker sees it: an object
+/// with `IXMLDocClient`. Raises 13 for any other and for Nothing.
+[[nodiscard]] std::shared_ptr<XMLDocClient> WrapClient(IUnknown* client);
 
 }  // namespace quillmark

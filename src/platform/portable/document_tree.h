@@ -77,6 +77,9 @@ class DocumentTree {
 struct NodeHandle {
   std::shared_ptr<DocumentTree> tree;
   pugi::xml_node node;
+
+  // Not explicit: what needs only the node takes a handle as well.
+  operator pugi::xml_node() const { return node; }  // NOLINT(google-explicit-constructor)
 };
 
 /// A copy of all nodes of a tree, in which every node holds its value itself.

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "platform/portable/leaf_rows.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "platform/portable/tree_edits.h"
+#include "platform/portable/tree_operations.h"
 #include "platform/portable/xml_lexis.h"
 
 namespace quillmark::portable {

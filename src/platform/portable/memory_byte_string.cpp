@@ -2,13 +2,13 @@
 #include "platform/portable/memory_byte_string.h"
 
 #include <algorithm>
+#include <cstring>
 #include <numeric>
 #include <typeinfo>
 #include <utility>
 
 #include "base/checked.h"
 #include "base/guards.h"
-#include "platform/portable/fill_run.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
@@ -221,6 +221,24 @@ SourceBytes::SourceBytes(const ByteString& source) {
   }
   copy_ = BytesOfHex(source.Hex());
   view_ = copy_;
+}
+
+std::size_t FillRun(ByteView bytes, std::uint8_t fill) {
+  using Word = std::uint64_t;
+  const Word pattern = Word{0x0101010101010101} * fill;
+  std::size_t run = 0;
+  while (bytes.size() - run >= sizeof(Word)) {
+    Word word = 0;
+    std::memcpy(&word, bytes.data() + run, sizeof word);
+    if (word != pattern) {
+      break;
+    }
+    run += sizeof word;
+  }
+  while (run < bytes.size() && bytes[run] == fill) {
+    ++run;
+  }
+  return run;
 }
 
 }  // namespace quillmark::portable

@@ -107,4 +107,7 @@ class SourceBytes {
   ByteView view_;
 };
 
+/// Number of bytes equal to `fill` at the beginning of `bytes`. Compares eight bytes at a time.
+[[nodiscard]] std::size_t FillRun(ByteView bytes, std::uint8_t fill);
+
 }  // namespace quillmark::portable

@@ -2,7 +2,6 @@
 #include "platform/portable/node_selection.h"
 
 #include <algorithm>
-#include <new>
 
 #include "platform/portable/name_path.h"
 #include "platform/portable/xml_lexis.h"
@@ -19,10 +18,8 @@ auto Select(pugi::xml_node document, std::string_view pattern, Evaluate&& evalua
   const pugi::xpath_node document_node(document);
   pugi::xpath_variable_set variables;
   pugi::xpath_variable* variable = variables.add(kDocumentVariable, pugi::xpath_type_node_set);
-  if (variable == nullptr ||
-      !variable->set(pugi::xpath_node_set(&document_node, &document_node + 1))) {
-    throw std::bad_alloc();
-  }
+  RequireMemory(variable != nullptr &&
+                variable->set(pugi::xpath_node_set(&document_node, &document_node + 1)));
   try {
     const pugi::xpath_query query(translated.xpath.c_str(), &variables);
     return evaluate(query);

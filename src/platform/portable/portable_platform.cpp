@@ -5,12 +5,9 @@
 
 #include "base/guards.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/node_objects.h"
 #include "platform/portable/portable_platform_factory.h"
-#include "platform/portable/range_map.h"
+#include "platform/portable/reference_types.h"
 #include "platform/portable/segment_image.h"
-#include "platform/portable/sum_checksum_calculator.h"
-#include "platform/workers/class_registry.h"
 
 namespace quillmark::portable {
 namespace {
@@ -32,8 +29,7 @@ std::shared_ptr<Interface> New() {
 class NativePlatform final : public PortablePlatform,
                              public std::enable_shared_from_this<NativePlatform> {
  public:
-  explicit NativePlatform(workers::ThreadLauncher launcher)
-      : launcher_(std::move(launcher)), workers_(std::make_shared<workers::WorkerCounts>()) {}
+  explicit NativePlatform(workers::ThreadLauncher launcher) : workers_(std::move(launcher)) {}
 
   [[nodiscard]] std::shared_ptr<DOMDocument> CreateDOMDocument() override { return NewDocument(); }
 
@@ -59,40 +55,21 @@ class NativePlatform final : public PortablePlatform,
 
   [[nodiscard]] std::int32_t StartThread(std::string_view progID, ParameterList parameters,
                                          const std::shared_ptr<Object>& client) override {
-    try {
-      workers::WorkerTask task{[platform = shared_from_this(), name = std::string(progID)] {
-                                 return platform->registry_.Create(name, platform);
-                               },
-                               client};
-      return workers::StartWorker(launcher_, std::move(task), parameters, workers_);
-    } catch (const std::bad_alloc&) {
-      return kThreadNotStarted;
-    }
+    return workers_.Start(shared_from_this(), progID, parameters, client);
   }
 
   void RegisterClass(std::string progID, ClassFactory factory) override {
-    GuardMemory([&] { registry_.Register(std::move(progID), std::move(factory)); });
+    GuardMemory([&] { workers_.Register(std::move(progID), std::move(factory)); });
   }
 
-  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_->All().Value(); }
+  [[nodiscard]] std::size_t RunningWorkers() const override { return workers_.Running(); }
 
-  void WaitForWorkers() const override {
-    // Held separately, since the platform may be destroyed before the wait is over.
-    const std::shared_ptr<workers::WorkerCounts> running = workers_;
-    running->All().WaitForZero();
-  }
+  void WaitForWorkers() const override { workers_.WaitForAll(); }
 
-  void WaitForWorkers(const Object& client) const override {
-    // In a forked child another thread of the parent may have held the lock of the counts.
-    if (RunningWorkers() != 0) {
-      workers_->Of(&client)->WaitForZero();
-    }
-  }
+  void WaitForWorkers(const Object& client) const override { workers_.WaitForThoseOf(client); }
 
  private:
-  workers::ThreadLauncher launcher_;
-  std::shared_ptr<workers::WorkerCounts> workers_;
-  workers::ClassRegistry registry_;
+  workers::Workers workers_;
 };
 
 }  // namespace

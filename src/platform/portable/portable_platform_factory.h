@@ -4,10 +4,15 @@
 #include <functional>
 #include <memory>
 
-#include "platform/workers/worker_threads.h"
+#include "platform/shared/worker_threads.h"
+#include "quillmark/dom.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::portable {
+
+/// Empty documents on the XML library.
+[[nodiscard]] std::shared_ptr<DOMDocument> NewDocument();
+[[nodiscard]] std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument();
 
 /// Runs a function on a new, detached thread.
 void LaunchDetachedThread(std::function<void()> function);

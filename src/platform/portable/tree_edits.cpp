@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/tree_edits.h"
 
-#include "quillmark/error.h"
-
 namespace quillmark::portable {
 namespace {
 
@@ -42,12 +40,6 @@ void CopyChildren(pugi::xml_node target, pugi::xml_node source) {
 }
 
 }  // namespace
-
-void RequireMemory(bool allocated) {
-  if (!allocated) {
-    throw Error(error_number::kOutOfMemory);
-  }
-}
 
 NodeType TypeOf(pugi::xml_node node) {
   switch (node.type()) {

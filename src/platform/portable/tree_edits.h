@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "base/guards.h"
 #include "quillmark/dom.h"
 
 /// Edits on the XML library's nodes that raise 7 if the library has no memory for them, and then
@@ -16,9 +17,6 @@ namespace quillmark::portable {
 inline constexpr const char* kContentName = "#document";
 inline constexpr const char* kDetachedName = "#detached";
 inline constexpr const char* kFragmentName = "#fragment";
-
-/// Raises 7 if the library had no memory.
-void RequireMemory(bool allocated);
 
 /// The type that the document model gives a node.
 [[nodiscard]] NodeType TypeOf(pugi::xml_node node);

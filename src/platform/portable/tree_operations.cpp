@@ -6,6 +6,7 @@
 
 #include "platform/portable/child_elements.h"
 #include "platform/portable/xml_lexis.h"
+#include "platform/portable/xml_reader.h"
 #include "quillmark/error.h"
 
 namespace quillmark::portable {
@@ -56,6 +57,20 @@ pugi::xml_node_type TreeTypeOf(NodeType type) {
   }
 }
 
+std::string TextBelow(pugi::xml_node node) {
+  if (IsLeaf(TypeOf(node))) {
+    return node.value();
+  }
+  std::string text;
+  static_cast<void>(node.find_node([&](pugi::xml_node below) {
+    if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
+      text.append(below.value());
+    }
+    return false;
+  }));
+  return text;
+}
+
 /// Calls `read` with what `readChildTexts` reports about a part, which may be missing.
 void ReadPart(pugi::xml_node part, const std::function<void(const ChildText&)>& read) {
   const pugi::xml_node content = part.first_child();
@@ -63,7 +78,7 @@ void ReadPart(pugi::xml_node part, const std::function<void(const ChildText&)>& 
     case pugi::node_null:
       return read({part ? ChildText::State::kEmptyPart : ChildText::State::kNoPart, {}});
     case pugi::node_element: {
-      const std::string text = TextOf(content);
+      const std::string text = TextBelow(content);
       return read({ChildText::State::kText, text});
     }
     default:
@@ -115,6 +130,45 @@ void RequireFits(const DocumentTree& tree, pugi::xml_node parent, pugi::xml_node
   }
 }
 
+/// Binds the prefix of an element's name, or the names without prefix, to a namespace.
+void DeclareNamespace(pugi::xml_node element, std::string_view uri) {
+  RequireNoNul(uri);
+  const std::string name = element.name();
+  const std::size_t colon = name.find(':');
+  const std::string attribute =
+      colon == std::string::npos ? "xmlns" : "xmlns:" + name.substr(0, colon);
+  SetAttribute(element, attribute.c_str(), uri);
+}
+
+class StringWriter final : public pugi::xml_writer {
+ public:
+  explicit StringWriter(std::string& text) : text_(text) {}
+
+  void write(const void* data, std::size_t size) override {
+    text_.append(static_cast<const char*>(data), size);
+  }
+
+ private:
+  std::string& text_;
+};
+
+std::string Serialise(pugi::xml_node node) {
+  std::string text;
+  StringWriter writer(text);
+  const auto write = [&](pugi::xml_node part) {
+    part.print(writer, "", pugi::format_raw, pugi::encoding_utf8);
+  };
+  const NodeType type = TypeOf(node);
+  if (type != NodeType::kDocument && type != NodeType::kDocumentFragment) {
+    write(node);
+    return text;
+  }
+  for (const pugi::xml_node child : node.children()) {
+    write(child);
+  }
+  return text;
+}
+
 }  // namespace
 
 pugi::xml_node RootElementOf(pugi::xml_node document) {
@@ -136,19 +190,9 @@ std::string NameOf(pugi::xml_node node) {
   }
 }
 
-std::string TextOf(pugi::xml_node node) {
-  if (IsLeaf(TypeOf(node))) {
-    return node.value();
-  }
-  std::string text;
-  static_cast<void>(node.find_node([&](pugi::xml_node below) {
-    if (below.type() == pugi::node_pcdata || below.type() == pugi::node_cdata) {
-      text.append(below.value());
-    }
-    return false;
-  }));
-  return text;
-}
+std::string TextOf(const NodeHandle& handle) { return LookAt(handle, TextBelow); }
+
+std::string XmlOf(const NodeHandle& handle) { return LookAt(handle, Serialise); }
 
 void ReadChildTexts(pugi::xml_node node, std::string_view name, std::string_view part,
                     const std::function<void(const ChildText&)>& read) {
@@ -167,7 +211,7 @@ std::string ValueOf(const NodeHandle& handle) {
   return bytes == nullptr ? handle.node.value() : HexOf(bytes->View());
 }
 
-void ReplaceValue(const NodeHandle& handle, std::string_view value) {
+void WriteValue(const NodeHandle& handle, std::string_view value) {
   const NodeType type = TypeOf(handle.node);
   if (!IsLeaf(type)) {
     RaiseMismatch("The node has no value");
@@ -181,38 +225,49 @@ void ReplaceValue(const NodeHandle& handle, std::string_view value) {
   handle.tree->DropBytes(handle.node);
 }
 
-void ReplaceValueByBytes(const NodeHandle& handle, SharedBytes bytes) {
+void WriteBytes(const NodeHandle& handle, SharedBytes bytes) {
   const bool is_outside = TypeOf(handle.node.parent()) == NodeType::kDocument;
   if (TypeOf(handle.node) != NodeType::kText || is_outside || bytes.AreFew()) {
-    ReplaceValue(handle, HexOf(bytes.View()));
+    WriteValue(handle, HexOf(bytes.View()));
     return;
   }
   handle.tree->HoldBytes(handle.node, std::move(bytes));
   SetValue(handle.node, {});
 }
 
-void ReplaceText(const NodeHandle& handle, std::string_view text) {
+void WriteText(const NodeHandle& handle, std::string_view text) {
   if (IsLeaf(TypeOf(handle.node))) {
-    ReplaceValue(handle, text);
+    WriteValue(handle, text);
     return;
   }
-  const NodeHandle node = CreateNode(handle.tree, NodeType::kText, "", text);
+  const pugi::xml_node node = CreateLeaf(handle, NodeType::kText, {}, text);
   if (TypeOf(handle.node) == NodeType::kDocument) {
     RaiseMismatch(kTextOutside);
   }
   MoveChildren(handle.tree->detached(), handle.node);
-  AppendNode(handle, node);
+  AppendNode(handle, At(handle, node));
 }
 
-NodeHandle ParentOf(const NodeHandle& handle) {
+std::optional<std::string> AttributeOf(pugi::xml_node element, std::string_view name) {
+  RequireNoNul(name);
+  const pugi::xml_attribute attribute = element.attribute(std::string(name).c_str());
+  return attribute.empty() ? std::nullopt : std::optional<std::string>(attribute.value());
+}
+
+void WriteAttribute(pugi::xml_node element, std::string_view name, std::string_view value) {
+  RequireName(name);
+  RequireNoNul(value);
+  SetAttribute(element, std::string(name).c_str(), value);
+}
+
+pugi::xml_node ParentOf(const NodeHandle& handle) {
   const pugi::xml_node parent = handle.node.parent();
   const bool is_top = handle.node == handle.tree->content() || parent == handle.tree->detached();
-  return {handle.tree, is_top ? pugi::xml_node() : parent};
+  return is_top ? pugi::xml_node() : parent;
 }
 
-NodeHandle NextSiblingOf(const NodeHandle& handle) {
-  const bool has_parent = !ParentOf(handle).node.empty();
-  return {handle.tree, has_parent ? handle.node.next_sibling() : pugi::xml_node()};
+pugi::xml_node NextSiblingOf(const NodeHandle& handle) {
+  return ParentOf(handle) ? handle.node.next_sibling() : pugi::xml_node();
 }
 
 void AppendNode(const NodeHandle& parent, const NodeHandle& child) {
@@ -246,15 +301,24 @@ NodeHandle CloneNode(const NodeHandle& handle, bool deep) {
   });
 }
 
-NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,
-                      std::string_view name, std::string_view value) {
+pugi::xml_node CreateNode(const NodeHandle& document, NodeType type, std::string_view name,
+                          std::string_view uri) {
+  const pugi::xml_node node = CreateLeaf(document, type, name, {});
+  if (type == NodeType::kElement && !uri.empty()) {
+    DeclareNamespace(node, uri);
+  }
+  return node;
+}
+
+pugi::xml_node CreateLeaf(const NodeHandle& document, NodeType type, std::string_view name,
+                          std::string_view value) {
   const pugi::xml_node_type tree_type = TreeTypeOf(type);
   const bool is_named = type == NodeType::kElement || type == NodeType::kProcessingInstruction;
   if (is_named) {
     RequireName(name);
   }
   RequireValueOf(type, value);
-  NewNode node(AppendNew(tree->detached(), tree_type));
+  NewNode node(AppendNew(document.tree->detached(), tree_type));
   if (is_named) {
     SetName(node.get(), std::string(name).c_str());
   }
@@ -264,16 +328,21 @@ NodeHandle CreateNode(const std::shared_ptr<DocumentTree>& tree, NodeType type,
   if (IsLeaf(type)) {
     SetValue(node.get(), value);
   }
-  return {tree, node.Keep()};
+  return node.Keep();
 }
 
-void DeclareNamespace(pugi::xml_node element, std::string_view uri) {
-  RequireNoNul(uri);
-  const std::string name = element.name();
-  const std::size_t colon = name.find(':');
-  const std::string attribute =
-      colon == std::string::npos ? "xmlns" : "xmlns:" + name.substr(0, colon);
-  SetAttribute(element, attribute.c_str(), uri);
+void ReplaceContent(const NodeHandle& target, const NodeHandle& source) {
+  if (target.tree == source.tree) {
+    return;
+  }
+  target.tree->ReplaceContent([&](pugi::xml_node content) {
+    LookAt(source, [&](pugi::xml_node node) { AppendCopiesOfChildren(content, node); });
+  });
+}
+
+void ParseContent(const NodeHandle& document, std::string_view text) {
+  document.tree->Clear();
+  document.tree->ReplaceContent([&](pugi::xml_node content) { ReadXml(text, content); });
 }
 
 }  // namespace quillmark::portable

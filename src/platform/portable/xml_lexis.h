@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace quillmark::portable {
@@ -29,5 +30,12 @@ void RequireName(std::string_view name);
 
 /// Raises 13 if `text` holds the character U+0000, which no XML text can.
 void RequireNoNul(std::string_view text);
+
+/// Whether XML 1.0 allows the character.
+[[nodiscard]] bool IsXmlCharacter(std::uint32_t code);
+
+/// Offset of the first byte that does not begin a character that XML allows, in well-formed UTF-8;
+/// the size of the text if there is none.
+[[nodiscard]] std::size_t XmlPrefixLength(std::string_view text);
 
 }  // namespace quillmark::portable

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/xml_reader.h"
 
-#include <new>
 #include <string>
 
 #include "platform/portable/tree_edits.h"
@@ -31,9 +30,7 @@ pugi::xml_node Parse(std::string_view text, pugi::xml_node document) {
   const pugi::xml_node last_before = document.last_child();
   const pugi::xml_parse_result result =
       document.append_buffer(text.data(), text.size(), kAsXmlSays, pugi::encoding_utf8);
-  if (result.status == pugi::status_out_of_memory) {
-    throw std::bad_alloc();
-  }
+  RequireMemory(result.status != pugi::status_out_of_memory);
   if (!result) {
     RaiseMalformed(result.description(), OffsetOf(result, text));
   }

@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/portable/utf8.h"
 #include "platform/portable/xml_lexis.h"
 #include "quillmark/error.h"
 

@@ -9,11 +9,18 @@
 #include "quillmark/byte_string.h"
 #include "quillmark/checksum_calculator.h"
 #include "quillmark/dom.h"
+#include "quillmark/error.h"
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 
 /// From a host's COM objects to the component's interfaces and back. Nothing corresponds to null.
 namespace quillmark::windows {
+
+/// A new object of the class `prog_id`, by the interface `iid`; `class_id` says which class it is.
+/// Raises 429, with a text that names the class, if it is not registered, otherwise the failure of
+/// the class with the same text.
+[[nodiscard]] com::ComPtr<IUnknown> CreateObject(const wchar_t* prog_id, REFIID iid,
+                                                 CLSID& class_id);
 
 /// An object of the host's diagnostic library, reached by the names of its members. Its members are
 /// looked up when they are used: a missing one raises 438, which names it.
@@ -42,14 +49,18 @@ class ComBacked {
   ~ComBacked() = default;
 };
 
-/// The COM object behind `backed`. Raises 13 if there is none.
-[[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const ComBacked* backed, bool is_nothing);
-
 /// The COM object behind a host library object, a document or a node. Raises 13 for an object of
 /// another platform.
 template <typename Interface>
 [[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const std::shared_ptr<Interface>& object) {
-  return DispatchOf(dynamic_cast<const ComBacked*>(object.get()), object == nullptr);
+  if (object == nullptr) {
+    return {};
+  }
+  const auto* const backed = dynamic_cast<const ComBacked*>(object.get());
+  if (backed == nullptr) {
+    throw Error(error_number::kTypeMismatch, "The object is of another platform");
+  }
+  return com::Share(&backed->Dispatch());
 }
 
 }  // namespace quillmark::windows

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "platform/windows/com_thread.h"
-
 #include <objbase.h>
 #include <windows.h>
 
 #include <memory>
 #include <system_error>
 #include <utility>
+
+#include "platform/windows/windows_platform.h"
 
 namespace quillmark::windows {
 namespace {

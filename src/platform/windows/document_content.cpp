@@ -5,7 +5,6 @@
 
 #include "base/com/text.h"
 #include "base/com/variant.h"
-#include "platform/windows/msxml_error.h"
 #include "platform/windows/msxml_nodes.h"
 #include "platform/windows/node_walk.h"
 #include "quillmark/error.h"
@@ -19,22 +18,16 @@ std::string NamespaceOf(MsxmlNode& node) {
   return uri.utf8();
 }
 
-void CopyAttributes(MsxmlNode& target, MsxmlNode& source) {
-  const auto element = com::Share(&target).As<MsxmlElement>();
-  for (const NodePtr& attribute : AttributesOf(source)) {
-    const auto value = com::Variant::OfText(com::Bstr(ValueOf(*attribute)));
-    RequireDone(element->setAttribute(com::Bstr(NameOf(*attribute)).get(), value.get()), element);
-  }
-}
-
 /// A copy of a node without its children, for another document.
-NodePtr CopyFor(MsxmlDocument& document, MsxmlNode& node) {
+NodePtr CopyFor(MsxmlNode& document, MsxmlNode& node) {
   const NodeType type = TypeOf(node);
   if (type != NodeType::kElement) {
     return CreateLeaf(document, type, NameOf(node), ValueOf(node));
   }
   NodePtr copy = CreateNode(document, type, NameOf(node), NamespaceOf(node));
-  CopyAttributes(*copy, node);
+  for (const NodePtr& attribute : AttributesOf(node)) {
+    WriteAttribute(*copy, NameOf(*attribute), ValueOf(*attribute));
+  }
   return copy;
 }
 
@@ -55,39 +48,44 @@ Error ParseErrorOf(MsxmlDocument& document) {
 
 }  // namespace
 
-NodePtr RootElementOf(MsxmlDocument& document) {
+NodePtr RootElementOf(MsxmlNode& node) {
+  const DocumentPtr document = WholeDocumentOf(node);
   ElementPtr root;
-  RequireDone(document.get_documentElement(root.Put()), document);
+  RequireDone(document->get_documentElement(root.Put()), document);
   return root.As<MsxmlNode>();
 }
 
-NodePtr CreateNode(MsxmlDocument& document, NodeType type, std::string_view name,
+NodePtr CreateNode(MsxmlNode& owner, NodeType type, std::string_view name,
                    std::string_view namespace_uri) {
+  const DocumentPtr document = WholeDocumentOf(owner);
   NodePtr node;
   const auto number = com::Variant::OfLong(static_cast<std::int32_t>(type));
-  RequireDone(document.createNode(number.get(), com::Bstr(name).get(),
-                                  com::Bstr(namespace_uri).get(), node.Put()),
+  RequireDone(document->createNode(number.get(), com::Bstr(name).get(),
+                                   com::Bstr(namespace_uri).get(), node.Put()),
               document);
   return node;
 }
 
-NodePtr CreateLeaf(MsxmlDocument& document, NodeType type, std::string_view name,
-                   std::string_view value) {
+NodePtr CreateLeaf(MsxmlNode& owner, NodeType type, std::string_view name, std::string_view value) {
   if (type == NodeType::kProcessingInstruction) {
+    const DocumentPtr document = WholeDocumentOf(owner);
     com::ComPtr<::IXMLDOMProcessingInstruction> instruction;
-    RequireDone(document.createProcessingInstruction(com::Bstr(name).get(), com::Bstr(value).get(),
-                                                     instruction.Put()),
+    RequireDone(document->createProcessingInstruction(com::Bstr(name).get(), com::Bstr(value).get(),
+                                                      instruction.Put()),
                 document);
     return instruction.As<MsxmlNode>();
   }
-  NodePtr node = CreateNode(document, type, {}, {});
-  SetValue(*node, value);
+  NodePtr node = CreateNode(owner, type, {}, {});
+  WriteValue(*node, value);
   return node;
 }
 
-void ReplaceContent(MsxmlDocument& target, MsxmlDocument& source) {
+void ReplaceContent(MsxmlNode& target, MsxmlNode& source) {
+  if (com::Share(&target).As<IUnknown>().get() == com::Share(&source).As<IUnknown>().get()) {
+    return;
+  }
   RemoveChildren(target);
-  Nodes parents = {com::Share<MsxmlNode>(&target)};
+  Nodes parents = {com::Share(&target)};
   const auto enter = [&](MsxmlNode& node) {
     if (&node == &source) {
       return true;
@@ -97,20 +95,33 @@ void ReplaceContent(MsxmlDocument& target, MsxmlDocument& source) {
     parents.push_back(copy);
     return true;
   };
-  Walk(com::Share<MsxmlNode>(&source), enter, [&](MsxmlNode&) { parents.pop_back(); });
+  Walk(com::Share(&source), enter, [&](MsxmlNode&) { parents.pop_back(); });
 }
 
-void ParseContent(MsxmlDocument& document, std::string_view text) {
-  RequireDone(document.put_async(VARIANT_FALSE), document);
-  RequireDone(document.put_preserveWhiteSpace(VARIANT_TRUE), document);
+void ParseContent(MsxmlNode& node, std::string_view text) {
+  const DocumentPtr document = WholeDocumentOf(node);
+  RequireDone(document->put_async(VARIANT_FALSE), document);
+  RequireDone(document->put_preserveWhiteSpace(VARIANT_TRUE), document);
   // A reply is read as it is: nothing that it refers to is fetched.
-  RequireDone(document.put_validateOnParse(VARIANT_FALSE), document);
-  RequireDone(document.put_resolveExternals(VARIANT_FALSE), document);
+  RequireDone(document->put_validateOnParse(VARIANT_FALSE), document);
+  RequireDone(document->put_resolveExternals(VARIANT_FALSE), document);
   VARIANT_BOOL parsed = VARIANT_FALSE;
-  RequireDone(document.loadXML(com::Bstr(text).get(), &parsed), document);
+  RequireDone(document->loadXML(com::Bstr(text).get(), &parsed), document);
   if (parsed == VARIANT_FALSE) {
-    throw ParseErrorOf(document);
+    throw ParseErrorOf(*document);
   }
+}
+
+bool IsAsync(MsxmlNode& node) {
+  const DocumentPtr document = WholeDocumentOf(node);
+  VARIANT_BOOL value = VARIANT_FALSE;
+  RequireDone(document->get_async(&value), document);
+  return value != VARIANT_FALSE;
+}
+
+void SetAsync(MsxmlNode& node, bool value) {
+  const DocumentPtr document = WholeDocumentOf(node);
+  RequireDone(document->put_async(value ? VARIANT_TRUE : VARIANT_FALSE), document);
 }
 
 void RequireSelectsWithPatterns(MsxmlDocument& document) {

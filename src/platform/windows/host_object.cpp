@@ -5,7 +5,7 @@
 
 #include "base/com/dispatch.h"
 #include "base/com/status.h"
-#include "platform/windows/create_object.h"
+#include "platform/windows/com_objects.h"
 #include "quillmark/error.h"
 
 namespace quillmark::windows {

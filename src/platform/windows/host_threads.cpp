@@ -8,10 +8,9 @@
 #include "base/com/status.h"
 #include "base/com/text.h"
 #include "base/com/variant.h"
+#include "base/guards.h"
 #include "platform/windows/com_objects.h"
-#include "platform/windows/create_object.h"
 #include "platform/windows/host_object.h"
-#include "quillmark/error.h"
 
 namespace quillmark::windows {
 namespace {
@@ -23,9 +22,7 @@ class ParameterArray {
  public:
   explicit ParameterArray(ParameterList parameters)
       : array_(SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(parameters.size()))) {
-    if (array_ == nullptr) {
-      throw Error(error_number::kOutOfMemory);
-    }
+    RequireMemory(array_ != nullptr);
     // Reserved, since the array refers to the elements.
     documents_.reserve(parameters.size());
     auto* element = static_cast<VARIANT*>(array_->pvData);

@@ -4,14 +4,17 @@
 #include "platform/windows/host_object.h"
 #include "quillmark/byte_string.h"
 #include "quillmark/checksum_calculator.h"
+#include "quillmark/dom.h"
 #include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 
-/// The types of the host's diagnostic library, each wrapping an object whose members are called by
-/// name.
+/// The objects that the platform creates: documents of MSXML, and the types of the host's
+/// diagnostic library, each wrapping an object whose members are called by name.
 namespace quillmark::windows {
 
-/// New objects of the host library. Raise as `CreateObject` does.
+/// New objects. Raise as `CreateObject` does if MSXML or the host library is missing.
+[[nodiscard]] std::shared_ptr<DOMDocument> NewDocument();
+[[nodiscard]] std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument();
 [[nodiscard]] std::shared_ptr<ByteString> NewHostByteString();
 [[nodiscard]] std::shared_ptr<MemoryImage> NewHostMemoryImage();
 [[nodiscard]] std::shared_ptr<MemoryMap> NewHostMemoryMap();

@@ -5,6 +5,7 @@
 // After windows.h, which declares what it uses.
 #include <msxml2.h>
 
+#include <utility>
 #include <vector>
 
 #include "base/com/com_ptr.h"
@@ -32,6 +33,22 @@ using NodePtr = com::ComPtr<MsxmlNode>;
 using ElementPtr = com::ComPtr<MsxmlElement>;
 using DocumentPtr = com::ComPtr<MsxmlDocument>;
 using Nodes = std::vector<NodePtr>;
+
+/// A node, and whether its document is free-threaded, which MSXML does not tell.
+struct NodeHandle {
+  NodePtr node;
+  bool is_free_threaded;
+
+  // Not explicit: what needs only the node takes a handle as well.
+  operator MsxmlNode&() const { return *node; }  // NOLINT(google-explicit-constructor)
+};
+
+[[nodiscard]] inline NodeHandle At(const NodeHandle& handle, NodePtr node) {
+  return {std::move(node), handle.is_free_threaded};
+}
+[[nodiscard]] inline bool IsFreeThreaded(const NodeHandle& document) {
+  return document.is_free_threaded;
+}
 
 /// Both classes select with XSL Patterns, where an index counts from 0.
 inline constexpr const wchar_t* kDocumentClass = L"Msxml2.DOMDocument";

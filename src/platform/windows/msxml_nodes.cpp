@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/windows/msxml_nodes.h"
 
+#include <oaidl.h>
+
+#include "base/com/status.h"
 #include "base/com/text.h"
 #include "base/com/variant.h"
-#include "platform/windows/msxml_error.h"
 #include "platform/windows/node_walk.h"
 
 namespace quillmark::windows {
@@ -20,6 +22,17 @@ bool HasText(NodeType type) {
 }
 
 }  // namespace
+
+void RequireDone(HRESULT status, IUnknown& object) {
+  if (SUCCEEDED(status)) {
+    return;
+  }
+  // Only an object that declares it leaves a text; any other text is from an earlier call.
+  if (com::Share(&object).As<ISupportErrorInfo>()) {
+    throw Error(com::ReportedError(status));
+  }
+  com::Require(status);
+}
 
 NodeType TypeOf(MsxmlNode& node) {
   DOMNodeType type = NODE_INVALID;
@@ -44,7 +57,7 @@ std::string ValueOf(MsxmlNode& node) {
              : com::Utf8Of(com::View(V_BSTR(&com::ConvertedTo(VT_BSTR, value.get()).get())));
 }
 
-void SetValue(MsxmlNode& node, std::string_view value) {
+void WriteValue(MsxmlNode& node, std::string_view value) {
   RequireDone(node.put_nodeValue(com::Variant::OfText(com::Bstr(value)).get()), node);
 }
 
@@ -66,7 +79,7 @@ NodePtr NextSiblingOf(MsxmlNode& node) {
   return sibling;
 }
 
-DocumentPtr DocumentOf(MsxmlNode& node) {
+DocumentPtr WholeDocumentOf(MsxmlNode& node) {
   if (auto document = com::Share(&node).As<MsxmlDocument>()) {
     return document;
   }
@@ -74,6 +87,8 @@ DocumentPtr DocumentOf(MsxmlNode& node) {
   RequireDone(node.get_ownerDocument(owner.Put()), node);
   return owner;
 }
+
+NodePtr DocumentOf(MsxmlNode& node) { return com::Share<MsxmlNode>(WholeDocumentOf(node).get()); }
 
 std::string TextOf(MsxmlNode& node) {
   if (!HasText(TypeOf(node))) {
@@ -91,11 +106,11 @@ std::string TextOf(MsxmlNode& node) {
   return text;
 }
 
-void SetText(MsxmlNode& node, std::string_view text) {
+void WriteText(MsxmlNode& node, std::string_view text) {
   if (!HasText(TypeOf(node))) {
-    return SetValue(node, text);
+    return WriteValue(node, text);
   }
-  const DocumentPtr document = DocumentOf(node);
+  const DocumentPtr document = WholeDocumentOf(node);
   com::ComPtr<::IXMLDOMText> child;
   RequireDone(document->createTextNode(com::Bstr(text).get(), child.Put()), document);
   RemoveChildren(node);
@@ -142,6 +157,23 @@ Nodes SelectAll(MsxmlNode& node, std::string_view path) {
     }
     nodes.push_back(std::move(next));
   }
+}
+
+std::optional<std::string> AttributeOf(MsxmlNode& node, std::string_view name) {
+  const auto element = com::Share(&node).As<MsxmlElement>();
+  com::Variant value;
+  RequireDone(element->getAttribute(com::Bstr(name).get(), value.Put()), element);
+  if (value.type() == VT_NULL) {
+    return std::nullopt;
+  }
+  const com::Variant text = com::ConvertedTo(VT_BSTR, value.get());
+  return com::Utf8Of(com::View(V_BSTR(&text.get())));
+}
+
+void WriteAttribute(MsxmlNode& node, std::string_view name, std::string_view value) {
+  const auto element = com::Share(&node).As<MsxmlElement>();
+  const auto text = com::Variant::OfText(com::Bstr(value));
+  RequireDone(element->setAttribute(com::Bstr(name).get(), text.get()), element);
 }
 
 Nodes AttributesOf(MsxmlNode& node) {

@@ -46,6 +46,18 @@ class WindowsPlatform : public Platform {
   virtual void WaitForWorkers() const = 0;
 };
 
+namespace windows {
+
+/// Runs `function` on a new, detached thread of the multithreaded apartment. The module of this
+/// code stays loaded until the thread has left it. Throws `std::system_error` if no thread could be
+/// created; if the apartment cannot be entered, `function` is destroyed without having run.
+void LaunchComThread(std::function<void()> function);
+
+}  // namespace windows
+
+/// A platform without any class registered.
+[[nodiscard]] std::shared_ptr<WindowsPlatform> MakeWindowsPlatform();
+
 /// A new platform with its own registry, in which the component's classes are registered.
 [[nodiscard]] std::shared_ptr<WindowsPlatform> CreateWindowsPlatform();
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "platform/windows/xml_text.h"
 
 #include <string_view>
 
 #include "base/com/text.h"
-#include "platform/windows/msxml_error.h"
+#include "platform/windows/msxml_nodes.h"
 #include "platform/windows/node_walk.h"
 
 namespace quillmark::windows {

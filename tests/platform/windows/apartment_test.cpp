@@ -4,7 +4,7 @@
 #include <objbase.h>
 
 #include "platform/windows/com_objects.h"
-#include "platform/windows/windows_platform_factory.h"
+#include "platform/windows/windows_platform.h"
 
 namespace quillmark::testing {
 namespace {

@@ -5,7 +5,6 @@
 #include "platform/foreign_document.h"
 #include "platform/step_fragment.h"
 #include "platform/windows/com_objects.h"
-#include "platform/windows/create_object.h"
 #include "platform/windows/msxml.h"
 #include "platform/windows/script_object.h"
 #include "support/expect_error.h"

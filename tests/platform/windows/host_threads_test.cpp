@@ -7,7 +7,6 @@
 
 #include "base/com/class_object.h"
 #include "base/com/registration.h"
-#include "base/com/registry.h"
 #include "platform/windows/com_objects.h"
 #include "platform/windows/script_object.h"
 #include "support/expect_error.h"

@@ -5,9 +5,8 @@
 #include <atomic>
 #include <future>
 
-#include "platform/windows/com_thread.h"
 #include "platform/windows/script_object.h"
-#include "platform/windows/windows_platform_factory.h"
+#include "platform/windows/windows_platform.h"
 #include "quillmark/portable_platform.h"
 #include "tested_platform.h"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <any>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -9,14 +10,20 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "quillmark/object.h"
+#include "quillmark/platform.h"
 #include "quillmark/threading.h"
 
 namespace quillmark::workers {
 
 /// Runs a function once on a new thread, or throws.
 using ThreadLauncher = std::function<void(std::function<void()>)>;
+
+/// Makes an object of a class for the platform on which it will work.
+using ClassFactory = std::function<std::shared_ptr<Object>(const std::shared_ptr<Platform>&)>;
 
 /// Counts the workers of this process: a forked child has none of its parent's, and meets no lock
 /// that one of them held. Shared with every worker, since a platform may be destroyed before its
@@ -54,16 +61,34 @@ class WorkerCounts {
   std::map<const Object*, std::weak_ptr<WorkerCount>> by_client_;
 };
 
-/// What a worker consists of, and what it keeps alive until it ends.
-struct WorkerTask {
-  /// Creates the worker object and keeps the platform alive. Called on the worker's thread.
-  std::function<std::shared_ptr<Object>()> create;
-  std::shared_ptr<Object> client;
-};
+/// The classes that one platform can create, by ProgID, and the workers that it has started.
+/// Threads: any.
+class Workers {
+ public:
+  explicit Workers(ThreadLauncher launcher) : launcher_(std::move(launcher)) {}
 
-/// Starts a worker as `Platform::StartThread` says and returns its status.
-[[nodiscard]] std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task,
-                                       ParameterList parameters,
-                                       const std::shared_ptr<WorkerCounts>& counts);
+  void Register(std::string progID, ClassFactory factory);
+
+  /// Starts a worker as `Platform::StartThread` says and returns its status. `platform`, which owns
+  /// this object, `client` and `kept` live until the worker has ended.
+  [[nodiscard]] std::int32_t Start(const std::shared_ptr<Platform>& platform,
+                                   std::string_view progID, ParameterList parameters,
+                                   const std::shared_ptr<Object>& client, std::any kept = {});
+
+  [[nodiscard]] std::size_t Running() const { return counts_->All().Value(); }
+  /// The platform may be destroyed before the wait is over.
+  void WaitForAll() const;
+  void WaitForThoseOf(const Object& client) const;
+
+ private:
+  /// Called on the worker's thread. Raises 0x80040154 for an unknown class.
+  [[nodiscard]] std::shared_ptr<Object> Create(std::string_view progID,
+                                               const std::shared_ptr<Platform>& platform) const;
+
+  ThreadLauncher launcher_;
+  std::shared_ptr<WorkerCounts> counts_ = std::make_shared<WorkerCounts>();
+  mutable std::mutex mutex_;
+  std::map<std::string, ClassFactory, std::less<>> factories_;
+};
 
 }  // namespace quillmark::workers

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "quillmark/checksum_calculator.h"
 #include "quillmark/memory_map.h"
 
 namespace quillmark::portable {
@@ -17,6 +18,17 @@ class RangeMap final : public MemoryMap {
 
  private:
   std::vector<std::shared_ptr<MemoryRange>> ranges_;
+};
+
+/// The reference checksum: the low 16 bits of the sum of the bytes, stored high byte first.
+class SumChecksumCalculator final : public ChecksumCalculator {
+ public:
+  void Reset() override;
+  void Add(const ByteString& data) override;
+  void StoreInto(ByteString& block) override;
+
+ private:
+  std::uint32_t sum_ = 0;  ///< modulo 2^32; only the low 16 bits matter
 };
 
 }  // namespace quillmark::portable

@@ -1,13 +1,35 @@
 // SPDX-License-Identifier: MIT
-#include "platform/portable/sum_checksum_calculator.h"
+#include "platform/portable/reference_types.h"
 
 #include <numeric>
 
 #include "base/guards.h"
 #include "platform/portable/memory_byte_string.h"
-#include "quillmark/error.h"
 
 namespace quillmark::portable {
+namespace {
+
+class FixedRange final : public MemoryRange {
+ public:
+  FixedRange(std::int32_t start, std::int32_t count) : start_(start), count_(count) {}
+
+  [[nodiscard]] std::int32_t Start() const override { return start_; }
+  [[nodiscard]] std::int32_t Count() const override { return count_; }
+
+ private:
+  std::int32_t start_;
+  std::int32_t count_;
+};
+
+}  // namespace
+
+void RangeMap::AddRange(std::int32_t start, std::int32_t count) {
+  GuardMemory([&] { ranges_.push_back(std::make_shared<FixedRange>(start, count)); });
+}
+
+std::vector<std::shared_ptr<MemoryRange>> RangeMap::Ranges() const {
+  return GuardMemory([&] { return ranges_; });
+}
 
 void SumChecksumCalculator::Reset() { sum_ = 0; }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "base/com/message_pump.h"
+#include "base/com/apartment.h"
 
 #include <windows.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/workers/worker_threads.h"
+#include "platform/shared/worker_threads.h"
 
 #include <unistd.h>
 
@@ -45,6 +45,13 @@ std::int32_t StatusOf(const Error& error) {
       static_cast<std::int32_t>(kRunTimeErrors + static_cast<std::uint32_t>(error.Number()));
   return status < 0 ? status : PortablePlatform::kUnexpectedFailure;
 }
+
+/// What a worker consists of, and what it keeps alive until it ends.
+struct WorkerTask {
+  /// Creates the worker object and keeps the platform alive. Called on the worker's thread.
+  std::function<std::shared_ptr<Object>()> create;
+  std::shared_ptr<Object> client;
+};
 
 /// One worker: created on the caller's thread, run on the new one.
 class Worker {
@@ -144,16 +151,51 @@ std::shared_ptr<WorkerCount> WorkerCounts::Of(const Object* client) {
   return count;
 }
 
-std::int32_t StartWorker(const ThreadLauncher& launch, WorkerTask task, ParameterList parameters,
-                         const std::shared_ptr<WorkerCounts>& counts) {
+void Workers::Register(std::string progID, ClassFactory factory) {
+  const std::lock_guard lock(mutex_);
+  // The replaced factory is destroyed without the lock: it may hold anything.
+  std::swap(factories_[std::move(progID)], factory);
+}
+
+std::shared_ptr<Object> Workers::Create(std::string_view progID,
+                                        const std::shared_ptr<Platform>& platform) const {
+  std::unique_lock lock(mutex_);
+  const auto found = factories_.find(progID);
+  if (found == factories_.end()) {
+    throw Error(PortablePlatform::kClassNotRegistered);
+  }
+  const ClassFactory factory = found->second;
+  lock.unlock();
+  return factory(platform);
+}
+
+std::int32_t Workers::Start(const std::shared_ptr<Platform>& platform, std::string_view progID,
+                            ParameterList parameters, const std::shared_ptr<Object>& client,
+                            std::any kept) {
   try {
-    auto worker = std::make_shared<Worker>(std::move(task), parameters, counts);
+    WorkerTask task{[this, platform, name = std::string(progID), held = std::move(kept)] {
+                      return Create(name, platform);
+                    },
+                    client};
+    auto worker = std::make_shared<Worker>(std::move(task), parameters, counts_);
     std::future<std::int32_t> status = worker->Status();
     // From here on only the thread keeps the worker alive; if it never runs, the promise is broken.
-    launch([running = std::move(worker)] { running->Run(); });
+    launcher_([running = std::move(worker)] { running->Run(); });
     return status.get();
   } catch (...) {
     return PortablePlatform::kThreadNotStarted;
+  }
+}
+
+void Workers::WaitForAll() const {
+  const std::shared_ptr<WorkerCounts> counts = counts_;
+  counts->All().WaitForZero();
+}
+
+void Workers::WaitForThoseOf(const Object& client) const {
+  // In a forked child another thread of the parent may have held the lock of the counts.
+  if (Running() != 0) {
+    counts_->Of(&client)->WaitForZero();
   }
 }
 
