@@ -65,7 +65,7 @@ TEST(MemoryByteString, AChecksumBeyondALongRaises6) {
 }
 
 TEST(FillRun, FindsTheFirstOtherByteAtEveryPlace) {
-  for (std::size_t length = 0; length <= 40; ++length) {
+  for (std::size_t length = 0; length <= 140; ++length) {
     Bytes bytes(length, 0xA5);
     EXPECT_EQ(portable::FillRun(bytes, 0xA5), length);
     for (std::size_t other = 0; other < length; ++other) {

@@ -2,7 +2,6 @@
 #include "platform/portable/memory_byte_string.h"
 
 #include <algorithm>
-#include <cstring>
 #include <numeric>
 #include <typeinfo>
 #include <utility>
@@ -224,16 +223,17 @@ SourceBytes::SourceBytes(const ByteString& source) {
 }
 
 std::size_t FillRun(ByteView bytes, std::uint8_t fill) {
-  using Word = std::uint64_t;
-  const Word pattern = Word{0x0101010101010101} * fill;
+  constexpr std::size_t kPartSize = 64;
   std::size_t run = 0;
-  while (bytes.size() - run >= sizeof(Word)) {
-    Word word = 0;
-    std::memcpy(&word, bytes.data() + run, sizeof word);
-    if (word != pattern) {
+  while (bytes.size() - run >= kPartSize) {
+    std::uint8_t others = 0;
+    for (const std::uint8_t byte : bytes.subspan(run, kPartSize)) {
+      others = static_cast<std::uint8_t>(others | (byte ^ fill));
+    }
+    if (others != 0) {
       break;
     }
-    run += sizeof word;
+    run += kPartSize;
   }
   while (run < bytes.size() && bytes[run] == fill) {
     ++run;
