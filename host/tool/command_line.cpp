@@ -81,6 +81,19 @@ std::string Explanation(const CLI::App& app, const CLI::Error& error) {
   return error.what();
 }
 
+/// Lets no option have an empty value, as of a variable of a script that is not set: a backup would
+/// silently not be made.
+void RefuseEmptyValues(CLI::App& command) {
+  for (CLI::Option* const option : command.get_options()) {
+    if (option->get_items_expected_max() == 0) {
+      continue;
+    }
+    option->check([](const std::string& value) {
+      return value.empty() ? "expected a value, found nothing" : std::string();
+    });
+  }
+}
+
 }  // namespace
 
 std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
@@ -99,6 +112,9 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddDecodeCommand(*app, command);
   AddReportCommand(*app, command);
   AddSimulateCommand(*app, command);
+  for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {
+    RefuseEmptyValues(*each);
+  }
   return app;
 }
 

@@ -44,6 +44,17 @@ int ReportFailure(const FailureReport& report, Reporter& reporter) {
   return ToStatus(report.code);
 }
 
+/// Success, unless standard output could not be written. `effect` is what was done all the same;
+/// null if nothing.
+int EndOutput(const char* effect) {
+  if (std::cout.flush()) {
+    return ToStatus(ExitCode::kDone);
+  }
+  std::cerr << "quillmark: cannot write to standard output"
+            << (effect == nullptr ? "" : std::string("; ") + effect) << std::endl;
+  return ToStatus(ExitCode::kInputOutput);
+}
+
 int Run(const CLI::App& app, const Command& command) {
   const auto reporter = ReporterFor(command);
   try {
@@ -54,12 +65,7 @@ int Run(const CLI::App& app, const Command& command) {
   } catch (...) {
     return ReportFailure(ReportCurrentException(), *reporter);
   }
-  if (!std::cout.flush()) {
-    std::cerr << "quillmark: cannot write to standard output"
-              << (command.effect == nullptr ? "" : std::string("; ") + command.effect) << std::endl;
-    return ToStatus(ExitCode::kInputOutput);
-  }
-  return ToStatus(ExitCode::kDone);
+  return EndOutput(command.effect);
 }
 
 int Main(int argc, char** argv) {
@@ -74,7 +80,7 @@ int Main(int argc, char** argv) {
   } catch (const CLI::Error& error) {
     if (error.get_exit_code() == 0) {  // --help, --version
       app->exit(error);
-      return ToStatus(ExitCode::kDone);
+      return EndOutput(nullptr);
     }
     // The parser may have stopped before it came to the option.
     command.json =

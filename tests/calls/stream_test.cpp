@@ -5,6 +5,7 @@
 
 #include "calls/console_test.h"
 #include "quillmark/error.h"
+#include "support/limited_stream.h"
 
 namespace quillmark::host::testing {
 namespace {
@@ -77,9 +78,11 @@ TEST_F(ConsoleStream, FlushesAfterEachLine) {
   EXPECT_THAT(buffer.flushed(), ::testing::ElementsAre(kNew, std::string(kNew) + kNew));
 }
 
-TEST_F(ConsoleStream, ReportsOutputThatCannotBeWritten) {
-  out_.setstate(std::ios::badbit);
-  EXPECT_FALSE(Run("{\"call\":\"new\"}\n"));
+TEST_F(ConsoleStream, EndsAtTheFirstFailureOfItsOutput) {
+  quillmark::testing::ExpectEndsWithItsStream([&](std::ostream& out) {
+    std::istringstream in("{\"call\":\"new\"}\n{\"call\":\"new\"}\n");
+    EXPECT_EQ(RunConsole(in, out, EnvironmentOf(platform_)), out.good());
+  });
 }
 
 class FailingInput : public std::streambuf {

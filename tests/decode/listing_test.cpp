@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "host/trace/trace_reader.h"
+#include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/error.h"
 #include "quillmark/portable_platform.h"
 #include "support/limited_stream.h"
@@ -48,6 +49,16 @@ TEST(TraceListing, EndsAtTheFirstFailureOfItsStream) {
   const Decoding decoding = Decode(ReadTrace(file));
   quillmark::testing::ExpectEndsWithItsStream(
       [&](std::ostream& out) { ListTrace(out, decoding, ListingDetail::kFrames); });
+}
+
+TEST(DocumentListing, EndsAtTheFirstFailureOfItsStream) {
+  const auto platform = CreatePortablePlatform();
+  const auto reprog = CreateDiagOnCANReprog(platform);
+  reprog->CANIDs(0x73A, 0x632);
+  const auto document = reprog->readseed();
+  quillmark::testing::ExpectEndsWithItsStream([&](std::ostream& out) {
+    ListDocument(out, *document, TransportForm::kPlainCan, ListingDetail::kFrames);
+  });
 }
 
 TEST(TraceListing, ListsFramesWhereAsked) {

@@ -74,7 +74,7 @@ TEST_F(CallsCommand, ReportsOutputThatNobodyReads) {
   process.CloseOutput();
   std::ofstream(folder_.Path("fifo")) << kCalls;
   EXPECT_EQ(process.Wait(), 74);
-  EXPECT_EQ(folder_.Read("stderr"), "quillmark: calls: reading or writing failed\n");
+  EXPECT_EQ(folder_.Read("stderr"), "quillmark: cannot write to standard output\n");
 }
 
 }  // namespace

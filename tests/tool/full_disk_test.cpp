@@ -84,5 +84,31 @@ TEST_F(FullDisk, LeavesTheEarlierPage) {
   EXPECT_EQ(folder_.Read("r.html"), "earlier");
 }
 
+TEST_F(FullDisk, OfStandardOutputIsNoticedByEveryCommand) {
+  const std::string trace = folder_.Path("t.log");
+  const std::string artifacts = folder_.Path("out");
+  const std::string documents = folder_.Path("documents");
+  EXPECT_EQ(
+      Run({"flash", image_, "--base", "0", "--trace", trace, "--artifacts", artifacts}).status, 0);
+  EXPECT_EQ(Run({"plan", image_, "--base", "0", "-o", documents}).status, 0);
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"--help"},
+           {"--version"},
+           {"decode", "--help"},
+           {"plan", image_, "--base", "0"},
+           {"flash", image_, "--base", "0", "--yes"},
+           {"read", "--range", "0:16", "-o", folder_.Path("read.bin")},
+           {"identify"},
+           {"decode", trace},
+           {"decode", documents + "/download-0001.xml"},
+           {"report", artifacts, "-o", folder_.Path("r.html")},
+           {"calls"}}) {
+    ToolProcess process(arguments, "", "/dev/full", ToolProcess::Output::kQuestionOnTerminal);
+    process.Write("{\"call\":\"StartDiag\"}\n\x04");
+    EXPECT_EQ(process.Wait(), 74) << arguments.front();
+    EXPECT_THAT(process.output(), HasSubstr("cannot write to standard output"));
+  }
+}
+
 }  // namespace
 }  // namespace quillmark::host::testing

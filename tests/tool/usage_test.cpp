@@ -51,6 +51,15 @@ TEST_F(Usage, HelpOfACommandListsItsOptions) {
   }
 }
 
+// As of a variable of a script that is not set: a backup would silently not be made.
+TEST_F(Usage, AValueThatIsEmpty) {
+  ExpectOptionError({"--backup", ""}, "--backup: expected a value, found nothing");
+  ExpectOptionError({"--artifacts="}, "--artifacts: expected DIR, found nothing");
+  ExpectUsageError({"read", "--range", "0:16", "-o", ""},
+                   "--output: expected a value, found nothing");
+  ExpectUsageError({"plan", ""}, "IMAGE: expected a value, found nothing");
+}
+
 TEST_F(Usage, Version) {
   const ToolResult result = Run({"--version"});
   EXPECT_EQ(result.status, 0);
@@ -193,7 +202,7 @@ TEST_F(Usage, UnknownFault) {
 }
 
 TEST_F(Usage, ExpectedEcuWithoutText) {
-  for (const char* text : {"", "  ", "hex:", "hex:ABC", "hex:2020"}) {
+  for (const char* text : {"  ", "hex:", "hex:ABC", "hex:2020"}) {
     ExpectOptionError(
         {"--expect-ecu", text},
         std::string("--expect-ecu: expected the text of an identification, or hex: and "
