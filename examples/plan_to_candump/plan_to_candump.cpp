@@ -70,6 +70,9 @@ int main(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
       time = WriteFrames(log, ReadRequestDocument(*ReadDocument(*platform, argv[i])), time);
     }
+    if (!std::cout.flush()) {
+      throw std::runtime_error("cannot write to standard output");
+    }
   } catch (const std::exception& error) {
     std::cerr << "plan_to_candump: " << error.what() << '\n';
     return 1;

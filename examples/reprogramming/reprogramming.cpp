@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -20,6 +19,7 @@
 
 #include "host/bus/simulated_bus.h"
 #include "host/ecu/simulated_ecu.h"
+#include "host/files/output_file.h"
 #include "host/runner/runner.h"
 #include "quillmark/quillmark.h"
 
@@ -50,7 +50,7 @@ class DocumentRunner {
   // document goes to next says what it means.
   Document Run(const std::string& name, const Document& document) {
     static_cast<void>(runner_.Run(*document));
-    std::ofstream(folder_ / (name + ".xml"), std::ios::binary) << document->xml() << '\n';
+    host::WriteFile(folder_ / (name + ".xml"), document->xml() + '\n');
     return document;
   }
 

@@ -4,15 +4,14 @@
 //
 //     simulated_flash can|gateway|kline IMAGE OUTPUT
 #include <cstdint>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "host/bus/simulated_bus.h"
 #include "host/ecu/simulated_ecu.h"
+#include "host/files/output_file.h"
 #include "host/image/image_file.h"
 #include "host/programmer/programmer.h"
 #include "quillmark/quillmark.h"
@@ -62,14 +61,12 @@ std::shared_ptr<MemoryMap> MakeMap(Platform& platform, const host::ImageSegments
 }
 
 void WriteBinary(const MemoryImage& image, const std::string& path) {
-  std::ofstream out(path, std::ios::binary);
+  std::string content;
   for (const auto& piece : image.Segments()) {
     const host::Bytes bytes = host::BytesOfHex(piece->Hex()).value();
-    out.write(reinterpret_cast<const char*>(bytes.data()), piece->Length());
+    content.append(bytes.begin(), bytes.end());
   }
-  if (!out.flush()) {
-    throw std::runtime_error("cannot write " + path);
-  }
+  host::WriteFile(path, content);
 }
 
 void Run(const std::string& form, const std::string& image_path, const std::string& output_path) {

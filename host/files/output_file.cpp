@@ -75,6 +75,9 @@ OutputFile::OutputFile(fs::path path, Existing existing)
   if (found.type() == fs::file_type::none) {
     RaiseCannotCreate(error.value());
   }
+  if (path_.empty()) {
+    RaiseCannotCreate(ENOENT);
+  }
   if (fs::exists(found) && !fs::is_regular_file(found)) {
     Open(path_, O_WRONLY | O_NOCTTY, 0);
     return;

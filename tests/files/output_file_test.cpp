@@ -242,6 +242,8 @@ TEST_F(OutputFileTest, ReportsAFileThatCannotBeCreated) {
   EXPECT_EQ(message(""), folder_.Path("") + ": cannot create: Is a directory");
   EXPECT_EQ(message(std::string(256, 'n')),
             folder_.Path(std::string(256, 'n')) + ": cannot create: File name too long");
+  EXPECT_EQ(MessageOf<CannotCreateFile>([] { const OutputFile file("", Existing::kKept); }),
+            ": cannot create: No such file or directory");
 }
 
 TEST_F(OutputFileTest, ReportsAFullDevice) {
