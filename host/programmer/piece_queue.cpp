@@ -34,15 +34,4 @@ void PieceQueue::Close() {
   changed_.notify_all();
 }
 
-PieceReceiver::PieceReceiver(DiagOnCANReprog& reprog) : reprog_(reprog) {
-  reprog_.OnXMLReady([queue = queue_](const std::shared_ptr<IXMLDOMNode>& piece, bool& cancel) {
-    cancel = !queue->Push(piece);
-  });
-}
-
-PieceReceiver::~PieceReceiver() {
-  queue_->Close();
-  reprog_.OnXMLReady({});
-}
-
 }  // namespace quillmark::host

@@ -8,7 +8,6 @@
 #include <mutex>
 #include <optional>
 
-#include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/dom.h"
 
 namespace quillmark::host {
@@ -37,28 +36,6 @@ class PieceQueue {
   std::condition_variable changed_;
   std::deque<std::shared_ptr<IXMLDOMNode>> pieces_;
   bool closed_ = false;
-};
-
-/// Takes the documents of a component object's workers for as long as it lives. When it ends, a
-/// worker that still has documents is cancelled. The object must outlive it.
-class PieceReceiver {
- public:
-  explicit PieceReceiver(DiagOnCANReprog& reprog);
-  PieceReceiver(const PieceReceiver&) = delete;
-  PieceReceiver& operator=(const PieceReceiver&) = delete;
-  PieceReceiver(PieceReceiver&&) = delete;
-  PieceReceiver& operator=(PieceReceiver&&) = delete;
-  ~PieceReceiver();
-
-  /// As `PieceQueue::Pop`.
-  [[nodiscard]] std::optional<std::shared_ptr<IXMLDOMNode>> Next(
-      std::chrono::milliseconds timeout) {
-    return queue_->Pop(timeout);
-  }
-
- private:
-  DiagOnCANReprog& reprog_;
-  std::shared_ptr<PieceQueue> queue_ = std::make_shared<PieceQueue>();
 };
 
 }  // namespace quillmark::host

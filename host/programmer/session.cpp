@@ -10,7 +10,6 @@
 
 #include "host/programmer/failure.h"
 #include "host/programmer/memory_ranges.h"
-#include "host/programmer/piece_queue.h"
 
 namespace quillmark::host {
 namespace {
@@ -241,12 +240,10 @@ std::uint64_t Session::Download(const std::shared_ptr<MemoryImage>& image, std::
 void Session::DownloadPart(std::shared_ptr<MemoryImage> part) {
   const std::uint64_t end = covered_ + SizeOf(*part);
   while (part) {
-    const std::optional<RunOutcome> broken_off = Stream(
-        [&] {
-          reprog_->ComputeDownload(config_.memory, part, config_.fill_byte, config_.alignment,
-                                   config_.max_block);
-        },
-        [&](const Document& reply) { reprog_->checkdownload(reply); }, end);
+    const std::optional<RunOutcome> broken_off =
+        Stream(Transfer::Download(reprog_, config_.memory, part, config_.fill_byte,
+                                  config_.alignment, config_.max_block),
+               [&](const Document& reply) { reprog_->checkdownload(reply); });
     part = broken_off ? AdaptTo(*broken_off, *part) : nullptr;
     covered_ = part ? end - SizeOf(*part) : covered_;
   }
@@ -283,9 +280,8 @@ std::shared_ptr<MemoryImage> Session::Upload(const std::shared_ptr<MemoryMap>& m
   covered_ = 0;
   moved_ = 0;
   std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
-  static_cast<void>(Stream([&] { reprog_->ComputeUpload(map, config_.memory); },
-                           [&](const Document& reply) { reprog_->checkupload(reply, image); },
-                           size));
+  static_cast<void>(Stream(Transfer::Upload(reprog_, map, config_.memory),
+                           [&](const Document& reply) { reprog_->checkupload(reply, image); }));
   dialogue_.WarnOfBelievedBlocks();
   return image;
 }
@@ -308,47 +304,37 @@ void Session::Close() {
   dialogue_.Close();
 }
 
-std::shared_ptr<IXMLDOMNode> Session::NextPiece(PieceReceiver& receiver) {
+Session::Document Session::NextDocument(Transfer& transfer) {
   constexpr std::chrono::milliseconds kLookUp{50};
   for (;;) {
-    if (auto piece = receiver.Next(kLookUp)) {
-      return *piece;
+    if (auto document = transfer.Next(kLookUp)) {
+      return document;
+    }
+    if (transfer.state() != Transfer::State::kRunning) {
+      return nullptr;
     }
     dialogue_.KeepAlive();
   }
 }
 
-std::optional<RunOutcome> Session::Stream(const std::function<void()>& start,
-                                          const Dialogue::CheckDocument& check,
-                                          std::uint64_t size) {
-  PieceReceiver receiver(*reprog_);
-  start();
-  while (const std::shared_ptr<IXMLDOMNode> piece = NextPiece(receiver)) {
-    const auto document = std::dynamic_pointer_cast<DOMDocument>(piece);
-    const std::uint64_t bytes = BytesCoveredBy(document);
+std::optional<RunOutcome> Session::Stream(Transfer transfer, const Dialogue::CheckDocument& check) {
+  const std::uint64_t before = covered_;
+  while (const Document document = NextDocument(transfer)) {
     if (auto outcome = dialogue_.ExchangeUnless(Remedy::kAdapt, document, check)) {
       return outcome;
     }
-    covered_ += bytes;
+    covered_ = before + transfer.covered();
     progress_.BytesDone(covered_);
   }
-  // D25.
-  if (covered_ != size) {
+  if (transfer.error()) {
+    throw Error(*transfer.error());
+  }
+  if (transfer.state() != Transfer::State::kComplete) {
     dialogue_.Fail(Cause::kIncomplete, "the transfer ended after " + std::to_string(covered_) +
-                                           " of " + std::to_string(size) + " bytes");
+                                           " of " + std::to_string(before + transfer.size()) +
+                                           " bytes");
   }
   return std::nullopt;
-}
-
-std::uint64_t Session::BytesCoveredBy(const Document& document) const {
-  const auto root = document ? document->documentElement() : nullptr;
-  const std::string text = root ? root->getAttribute("totalbytes").value_or("") : "";
-  std::uint32_t bytes = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bytes);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    dialogue_.Fail(Cause::kComponent, "a transfer document does not say how many bytes it covers");
-  }
-  return bytes;
 }
 
 NextMove Session::AfterUnansweredBlock(ByteView request) {
@@ -372,10 +358,8 @@ Session::Reading Session::ReadBack(std::int32_t address, std::int32_t count) {
   const std::shared_ptr<MemoryMap> map = platform_->CreateMemoryMap();
   const std::shared_ptr<MemoryImage> image = platform_->CreateMemoryImage();
   map->AddRange(address, count);
-  PieceReceiver receiver(*reader);
-  reader->ComputeUpload(map, config_.memory);
-  while (const std::shared_ptr<IXMLDOMNode> piece = NextPiece(receiver)) {
-    const auto document = std::dynamic_pointer_cast<DOMDocument>(piece);
+  Transfer transfer = Transfer::Upload(reader, map, config_.memory);
+  while (const Document document = NextDocument(transfer)) {
     const RunOutcome outcome = dialogue_.RunAside(document);
     const std::optional<Error> error = ErrorOf([&] { reader->checkupload(document, image); });
     if (!outcome.complete() || error) {

@@ -7,9 +7,9 @@
 #include <optional>
 
 #include "host/programmer/dialogue.h"
-#include "host/programmer/piece_queue.h"
 #include "host/programmer/programmer.h"
 #include "host/programmer/progress_reporter.h"
+#include "host/programmer/transfer.h"
 #include "quillmark/diag_on_can_reprog.h"
 
 namespace quillmark::host {
@@ -71,14 +71,12 @@ class Session {
 
   /// Sends an image with few enough segments for the component.
   void DownloadPart(std::shared_ptr<MemoryImage> part);
-  /// Waits for a worker's next document and keeps the session alive.
-  [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextPiece(PieceReceiver& receiver);
-  /// Runs the documents of a worker that `start` starts, until with what was covered before they
-  /// add up to `size`. How a document ended where the ECU asks for another flow control.
-  [[nodiscard]] std::optional<RunOutcome> Stream(const std::function<void()>& start,
-                                                 const Dialogue::CheckDocument& check,
-                                                 std::uint64_t size);
-  [[nodiscard]] std::uint64_t BytesCoveredBy(const Document& document) const;
+  /// Waits for the next document and keeps the session alive; null after the last.
+  [[nodiscard]] Document NextDocument(Transfer& transfer);
+  /// Runs the documents of a transfer. How a document ended where the ECU asks for another flow
+  /// control.
+  [[nodiscard]] std::optional<RunOutcome> Stream(Transfer transfer,
+                                                 const Dialogue::CheckDocument& check);
   /// Takes over the flow control that the ECU asks for; returns what of `image` is still to be
   /// sent.
   [[nodiscard]] std::shared_ptr<MemoryImage> AdaptTo(const RunOutcome& outcome,

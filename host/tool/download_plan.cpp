@@ -14,7 +14,7 @@
 
 #include "host/files/output_file.h"
 #include "host/programmer/memory_ranges.h"
-#include "host/programmer/piece_queue.h"
+#include "host/programmer/transfer.h"
 #include "host/services/count_text.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/interrupt.h"
@@ -29,33 +29,45 @@ Exchange ExchangeOf(const LinkOptions& link) {
           static_cast<std::uint32_t>(link.SendId())};
 }
 
+std::shared_ptr<DiagOnCANReprog> ReprogFor(const std::shared_ptr<Platform>& platform,
+                                           const LinkOptions& link) {
+  auto reprog = CreateDiagOnCANReprog(platform);
+  Configure(*reprog, link);
+  return reprog;
+}
+
 /// A part of a download, which a worker computes while this object lives.
 class PartOfDownload {
  public:
   PartOfDownload(const std::shared_ptr<PortablePlatform>& platform, const TransferOptions& transfer,
                  const LinkOptions& link, std::span<const ImageSegment> segments)
-      : reprog_(CreateDiagOnCANReprog(platform)), receiver_(*reprog_) {
-    Configure(*reprog_, link);
-    reprog_->ComputeDownload(transfer.memory, ToMemoryImage(segments, *platform), transfer.fill,
-                             transfer.alignment, transfer.block);
-  }
+      : transfer_(Transfer::Download(ReprogFor(platform, link), transfer.memory,
+                                     ToMemoryImage(segments, *platform), transfer.fill,
+                                     transfer.alignment, transfer.block)) {}
 
   /// Null after the last.
-  [[nodiscard]] std::shared_ptr<IXMLDOMNode> NextDocument() {
+  [[nodiscard]] std::shared_ptr<DOMDocument> NextDocument() {
     constexpr std::chrono::milliseconds kInterruptCheck{50};
     for (;;) {
       if (Interrupted()) {
         throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
       }
-      if (const auto document = receiver_.Next(kInterruptCheck)) {
-        return *document;
+      if (auto document = transfer_.Next(kInterruptCheck)) {
+        return document;
+      }
+      if (transfer_.error()) {
+        throw Error(*transfer_.error());
+      }
+      if (transfer_.state() != Transfer::State::kRunning) {
+        return nullptr;
       }
     }
   }
 
+  [[nodiscard]] std::uint64_t covered() const { return transfer_.covered(); }
+
  private:
-  std::shared_ptr<DiagOnCANReprog> reprog_;
-  PieceReceiver receiver_;
+  Transfer transfer_;
 };
 
 /// The parts of a download, of which the next is prepared while one is computed and looked at.
@@ -112,16 +124,15 @@ DownloadPlan PlanDownload(const TransferOptions& transfer, const LinkOptions& li
   std::uint64_t covered = 0;
   PartsOfDownload parts(transfer, link, segments);
   while (const auto part = parts.Next()) {
-    while (const auto node = part->NextDocument()) {
-      const auto& document = dynamic_cast<const DOMDocument&>(*node);
+    while (const auto document = part->NextDocument()) {
       ++plan.documents;
-      covered += std::stoull(document.documentElement()->getAttribute("totalbytes").value());
-      plan.wire.Add(document);
+      plan.wire.Add(*document);
       if (!folder.empty()) {
         WriteFile(std::filesystem::path(folder) / fmt::format("download-{:04}.xml", plan.documents),
-                  document.xml());
+                  document->xml());
       }
     }
+    covered += part->covered();
   }
   if (covered != plan.image_bytes) {
     throw ToolError(ExitCode::kInternal,

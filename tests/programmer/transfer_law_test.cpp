@@ -84,7 +84,10 @@ TEST_F(TransferLawTest, TooManyBytesAreAFailureToo) {
 TEST_F(TransferLawTest, ADocumentThatDoesNotSayItsBytesIsAFailure) {
   for (const char* root : {"<can/>", "<can totalbytes=''/>", "<can totalbytes='-1'/>",
                            "<can totalbytes='1x'/>", "<can totalbytes='99999999999'/>"}) {
-    const auto failure = ProgramWith([&](XMLDocClient& client) { client.XMLReady(Piece(root)); });
+    const auto failure = ProgramWith([&](XMLDocClient& client) {
+      client.XMLReady(Piece(root));
+      client.XMLReady(nullptr);
+    });
     ASSERT_TRUE(failure) << root;
     EXPECT_EQ(failure->cause, Cause::kComponent);
     EXPECT_EQ(failure->text, "a transfer document does not say how many bytes it covers");
@@ -92,8 +95,10 @@ TEST_F(TransferLawTest, ADocumentThatDoesNotSayItsBytesIsAFailure) {
 }
 
 TEST_F(TransferLawTest, ADocumentThatIsNoneIsAFailureBeforeAnythingIsSent) {
-  const auto failure = ProgramWith(
-      [this](XMLDocClient& client) { client.XMLReady(Piece("<can totalbytes='100'/>")); });
+  const auto failure = ProgramWith([this](XMLDocClient& client) {
+    client.XMLReady(Piece("<can totalbytes='100'/>"));
+    client.XMLReady(nullptr);
+  });
   ASSERT_TRUE(failure);
   EXPECT_EQ(failure->phase, Phase::kDownload);
   EXPECT_EQ(failure->cause, Cause::kComponent);
