@@ -24,8 +24,8 @@ class Application : public MessageHandler {
   std::vector<TimedMessage> OnRequest(ByteView request, Duration now) override;
   [[nodiscard]] bool InSession(Duration now) const override;
 
-  /// Refuses the next request with `code`, and does not execute it.
-  void RefuseNext(std::uint8_t code) { refuse_next_ = code; }
+  /// Refuses the next request with `code`, and does not execute it; nothing: accepts it again.
+  void RefuseNext(std::optional<std::uint8_t> code) { refuse_next_ = code; }
 
   /// Forgets what a power failure takes: session, security access and running routines. Flash
   /// memory, records and counted wrong keys stay.

@@ -30,8 +30,8 @@ class SimulatedEcu : public SimulatedNode {
   /// time.
   void Reset(Duration now);
 
-  /// Refuses the next request with `code`, and does not execute it.
-  void RefuseNext(std::uint8_t code) { application_.RefuseNext(code); }
+  /// Refuses the next request with `code`, and does not execute it; nothing: accepts it again.
+  void RefuseNext(std::optional<std::uint8_t> code) { application_.RefuseNext(code); }
 
   /// How a tester reaches the ECU.
   [[nodiscard]] const Exchange& exchange() const { return exchange_; }

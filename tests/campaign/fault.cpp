@@ -30,7 +30,9 @@ constexpr std::array<std::string_view, kFaultKinds> kNames = {"lost frame",
                                                               "busy ECU (21)",
                                                               "stray frame",
                                                               "noise before a message",
-                                                              "pause inside a message"};
+                                                              "pause inside a message",
+                                                              "endless replies",
+                                                              "hanging key function"};
 
 }  // namespace
 

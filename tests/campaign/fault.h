@@ -31,16 +31,18 @@ enum class FaultKind : std::uint8_t {
   kThrowingKey,       ///< the host's key function throws
   kThrowingBackup,    ///< the host cannot keep what it was given before the erasure
   kCancel,
-  kSeenBits,   ///< one to three bits of a K message that its checksum sees
-  kHurtBlock,  ///< a bit of a block's data, so that the ECU refuses it with 77
-  kWait,       ///< a flow control "wait" before the one that goes on
-  kBusy,       ///< the ECU refuses a request with 21
-  kStray,      ///< a frame to the tester that answers nothing
-  kNoise,      ///< a byte of noise before a message to the tester
-  kPause,      ///< 150 ms inside a message to the tester
+  kSeenBits,        ///< one to three bits of a K message that its checksum sees
+  kHurtBlock,       ///< a bit of a block's data, so that the ECU refuses it with 77
+  kWait,            ///< a flow control "wait" before the one that goes on
+  kBusy,            ///< the ECU refuses a request with 21
+  kStray,           ///< a frame to the tester that answers nothing
+  kNoise,           ///< a byte of noise before a message to the tester
+  kPause,           ///< 150 ms inside a message to the tester
+  kEndlessReplies,  ///< what the ECU sends, again and again
+  kHangingKey,      ///< the host's key function is not ready until the host gives it up
 };
 
-inline constexpr std::size_t kFaultKinds = 25;
+inline constexpr std::size_t kFaultKinds = 27;
 
 /// "lost frame", …
 [[nodiscard]] std::string_view NameOf(FaultKind kind);

@@ -72,11 +72,11 @@ FrameOnWire Misnumbered(FrameOnWire frame, std::uint32_t detail) {
   return frame;
 }
 
-/// Longer than the tester waits.
-std::vector<FrameOnWire> EndlessPending(const FrameOnWire& frame, const Bytes& pending) {
+/// Longer than the tester waits: 80 s.
+std::vector<FrameOnWire> Endless(const FrameOnWire& frame, milliseconds interval) {
   std::vector<FrameOnWire> frames;
-  for (int count = 0; count < 400; ++count) {
-    frames.push_back({frame.direction, frame.at + milliseconds(200 * count), pending});
+  for (milliseconds late{0}; late < milliseconds(80'000); late += interval) {
+    frames.push_back(Later(frame, late));
   }
   return frames;
 }
@@ -104,10 +104,14 @@ void FaultInjection::OnProgress(const host::Progress& progress) {
   }
 }
 
-void FaultInjection::OnKey() {
-  if (AnyHappens(FaultKind::kThrowingKey)) {
+bool FaultInjection::OnKey() {
+  constexpr std::uint32_t kPatience = 30;
+  if (AnyHappens(FaultKind::kThrowingKey) || key_waits_ == kPatience) {
     throw HostFailure();
   }
+  const bool hangs = key_waits_ > 0 || AnyHappens(FaultKind::kHangingKey);
+  key_waits_ += hangs ? 1 : 0;
+  return !hangs;
 }
 
 void FaultInjection::OnBackup() {
@@ -153,11 +157,13 @@ bool FaultInjection::Concerns(FaultKind kind, const FrameOnWire& frame) const {
     case FaultKind::kUnseenBadCell:
     case FaultKind::kThrowingHandler:
     case FaultKind::kThrowingKey:
+    case FaultKind::kHangingKey:
     case FaultKind::kThrowingBackup:
     case FaultKind::kCancel:
       return false;
     case FaultKind::kNegativeResponse:
     case FaultKind::kEndlessPending:
+    case FaultKind::kEndlessReplies:
     case FaultKind::kStray:
       return to_tester;
     case FaultKind::kWrongSequence:
@@ -223,7 +229,10 @@ std::vector<FrameOnWire> FaultInjection::Apply(const Fault& fault, FrameOnWire f
       frame.data = NegativeResponse(static_cast<std::uint8_t>(fault.detail));
       return {frame};
     case FaultKind::kEndlessPending:
-      return EndlessPending(frame, NegativeResponse(kResponsePending));
+      frame.data = NegativeResponse(kResponsePending);
+      return Endless(frame, milliseconds(200));
+    case FaultKind::kEndlessReplies:
+      return Endless(frame, milliseconds(20));
     case FaultKind::kSilence:
       silent_ = true;
       return {};

@@ -37,8 +37,8 @@ class FaultInjection {
   [[nodiscard]] std::vector<host::FrameOnWire> OnFrame(const host::FrameOnWire& frame);
   /// Raises HostFailure.
   void OnProgress(const host::Progress& progress);
-  /// Raises HostFailure.
-  void OnKey();
+  /// Whether the key function is ready. Raises HostFailure.
+  [[nodiscard]] bool OnKey();
   /// Raises HostFailure.
   void OnBackup();
   [[nodiscard]] bool StopRequested();
@@ -76,6 +76,8 @@ class FaultInjection {
   host::Phase phase_ = host::Phase::kPrepare;
   bool silent_ = false;
   bool cancelled_ = false;
+  /// How often the key function was not ready.
+  std::uint32_t key_waits_ = 0;
   /// Of the tester's last request.
   std::uint8_t service_ = 0x3E;
   bool begins_request_ = false;

@@ -54,6 +54,10 @@ Outcome Workbench::FlashWithFaults() {
 Outcome Workbench::FlashAgain() {
   injection_.emplace(std::vector<Fault>{}, FaultInjection::Surroundings{});
   bus_.Wait(kPause);
+  ecu_->RefuseNext(std::nullopt);
+  while (bus_.Receive(std::chrono::milliseconds(0))) {
+    // Whoever opens a bus finds no frames from before.
+  }
   if (!BadCells().empty()) {
     ecu_ = std::make_unique<host::SimulatedEcu>(scenario_.ecu);
   }
@@ -71,8 +75,11 @@ void Workbench::ShowFrames(std::ostream& out) {
 
 host::ProgrammerConfig Workbench::ConfigWithHook() {
   host::ProgrammerConfig config = scenario_.config;
-  config.key = [this](const host::Bytes& seed) {
-    injection_->OnKey();
+  config.key = [this](const host::Bytes& seed) -> std::optional<host::Bytes> {
+    if (!injection_->OnKey()) {
+      bus_.Wait(std::chrono::seconds(1));
+      return std::nullopt;
+    }
     return host::SimulatedKey(seed);
   };
   return config;

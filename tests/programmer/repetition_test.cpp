@@ -186,9 +186,24 @@ INSTANTIATE_TEST_SUITE_P(Programmer, RepetitionInEveryForm,
                                            TransportForm::kKLine),
                          [](const auto& form) { return NameOfForm(form.param); });
 
+/// As many as there were before anything was repeated.
+int FramesOfAFlash(TransportForm form) {
+  switch (form) {
+    case TransportForm::kPlainCan:
+      return 164;
+    case TransportForm::kGateway:
+      return 168;
+    default:
+      return 46;
+  }
+}
+
 TEST_P(RepetitionInEveryForm, NoFrameIsSentAgainWithoutAFault) {
   workshop_.Open();
+  int frames = 0;
+  workshop_.bus->OnFrame([&](const Exchange&, const FrameOnWire&) { ++frames; });
   EXPECT_TRUE(Succeeds());
+  EXPECT_EQ(frames, FramesOfAFlash(GetParam()));
   EXPECT_EQ(result_.repeated, 0U);
   EXPECT_EQ(result_.passed_over, 0U);
 }
