@@ -141,8 +141,13 @@ void AddJsonOption(CLI::App& app, Command& command) {
 
 FailureReport UsageReport(const CLI::App& app, const CLI::Error& error) {
   const CLI::App* const command = CommandOf(app);
-  const std::string next = fmt::format("{}{} --help lists what there is", app.get_name(),
-                                       command == nullptr ? "" : ' ' + command->get_name());
+  std::string next = fmt::format("{}{} --help lists what there is", app.get_name(),
+                                 command == nullptr ? "" : ' ' + command->get_name());
+  const CLI::Option* const profile =
+      command == nullptr ? nullptr : command->get_option_no_throw("--profile");
+  if (profile != nullptr && profile->count() > 0 && !profile->results().front().empty()) {
+    next += fmt::format("; look at the options in {} too", profile->results().front());
+  }
   return {ExitCode::kUsage, Explanation(app, error), {"next      " + next}, {{"next", next}}};
 }
 

@@ -49,7 +49,7 @@ void RequireEcu(const Bytes& expected, const Bytes& record) {
       !std::equal(expected.begin(), expected.end(), found.begin(), found.end())) {
     throw ToolError(ExitCode::kUnavailable,
                     fmt::format("expected the ECU {}, found {}; nothing was changed",
-                                RecordText(expected), RecordText(found)),
+                                ExpectedEcuText(expected), ExpectedEcuText(found)),
                     "look at which ECU is connected, and at --expect-ecu");
   }
 }

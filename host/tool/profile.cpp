@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string_view>
 
@@ -26,11 +27,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uint64_t kLargestProfile = 65536;
+/// Some editors begin a text with it.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kKeyCommand = "key-command";
-constexpr std::array<std::string_view, 16> kNames{
-    "form",        "ids",  "address", "flow-control", "expect-ecu",     "key-command",
-    "key-timeout", "p2",   "p2-star", "max-pending",  "tester-present", "rl",
-    "routine",     "fill", "align",   "block"};
+constexpr std::size_t kLongestQuoted = 60;
+constexpr std::array<std::string_view, 18> kNames{
+    "form",           "ids", "address", "flow-control", "expect-ecu", "key-command",
+    "key-timeout",    "p2",  "p2-star", "max-pending",  "repeat",     "max-wait-frames",
+    "tester-present", "rl",  "routine", "fill",         "align",      "block"};
 
 struct Entry {
   std::size_t line;
@@ -42,35 +46,46 @@ struct Entry {
                   "quillmark profile prints one; nothing was sent");
 }
 
+/// What an environment variable names; empty for what depends on the current folder.
+fs::path FolderOf(const char* variable) {
+  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
+  const fs::path folder = value == nullptr ? "" : value;
+  return folder.is_absolute() ? folder : fs::path();
+}
+
+/// For messages: a line of a file that is no profile may be long.
+std::string_view Beginning(std::string_view text) { return text.substr(0, kLongestQuoted); }
+
 fs::path ProfileFolder() {
-  const char* const configuration = std::getenv("XDG_CONFIG_HOME");
-  if (configuration != nullptr && fs::path(configuration).is_absolute()) {
-    return fs::path(configuration) / "quillmark" / "profiles";
-  }
-  const char* const home = std::getenv("HOME");
-  return fs::path(home == nullptr ? "/" : home) / ".config" / "quillmark" / "profiles";
+  const fs::path configuration = FolderOf("XDG_CONFIG_HOME");
+  return (configuration.empty() ? FolderOf("HOME") / ".config" : configuration) / "quillmark" /
+         "profiles";
 }
 
-/// A word without a slash is the name of a profile, so that nothing in the current folder is taken
-/// for one: a profile may name a command to run.
+/// Nothing in the current folder is taken for a profile by mistake: it may name a command to run.
+bool IsName(const std::string& profile) { return profile.find('/') == std::string::npos; }
+
 fs::path PathOf(const std::string& profile) {
-  return profile.find('/') == std::string::npos ? ProfileFolder() / profile : fs::path(profile);
+  return IsName(profile) ? ProfileFolder() / profile : fs::path(profile);
 }
 
-std::string ReadText(const fs::path& path) {
+std::string ReadText(const std::string& profile) {
   try {
-    return ReadFile(path, kLargestProfile);
+    const std::string text = ReadFile(PathOf(profile), kLargestProfile);
+    return text.starts_with(kByteOrderMark) ? text.substr(kByteOrderMark.size()) : text;
   } catch (const CannotReadFile& error) {
     throw ToolError(ExitCode::kNoInput, error.what(),
-                    fmt::format("a name is looked up in {}; write a file with its folder, ./FILE",
-                                ProfileFolder().string()));
+                    IsName(profile) ? fmt::format("a name is looked up in {}; write a file of this "
+                                                  "folder as ./{}",
+                                                  ProfileFolder().string(), profile)
+                                    : "quillmark profile prints a profile; nothing was sent");
   }
 }
 
 Setting SettingOf(const fs::path& path, std::size_t line, std::string_view text) {
   const std::size_t equals = text.find('=');
   if (equals == std::string_view::npos) {
-    RaiseDamaged(path, line, fmt::format("expected NAME = VALUE, found \"{}\"", text));
+    RaiseDamaged(path, line, fmt::format("expected NAME = VALUE, found \"{}\"", Beginning(text)));
   }
   const Setting setting{std::string(WithoutBlanks(text.substr(0, equals))),
                         std::string(WithoutBlanks(text.substr(equals + 1)))};
@@ -78,19 +93,33 @@ Setting SettingOf(const fs::path& path, std::size_t line, std::string_view text)
     RaiseDamaged(path, line, fmt::format("expected a value of {}, found none", setting.name));
   }
   if (std::find(kNames.begin(), kNames.end(), setting.name) == kNames.end()) {
-    RaiseDamaged(
-        path, line,
-        fmt::format("expected one of {}, found \"{}\"", fmt::join(kNames, ", "), setting.name));
+    RaiseDamaged(path, line,
+                 fmt::format("expected one of {}, found \"{}\"", fmt::join(kNames, ", "),
+                             Beginning(setting.name)));
   }
   return setting;
 }
 
-std::vector<Entry> ReadProfile(const fs::path& path) {
-  std::istringstream lines(ReadText(path));
+/// A command with a character that no editor shows is none that somebody has looked at.
+void RequireText(const fs::path& path, std::size_t line, std::string_view text) {
+  const auto is_control = [](char byte) {
+    return (byte >= 0 && byte < ' ' && byte != '\t') || byte == '\x7F';
+  };
+  if (const auto found = std::find_if(text.begin(), text.end(), is_control); found != text.end()) {
+    RaiseDamaged(path, line,
+                 fmt::format("expected text, found the control character 0x{:02X}",
+                             static_cast<unsigned char>(*found)));
+  }
+}
+
+std::vector<Entry> ReadProfile(const std::string& profile) {
+  const fs::path path = PathOf(profile);
+  std::istringstream lines(ReadText(profile));
   std::vector<Entry> entries;
   std::string line;
   for (std::size_t number = 1; std::getline(lines, line); ++number) {
     const std::string_view text = WithoutBlanks(line);
+    RequireText(path, number, text);
     if (text.empty() || text.front() == '#') {
       continue;
     }
@@ -124,6 +153,10 @@ void Apply(CLI::App& app, const fs::path& path, const Entry& entry) {
                            ? WordsOf(entry.setting.value)
                            : std::vector<std::string>{entry.setting.value});
     option->run_callback();
+  } catch (const CLI::ArgumentMismatch&) {
+    RaiseDamaged(path, entry.line,
+                 fmt::format("--{}: expected {}, found \"{}\"", entry.setting.name,
+                             option->get_type_name(), Beginning(entry.setting.value)));
   } catch (const CLI::Error& error) {
     RaiseDamaged(path, entry.line, error.what());
   }
@@ -139,13 +172,6 @@ std::string FlowControlText(const LinkOptions& link) {
 }
 
 std::string ByteText(std::int32_t byte) { return fmt::format("0x{:02X}", byte); }
-
-std::string ExpectedEcuText(const Bytes& ecu) {
-  const std::string text = RecordText(ecu);
-  const bool reads_back = Bytes(text.begin(), text.end()) == ecu && WithoutBlanks(text) == text &&
-                          !text.starts_with(kHexPrefix);
-  return reads_back ? text : std::string(kHexPrefix) + HexOf(ecu);
-}
 
 /// The lines of a profile.
 Json LinesOf(const Profile& settings) {
@@ -171,17 +197,20 @@ std::string TextOf(const Profile& settings, const Profile& defaults) {
 }  // namespace
 
 void AddProfileOption(CLI::App& app) {
-  const auto profile = std::make_shared<std::string>();
+  const auto profile = std::make_shared<std::optional<std::string>>();
   app.add_option("--profile", *profile,
                  "settings of an ECU that the command line does not give: a file, written with its "
                  "folder, or a name in the user's folder of profiles; see quillmark profile")
-      ->type_name("FILE|NAME");
+      ->type_name("FILE");
   app.parse_complete_callback([&app, profile] {
-    if (profile->empty()) {
+    if (!*profile) {
       return;
     }
-    const fs::path path = PathOf(*profile);
-    for (const Entry& entry : ReadProfile(path)) {
+    if ((*profile)->empty()) {
+      throw CLI::ValidationError("--profile", "expected a file or a name, found \"\"");
+    }
+    const fs::path path = PathOf(**profile);
+    for (const Entry& entry : ReadProfile(**profile)) {
       Apply(app, path, entry);
     }
   });
@@ -199,6 +228,8 @@ Profile ProfileOf(const LinkOptions& link, const SessionOptions& session) {
   profile.push_back({"p2", Milliseconds(session.timing.p2)});
   profile.push_back({"p2-star", Milliseconds(session.timing.p2_star)});
   profile.push_back({"max-pending", std::to_string(session.timing.max_pending)});
+  profile.push_back({"repeat", std::to_string(session.repetition.most)});
+  profile.push_back({"max-wait-frames", std::to_string(session.timing.max_wait_frames)});
   profile.push_back({"tester-present", Milliseconds(session.tester_present_interval)});
   if (!session.expected_ecu.empty()) {
     profile.push_back({"expect-ecu", ExpectedEcuText(session.expected_ecu)});

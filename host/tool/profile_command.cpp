@@ -2,9 +2,12 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <sstream>
 
 #include "host/tool/command.h"
+#include "host/tool/printable_output.h"
 #include "host/tool/profile.h"
+#include "host/tool/text.h"
 
 namespace quillmark::host {
 namespace {
@@ -16,6 +19,17 @@ struct ProfileCommandOptions {
   std::uint8_t check_routine = FlashOptions{}.check_routine;
 };
 
+/// Whether a profile with this value, as it leaves the tool, gives it back.
+bool CanBeShown(const std::string& value) {
+  std::ostringstream shown;
+  {
+    const PrintableOutput output(shown, CharsetOfEnvironment());
+    shown << value << std::flush;
+  }
+  return shown.str() == value && WithoutBlanks(value) == value &&
+         value.find('\n') == std::string::npos;
+}
+
 void Run(const ProfileCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
@@ -25,9 +39,11 @@ void Run(const ProfileCommandOptions& options, Reporter& reporter) {
   }
   profile.push_back(RoutineSetting(options.check_routine));
   for (const Setting& setting : profile) {
-    if (setting.value.find('\n') != std::string::npos) {
-      throw CLI::ValidationError("--" + setting.name,
-                                 "expected one line for a profile, found more");
+    if (!CanBeShown(setting.value)) {
+      throw CLI::ValidationError(
+          "--" + setting.name,
+          "expected one line of text for a profile, without blanks around "
+          "it and with characters of the locale; write the rest into a script");
     }
   }
   for (const Setting& setting : profile) {

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include "host/tool/number.h"
@@ -17,6 +18,8 @@ constexpr NumberRange kRepeatRange = {0, 100};
 constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
 constexpr std::string_view kNoLogRecord = "none";
+/// Before the bytes of an expected identification that is not text.
+constexpr std::string_view kHexPrefix = "hex:";
 
 // Readable text, so that a reader of the record sees which tool programmed the ECU.
 Bytes DefaultLogRecord() {
@@ -77,9 +80,9 @@ void AddExpectedEcuOption(CLI::App& app, SessionOptions& options) {
   app.add_option_function<std::string>(
          "--expect-ecu",
          [&options](const std::string& text) { options.expected_ecu = ParseExpectedEcu(text); },
-         "the identification that the ECU must have, as identify prints it; any other ECU is "
-         "refused before anything is changed")
-      ->type_name("TEXT|hex:BYTES");
+         "the identification that the ECU must have, as identify prints it, or hex: and its bytes "
+         "if that is no text; any other ECU is refused before anything is changed")
+      ->type_name("TEXT");
 }
 
 void AddKeyOptions(CLI::App& app, SessionOptions& options) {
@@ -131,6 +134,14 @@ void AddSessionOptions(CLI::App& app, SessionOptions& options) {
       ->allow_extra_args(false)
       ->take_all();
   AddTimingOptions(app, options);
+}
+
+std::string ExpectedEcuText(ByteView record) {
+  record = WithoutPadding(record);
+  const std::string text = RecordText(record);
+  const bool reads_back = std::equal(text.begin(), text.end(), record.begin(), record.end()) &&
+                          WithoutBlanks(text) == text && !text.starts_with(kHexPrefix);
+  return reads_back ? text : std::string(kHexPrefix) + HexOf(record);
 }
 
 void FitToBus(LinkOptions& link, const SessionOptions& session) {

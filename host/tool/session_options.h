@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/bus/bus_uri.h"
@@ -17,9 +16,6 @@
 #include "host/tool/link_options.h"
 
 namespace quillmark::host {
-
-/// Before the bytes of an expected identification that is not text.
-inline constexpr std::string_view kHexPrefix = "hex:";
 
 /// The bus and what a session on it needs.
 struct SessionOptions {
@@ -37,6 +33,9 @@ struct SessionOptions {
 };
 
 void AddSessionOptions(CLI::App& app, SessionOptions& options);
+
+/// An identification as --expect-ecu takes it: as text if that gives these bytes back.
+[[nodiscard]] std::string ExpectedEcuText(ByteView record);
 
 /// Gives `link` the form that the bus carries where none was asked for. Raises CLI::ValidationError
 /// for options that do not go with the bus.

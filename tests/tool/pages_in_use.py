@@ -133,6 +133,7 @@ class Completion(unittest.TestCase):
     def test_a_file(self):
         self.expect("quillmark flash im", "quillmark flash image.s19")
         self.expect("quillmark flash --trace tr", "quillmark flash --trace trace.log")
+        self.expect("quillmark flash --profile im", "quillmark flash --profile image.s19")
         self.expect("quillmark flash --ids 1 2 im", "quillmark flash --ids 1 2 image.s19")
 
     def test_a_folder(self):
