@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
+#include <stdexcept>
 
 namespace quillmark::host {
 
@@ -19,7 +21,73 @@ std::uint64_t EndOf(const ImageSegment& segment) {
   return segment.address + std::uint64_t{segment.bytes.size()};
 }
 
+/// Adds bytes whose address is that of the last segment or a higher one. Returns how many of them
+/// were there already; calls `refuse` with the first address that has another value.
+template <typename Refuse>
+std::size_t AddTo(ImageSegments& segments, std::uint32_t address,
+                  std::span<const std::uint8_t> data, const Refuse& refuse) {
+  if (segments.empty() || address > EndOf(segments.back())) {
+    segments.push_back({address, {}});
+  }
+  ImageSegment& segment = segments.back();
+  const auto known = std::span(segment.bytes).subspan(address - segment.address);
+  const std::size_t repeated = std::min(known.size(), data.size());
+  const auto overlap = data.first(repeated);
+  const auto difference = std::mismatch(overlap.begin(), overlap.end(), known.begin()).first;
+  if (difference != overlap.end()) {
+    refuse(address + static_cast<std::uint32_t>(difference - overlap.begin()));
+  }
+  const auto rest = data.subspan(repeated);
+  segment.bytes.insert(segment.bytes.end(), rest.begin(), rest.end());
+  return repeated;
+}
+
+std::optional<std::uint8_t> ByteAt(const ImagePart& part, std::uint32_t address) {
+  for (const ImageSegment& segment : part.segments) {
+    if (address >= segment.address && address < EndOf(segment)) {
+      return segment.bytes[address - segment.address];
+    }
+  }
+  return std::nullopt;
+}
+
+/// Names the first file that has the address and the first that contradicts it.
+[[noreturn]] void RaiseContradiction(const std::vector<ImagePart>& parts, std::uint32_t address) {
+  std::string_view first_file;
+  std::optional<std::uint8_t> first;
+  for (const ImagePart& part : parts) {
+    const auto value = ByteAt(part, address);
+    if (first && value && *value != *first) {
+      throw DamagedImage(part.file,
+                         fmt::format("overlap: address {:08X} is {:02X} here, but {:02X} in {}",
+                                     address, *value, *first, first_file));
+    }
+    if (!first && value) {
+      first = value;
+      first_file = part.file;
+    }
+  }
+  throw std::logic_error("the files do not contradict one another");
+}
+
 }  // namespace
+
+ImageSegments JoinImages(const std::vector<ImagePart>& parts) {
+  std::vector<const ImageSegment*> segments;
+  for (const ImagePart& part : parts) {
+    for (const ImageSegment& segment : part.segments) {
+      segments.push_back(&segment);
+    }
+  }
+  std::sort(segments.begin(), segments.end(),
+            [](const auto* a, const auto* b) { return a->address < b->address; });
+  ImageSegments joined;
+  for (const ImageSegment* segment : segments) {
+    AddTo(joined, segment->address, segment->bytes,
+          [&parts](std::uint32_t address) { RaiseContradiction(parts, address); });
+  }
+  return joined;
+}
 
 void ImageBuilder::Add(std::uint32_t address, std::span<const std::uint8_t> data,
                        std::size_t line) {
@@ -42,24 +110,10 @@ ImageContent ImageBuilder::Finish() {
   }
   ImageContent content;
   for (const Record& record : records_) {
-    if (content.segments.empty() || record.address > EndOf(content.segments.back())) {
-      content.segments.push_back({record.address, {}});
-    }
-    ImageSegment& segment = content.segments.back();
-    const auto data = DataOf(record);
-    const auto known = std::span(segment.bytes).subspan(record.address - segment.address);
-    const std::size_t repeated = std::min(known.size(), data.size());
-    const auto difference =
-        std::mismatch(known.begin(), known.begin() + static_cast<std::ptrdiff_t>(repeated),
-                      data.begin())
-            .second -
-        data.begin();
-    if (static_cast<std::size_t>(difference) < repeated) {
-      RaiseContradiction(record, record.address + static_cast<std::uint32_t>(difference));
-    }
+    const std::size_t repeated =
+        AddTo(content.segments, record.address, DataOf(record),
+              [&](std::uint32_t address) { RaiseContradiction(record, address); });
     content.repeated_records += repeated > 0 ? 1 : 0;
-    const auto rest = data.subspan(repeated);
-    segment.bytes.insert(segment.bytes.end(), rest.begin(), rest.end());
   }
   return content;
 }

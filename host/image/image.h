@@ -40,6 +40,16 @@ class DamagedImage : public std::runtime_error {
   DamagedImage(std::string_view file, std::string_view reason);
 };
 
+/// What one of several files holds.
+struct ImagePart {
+  std::string_view file;  ///< its name for messages
+  std::span<const ImageSegment> segments;
+};
+
+/// What the files hold together, by the rule of a single one: an address may be in several of them
+/// if they agree about its value. Otherwise raises `DamagedImage`.
+[[nodiscard]] ImageSegments JoinImages(const std::vector<ImagePart>& parts);
+
 /// Collects the data records of one file and makes segments of them.
 class ImageBuilder {
  public:

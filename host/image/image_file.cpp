@@ -111,6 +111,8 @@ std::string_view NameOf(ImageFormat format) {
   return "raw binary";
 }
 
+bool HasAddresses(std::string_view content) { return FormatOfContent(content).has_value(); }
+
 ImageFile ReadImageFile(const std::filesystem::path& path, std::optional<std::uint32_t> base) {
   return ReadImage(ReadFile(path, kLargestImageFile), path, base);
 }

@@ -40,6 +40,10 @@ struct ImageFile {
   std::uint64_t repeated_records = 0;  ///< as in `ImageContent`
 };
 
+/// Whether the content is Intel HEX or Motorola S-record, possibly damaged, rather than a raw
+/// binary without addresses.
+[[nodiscard]] bool HasAddresses(std::string_view content);
+
 /// Reads an image file. The content determines the format; if it does not, as in a file whose first
 /// line is damaged, the extension does; anything else is a raw binary that starts at `base`. Raises
 /// `CannotReadFile`, `DamagedImage`, `NotAnImage` and `MisplacedBase`.

@@ -209,6 +209,8 @@ ProgramResult Programmer::Verify(const std::shared_ptr<MemoryImage>& image) {
     session.Unlock();
     result.verified_bytes = VerifyIn(session, *image, result.image_bytes);
     session.Close();
+    result.repeated = progress.progress().repeated;
+    result.passed_over = progress.progress().passed_over;
     result.total_time = progress.TotalTime();
   });
   return result;

@@ -24,6 +24,14 @@ void ReadText(const JsonField& object, const char* key, std::string& text) {
   }
 }
 
+void ReadTexts(const JsonField& object, const char* key, std::vector<std::string>& texts) {
+  if (const auto member = object.Member(key)) {
+    for (const JsonField& element : member->Elements()) {
+      texts.push_back(element.Text());
+    }
+  }
+}
+
 void ReadCount(const JsonField& object, const char* key, std::uint64_t& count) {
   if (const auto member = object.Member(key)) {
     count = member->Number(0, kMostBytes);
@@ -120,7 +128,7 @@ Plan PlanOf(const JsonField& object) {
     plan.fill = static_cast<std::uint8_t>(fill->Number(0, 0xFF));
   }
   if (const auto image = object.Member("image")) {
-    ReadText(*image, "file", plan.image_file);
+    ReadTexts(*image, "files", plan.image_files);
     ReadText(*image, "sha256", plan.image_sha256);
     ReadCount(*image, "bytes", plan.image_bytes);
     ReadRanges(*image, "segments", plan.segments);

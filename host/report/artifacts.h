@@ -56,8 +56,8 @@ struct Plan {
   std::optional<std::uint32_t> send{};
   /// At least 1.
   std::optional<std::uint32_t> bit_rate{};
-  /// Flash: the image, and what of it was to be sent.
-  std::string image_file{};
+  /// Flash and verify: the image, and what of it was to be sent.
+  std::vector<std::string> image_files{};
   std::string image_sha256{};
   std::uint64_t image_bytes = 0;
   std::vector<AddressRange> segments{};

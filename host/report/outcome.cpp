@@ -2,6 +2,7 @@
 #include "host/report/outcome.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <chrono>
 #include <string_view>
@@ -109,8 +110,9 @@ std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifa
     }
   };
   add("ECU", artifacts.result.ecu);
-  if (!plan.image_file.empty()) {
-    add("Image", fmt::format("{}, {}", plan.image_file, BytesText(plan.image_bytes)));
+  if (!plan.image_files.empty()) {
+    add("Image",
+        fmt::format("{}, {}", fmt::join(plan.image_files, ", "), BytesText(plan.image_bytes)));
   }
   add("SHA-256 of the image", plan.image_sha256);
   add("SHA-256 read back", artifacts.result.read_back_sha256);

@@ -11,8 +11,8 @@
 
 #include "host/adapters/open_bus.h"
 #include "host/bus/simulated_bus.h"
-#include "host/tool/digest.h"
 #include "host/tool/exit_code.h"
+#include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/key_command.h"
 #include "host/tool/simulated_ecu_options.h"

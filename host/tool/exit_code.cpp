@@ -134,7 +134,9 @@ const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
       {ExitCode::kDone, "done"},
       {ExitCode::kDifference, "memory differs from the image (flash --verify)"},
       {ExitCode::kUsage, "wrong usage"},
-      {ExitCode::kData, "an image file is damaged, empty, or has addresses beyond 24 bits"},
+      {ExitCode::kData,
+       "an image file is damaged, empty, contradicts another, or has addresses beyond 24 bits; a "
+       "profile is damaged"},
       {ExitCode::kNoInput, "an input file cannot be read"},
       {ExitCode::kUnavailable,
        "the ECU does not answer or is not the expected one, or the key command fails"},
@@ -181,7 +183,7 @@ FailureReport ReportCurrentException() {
                     "make room on the disk, or name a file elsewhere");
   } catch (const MisplacedBase& error) {
     return ReportOf(ExitCode::kUsage, error.what(),
-                    "say with --base where a raw binary begins; leave it out for any other file");
+                    "give --base once for each raw binary, in their order, and for no other file");
   } catch (const BusError& error) {
     return ReportOf(
         ExitCode::kInputOutput, error.what(),

@@ -86,14 +86,14 @@ void Report(Reporter& reporter, const ProgramResult& result) {
 }
 
 /// What is going to be done, for the artifacts.
-Json PlanOf(const FlashCommandOptions& options, const ImageFile& image) {
-  const DownloadPlan plan = PlanDownload(options.transfer, options.link, image.segments, "");
+Json PlanOf(const FlashCommandOptions& options, const Images& images) {
+  const DownloadPlan plan = PlanDownload(options.transfer, options.link, images.segments, "");
   Json blocks = Json::array();
   for (const AddressedBytes& block : plan.wire.memory()) {
     blocks.push_back({block.address, block.count});
   }
   return {{"command", "flash"},
-          {"image", PlannedImage(options.transfer.file, image)},
+          {"image", PlannedImage(images)},
           {"memory", options.transfer.memory},
           {"fill", options.transfer.fill},
           {"fill_bytes", plan.fill_bytes()},
@@ -167,18 +167,18 @@ void Save(MemoryFile& backup, const MemoryImage& memory, std::uint8_t fill, Repo
   }
 }
 
-void Flash(const FlashCommandOptions& options, const ImageFile& image,
+void Flash(const FlashCommandOptions& options, const Images& images,
            std::optional<MemoryFile>& backup, Recording& recording, Reporter& reporter) {
   ReportSettings(reporter, options);
   if (recording.wants_plan()) {
-    recording.Plan(PlanOf(options, image));
+    recording.Plan(PlanOf(options, images));
   }
   Connection connection(options.link, options.session, ConfigOf(options), reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection.programmer());
-  ReportImage(reporter, options.transfer.file, image);
+  ReportImages(reporter, images);
   connection.ShowProgress();
-  Announcement announcement(reporter, options, image.segments);
+  Announcement announcement(reporter, options, images.segments);
   Programmer::ProgramOptions what{.verify = options.flash.verify};
   what.confirm = [&announcement](const Identification& ecu) { return announcement.Make(ecu); };
   std::string saved_in;
@@ -189,7 +189,7 @@ void Flash(const FlashCommandOptions& options, const ImageFile& image,
     };
   }
   try {
-    const auto memory = ToMemoryImage(image.segments, connection.platform());
+    const auto memory = ToMemoryImage(images.segments, connection.platform());
     const ProgramResult result = connection.programmer().Program(memory, what);
     reporter.EndProgress();
     Report(reporter, result);
@@ -203,8 +203,8 @@ void Flash(const FlashCommandOptions& options, const ImageFile& image,
 void Run(const FlashCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
-  const ImageFile image = ReadImageOf(options.transfer);
-  CheckOutputs({{"IMAGE", options.transfer.file}},
+  const Images images = ReadImagesOf(options.transfer);
+  CheckOutputs(InputsOf(options.transfer, options.session.profile),
                {{{"--backup", options.flash.backup}, OutputKind::kBackup},
                 {{"--trace", options.recording.trace}, OutputKind::kFile},
                 {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
@@ -215,7 +215,7 @@ void Run(const FlashCommandOptions& options, Reporter& console) {
   }
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Flash(options, image, backup, recording, reporter); },
+  recording.Run([&](Reporter& reporter) { Flash(options, images, backup, recording, reporter); },
                 kEffect);
 }
 
@@ -225,7 +225,7 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   CLI::App& flash = *app.add_subcommand("flash", "write an image into the ECU");
   const auto options = std::make_shared<FlashCommandOptions>();
   AddTransferOptions(flash, options->transfer);
-  AddProfileOption(flash);
+  AddProfileOption(flash, options->session.profile);
   AddLinkOptions(flash, options->link);
   AddSessionOptions(flash, options->session);
   AddFlashOptions(flash, options->flash);

@@ -68,7 +68,7 @@ void AddIdentifyCommand(CLI::App& app, Command& command) {
   CLI::App& identify =
       *app.add_subcommand("identify", "print the identification and the history of the ECU");
   const auto options = std::make_shared<IdentifyCommandOptions>();
-  AddProfileOption(identify);
+  AddProfileOption(identify, options->session.profile);
   AddLinkOptions(identify, options->link);
   AddSessionOptions(identify, options->session);
   AddJsonOption(identify, command);

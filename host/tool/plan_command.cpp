@@ -22,6 +22,7 @@ struct PlanCommandOptions {
   LinkOptions link;
   TransferOptions transfer;
   std::string folder;
+  std::string profile;
 };
 
 void Report(Reporter& reporter, const PlanCommandOptions& options, const DownloadPlan& plan) {
@@ -47,12 +48,12 @@ void Report(Reporter& reporter, const PlanCommandOptions& options, const Downloa
                                     {"wire_seconds", SecondsOf(wire.wire_time())}});
 }
 
-/// Raises ToolError if a document of an earlier plan, which this one replaces, is the image.
+/// Raises ToolError if a document of an earlier plan, which this one replaces, is an image.
 void CheckEarlierDocuments(const PlanCommandOptions& options) {
   std::error_code none;
   for (const auto& entry : std::filesystem::directory_iterator(options.folder, none)) {
     if (entry.path().filename().string().starts_with("download-")) {
-      CheckOutputs({{"IMAGE", options.transfer.file}},
+      CheckOutputs(InputsOf(options.transfer, options.profile),
                    {{{"-o", entry.path().string()}, OutputKind::kMadeAgain}}, Existing::kReplaced);
     }
   }
@@ -61,14 +62,14 @@ void CheckEarlierDocuments(const PlanCommandOptions& options) {
 void Run(const PlanCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CheckTransferOptions(options.transfer, options.link);
-  const ImageFile image = ReadImageOf(options.transfer);
+  const Images images = ReadImagesOf(options.transfer);
   if (!options.folder.empty()) {
     CheckEarlierDocuments(options);
     CreateFolder(options.folder);
   }
   const DownloadPlan plan =
-      PlanDownload(options.transfer, options.link, image.segments, options.folder);
-  ReportImage(reporter, options.transfer.file, image);
+      PlanDownload(options.transfer, options.link, images.segments, options.folder);
+  ReportImages(reporter, images);
   Report(reporter, options, plan);
 }
 
@@ -82,7 +83,7 @@ void AddPlanCommand(CLI::App& app, Command& command) {
   plan.add_option("-o,--output", options->folder,
                   "folder for the documents: download-0001.xml, download-0002.xml, ...")
       ->type_name("DIR");
-  AddProfileOption(plan);
+  AddProfileOption(plan, options->profile);
   AddLinkOptions(plan, options->link);
   AddJsonOption(plan, command);
   plan.callback([options, &command] {

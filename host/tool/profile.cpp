@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string_view>
 
@@ -196,21 +195,18 @@ std::string TextOf(const Profile& settings, const Profile& defaults) {
 
 }  // namespace
 
-void AddProfileOption(CLI::App& app) {
-  const auto profile = std::make_shared<std::optional<std::string>>();
+void AddProfileOption(CLI::App& app, std::string& path) {
+  const auto profile = std::make_shared<std::string>();
   app.add_option("--profile", *profile,
                  "settings of an ECU that the command line does not give: a file, written with its "
                  "folder, or a name in the user's folder of profiles; see quillmark profile")
       ->type_name("FILE");
-  app.parse_complete_callback([&app, profile] {
-    if (!*profile) {
+  app.parse_complete_callback([&app, &path, profile] {
+    if (profile->empty()) {
       return;
     }
-    if ((*profile)->empty()) {
-      throw CLI::ValidationError("--profile", "expected a file or a name, found \"\"");
-    }
-    const fs::path path = PathOf(**profile);
-    for (const Entry& entry : ReadProfile(**profile)) {
+    path = PathOf(*profile).string();
+    for (const Entry& entry : ReadProfile(*profile)) {
       Apply(app, path, entry);
     }
   });

@@ -25,8 +25,9 @@ struct Setting {
 using Profile = std::vector<Setting>;
 
 /// Adds --profile, which gives each option that the command line does not give its value in a
-/// profile. Parsing raises ToolError (no input, data) for one that cannot be used.
-void AddProfileOption(CLI::App& app);
+/// profile, and stores the path of that in `path`. Parsing raises ToolError (no input, data) for
+/// one that cannot be used.
+void AddProfileOption(CLI::App& app, std::string& path);
 
 /// The settings that are in effect, given or not, as far as they apply to the form.
 [[nodiscard]] Profile ProfileOf(const LinkOptions& link, const SessionOptions& session);

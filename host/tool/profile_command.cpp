@@ -57,7 +57,7 @@ void AddProfileCommand(CLI::App& app, Command& command) {
   CLI::App& profile = *app.add_subcommand(
       "profile", "print the settings in effect as a profile, for --profile of other commands");
   const auto options = std::make_shared<ProfileCommandOptions>();
-  AddProfileOption(profile);
+  AddProfileOption(profile, options->session.profile);
   AddLinkOptions(profile, options->link);
   AddSessionOptions(profile, options->session);
   AddCuttingOptions(profile, options->transfer);

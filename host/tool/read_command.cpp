@@ -123,7 +123,7 @@ void Run(const ReadCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
   CheckRanges(options.ranges);
   const Existing existing = ExistingWith(options.recording.force);
-  CheckOutputs({},
+  CheckOutputs({{"--profile", options.session.profile}},
                {{{"-o", options.output}, OutputKind::kFile},
                 {{"--trace", options.recording.trace}, OutputKind::kFile},
                 {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
@@ -158,7 +158,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddNumber(read, "--fill", options->fill, kByteRange,
             "byte for the gaps of a raw binary; default 0xFF");
   AddMemoryOption(read, options->memory);
-  AddProfileOption(read);
+  AddProfileOption(read, options->session.profile);
   AddLinkOptions(read, options->link);
   AddSessionOptions(read, options->session);
   AddRecordingOptions(read, options->recording, "-o, --trace and --artifacts");

@@ -197,7 +197,7 @@ void Recording::OnEvent(EventKind kind, const Json& members) {
   log_->Event(kind, logged);
   if (kind == EventKind::kDone || kind == EventKind::kSettings) {
     told_.update(members);
-  } else if (kind == EventKind::kImage) {
+  } else if (kind == EventKind::kImage || kind == EventKind::kImages) {
     told_["image_sha256"] = members["sha256"];
   } else if (kind == EventKind::kReadBack) {
     told_["read_back_sha256"] = members["sha256"];

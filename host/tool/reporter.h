@@ -18,6 +18,7 @@ namespace quillmark::host {
 enum class EventKind : std::uint8_t {
   kSettings,        ///< with what program, bus and settings a command works
   kImage,           ///< what a file holds
+  kImages,          ///< what several files hold together
   kPlan,            ///< what would be sent
   kProgress,        ///< how far a phase is
   kIdentification,  ///< what the ECU says of itself
@@ -33,10 +34,10 @@ enum class EventKind : std::uint8_t {
 };
 
 /// The names of all of them, in their order.
-inline constexpr std::array<std::string_view, 14> kEventNames{
-    "settings",    "image",     "plan",           "progress",  "identification",
-    "key-command", "suspended", "about-to-erase", "read-back", "backup",
-    "document",    "ready",     "done",           "error"};
+inline constexpr std::array<std::string_view, 15> kEventNames{
+    "settings",       "image",       "images",    "plan",           "progress",
+    "identification", "key-command", "suspended", "about-to-erase", "read-back",
+    "backup",         "document",    "ready",     "done",           "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {

@@ -19,6 +19,8 @@ namespace quillmark::host {
 
 /// The bus and what a session on it needs.
 struct SessionOptions {
+  /// The file that settings were taken from; empty if none was.
+  std::string profile;
   BusUri bus;
   std::string bus_uri = "sim:";
   /// The identification that the ECU has to have, without padding; empty: any.

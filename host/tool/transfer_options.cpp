@@ -5,7 +5,9 @@
 
 #include <limits>
 #include <numeric>
+#include <optional>
 
+#include "host/files/input_file.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/number.h"
 
@@ -17,6 +19,26 @@ constexpr std::int32_t kLargestBlock = 255;
 constexpr std::int32_t kLargestBlockInOneMessage = 247;
 constexpr NumberRange kBaseRange = {0, std::numeric_limits<std::uint32_t>::max()};
 constexpr NumberRange kAlignmentRange = {1, std::numeric_limits<std::int32_t>::max()};
+
+void RequireUsable(const NamedImage& image) {
+  const ImageSegments& segments = image.content.segments;
+  if (segments.empty()) {
+    throw ToolError(ExitCode::kData,
+                    fmt::format("{}: expected an image with data, found none", image.file));
+  }
+  for (const ImageSegment& segment : segments) {
+    const std::uint64_t last = segment.address + std::uint64_t{segment.bytes.size()} - 1;
+    if (last > kLastAddress) {
+      throw ToolError(
+          ExitCode::kData,
+          fmt::format("{}: segment {:08X} to {:08X} lies beyond {:06X}, the last address "
+                      "that an ECU can be told",
+                      image.file, segment.address, last, kLastAddress),
+          "give the image the addresses that the ECU knows, such as with srec_cat -offset, or "
+          "leave out what belongs elsewhere; nothing was sent");
+    }
+  }
+}
 
 }  // namespace
 
@@ -30,8 +52,25 @@ void AddTransferOptions(CLI::App& app, TransferOptions& options) {
 }
 
 void AddImageOptions(CLI::App& app, TransferOptions& options) {
-  app.add_option("IMAGE", options.file, "Intel HEX, Motorola S-record or raw binary")->required();
-  AddNumber(app, "--base", options.base, kBaseRange, "address where a raw binary begins");
+  app.add_option(
+         "IMAGE", options.files,
+         "Intel HEX, Motorola S-record or raw binary; several make one image, and must agree "
+         "where they overlap")
+      ->required()
+      ->take_all();
+  app.add_option_function<std::vector<std::string>>(
+         "--base",
+         [&options](const std::vector<std::string>& texts) {
+           for (const std::string& text : texts) {
+             options.bases.push_back(
+                 static_cast<std::uint32_t>(ParseNumber("--base", text, kBaseRange)));
+           }
+         },
+         "address where a raw binary begins; once for each raw binary, in their order")
+      ->type_name("NUMBER")
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all();
 }
 
 void AddCuttingOptions(CLI::App& app, TransferOptions& options) {
@@ -52,26 +91,36 @@ void CheckTransferOptions(const TransferOptions& options, const LinkOptions& lin
   }
 }
 
-ImageFile ReadImageOf(const TransferOptions& options) {
-  ImageFile image = ReadImageFile(options.file, options.base);
-  if (image.segments.empty()) {
-    throw ToolError(ExitCode::kData,
-                    fmt::format("{}: expected an image with data, found none", options.file));
+Images ReadImagesOf(const TransferOptions& options) {
+  Images images;
+  std::vector<ImagePart> parts;
+  images.files.reserve(options.files.size());
+  auto base = options.bases.begin();
+  for (const std::string& file : options.files) {
+    const std::string content = ReadFile(file, kLargestImageFile);
+    const bool takes_base = options.files.size() == 1 || !HasAddresses(content);
+    const bool has_base = takes_base && base != options.bases.end();
+    const auto own_base = has_base ? std::optional(*base++) : std::nullopt;
+    images.files.push_back({file, ReadImage(content, file, own_base)});
+    RequireUsable(images.files.back());
+    parts.push_back({images.files.back().file, images.files.back().content.segments});
   }
-  for (const ImageSegment& segment : image.segments) {
-    const std::uint64_t last = segment.address + std::uint64_t{segment.bytes.size()} - 1;
-    if (last > kLastAddress) {
-      throw ToolError(
-          ExitCode::kData,
-          fmt::format("{}: segment {:08X} to {:08X} lies beyond {:06X}, the last address "
-                      "that an ECU can be told",
-                      options.file, segment.address, last, kLastAddress),
-          "give the image the addresses that the ECU knows, such as with srec_cat -offset, or "
-          "leave "
-          "out what belongs elsewhere; nothing was sent");
-    }
+  if (base != options.bases.end()) {
+    throw MisplacedBase(
+        fmt::format("expected --base once for each raw binary, found it {} times "
+                    "for {} of them",
+                    options.bases.size(), base - options.bases.begin()));
   }
-  return image;
+  images.segments = JoinImages(parts);
+  return images;
+}
+
+std::vector<NamedPath> InputsOf(const TransferOptions& options, const std::string& profile) {
+  std::vector<NamedPath> inputs = {{"--profile", profile}};
+  for (const std::string& file : options.files) {
+    inputs.push_back({"IMAGE", file});
+  }
+  return inputs;
 }
 
 std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,

@@ -3,20 +3,22 @@
 
 #include <CLI/App.hpp>
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/image/image_file.h"
 #include "host/tool/link_options.h"
+#include "host/tool/outputs.h"
 #include "quillmark/memory_image.h"
 #include "quillmark/platform.h"
 
 namespace quillmark::host {
 
-/// Which image goes where, and how it is cut.
+/// Which images go where, and how they are cut.
 struct TransferOptions {
-  std::string file;
-  std::optional<std::uint32_t> base;
+  std::vector<std::string> files;
+  /// Of the raw binaries among them, in their order.
+  std::vector<std::uint32_t> bases;
   std::uint8_t memory = 0;
   std::uint8_t fill = 0xFF;
   std::int32_t alignment = 16;
@@ -25,7 +27,7 @@ struct TransferOptions {
 
 void AddTransferOptions(CLI::App& app, TransferOptions& options);
 
-/// Adds the image alone, or all but the image.
+/// Adds the images alone, or all but the images.
 void AddImageOptions(CLI::App& app, TransferOptions& options);
 void AddCuttingOptions(CLI::App& app, TransferOptions& options);
 
@@ -35,9 +37,24 @@ void AddMemoryOption(CLI::App& app, std::uint8_t& memory);
 /// Raises CLI::ValidationError for a block that does not fit a message of the form.
 void CheckTransferOptions(const TransferOptions& options, const LinkOptions& link);
 
-/// The image, which has data and addresses of 24 bits. Raises ToolError (data) for another, and
-/// what ReadImageFile raises.
-[[nodiscard]] ImageFile ReadImageOf(const TransferOptions& options);
+struct NamedImage {
+  std::string file;
+  ImageFile content;
+};
+
+/// The images of a command, and what they come to together.
+struct Images {
+  std::vector<NamedImage> files;
+  ImageSegments segments;
+};
+
+/// The images, each with data and with addresses of 24 bits. Raises ToolError (data) for others,
+/// and what ReadImageFile and JoinImages raise.
+[[nodiscard]] Images ReadImagesOf(const TransferOptions& options);
+
+/// What a command reads, for CheckOutputs: the images, and the profile if that is not empty.
+[[nodiscard]] std::vector<NamedPath> InputsOf(const TransferOptions& options,
+                                              const std::string& profile);
 
 [[nodiscard]] std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,
                                                          Platform& platform);

@@ -11,6 +11,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/outputs.h"
 #include "host/tool/profile.h"
+#include "host/tool/progress_text.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
 #include "host/tool/text.h"
@@ -35,10 +36,9 @@ Profile SettingsOf(const VerifyCommandOptions& options) {
 }
 
 /// What is going to be done, for the artifacts.
-Json PlanOf(const VerifyCommandOptions& options, const ImageFile& image) {
-  return {{"command", "verify"},
-          {"image", PlannedImage(options.transfer.file, image)},
-          {"memory", options.transfer.memory}};
+Json PlanOf(const VerifyCommandOptions& options, const Images& images) {
+  return {
+      {"command", "verify"}, {"image", PlannedImage(images)}, {"memory", options.transfer.memory}};
 }
 
 void Report(Reporter& reporter, const ProgramResult& result) {
@@ -46,41 +46,46 @@ void Report(Reporter& reporter, const ProgramResult& result) {
   reporter.Line(fmt::format("ecu       {}", ecu));
   reporter.Line(
       fmt::format("verify    {} read back and found equal", BytesText(result.verified_bytes)));
+  if (result.repeated > 0) {
+    reporter.Line("again     " + RepeatedText(result.repeated));
+  }
   reporter.Line(fmt::format("done      in {} of bus time", TimeText(result.total_time)));
   reporter.Event(EventKind::kDone, {{"ecu", ecu},
                                     {"verified_bytes", result.verified_bytes},
-                                    {"seconds", SecondsOf(result.total_time)}});
+                                    {"seconds", SecondsOf(result.total_time)},
+                                    {"repeated", result.repeated},
+                                    {"passed_over", result.passed_over}});
 }
 
-void Verify(const VerifyCommandOptions& options, const ImageFile& image, Recording& recording,
+void Verify(const VerifyCommandOptions& options, const Images& images, Recording& recording,
             Reporter& reporter) {
   ReportSettings(reporter, options);
   if (recording.wants_plan()) {
-    recording.Plan(PlanOf(options, image));
+    recording.Plan(PlanOf(options, images));
   }
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.transfer.memory;
   Connection connection(options.link, options.session, config, reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection.programmer());
-  ReportImage(reporter, options.transfer.file, image);
+  ReportImages(reporter, images);
   connection.ShowProgress();
   const ProgramResult result =
-      connection.programmer().Verify(ToMemoryImage(image.segments, connection.platform()));
+      connection.programmer().Verify(ToMemoryImage(images.segments, connection.platform()));
   reporter.EndProgress();
   Report(reporter, result);
 }
 
 void Run(const VerifyCommandOptions& options, Reporter& console) {
   CheckLinkOptions(options.link);
-  const ImageFile image = ReadImageOf(options.transfer);
-  CheckOutputs({{"IMAGE", options.transfer.file}},
+  const Images images = ReadImagesOf(options.transfer);
+  CheckOutputs(InputsOf(options.transfer, options.session.profile),
                {{{"--trace", options.recording.trace}, OutputKind::kFile},
                 {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
                ExistingWith(options.recording.force));
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Verify(options, image, recording, reporter); }, kEffect);
+  recording.Run([&](Reporter& reporter) { Verify(options, images, recording, reporter); }, kEffect);
 }
 
 }  // namespace
@@ -91,7 +96,7 @@ void AddVerifyCommand(CLI::App& app, Command& command) {
   const auto options = std::make_shared<VerifyCommandOptions>();
   AddImageOptions(verify, options->transfer);
   AddMemoryOption(verify, options->transfer.memory);
-  AddProfileOption(verify);
+  AddProfileOption(verify, options->session.profile);
   AddLinkOptions(verify, options->link);
   AddSessionOptions(verify, options->session);
   AddRecordingOptions(verify, options->recording, "--trace and --artifacts");

@@ -79,5 +79,22 @@ TEST(ImageBuilder, RefusesDataPastTheAddressSpace) {
                  "f:4: 2 bytes from address FFFFFFFF on run past address FFFFFFFF");
 }
 
+TEST(JoinedImages, AgreeWhereTheyOverlap) {
+  const ImageSegments low{{0x100, {1, 2, 3}}, {0x200, {9}}};
+  const ImageSegments high{{0x102, {3, 4}}, {0x1FF, {8}}};
+  EXPECT_EQ(JoinImages({{"a", low}, {"b", high}}),
+            (ImageSegments{{0x100, {1, 2, 3, 4}}, {0x1FF, {8, 9}}}));
+}
+
+TEST(JoinedImages, AreRefusedWhereTheyContradictEachOther) {
+  const ImageSegments low{{0x100, {1, 2, 3}}};
+  const ImageSegments other{{0x200, {1}}};
+  const ImageSegments high{{0x101, {2, 4}}};
+  EXPECT_DAMAGED(JoinImages({{"a", low}, {"b", other}, {"c", high}}),
+                 "c: overlap: address 00000102 is 04 here, but 03 in a");
+  EXPECT_DAMAGED(JoinImages({{"c", high}, {"b", other}, {"a", low}}),
+                 "a: overlap: address 00000102 is 03 here, but 04 in c");
+}
+
 }  // namespace
 }  // namespace quillmark::host

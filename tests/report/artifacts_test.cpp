@@ -19,7 +19,7 @@ using ::testing::IsEmpty;
 
 constexpr const char* kPlan =
     R"({"command":"flash","started":"now","form":"can","bit_rate":500000,"receive":1850,)"
-    R"("send":1586,"image":{"file":"a.s19","format":"S","bytes":4,"segments":[[4096,4]]},)"
+    R"("send":1586,"image":{"files":["a.s19"],"format":"S","bytes":4,"segments":[[4096,4]]},)"
     R"("memory":0,"fill":255,"blocks":[[4096,2],[4098,2]],"verify":true})"
     "\n";
 constexpr const char* kResult =
@@ -77,7 +77,7 @@ TEST_F(ReadArtifactsTest, TakesEverythingThatTheFilesSay) {
   EXPECT_EQ(plan.command, PlannedCommand::kFlash);
   EXPECT_EQ(plan.form, TransportForm::kPlainCan);
   EXPECT_EQ(plan.bit_rate, 500'000);
-  EXPECT_EQ(plan.image_file, "a.s19");
+  EXPECT_EQ(plan.image_files, std::vector<std::string>{"a.s19"});
   EXPECT_THAT(plan.segments, ElementsAre(AddressRange{4096, 4}));
   EXPECT_THAT(plan.blocks, ElementsAre(AddressRange{4096, 2}, AddressRange{4098, 2}));
   const Result& result = artifacts.result;

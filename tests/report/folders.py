@@ -74,7 +74,7 @@ def write_large(folder, frames):
     ranges = [[0x1000 + 128 * block, 128] for block in range(blocks)]
     seconds = len(lines) * 0.0003
     plan = {"command": "flash", "started": "2001-09-09T01:46:40Z", "form": "can", "receive": 0x73A,
-            "send": 0x632, "bit_rate": 500000, "image": {"file": "large.bin", "bytes": 128 * blocks,
+            "send": 0x632, "bit_rate": 500000, "image": {"files": ["large.bin"], "bytes": 128 * blocks,
             "segments": [[0x1000, 128 * blocks]]}, "fill": 255, "blocks": ranges}
     result = {"outcome": "done", "exit": 0, "sent_bytes": 128 * blocks, "seconds": seconds,
               "phases": [{"phase": "download", "began": 0, "ended": seconds}]}

@@ -91,6 +91,7 @@ TEST_F(ArtifactsOption, LeavesTheTraceTheLogAndTheResult) {
   EXPECT_EQ(Flash({"--verify"}).status, 0);
   EXPECT_THAT(folder_.Read("out/trace.log"), HasSubstr(" can0 632#0210C00000000000\n"));
   EXPECT_EQ(Events("image").size(), 1U);
+  EXPECT_EQ(Events("images").size(), 0U);
   EXPECT_EQ(Events("done").size(), 1U);
   const json result = ReadJson("result.json");
   EXPECT_EQ(result["outcome"], "done");

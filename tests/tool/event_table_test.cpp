@@ -147,6 +147,7 @@ TEST_F(EventTable, HasEveryEventWithItsMembers) {
   Observe("flash", {});
   Observe("read", {"--range", "0:4", "-o", folder_.Path("m.hex")});
   Observe("identify", {});
+  Observe("plan", {image, image});
   Observe("verify", {folder_.Write("same.bin", std::string(4, '\x5A')), "--base", "0"});
   Observe("flash", {image, "--key-command", "echo no key >&2; true"});
   ObserveTwoProcesses();

@@ -112,8 +112,9 @@ class HostileText : public ToolTest, public ::testing::WithParamInterface<const 
     static_cast<void>(folder_.Write(
         "artifacts/plan.json",
         R"({"command":"flash","form":"can","receive":1850,"send":1586,"bit_rate":500000,"fill":255,)"
-        R"("blocks":[[4096,2]],"image":{"bytes":2,"segments":[[4096,2]],"file":)" +
-            text + R"(},"started":)" + text + "}"));
+        R"("blocks":[[4096,2]],"image":{"bytes":2,"segments":[[4096,2]],"files":[)" +
+            text + R"(],"sha256":)" + text + R"(},"version":)" + text + R"(,"bus":)" + text +
+            R"(,"started":)" + text + "}"));
     static_cast<void>(folder_.Write(
         "artifacts/result.json", R"({"outcome":"failed","exit":76,"seconds":1,"message":)" + text +
                                      R"(,"ecu":)" + text + R"(,"next":)" + text +

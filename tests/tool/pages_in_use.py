@@ -128,6 +128,7 @@ class Completion(unittest.TestCase):
     def test_a_choice(self):
         self.expect("quillmark flash --form ga", "quillmark flash --form gateway")
         self.expect("quillmark identify --form=kl", "quillmark identify --form=kline")
+        self.expect("quillmark flash --flow-control ", "quillmark flash --flow-control auto")
         self.expect("quillmark simulate --bus sl", "quillmark simulate --bus slcan")
 
     def test_a_file(self):

@@ -18,7 +18,6 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr const char* kEverySetting =
@@ -82,8 +81,6 @@ TEST_F(ProfileTest, GivesWayToTheCommandLine) {
   const ToolResult result = Print("p2 = 1500\nids = 1 2\n", {"--ids", "3", "4", "--rl", "5"});
   EXPECT_THAT(result.out, AllOf(HasSubstr("ids = 0x003 0x004\n"), HasSubstr("p2 = 1500\n"),
                                 HasSubstr("rl = 0x05\n")));
-  EXPECT_THAT(Print("key-command = false\n", {"--key-command", ""}).out,
-              Not(HasSubstr("key-command")));
 }
 
 TEST_F(ProfileTest, MayHaveCommentsAndBlanks) {

@@ -81,7 +81,8 @@ TEST_F(Usage, UnknownCommand) {
 
 TEST_F(Usage, WithoutAnImage) {
   ExpectUsageError({"flash"},
-                   "flash: IMAGE is missing: Intel HEX, Motorola S-record or raw binary");
+                   "flash: IMAGE is missing: Intel HEX, Motorola S-record or raw binary; several "
+                   "make one image, and must agree where they overlap");
 }
 
 TEST_F(Usage, WithoutARequiredOption) {
@@ -96,7 +97,8 @@ TEST_F(Usage, UnknownOption) {
 }
 
 TEST_F(Usage, ArgumentTooMany) {
-  ExpectOptionError({"b.s19"}, "flash: expected no further argument, found \"b.s19\"");
+  ExpectUsageError({"identify", "b.s19"},
+                   "identify: expected no further argument, found \"b.s19\"");
 }
 
 TEST_F(Usage, OptionsMayComeBeforeTheImage) {

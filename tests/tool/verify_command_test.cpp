@@ -67,6 +67,13 @@ TEST_F(VerifyCommand, IsReported) {
   EXPECT_THAT(folder_.Read("page.html"), HasSubstr(kDigestOf16));
 }
 
+TEST_F(VerifyCommand, SaysHowOftenItAskedAgain) {
+  const ToolResult result =
+      Run({"verify", UntouchedImage(), "--base", "0x1000", "--fault", "lose-frame@40"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("\nagain     asked again 1 time\n"));
+}
+
 TEST_F(VerifyCommand, RefusesAnotherEcu) {
   EXPECT_EQ(Run({"verify", UntouchedImage(), "--base", "0", "--expect-ecu", "ANOTHER"}).status, 69);
 }
@@ -97,6 +104,77 @@ TEST_F(RunRecord, HasTheDigestOfWhatAFlashReadBack) {
             0);
   EXPECT_EQ(ReadJson("result.json")["image_sha256"], kDigestOfTwoSegments);
   EXPECT_EQ(ReadJson("result.json")["read_back_sha256"], kDigestOfTwoSegments);
+}
+
+using SeveralImages = ToolTest;
+
+TEST_F(SeveralImages, AreFlashedAndVerifiedAsOne) {
+  const std::string low = folder_.Write("low.s19", kTwoSegments);
+  const std::string high = folder_.Write("high.bin", std::string("\x02\x05\x06", 3));
+  const std::vector<std::string> images = {low, "--base", "0x1001", high};
+  for (const char* command : {"plan", "flash"}) {
+    std::vector<std::string> arguments = images;
+    arguments.insert(arguments.begin(), command);
+    const ToolResult result = Run(arguments);
+    EXPECT_EQ(result.status, 0) << result.err;
+    // Of sha256sum: 01 02 05 06 03 04.
+    EXPECT_THAT(
+        result.out,
+        HasSubstr(
+            "\ntogether  6 bytes in 2 segments\n"
+            "          001000 to 001003  4 bytes\n"
+            "          008000 to 008001  2 bytes\n"
+            "          SHA-256 892921f59dafd48ba327b7a40deb1aeabda701325142a5f5d46fc2e20ae31b48\n"
+            "warning   1 byte in several images, with the same values\n"));
+  }
+  const ToolResult result =
+      Run({"flash", low, high, "--base", "0x1001", "--verify", "--artifacts", folder_.Path("run")});
+  EXPECT_THAT(
+      result.out,
+      AllOf(HasSubstr("\n          and write 6 bytes into 001000 to 008001\n"),
+            HasSubstr("\nread back SHA-256 "
+                      "892921f59dafd48ba327b7a40deb1aeabda701325142a5f5d46fc2e20ae31b48\n")));
+  const auto record = nlohmann::json::parse(folder_.Read("run/result.json"));
+  EXPECT_EQ(record["image_sha256"], record["read_back_sha256"]);
+  EXPECT_EQ(Run({"report", folder_.Path("run"), "-o", folder_.Path("r.html")}).status, 0);
+  EXPECT_THAT(folder_.Read("r.html"), HasSubstr("high.bin"));
+}
+
+TEST_F(SeveralImages, ThatContradictEachOtherAreRefusedBeforeAnythingIsSent) {
+  const std::string low = folder_.Write("low.s19", kTwoSegments);
+  const std::string high = folder_.Write("high.bin", std::string("\x02\x05\x06", 3));
+  const ToolResult result = Run({"flash", low, high, "--base", "0x1000"});
+  EXPECT_EQ(result.status, 65);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err,
+              AllOf(HasSubstr(high + ": overlap: address 00001000 is 02 here, but 01 in " + low),
+                    HasSubstr("nothing was sent")));
+}
+
+TEST_F(SeveralImages, NeedABaseForEachRawBinary) {
+  const std::string low = folder_.Write("low.s19", kTwoSegments);
+  const std::string a = folder_.Write("a.bin", "a");
+  const std::string b = folder_.Write("b.bin", "b");
+  EXPECT_THAT(
+      Run({"plan", a, low, b, "--base", "0", "--base", "1"}).out,
+      HasSubstr("\ntogether  6 bytes in 3 segments\n          000000 to 000001  2 bytes\n"));
+  const ToolResult few = Run({"plan", a, low, b, "--base", "0"});
+  EXPECT_EQ(few.status, 64);
+  EXPECT_THAT(few.err, AllOf(HasSubstr(b + ": neither"), HasSubstr("--base once for each raw")));
+  const ToolResult many = Run({"plan", a, low, "--base", "0", "--base", "1"});
+  EXPECT_EQ(many.status, 64);
+  EXPECT_THAT(
+      many.err,
+      HasSubstr("expected --base once for each raw binary, found it 2 times for 1 of them"));
+}
+
+TEST_F(RunRecord, NeverReplacesTheProfile) {
+  const std::string profile = folder_.Write("p", "p2 = 2000\n");
+  EXPECT_EQ(Run({"verify", UntouchedImage(), "--base", "0", "--profile", profile, "--trace",
+                 profile, "--force"})
+                .status,
+            73);
+  EXPECT_EQ(folder_.Read("p"), "p2 = 2000\n");
 }
 
 }  // namespace

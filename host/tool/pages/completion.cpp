@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <string_view>
 
@@ -66,7 +67,11 @@ std::string_view KindOf(std::string_view argument) {
 }
 
 std::string KindOfValue(const OptionRow& option) {
-  const std::vector<std::string> choices = ChoicesOf(option);
+  std::vector<std::string> choices = ChoicesOf(option);
+  // "BS STMIN" stands for something else.
+  std::erase_if(choices, [](const std::string& choice) {
+    return std::any_of(choice.begin(), choice.end(), [](char c) { return c >= 'A' && c <= 'Z'; });
+  });
   return choices.empty() ? std::string(KindOf(option.argument))
                          : fmt::format("words words='{}'", fmt::join(choices, " "));
 }

@@ -133,7 +133,8 @@ std::string Synopsis(const std::string& tool, const CommandTable& command) {
     text += option.required ? ' ' + Tag(option) : "";
   }
   for (const OptionRow& positional : command.positionals) {
-    const std::string name = Italic(positional.names.front());
+    const std::string name =
+        Italic(positional.names.front()) + (positional.repeatable ? "..." : "");
     text += positional.required ? ' ' + name : " [" + name + ']';
   }
   return text + '\n';
