@@ -93,6 +93,8 @@ class Execution {
 
   /// Goes on with an attempt until the next request begins, the document ends or a step fails.
   Attempt RunSteps(Attempt attempt) {
+    constexpr std::size_t kUsualFrames = 32;
+    attempt.received.reserve(kUsualFrames);
     bool has_sent = attempt.answer_at.has_value();
     for (; attempt.at < request_.steps.size(); ++attempt.at) {
       const Step& step = request_.steps[attempt.at];

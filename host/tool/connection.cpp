@@ -115,7 +115,9 @@ void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,
   ecu_ = std::make_unique<SimulatedEcu>(
       SimulatedEcuFor(link, config.memory, config.check_routine, session.faults));
   auto bus = std::make_unique<SimulatedBus>(*ecu_, link.Speed());
-  bus->InjectFaults(InjectorOf(session.faults.wire));
+  if (session.has_faults) {
+    bus->InjectFaults(InjectorOf(session.faults.wire));
+  }
   bus_ = std::move(bus);
 }
 
