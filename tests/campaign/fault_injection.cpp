@@ -171,14 +171,15 @@ bool FaultInjection::Concerns(FaultKind kind, const FrameOnWire& frame) const {
     case FaultKind::kSeenBits:
       return !is_plain && frame.data.front() != kAcknowledgement;
     case FaultKind::kHurtBlock:
-      return !to_tester && service_ == kDownload && (is_plain ? type == 2 : begins_request_);
+      return !to_tester && service_ == kDownload &&
+             (is_plain ? type == 2 && frame.data.size() > 1 : begins_request_);
     case FaultKind::kWait:
       return is_plain && to_tester && type == 3;
     case FaultKind::kBusy:
       return begins_request_;
     case FaultKind::kNoise:
     case FaultKind::kPause:
-      return surroundings_.form == TransportForm::kKLine && to_tester;
+      return surroundings_.form == TransportForm::kKLine && to_tester && frame.data.size() > 1;
     default:
       return true;
   }
