@@ -18,19 +18,6 @@ const Parameter& ParameterAt(ParameterList parameters, std::size_t index) {
   return parameters[index];
 }
 
-}  // namespace
-
-std::int32_t LongParameter(ParameterList parameters, std::size_t index) {
-  const Parameter& parameter = ParameterAt(parameters, index);
-  if (const auto* const value = std::get_if<const std::int32_t*>(&parameter)) {
-    return Require(*value);
-  }
-  if (const auto* const value = std::get_if<const std::uint8_t*>(&parameter)) {
-    return Require(*value);
-  }
-  throw Error(error_number::kTypeMismatch);
-}
-
 std::uint8_t ByteParameter(ParameterList parameters, std::size_t index) {
   return checked::ToByte(LongParameter(parameters, index));
 }
@@ -42,6 +29,19 @@ std::shared_ptr<DOMDocument> DocumentParameter(ParameterList parameters, std::si
     throw Error(error_number::kTypeMismatch);
   }
   return NotNull(Require(*document));
+}
+
+}  // namespace
+
+std::int32_t LongParameter(ParameterList parameters, std::size_t index) {
+  const Parameter& parameter = ParameterAt(parameters, index);
+  if (const auto* const value = std::get_if<const std::int32_t*>(&parameter)) {
+    return Require(*value);
+  }
+  if (const auto* const value = std::get_if<const std::uint8_t*>(&parameter)) {
+    return Require(*value);
+  }
+  throw Error(error_number::kTypeMismatch);
 }
 
 TransferParameters ReadParameters(ParameterList parameters) {

@@ -22,16 +22,13 @@ struct TransferParameters {
   std::int32_t STMin = 0;
 };
 
-/// The Long, Byte or document at an index. A Long is converted if a Byte is requested. Raises 9 for
-/// a missing parameter, 13 for one of the wrong kind, 6 for a value that does not fit, 91 for no
-/// document.
+/// The Long at an index, or the Byte as one. Raises 9 for a missing parameter, 13 for one of
+/// another kind.
 [[nodiscard]] std::int32_t LongParameter(ParameterList parameters, std::size_t index);
-[[nodiscard]] std::uint8_t ByteParameter(ParameterList parameters, std::size_t index);
-[[nodiscard]] std::shared_ptr<DOMDocument> DocumentParameter(ParameterList parameters,
-                                                             std::size_t index);
 
 /// Reads the list from index 2 on: document, `RL` and, for a download, `FillByte`, `IMod`,
-/// `MaxSize`, `BS` and `STMin`.
+/// `MaxSize`, `BS` and `STMin`. Raises as `LongParameter` does, and 6 for a number that is not a
+/// Byte, 91 for no document.
 [[nodiscard]] TransferParameters ReadParameters(ParameterList parameters);
 
 }  // namespace quillmark::transfer

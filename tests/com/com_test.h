@@ -14,7 +14,7 @@
 
 #include "base/com/apartment.h"
 #include "base/com/com_ptr.h"
-#include "base/com/invoke_only.h"
+#include "base/com/unknown.h"
 #include "base/com/variant.h"
 #include "component/com/quillmark_com.h"
 #include "quillmark/error.h"

@@ -3,9 +3,9 @@
 
 #include <array>
 
-#include "base/com/invoke_only.h"
 #include "base/com/registration.h"
 #include "base/com/status.h"
+#include "base/com/unknown.h"
 #include "com/com_test.h"
 
 namespace quillmark::testing {

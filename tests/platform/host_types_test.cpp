@@ -4,7 +4,6 @@
 #include "platform/naive_byte_string.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/reference_types.h"
-#include "platform/portable/segment_image.h"
 #include "support/expect_error.h"
 
 namespace quillmark::portable {

@@ -9,7 +9,7 @@
 
 #include "platform/naive_byte_string.h"
 #include "platform/portable/memory_byte_string.h"
-#include "platform/portable/segment_image.h"
+#include "platform/portable/reference_types.h"
 
 namespace quillmark::portable {
 namespace {

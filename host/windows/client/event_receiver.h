@@ -6,7 +6,7 @@
 #include <memory>
 #include <mutex>
 
-#include "base/com/invoke_only.h"
+#include "base/com/unknown.h"
 #include "host/windows/client/com_component.h"
 
 namespace quillmark::host {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/com/com_ptr.h"
-#include "base/com/invoke_only.h"
+#include "base/com/unknown.h"
 
 namespace quillmark::script_host {
 

@@ -15,7 +15,6 @@
 #include "host/windows/vantrel/collections.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/reference_types.h"
-#include "platform/portable/segment_image.h"
 
 namespace quillmark::vantrel {
 namespace {

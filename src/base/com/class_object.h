@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include "base/com/com_ptr.h"
+#include "base/com/status.h"
 #include "base/com/unknown.h"
 
 namespace quillmark::com {
@@ -14,8 +16,25 @@ class ClassObject final : public Unknown<IClassFactory> {
 
   explicit ClassObject(Create create) : create_(create) {}
 
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override;
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override;
+  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+    if (object == nullptr) {
+      return E_POINTER;
+    }
+    *object = nullptr;
+    if (outer != nullptr) {
+      return CLASS_E_NOAGGREGATION;
+    }
+    try {
+      return ComPtr<IUnknown>::Adopt(create_())->QueryInterface(iid, object);
+    } catch (...) {
+      return ReportCurrent();
+    }
+  }
+
+  HRESULT STDMETHODCALLTYPE LockServer(BOOL lock) override {
+    module_uses += lock != FALSE ? 1 : -1;
+    return S_OK;
+  }
 
  private:
   Create create_;

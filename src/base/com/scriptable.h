@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "base/com/arguments.h"
-#include "base/com/invoke_only.h"
+#include "base/com/unknown.h"
 #include "base/com/variant.h"
 
 namespace quillmark::com {

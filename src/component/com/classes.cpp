@@ -15,9 +15,9 @@
 #include "base/com/registration.h"
 #include "base/com/status.h"
 #include "base/com/text.h"
-#include "component/com/diag_on_can_reprog_object.h"
-#include "component/com/type_library.h"
-#include "platform/windows/windows_platform.h"
+#include "component/com/quillmark_com.h"
+#include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/xml_doc_client.h"
 
 namespace quillmark {
 namespace {
@@ -28,10 +28,6 @@ struct ServedClass {
   const wchar_t* description;
   com::ClassObject::Create create;
 };
-
-IUnknown* NewDiagOnCANReprog() {
-  return static_cast<IDiagOnCANReprog*>(new DiagOnCANReprogObject(CreateWindowsPlatform()));
-}
 
 IUnknown* NewXMLDocClient() { CreateXMLDocClient(); }
 
@@ -103,6 +99,29 @@ void Withdraw(com::Registry& registry, std::span<const com::RegisteredClass> cla
 }
 
 }  // namespace
+
+HMODULE ThisModule() {
+  // Any address within the module will do.
+  static const int anchor = 0;
+  HMODULE module = nullptr;
+  GetModuleHandleExW(
+      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+      reinterpret_cast<const wchar_t*>(&anchor), &module);
+  return module;
+}
+
+com::ComPtr<ITypeLib> TypeLibrary() {
+  // The system keeps a library that is in use, so only the first object has to load it.
+  com::ComPtr<ITypeLib> library;
+  com::Require(LoadTypeLibEx(com::FileOf(ThisModule()).c_str(), REGKIND_NONE, library.Put()));
+  return library;
+}
+
+com::ComPtr<ITypeInfo> TypeInfoOf(REFGUID id) {
+  com::ComPtr<ITypeInfo> info;
+  com::Require(TypeLibrary()->GetTypeInfoOfGuid(id, info.Put()));
+  return info;
+}
 
 void GetClassObject(REFCLSID id, REFIID iid, void** object) {
   const auto served =

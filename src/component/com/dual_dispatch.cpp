@@ -7,7 +7,7 @@
 #include "base/com/status.h"
 #include "base/com/text.h"
 #include "component/com/call_arguments.h"
-#include "component/com/type_library.h"
+#include "component/com/classes.h"
 
 namespace quillmark {
 namespace {

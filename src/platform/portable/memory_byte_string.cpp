@@ -143,7 +143,7 @@ void MemoryByteString::Assign(const ByteString& source) {
       AssignShared(own->Share());
       return;
     }
-    AssignBytes(SourceBytes(source).View());
+    source.ReadBytes([&](ByteView bytes) { AssignBytes(bytes); });
   });
 }
 
@@ -211,15 +211,6 @@ std::int32_t MemoryByteString::FillRunLength(std::uint8_t fill, std::int32_t add
     return -1;
   }
   return static_cast<std::int32_t>(FillRun(bytes.subspan(static_cast<std::size_t>(index)), fill));
-}
-
-SourceBytes::SourceBytes(const ByteString& source) {
-  if (const auto* own = MemoryByteString::From(source)) {
-    view_ = own->View();
-    return;
-  }
-  copy_ = BytesOfHex(source.Hex());
-  view_ = copy_;
 }
 
 std::size_t FillRun(ByteView bytes, std::uint8_t fill) {

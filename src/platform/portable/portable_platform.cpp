@@ -7,7 +7,6 @@
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/portable_platform_factory.h"
 #include "platform/portable/reference_types.h"
-#include "platform/portable/segment_image.h"
 
 namespace quillmark::portable {
 namespace {

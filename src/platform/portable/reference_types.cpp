@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/portable/reference_types.h"
 
+#include <algorithm>
 #include <numeric>
 
 #include "base/guards.h"
@@ -23,6 +24,32 @@ class FixedRange final : public MemoryRange {
 
 }  // namespace
 
+void SegmentImage::AddSegment(const ByteString& segment) {
+  if (MemoryByteString::From(segment) != nullptr) {
+    return GuardMemory([&] { segments_.push_back(segment.Clone()); });
+  }
+  GuardMemory([&] {
+    auto copy = std::make_shared<MemoryByteString>();
+    copy->Assign(segment);
+    copy->SetStartAddress(segment.StartAddress());
+    segments_.push_back(std::move(copy));
+  });
+}
+
+std::vector<std::shared_ptr<ByteString>> SegmentImage::Segments() const {
+  return GuardMemory([&] {
+    auto in_address_order = segments_;
+    const auto is_before = [](const auto& a, const auto& b) {
+      return a->StartAddress() < b->StartAddress();
+    };
+    // They are added in this order nearly always, and sorting needs memory of its own.
+    if (!std::is_sorted(in_address_order.begin(), in_address_order.end(), is_before)) {
+      std::stable_sort(in_address_order.begin(), in_address_order.end(), is_before);
+    }
+    return in_address_order;
+  });
+}
+
 void RangeMap::AddRange(std::int32_t start, std::int32_t count) {
   GuardMemory([&] { ranges_.push_back(std::make_shared<FixedRange>(start, count)); });
 }
@@ -35,8 +62,8 @@ void SumChecksumCalculator::Reset() { sum_ = 0; }
 
 void SumChecksumCalculator::Add(const ByteString& data) {
   GuardMemory([&] {
-    const SourceBytes source(data);
-    sum_ = std::accumulate(source.View().begin(), source.View().end(), sum_);
+    data.ReadBytes(
+        [&](ByteView bytes) { sum_ = std::accumulate(bytes.begin(), bytes.end(), sum_); });
   });
 }
 

@@ -6,9 +6,21 @@
 #include <vector>
 
 #include "quillmark/checksum_calculator.h"
+#include "quillmark/memory_image.h"
 #include "quillmark/memory_map.h"
 
 namespace quillmark::portable {
+
+/// The reference memory image: keeps segments as they were added, without joining them. The copies
+/// are of the reference type, whatever type was added.
+class SegmentImage final : public MemoryImage {
+ public:
+  void AddSegment(const ByteString& segment) override;
+  [[nodiscard]] std::vector<std::shared_ptr<ByteString>> Segments() const override;
+
+ private:
+  std::vector<std::shared_ptr<ByteString>> segments_;  ///< In the order of adding.
+};
 
 /// The reference memory map: ranges exactly as they were added, in that order.
 class RangeMap final : public MemoryMap {

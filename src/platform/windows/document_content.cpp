@@ -13,9 +13,7 @@ namespace quillmark::windows {
 namespace {
 
 std::string NamespaceOf(MsxmlNode& node) {
-  com::Bstr uri;
-  RequireDone(node.get_namespaceURI(uri.Put()), node);
-  return uri.utf8();
+  return Got<com::Bstr>(node, &MsxmlNode::get_namespaceURI).utf8();
 }
 
 /// A copy of a node without its children, for another document.
@@ -33,11 +31,9 @@ NodePtr CopyFor(MsxmlNode& document, MsxmlNode& node) {
 
 /// Why a parse failed, and where, if MSXML says so.
 Error ParseErrorOf(MsxmlDocument& document) {
-  com::ComPtr<::IXMLDOMParseError> error;
-  RequireDone(document.get_parseError(error.Put()), document);
-  com::Bstr reason;
-  RequireDone(error->get_reason(reason.Put()), error);
-  std::string text = reason.utf8();
+  const auto error =
+      Got<com::ComPtr<::IXMLDOMParseError>>(document, &MsxmlDocument::get_parseError);
+  std::string text = Got<com::Bstr>(*error, &::IXMLDOMParseError::get_reason).utf8();
   text.erase(text.find_last_not_of("\r\n") + 1);
   long offset = 0;
   if (error->get_filepos(&offset) == S_OK) {
@@ -50,9 +46,7 @@ Error ParseErrorOf(MsxmlDocument& document) {
 
 NodePtr RootElementOf(MsxmlNode& node) {
   const DocumentPtr document = WholeDocumentOf(node);
-  ElementPtr root;
-  RequireDone(document->get_documentElement(root.Put()), document);
-  return root.As<MsxmlNode>();
+  return Got<ElementPtr>(*document, &MsxmlDocument::get_documentElement).As<MsxmlNode>();
 }
 
 NodePtr CreateNode(MsxmlNode& owner, NodeType type, std::string_view name,

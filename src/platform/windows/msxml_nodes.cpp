@@ -41,14 +41,11 @@ NodeType TypeOf(MsxmlNode& node) {
 }
 
 std::string NameOf(MsxmlNode& node) {
-  com::Bstr name;
-  RequireDone(node.get_nodeName(name.Put()), node);
-  return name.utf8();
+  return Got<com::Bstr>(node, &MsxmlNode::get_nodeName).utf8();
 }
 
 std::string ValueOf(MsxmlNode& node) {
-  com::Variant value;
-  RequireDone(node.get_nodeValue(value.Put()), node);
+  const auto value = Got<com::Variant>(node, &MsxmlNode::get_nodeValue);
   if (value.type() == VT_BSTR) {
     return com::Utf8Of(com::View(V_BSTR(&value.get())));
   }
@@ -61,31 +58,17 @@ void WriteValue(MsxmlNode& node, std::string_view value) {
   RequireDone(node.put_nodeValue(com::Variant::OfText(com::Bstr(value)).get()), node);
 }
 
-NodePtr ParentOf(MsxmlNode& node) {
-  NodePtr parent;
-  RequireDone(node.get_parentNode(parent.Put()), node);
-  return parent;
-}
+NodePtr ParentOf(MsxmlNode& node) { return Got<NodePtr>(node, &MsxmlNode::get_parentNode); }
 
-NodePtr FirstChildOf(MsxmlNode& node) {
-  NodePtr child;
-  RequireDone(node.get_firstChild(child.Put()), node);
-  return child;
-}
+NodePtr FirstChildOf(MsxmlNode& node) { return Got<NodePtr>(node, &MsxmlNode::get_firstChild); }
 
-NodePtr NextSiblingOf(MsxmlNode& node) {
-  NodePtr sibling;
-  RequireDone(node.get_nextSibling(sibling.Put()), node);
-  return sibling;
-}
+NodePtr NextSiblingOf(MsxmlNode& node) { return Got<NodePtr>(node, &MsxmlNode::get_nextSibling); }
 
 DocumentPtr WholeDocumentOf(MsxmlNode& node) {
   if (auto document = com::Share(&node).As<MsxmlDocument>()) {
     return document;
   }
-  DocumentPtr owner;
-  RequireDone(node.get_ownerDocument(owner.Put()), node);
-  return owner;
+  return Got<DocumentPtr>(node, &MsxmlNode::get_ownerDocument);
 }
 
 NodePtr DocumentOf(MsxmlNode& node) { return com::Share<MsxmlNode>(WholeDocumentOf(node).get()); }
@@ -177,8 +160,7 @@ void WriteAttribute(MsxmlNode& node, std::string_view name, std::string_view val
 }
 
 Nodes AttributesOf(MsxmlNode& node) {
-  com::ComPtr<::IXMLDOMNamedNodeMap> map;
-  RequireDone(node.get_attributes(map.Put()), node);
+  const auto map = Got<com::ComPtr<::IXMLDOMNamedNodeMap>>(node, &MsxmlNode::get_attributes);
   Nodes attributes;
   long count = 0;
   if (map) {

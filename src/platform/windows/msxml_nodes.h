@@ -23,6 +23,14 @@ void RequireDone(HRESULT status, const com::ComPtr<Interface>& object) {
   RequireDone(status, *object);
 }
 
+/// What `method` of `object` returns: a text or an object.
+template <typename Result, typename Object, typename Method>
+[[nodiscard]] Result Got(Object& object, Method method) {
+  Result result;
+  RequireDone((object.*method)(result.Put()), object);
+  return result;
+}
+
 [[nodiscard]] NodeType TypeOf(MsxmlNode& node);
 [[nodiscard]] std::string NameOf(MsxmlNode& node);
 /// Empty for a node without value.

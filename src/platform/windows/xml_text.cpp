@@ -32,11 +32,7 @@ void AppendEscaped(std::string& xml, std::string_view text, bool is_attribute) {
 }
 
 /// The text of a document type, which is available in no other way.
-std::string OwnXmlOf(MsxmlNode& node) {
-  com::Bstr xml;
-  RequireDone(node.get_xml(xml.Put()), node);
-  return xml.utf8();
-}
+std::string OwnXmlOf(MsxmlNode& node) { return Got<com::Bstr>(node, &MsxmlNode::get_xml).utf8(); }
 
 class XmlText {
  public:

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <utility>
-
 #include "platform/windows/host_types.h"
+
+#include <utility>
 
 namespace quillmark::windows {
 namespace {
@@ -54,6 +54,24 @@ class HostMemoryMap final : public HostBacked<MemoryMap> {
   }
 };
 
+class HostChecksumCalculator final : public HostBacked<ChecksumCalculator> {
+ public:
+  using HostBacked::HostBacked;
+
+  void Reset() override { object().Call(HostMember::kReset); }
+
+  void Add(const ByteString& data) override { object().Call(HostMember::kAdd, ArgumentOf(data)); }
+
+  void StoreInto(ByteString& block) override {
+    const Variant string = ArgumentOf(block);
+    object().Call(HostMember::kStoreInto, string);
+    if (dynamic_cast<const ComBacked*>(&block) == nullptr) {
+      // For a string of another platform, the host library has written into a copy.
+      block.Assign(*WrapByteString(ObjectIn(string)));
+    }
+  }
+};
+
 }  // namespace
 
 std::shared_ptr<MemoryImage> NewHostMemoryImage() {
@@ -70,6 +88,16 @@ std::shared_ptr<MemoryMap> NewHostMemoryMap() {
 
 std::shared_ptr<MemoryMap> WrapMemoryMap(com::ComPtr<IDispatch> object) {
   return object ? std::make_shared<HostMemoryMap>(HostObject::Of(std::move(object))) : nullptr;
+}
+
+std::shared_ptr<ChecksumCalculator> NewHostChecksumCalculator() {
+  return std::make_shared<HostChecksumCalculator>(
+      HostObject::Create(L"Vantrel.ChecksumCalculator"));
+}
+
+std::shared_ptr<ChecksumCalculator> WrapChecksumCalculator(com::ComPtr<IDispatch> object) {
+  return object ? std::make_shared<HostChecksumCalculator>(HostObject::Of(std::move(object)))
+                : nullptr;
 }
 
 }  // namespace quillmark::windows
