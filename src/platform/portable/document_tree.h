@@ -79,7 +79,7 @@ struct NodeHandle {
   pugi::xml_node node;
 
   // Not explicit: what needs only the node takes a handle as well.
-  operator pugi::xml_node() const { return node; }  // NOLINT(google-explicit-constructor)
+  operator pugi::xml_node() const { return node; }
 };
 
 /// A copy of all nodes of a tree, in which every node holds its value itself.

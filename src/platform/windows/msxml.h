@@ -40,7 +40,7 @@ struct NodeHandle {
   bool is_free_threaded;
 
   // Not explicit: what needs only the node takes a handle as well.
-  operator MsxmlNode&() const { return *node; }  // NOLINT(google-explicit-constructor)
+  operator MsxmlNode&() const { return *node; }
 };
 
 [[nodiscard]] inline NodeHandle At(const NodeHandle& handle, NodePtr node) {
