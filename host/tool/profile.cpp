@@ -250,8 +250,8 @@ Setting RoutineSetting(std::uint8_t routine) { return {"routine", ByteText(routi
 
 void ReportSettings(Reporter& reporter, const SessionOptions& session, const Profile& settings,
                     const Profile& defaults) {
-  reporter.Line(fmt::format("tool      quillmark {} on {}, form {}", Version(),
-                            session.bus_uri, settings.front().value));
+  reporter.Line(fmt::format("tool      quillmark {} on {}, form {}", Version(), session.bus_uri,
+                            settings.front().value));
   reporter.Line(fmt::format("settings  {}", TextOf(settings, defaults)));
   reporter.Event(
       EventKind::kSettings,
