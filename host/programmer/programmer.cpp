@@ -66,8 +66,10 @@ ProgrammerConfig Checked(ProgrammerConfig config) {
   failure.different_bytes = comparison.different_bytes;
   const Difference& first = comparison.differences.front();
   failure.address = first.address;
-  failure.text = std::to_string(comparison.different_bytes) +
-                 " bytes differ from the image; here the ECU holds " +
+  failure.text = (comparison.different_bytes == 1
+                      ? "1 byte differs"
+                      : std::to_string(comparison.different_bytes) + " bytes differ") +
+                 " from the image; here the ECU holds " +
                  (first.found ? HexOf(Bytes{*first.found}) : "nothing") + ", not " +
                  HexOf(Bytes{first.expected});
   throw ProgrammingError(failure);

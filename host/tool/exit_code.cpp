@@ -132,7 +132,7 @@ FailureReport ReportOf(const ProgrammingError& error) {
 const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
   static const std::vector<ExitCodeMeaning> kMeanings = {
       {ExitCode::kDone, "done"},
-      {ExitCode::kDifference, "memory differs from the image (flash --verify)"},
+      {ExitCode::kDifference, "memory differs from the image (verify, flash --verify)"},
       {ExitCode::kUsage, "wrong usage"},
       {ExitCode::kData,
        "an image file is damaged, empty, contradicts another, or has addresses beyond 24 bits; a "

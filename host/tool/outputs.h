@@ -24,7 +24,7 @@ enum class OutputKind : std::uint8_t {
 
 struct Output {
   NamedPath name;
-  OutputKind kind;
+  OutputKind kind = OutputKind::kFile;
 };
 
 /// What becomes of files that a command finds where it is to write, with and without --force.
