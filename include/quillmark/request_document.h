@@ -27,6 +27,7 @@ enum class StepKind : std::uint8_t {
 ///
 /// Threads: those of the document.
 struct QUILLMARK_API Step {
+  /// Says which of the members below the step has.
   StepKind kind = StepKind::kSend;
   /// The element that the step was read from.
   std::shared_ptr<IXMLDOMNode> element{};
@@ -54,6 +55,7 @@ struct QUILLMARK_API Step {
 
 /// A request document as a host runs it.
 struct RequestDocument {
+  /// Whether the document is of the K line form, not of a CAN form.
   bool is_on_k_line = false;
   /// Plain CAN: the identifier to receive on. Gateway: its channel.
   std::uint32_t receive_identifier = 0;
