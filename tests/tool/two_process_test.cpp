@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <iterator>
 #include <optional>
 #include <sstream>
@@ -275,6 +276,58 @@ TEST_F(Disturbed, ForTheThirdTimeEndAtOnceAndSayWhatTheyLeave) {
                 "the session stays open until it ends by itself\n"));
   simulator_->Signal(SIGCONT);
 }
+
+/// A signal at moments spread over a whole flash. `tests/campaign/run --signals N` has N of them.
+class SignalAtAnyMoment : public Interrupted {
+ protected:
+  static int CountMoments() {
+    const char* const text = std::getenv("QUILLMARK_SIGNAL_MOMENTS");
+    return text == nullptr ? 2 : std::atoi(text);
+  }
+
+  std::vector<std::string> Command() {
+    return FlashCommand(image_, "slcan:" + device_, {"--verify"});
+  }
+
+  /// Flashes, and gets the signal after `time`. The status.
+  int FlashUntil(std::chrono::nanoseconds time) {
+    ToolProcess flash(Command(), "/dev/null", folder_.Path("stderr"));
+    std::this_thread::sleep_for(time);
+    flash.Signal(GetParam().signal);
+    return flash.Wait();
+  }
+
+  void ExpectWholeFlash() {
+    ToolProcess flash(Command(), "/dev/null", folder_.Path("stderr"));
+    EXPECT_EQ(flash.Wait(), 0) << folder_.Read("stderr");
+  }
+
+  std::string image_ = Pattern(1'000);
+};
+
+TEST_P(SignalAtAnyMoment, LeavesAnEcuThatIsFlashedAgain) {
+  using Clock = std::chrono::steady_clock;
+  Simulate("slcan");
+  const Clock::time_point start = Clock::now();
+  ExpectWholeFlash();
+  const Clock::duration whole = Clock::now() - start;
+  for (int i = 0; i < CountMoments(); ++i) {
+    const auto moment = whole * (2 * i + 1) / (2 * CountMoments());
+    const int status = FlashUntil(moment);
+    SCOPED_TRACE(std::chrono::duration<double>(moment).count());
+    EXPECT_THAT(status, AnyOf(0, 130, 1000 + GetParam().signal)) << folder_.Read("stderr");
+    ExpectWholeFlash();
+  }
+  StopSimulator();
+  EXPECT_EQ(Kept(image_.size()), image_);
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, SignalAtAnyMoment,
+                         ::testing::Values(Interruption{SIGINT, "INT"},
+                                           Interruption{SIGTERM, "TERM"},
+                                           Interruption{SIGHUP, "HUP"},
+                                           Interruption{SIGKILL, "KILL"}),
+                         [](const auto& test) { return test.param.name; });
 
 struct Fault {
   const char* name;
