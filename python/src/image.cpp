@@ -2,6 +2,7 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -126,6 +127,58 @@ void SaveFile(const Image& self, const fs::path& path, Byte fill) {
   file.Commit();
 }
 
+/// The bytes from address `start` on, up to `stop`.
+std::shared_ptr<Image> Part(const Image& self, std::int64_t start, std::int64_t stop) {
+  const auto part = SharedPlatform()->CreateMemoryImage();
+  for (const auto& [address, bytes] : Joined(self)) {
+    const auto end = address + static_cast<std::int64_t>(bytes.size());
+    const std::int64_t first = std::max(address, start);
+    const std::int64_t last = std::min(end, stop);
+    if (first < last) {
+      const auto begin = bytes.begin() + (first - address);
+      const auto segment = SharedPlatform()->CreateByteString();
+      segment->SetBytes(host::Bytes(begin, begin + (last - first)));
+      segment->SetStartAddress(static_cast<std::int32_t>(first));
+      part->AddSegment(*segment);
+    }
+  }
+  return std::make_shared<Image>(part);
+}
+
+std::int64_t BoundOf(const py::object& bound, std::int64_t otherwise) {
+  return bound.is_none() ? otherwise : IntegerOf(bound, INT32_MIN, INT32_MAX);
+}
+
+std::shared_ptr<Image> Slice(const Image& self, const py::slice& slice) {
+  if (!slice.attr("step").is_none()) {
+    throw py::value_error("a slice of an image has no step");
+  }
+  return Part(self, BoundOf(slice.attr("start"), INT32_MIN),
+              BoundOf(slice.attr("stop"), std::int64_t{INT32_MAX} + 1));
+}
+
+std::shared_ptr<Image> CopyOf(const Image& self) {
+  return self.Use([](const auto& image) {
+    const auto copy = SharedPlatform()->CreateMemoryImage();
+    for (const auto& segment : image->Segments()) {
+      copy->AddSegment(*segment);
+    }
+    return std::make_shared<Image>(copy);
+  });
+}
+
+/// Equal bytes at equal addresses, however they are cut into segments.
+py::object AreEqual(const Image& self, const py::object& other) {
+  if (!py::isinstance<Image>(other)) {
+    return py::reinterpret_borrow<py::object>(Py_NotImplemented);
+  }
+  return py::bool_(Joined(self) == Joined(py::cast<const Image&>(other)));
+}
+
+std::size_t CountSegments(const Image& self) {
+  return self.Use([](const auto& image) { return image->Segments().size(); });
+}
+
 std::string TextOfImage(const Image& self) {
   return self.Use([](const auto& image) {
     return "<quillmark.MemoryImage " + std::to_string(SizeOf(*image)) + " bytes in " +
@@ -154,7 +207,9 @@ void BindImages(py::module_& module) {
       R"(What is to be written into an ECU, or what was read from it.
 
 MemoryImage({0x8000: b"..."}) takes a mapping of addresses to bytes, or pairs of the two; addresses are
-signed 32-bit numbers. Segments are kept as they were added. Raises Error 6 for an address out of range
+signed 32-bit numbers. Segments are kept as they were added. An image iterates over its segments, pairs of
+address and bytes; len() counts them; image[0x8000:0x9000] is the part between two addresses; two images
+are equal if they have the same bytes at the same addresses. Raises Error 6 for an address out of range
 and for a segment that goes past it.)")
       .def(py::init(&MakeImage), py::arg("segments") = py::tuple())
       .def_static("from_file", &ReadFile, py::arg("path"), py::arg("base") = py::none(),
@@ -180,7 +235,18 @@ and for a segment that goes past it.)")
             return self.Use([](const auto& image) { return SizeOf(*image); });
           },
           "Number of bytes of all segments.")
-      .def("__repr__", &TextOfImage);
+      .def("copy", &CopyOf, "Another image with the same segments.")
+      .def("__copy__", &CopyOf)
+      .def(
+          "__deepcopy__",
+          [](const Image& self, const py::object& /*memo*/) { return CopyOf(self); },
+          py::arg("memo"))
+      .def("__eq__", &AreEqual, py::arg("other"))
+      .def("__len__", &CountSegments)
+      .def("__iter__", [](const Image& self) { return py::iter(py::cast(SegmentsOf(self))); })
+      .def("__getitem__", &Slice, py::arg("addresses"))
+      .def("__repr__", &TextOfImage)
+      .attr("__hash__") = py::none();
 }
 
 }  // namespace quillmark::python

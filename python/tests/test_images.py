@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: MIT
+import copy
 import resource
 
 import pytest
@@ -27,6 +28,50 @@ def test_neighbours_are_joined():
 def test_overlapping_segments_are_not_joined():
     with pytest.raises(ValueError, match="overlap at address 1"):
         quillmark.MemoryImage({0: b"ab", 1: b"cd"}).joined()
+
+
+def test_an_image_is_a_collection_of_its_segments():
+    image = quillmark.MemoryImage(SEGMENTS)
+    assert len(image) == 2
+    assert list(image) == image.segments
+    assert dict(image) == SEGMENTS
+    assert not quillmark.MemoryImage()
+
+
+def test_images_are_equal_that_say_the_same_of_the_memory():
+    image = quillmark.MemoryImage({0: b"abcd", 5: b"e"})
+    assert image == quillmark.MemoryImage({0: b"ab", 2: b"cd", 5: b"e"})
+    assert image != quillmark.MemoryImage({0: b"abcd", 5: b"f"})
+    assert image != quillmark.MemoryImage({0: b"abcd", 6: b"e"})
+    assert image != {0: b"abcd", 5: b"e"}
+    with pytest.raises(TypeError):
+        hash(image)
+
+
+@pytest.mark.parametrize("copy_of", [copy.copy, copy.deepcopy, quillmark.MemoryImage.copy])
+def test_a_copy_is_an_image_of_its_own(copy_of):
+    image = quillmark.MemoryImage(SEGMENTS)
+    other = copy_of(image)
+    other.add(0x3000, b"third")
+    assert image == quillmark.MemoryImage(SEGMENTS)
+    assert len(other) == 3
+
+
+def test_a_slice_is_what_lies_between_two_addresses():
+    image = quillmark.MemoryImage({-2: b"before", 0x10: b"0123456789", 0x20: b"behind"})
+    assert image[0x12:0x14].segments == [(0x12, b"23")]
+    assert image[0x18:0x22].segments == [(0x18, b"89"), (0x20, b"be")]
+    assert image[:0].segments == [(-2, b"be")]
+    assert image[0x24:].segments == [(0x24, b"nd")]
+    assert image[:] == image
+    assert not image[5:0x10]
+    assert not image[0x14:0x12]
+
+
+@pytest.mark.parametrize("bounds", [slice(0, 8, 2), slice(0, 2**31), slice("a"), 4])
+def test_another_slice_is_refused(bounds):
+    with pytest.raises((ValueError, TypeError, quillmark.Error)):
+        quillmark.MemoryImage(SEGMENTS)[bounds]
 
 
 @pytest.mark.parametrize("name", ["image.hex", "image.s19", "image.srec"])

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The type stubs name exactly what the module has, with the same parameters."""
 import ast
+import importlib.metadata
 import inspect
 import re
 from pathlib import Path
@@ -97,3 +98,7 @@ def test_everything_has_a_docstring():
         for member_name in stub_classes()[name].body if name in stub_classes() else []:
             for member in names_of(member_name) & set(vars(public)) - {"__init__"}:
                 assert vars(public)[member].__doc__, f"{name}.{member}"
+
+
+def test_the_installed_metadata_has_the_version_of_the_module():
+    assert importlib.metadata.version("quillmark") == quillmark.__version__
