@@ -30,7 +30,9 @@ file(APPEND ${doc_files}/overrides/libquillmark0
      "maintscript-calls-ldconfig [postrm]\n")
 file(APPEND ${doc_files}/overrides/libquillmark-dev
      "# The licence is also where an installation without packages has it.\n"
-     "extra-license-file\n")
+     "extra-license-file\n"
+     "# The pages link to it by the name that it has in the sources.\n"
+     "wrong-name-for-upstream-changelog\n")
 
 # quillmark_package(COMPONENT NAME SECTION SUMMARY DESCRIPTION [DEPENDS]): the component as a package.
 function(quillmark_package component name section summary description)
@@ -80,8 +82,9 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/shlibs ${doc_files}/
 
 quillmark_package(
   development libquillmark-dev libdevel "Documents that reprogram vehicle ECUs, development files"
-  "Headers, CMake package, pkg-config file, reference and examples for a diagnostic
-application that reprograms vehicle ECUs with libquillmark, in C++20."
+  "Headers, CMake package, pkg-config file, reference and examples for a
+diagnostic application that reprograms vehicle ECUs with libquillmark,
+in C++20."
   "${same_library}")
 
 quillmark_package(
