@@ -70,15 +70,24 @@ TEST_F(ConfirmationTest, TakesNothingThatWasTypedBeforeItWasAsked) {
   EXPECT_EQ(process.Wait(), 130);
 }
 
-TEST_F(ConfirmationTest, EndsItsLineWhereItIsInterrupted) {
-  for (const char* end : {"\x03", "\x04"}) {  // ^C, ^D
+class EndOfTheQuestion : public ConfirmationTest {
+ protected:
+  void ExpectEndsBy(const char* typed) {
     ToolProcess process = Flash();
     ASSERT_TRUE(process.ReadUntil("erase and write? [y/N] "));
-    process.Write(end);
+    process.Write(typed);
     EXPECT_EQ(process.Wait(), 130);
     EXPECT_THAT(process.output(), HasSubstr("\nquillmark: identify: "));
   }
-}
+};
+
+#ifndef __SANITIZE_THREAD__
+// ThreadSanitizer puts off a signal that comes between two system calls, and here never delivers
+// it.
+TEST_F(EndOfTheQuestion, ByAnInterruptEndsItsLine) { ExpectEndsBy("\x03"); }
+#endif
+
+TEST_F(EndOfTheQuestion, ByTheEndOfInputEndsItsLine) { ExpectEndsBy("\x04"); }
 
 TEST_F(ConfirmationTest, IsNotAskedForWithYes) {
   ToolProcess process = Flash({"--yes"});
