@@ -118,6 +118,14 @@ std::uint64_t SizeOf(const MemoryImage& image) {
   return size;
 }
 
+std::uint64_t SizeOf(const MemoryMap& map) {
+  std::uint64_t size = 0;
+  for (const auto& range : map.Ranges()) {
+    size += static_cast<std::uint64_t>(range->Count());
+  }
+  return size;
+}
+
 std::shared_ptr<MemoryImage> RestOf(const MemoryImage& image, std::uint32_t address,
                                     Platform& platform) {
   const auto from = static_cast<std::int32_t>(address);

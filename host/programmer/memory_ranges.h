@@ -31,8 +31,9 @@ inline constexpr std::size_t kSegmentsAtOnce = 16'384;
 [[nodiscard]] std::shared_ptr<MemoryImage> ImageOf(
     std::span<const std::shared_ptr<ByteString>> segments, Platform& platform);
 
-/// The number of bytes of an image, whatever its addresses are.
+/// The number of bytes of an image or a map, whatever its addresses are.
 [[nodiscard]] std::uint64_t SizeOf(const MemoryImage& image);
+[[nodiscard]] std::uint64_t SizeOf(const MemoryMap& map);
 
 /// The bytes of `image` from `address` on, which one of its segments holds, and of all segments
 /// after that one.

@@ -257,8 +257,7 @@ std::shared_ptr<MemoryImage> Session::AdaptTo(const RunOutcome& outcome, const M
   has_adapted_ = true;
   block_size_ = outcome.flow_control.value().block_size;
   separation_time_ = outcome.flow_control.value().separation_time;
-  // Another object, since the worker of this one may still deliver documents.
-  reprog_ = MakeReprog();
+  reprog_->FlowControl(block_size_, separation_time_);
   return RestOf(image, *failure.address, *platform_);
 }
 

@@ -33,14 +33,6 @@ std::optional<Error> CurrentError() {
   }
 }
 
-std::uint64_t SizeOf(const MemoryMap& map) {
-  std::uint64_t size = 0;
-  for (const auto& range : map.Ranges()) {
-    size += static_cast<std::uint64_t>(range->Count());
-  }
-  return size;
-}
-
 std::optional<std::uint32_t> BytesCoveredBy(const DOMDocument& document) {
   const auto root = document.documentElement();
   const std::string text = root ? root->getAttribute("totalbytes").value_or("") : "";

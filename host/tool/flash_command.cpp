@@ -225,14 +225,11 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   CLI::App& flash = *app.add_subcommand("flash", "write an image into the ECU");
   const auto options = std::make_shared<FlashCommandOptions>();
   AddTransferOptions(flash, options->transfer);
-  AddProfileOption(flash, options->session.profile);
-  AddLinkOptions(flash, options->link);
-  AddSessionOptions(flash, options->session);
+  AddEcuOptions(flash, options->link, options->session);
   AddFlashOptions(flash, options->flash);
   AddRecordingOptions(flash, options->recording, "--trace and --artifacts, never a backup");
   AddJsonOption(flash, command);
   flash.callback([options, &command] {
-    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
     command.effect = kEffect;
   });

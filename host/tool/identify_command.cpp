@@ -68,12 +68,9 @@ void AddIdentifyCommand(CLI::App& app, Command& command) {
   CLI::App& identify =
       *app.add_subcommand("identify", "print the identification and the history of the ECU");
   const auto options = std::make_shared<IdentifyCommandOptions>();
-  AddProfileOption(identify, options->session.profile);
-  AddLinkOptions(identify, options->link);
-  AddSessionOptions(identify, options->session);
+  AddEcuOptions(identify, options->link, options->session);
   AddJsonOption(identify, command);
   identify.callback([options, &command] {
-    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <sstream>
@@ -161,6 +162,24 @@ void Apply(CLI::App& app, const fs::path& path, const Entry& entry) {
   }
 }
 
+/// Adds --profile. What is returned applies the profile once the command line is read.
+std::function<void()> ApplicationOfProfile(CLI::App& app, std::string& path) {
+  const auto profile = std::make_shared<std::string>();
+  app.add_option("--profile", *profile,
+                 "settings of an ECU that the command line does not give: a file, written with its "
+                 "folder, or a name in the user's folder of profiles; see quillmark profile")
+      ->type_name("FILE");
+  return [&app, &path, profile] {
+    if (profile->empty()) {
+      return;
+    }
+    path = PathOf(*profile).string();
+    for (const Entry& entry : ReadProfile(*profile)) {
+      Apply(app, path, entry);
+    }
+  };
+}
+
 std::string Milliseconds(std::chrono::milliseconds time) { return std::to_string(time.count()); }
 
 std::string IdentifierText(std::int32_t identifier) { return fmt::format("0x{:03X}", identifier); }
@@ -196,20 +215,17 @@ std::string TextOf(const Profile& settings, const Profile& defaults) {
 }  // namespace
 
 void AddProfileOption(CLI::App& app, std::string& path) {
-  const auto profile = std::make_shared<std::string>();
-  app.add_option("--profile", *profile,
-                 "settings of an ECU that the command line does not give: a file, written with its "
-                 "folder, or a name in the user's folder of profiles; see quillmark profile")
-      ->type_name("FILE");
-  app.parse_complete_callback([&app, &path, profile] {
-    if (profile->empty()) {
-      return;
-    }
-    path = PathOf(*profile).string();
-    for (const Entry& entry : ReadProfile(*profile)) {
-      Apply(app, path, entry);
-    }
-  });
+  app.parse_complete_callback(ApplicationOfProfile(app, path));
+}
+
+void AddEcuOptions(CLI::App& app, LinkOptions& link, SessionOptions& session) {
+  app.parse_complete_callback(
+      [apply = ApplicationOfProfile(app, session.profile), &link, &session] {
+        apply();
+        FitToBus(link, session);
+      });
+  AddLinkOptions(app, link);
+  AddSessionOptions(app, session);
 }
 
 Profile ProfileOf(const LinkOptions& link, const SessionOptions& session) {

@@ -29,6 +29,10 @@ using Profile = std::vector<Setting>;
 /// one that cannot be used.
 void AddProfileOption(CLI::App& app, std::string& path);
 
+/// Adds what a command with a session has: --profile, and the options of the link and the session,
+/// which must suit the bus. Both are stored in the arguments, which must outlive the parsing.
+void AddEcuOptions(CLI::App& app, LinkOptions& link, SessionOptions& session);
+
 /// The settings that are in effect, given or not, as far as they apply to the form.
 [[nodiscard]] Profile ProfileOf(const LinkOptions& link, const SessionOptions& session);
 [[nodiscard]] Profile ProfileOf(const TransferOptions& transfer);

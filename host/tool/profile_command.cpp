@@ -57,13 +57,10 @@ void AddProfileCommand(CLI::App& app, Command& command) {
   CLI::App& profile = *app.add_subcommand(
       "profile", "print the settings in effect as a profile, for --profile of other commands");
   const auto options = std::make_shared<ProfileCommandOptions>();
-  AddProfileOption(profile, options->session.profile);
-  AddLinkOptions(profile, options->link);
-  AddSessionOptions(profile, options->session);
+  AddEcuOptions(profile, options->link, options->session);
   AddCuttingOptions(profile, options->transfer);
   AddRoutineOption(profile, options->check_routine);
   profile.callback([options, &command] {
-    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });
 }

@@ -158,13 +158,10 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddNumber(read, "--fill", options->fill, kByteRange,
             "byte for the gaps of a raw binary; default 0xFF");
   AddMemoryOption(read, options->memory);
-  AddProfileOption(read, options->session.profile);
-  AddLinkOptions(read, options->link);
-  AddSessionOptions(read, options->session);
+  AddEcuOptions(read, options->link, options->session);
   AddRecordingOptions(read, options->recording, "-o, --trace and --artifacts");
   AddJsonOption(read, command);
   read.callback([options, &command] {
-    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
     command.effect = kEffect;
   });

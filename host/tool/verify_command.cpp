@@ -96,13 +96,10 @@ void AddVerifyCommand(CLI::App& app, Command& command) {
   const auto options = std::make_shared<VerifyCommandOptions>();
   AddImageOptions(verify, options->transfer);
   AddMemoryOption(verify, options->transfer.memory);
-  AddProfileOption(verify, options->session.profile);
-  AddLinkOptions(verify, options->link);
-  AddSessionOptions(verify, options->session);
+  AddEcuOptions(verify, options->link, options->session);
   AddRecordingOptions(verify, options->recording, "--trace and --artifacts");
   AddJsonOption(verify, command);
   verify.callback([options, &command] {
-    FitToBus(options->link, options->session);
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
     command.effect = kEffect;
   });

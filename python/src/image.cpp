@@ -11,6 +11,7 @@
 #include "bindings.h"
 #include "host/files/output_file.h"
 #include "host/image/image_file.h"
+#include "host/programmer/memory_ranges.h"
 #include "host/services/count_text.h"
 #include "quillmark/error.h"
 #include "shared_objects.h"
@@ -159,11 +160,7 @@ std::shared_ptr<Image> Slice(const Image& self, const py::slice& slice) {
 
 std::shared_ptr<Image> CopyOf(const Image& self) {
   return self.Use([](const auto& image) {
-    const auto copy = SharedPlatform()->CreateMemoryImage();
-    for (const auto& segment : image->Segments()) {
-      copy->AddSegment(*segment);
-    }
-    return std::make_shared<Image>(copy);
+    return std::make_shared<Image>(host::ImageOf(image->Segments(), *SharedPlatform()));
   });
 }
 
@@ -181,20 +178,12 @@ std::size_t CountSegments(const Image& self) {
 
 std::string TextOfImage(const Image& self) {
   return self.Use([](const auto& image) {
-    return "<quillmark.MemoryImage " + std::to_string(SizeOf(*image)) + " bytes in " +
+    return "<quillmark.MemoryImage " + std::to_string(host::SizeOf(*image)) + " bytes in " +
            std::to_string(image->Segments().size()) + " segments>";
   });
 }
 
 }  // namespace
-
-std::int64_t SizeOf(const MemoryImage& image) {
-  std::int64_t size = 0;
-  for (const auto& segment : image.Segments()) {
-    size += segment->Length();
-  }
-  return size;
-}
 
 std::shared_ptr<Image> ImageOf(const py::object& argument) {
   return py::isinstance<Image>(argument) ? py::cast<std::shared_ptr<Image>>(argument)
@@ -209,7 +198,8 @@ void BindImages(py::module_& module) {
 MemoryImage({0x8000: b"..."}) takes a mapping of addresses to bytes, or pairs of the two; addresses are
 signed 32-bit numbers. Segments are kept as they were added. An image iterates over its segments, pairs of
 address and bytes; len() counts them; image[0x8000:0x9000] is the part between two addresses; two images
-are equal if they have the same bytes at the same addresses. Raises Error 6 for an address out of range
+are equal if they have the same bytes at the same addresses. Where segments overlap, a part and a comparison
+raise ValueError. Raises Error 6 for an address out of range
 and for a segment that goes past it.)")
       .def(py::init(&MakeImage), py::arg("segments") = py::tuple())
       .def_static("from_file", &ReadFile, py::arg("path"), py::arg("base") = py::none(),
@@ -232,7 +222,7 @@ and for a segment that goes past it.)")
       .def_property_readonly(
           "size",
           [](const Image& self) {
-            return self.Use([](const auto& image) { return SizeOf(*image); });
+            return self.Use([](const auto& image) { return host::SizeOf(*image); });
           },
           "Number of bytes of all segments.")
       .def("copy", &CopyOf, "Another image with the same segments.")

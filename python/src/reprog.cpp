@@ -10,6 +10,7 @@
 #include "bindings.h"
 #include "errors.h"
 #include "handler_transfer.h"
+#include "host/programmer/memory_ranges.h"
 #include "quillmark/diag_on_can_reprog.h"
 #include "shared_objects.h"
 #include "stream_transfer.h"
@@ -135,9 +136,11 @@ py::object ComputeDownload(Reprog& self, Byte memory, const py::object& image_ar
   const auto argument = ImageOf(image_argument);
   return self.Use([&](const auto& /*first, as in checkupload*/) {
     return argument->Use([&](const auto& image) {
-      return Transfer(self, SizeOf(*image), handler, [&](DiagOnCANReprog& object) {
-        object.ComputeDownload(memory.value, image, fill.value, modulus.value, max_size.value);
-      });
+      return Transfer(self, static_cast<std::int64_t>(host::SizeOf(*image)), handler,
+                      [&](DiagOnCANReprog& object) {
+                        object.ComputeDownload(memory.value, image, fill.value, modulus.value,
+                                               max_size.value);
+                      });
     });
   });
 }

@@ -26,9 +26,6 @@ using Image = Shared<MemoryImage>;
 /// An image, or what one can be made of. Raises TypeError and Error 6.
 [[nodiscard]] std::shared_ptr<Image> ImageOf(const py::object& argument);
 
-/// The number of bytes of all segments.
-[[nodiscard]] std::int64_t SizeOf(const MemoryImage& image);
-
 /// A bus, with the transport form of the documents that are run on it by default. A simulated one
 /// takes turns with its ECU.
 class Bus : public Shared<host::Bus> {

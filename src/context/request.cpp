@@ -13,23 +13,19 @@
 namespace quillmark {
 namespace {
 
-/// A new copy of the template document.
-std::shared_ptr<DOMDocument> NewDocument(const Context& context) {
-  return NotNull(std::dynamic_pointer_cast<DOMDocument>(context.RequestTemplate().cloneNode(true)));
-}
-
-/// The element that holds the steps.
-std::shared_ptr<IXMLDOMElement> RequestElement(const DOMDocument& document, TransportForm form) {
-  return NotNull(
-      std::dynamic_pointer_cast<IXMLDOMElement>(document.selectSingleNode(RequestPath(form))));
+/// The element that holds the steps, in a new copy of the template document.
+std::shared_ptr<IXMLDOMElement> NewRequestElement(const Context& context) {
+  const auto document = NotNull(context.RequestTemplate().cloneNode(true));
+  return NotNull(std::dynamic_pointer_cast<IXMLDOMElement>(
+      document->selectSingleNode(RequestPath(context.Form()))));
 }
 
 }  // namespace
 
 Request::Request(Context& context)
     : context_(context),
-      document_(NewDocument(context)),
-      element_(RequestElement(*document_, context.Form())),
+      element_(NewRequestElement(context)),
+      document_(NotNull(element_->ownerDocument())),
       steps_(*element_, context.GetFlowControl().separation_time),
       buffers_(context.Buffers()) {}
 

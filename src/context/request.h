@@ -40,8 +40,8 @@ class Request {
   void AddExpectedReply(ByteView expected, std::int32_t reply_length);
 
   Context& context_;
-  std::shared_ptr<DOMDocument> document_;
   std::shared_ptr<IXMLDOMElement> element_;
+  std::shared_ptr<DOMDocument> document_;
   StepWriter steps_;
   FrameBuffers buffers_;
 };
