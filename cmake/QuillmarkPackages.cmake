@@ -19,15 +19,17 @@ string(REGEX REPLACE "\n" "\n " licence "${licence}")
 configure_file(${debian_folder}/copyright.in ${doc_files}/copyright @ONLY)
 
 # The remarks of lintian that do not apply to a package.
-foreach(name libquillmark0 libquillmark-dev quillmark-tools python3-quillmark)
+foreach(name libquillmark0 libquillmark-dev libquillmark-host0 libquillmark-host-dev quillmark-tools python3-quillmark)
   file(WRITE ${doc_files}/overrides/${name}
        "# These packages are not meant for Debian's own archive, so there is no request to package them.\n"
        "initial-upload-closes-no-bugs\n")
 endforeach()
-file(APPEND ${doc_files}/overrides/libquillmark0
-     "# CPack calls ldconfig in scripts of its own and cannot be told not to; the trigger is there as well.\n"
-     "maintscript-calls-ldconfig [postinst]\n"
-     "maintscript-calls-ldconfig [postrm]\n")
+foreach(name libquillmark0 libquillmark-host0)
+  file(APPEND ${doc_files}/overrides/${name}
+       "# CPack calls ldconfig in scripts of its own and cannot be told not to; the trigger is there as well.\n"
+       "maintscript-calls-ldconfig [postinst]\n"
+       "maintscript-calls-ldconfig [postrm]\n")
+endforeach()
 file(APPEND ${doc_files}/overrides/libquillmark-dev
      "# The licence is also where an installation without packages has it.\n"
      "extra-license-file\n"
@@ -64,8 +66,10 @@ set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/QuillmarkPackageFiles.cmake)
 # Debian's tools read what a program needs out of it; the library of this build is not installed.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
-set(same_library "libquillmark0 (= ${PROJECT_VERSION}-${QUILLMARK_RELEASE})")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src ${PROJECT_BINARY_DIR}/host)
+set(same_version "(= ${PROJECT_VERSION}-${QUILLMARK_RELEASE})")
+set(same_library "libquillmark0 ${same_version}")
+set(same_host_library "libquillmark-host0 ${same_version}")
 
 quillmark_package(
   runtime libquillmark0 libs "Documents that reprogram vehicle ECUs, shared library"
@@ -73,12 +77,16 @@ quillmark_package(
 application reprograms the memory of a vehicle ECU over KWP2000-style
 services: on CAN, behind a CAN gateway, and on a K line. The application
 runs the documents on its own bus.")
-# What is built against the library needs this version or a later one of the same binary interface, and the
+# What is built against a library needs this version or a later one of the same binary interface, and the
 # loader must be told that there is a new library.
-file(WRITE ${doc_files}/shlibs
-     "libquillmark ${PROJECT_VERSION_MAJOR} libquillmark${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
-file(WRITE ${doc_files}/triggers "activate-noawait ldconfig\n")
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/shlibs ${doc_files}/triggers)
+foreach(library quillmark quillmark-host)
+  file(WRITE ${doc_files}/${library}/shlibs
+       "lib${library} ${PROJECT_VERSION_MAJOR} lib${library}${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
+  file(WRITE ${doc_files}/${library}/triggers "activate-noawait ldconfig\n")
+endforeach()
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/quillmark/shlibs ${doc_files}/quillmark/triggers)
+set(CPACK_DEBIAN_HOST_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/quillmark-host/shlibs
+                                                    ${doc_files}/quillmark-host/triggers)
 
 quillmark_package(
   development libquillmark-dev libdevel "Documents that reprogram vehicle ECUs, development files"
@@ -88,11 +96,24 @@ in C++20."
   "${same_library}")
 
 quillmark_package(
+  host_runtime libquillmark-host0 libs "Reprogramming of vehicle ECUs, shared library"
+  "Drives whole sessions with an ECU, on slcan, SocketCAN and K line
+adapters: identification, security access, erase, download, check and
+verification, with image files, traces, reports and a simulated ECU."
+  "${same_library}")
+
+quillmark_package(
+  host_development libquillmark-host-dev libdevel "Reprogramming of vehicle ECUs, development files"
+  "Headers, CMake package and pkg-config file for an application that
+reprograms vehicle ECUs with libquillmark-host, in C++20."
+  "${same_host_library}, libquillmark-dev ${same_version}")
+
+quillmark_package(
   tools quillmark-tools utils "Command-line tool that reprograms vehicle ECUs"
   "Plans, writes, reads back and explains the reprogramming of a vehicle
 ECU through slcan, SocketCAN and K line adapters, keeps traces that
 can-utils and Wireshark read, and simulates an ECU to try it all on."
-  "${same_library}")
+  "${same_host_library}")
 
 # Something to try at once.
 install(FILES ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec

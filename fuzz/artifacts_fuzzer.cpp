@@ -15,11 +15,11 @@
 
 #include "fuzz/support/law.h"
 #include "host/calls/json.h"
-#include "host/decode/listing.h"
-#include "host/report/artifacts.h"
-#include "host/report/page.h"
-#include "host/trace/trace_reader.h"
+#include "host/report/page_data.h"
 #include "quillmark/error.h"
+#include "quillmark/host/artifacts.h"
+#include "quillmark/host/decode.h"
+#include "quillmark/host/trace.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::fuzz {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "fuzz/support/law.h"
-#include "host/calls/console.h"
 #include "host/calls/json.h"
+#include "quillmark/host/console.h"
 #include "quillmark/quillmark.h"
 #include "support/failing_platform.h"
 

@@ -10,7 +10,7 @@
 
 #include "fuzz/support/law.h"
 #include "host/ecu/k_message.h"
-#include "host/ecu/simulated_ecu.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::fuzz {
 namespace {
@@ -190,7 +190,7 @@ class Bench {
   }
 
   void RequireMemory() const {
-    const Bytes cells = ecu_.application().flash().Read(kFlashStart, kFlashSize);
+    const Bytes cells = ecu_.ReadMemory(kFlashStart, kFlashSize);
     Law(key_was_asked_for_ || cells == Bytes(kFlashSize, kOldContent),
         "without a key the memory stays as it was");
   }

@@ -16,7 +16,7 @@
 #include "fuzz/support/law.h"
 #include "fuzz/support/scripted_ecu.h"
 #include "fuzz/support/settings.h"
-#include "host/runner/runner.h"
+#include "quillmark/host/runner.h"
 #include "quillmark/quillmark.h"
 
 namespace quillmark::fuzz {

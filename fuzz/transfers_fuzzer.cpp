@@ -14,7 +14,7 @@
 #include "fuzz/support/law.h"
 #include "fuzz/support/scripted_ecu.h"
 #include "fuzz/support/transfer_rules.h"
-#include "host/runner/runner.h"
+#include "quillmark/host/runner.h"
 #include "quillmark/quillmark.h"
 
 namespace quillmark::fuzz {

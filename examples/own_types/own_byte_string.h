@@ -2,7 +2,7 @@
 #pragma once
 
 // A host's own byte string: bytes in a vector that views share. It keeps the laws of the interface,
-// which tests/platform/byte_string_laws.h has as tests for any implementation.
+// which tests/src/platform/byte_string_laws.h has as tests for any implementation.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

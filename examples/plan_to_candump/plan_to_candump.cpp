@@ -15,8 +15,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "host/bus/wire_time.h"
-#include "host/trace/trace_writer.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/trace.h"
 #include "quillmark/quillmark.h"
 
 namespace {

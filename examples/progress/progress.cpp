@@ -10,11 +10,10 @@
 #include <optional>
 #include <string>
 
-#include "host/bus/simulated_bus.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/image/image_file.h"
-#include "host/programmer/advice.h"
-#include "host/programmer/programmer.h"
+#include "quillmark/host/image_file.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "quillmark/quillmark.h"
 
 namespace {

@@ -17,10 +17,10 @@
 #include <string>
 #include <utility>
 
-#include "host/bus/simulated_bus.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/files/output_file.h"
-#include "host/runner/runner.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/runner.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "quillmark/quillmark.h"
 
 namespace {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "host/bus/bus.h"
-#include "host/bus/bytes.h"
 #include "quillmark/dom.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/bytes.h"
 
 namespace quillmark::fuzz {
 

@@ -6,10 +6,10 @@
 #include <optional>
 #include <vector>
 
-#include "host/bus/simulated_bus.h"
 #include "host/ecu/can_transport.h"
 #include "host/ecu/gateway_transport.h"
 #include "host/ecu/k_line_transport.h"
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::fuzz {
 

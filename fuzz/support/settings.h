@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "host/bus/bus.h"
-#include "host/ecu/options.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::fuzz {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/bus/bus.h"
-#include "host/bus/bytes.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/bytes.h"
 
 namespace quillmark::fuzz {
 

@@ -5,7 +5,7 @@
 #include <thread>
 #include <utility>
 
-#include "host/bus/wire_time.h"
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/adapters/open_bus.h"
+#include "quillmark/host/open_bus.h"
 
 #include <stdexcept>
 

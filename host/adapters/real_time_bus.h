@@ -5,7 +5,7 @@
 #include <chrono>
 #include <thread>
 
-#include "host/bus/bus.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::host {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "host/bus/bus.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::host {
 

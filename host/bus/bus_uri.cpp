@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/bus/bus_uri.h"
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "host/bus/slcan_codec.h"
+#include "quillmark/host/open_bus.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/bus/bytes.h"
+#include "quillmark/host/bytes.h"
 
 #include <array>
 

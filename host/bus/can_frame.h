@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "host/bus/bytes.h"
+#include "quillmark/host/bytes.h"
 
 namespace quillmark::host {
 

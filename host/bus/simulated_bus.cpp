@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/bus/simulated_bus.h"
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
 

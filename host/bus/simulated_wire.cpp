@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "host/bus/simulated_wire.h"
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
 namespace {

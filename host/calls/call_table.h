@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "host/calls/arguments.h"
-#include "host/calls/console.h"
 #include "host/calls/json.h"
 #include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/host/console.h"
 
 namespace quillmark::host {
 

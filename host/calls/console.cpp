@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/calls/console.h"
+#include "quillmark/host/console.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "host/decode/decoding.h"
+#include "host/decode/message_joiner.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/decode/decoding.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
 

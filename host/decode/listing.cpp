@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/decode/listing.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,7 +6,8 @@
 
 #include "host/decode/message_joiner.h"
 #include "host/runner/request_document.h"
-#include "host/services/count_text.h"
+#include "quillmark/host/decode.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

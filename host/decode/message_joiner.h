@@ -6,50 +6,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "host/bus/bus.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
-
-/// The role of a frame in its message.
-enum class FrameKind : std::uint8_t {
-  kSingle,
-  kFirst,
-  kConsecutive,
-  kFlowControl,      ///< goes the other way than its message
-  kPiece,            ///< of a message through a gateway
-  kAcknowledgement,  ///< of such a piece; goes the other way
-  kMessage,          ///< a whole K line message
-  kStray,            ///< belongs to no message; forms one of its own
-};
-
-/// "single frame", "flow control", …
-[[nodiscard]] std::string_view NameOf(FrameKind kind);
-
-/// The place of a frame in its message.
-struct JoinedFrame {
-  FrameKind kind = FrameKind::kStray;
-  /// Index of the message.
-  std::size_t message = 0;
-  /// The service bytes in the frame.
-  std::size_t payload_at = 0;
-  std::size_t payload_size = 0;
-
-  friend bool operator==(const JoinedFrame&, const JoinedFrame&) = default;
-};
-
-struct JoinedMessage {
-  Direction direction = Direction::kToEcu;
-  /// The service bytes that came, and how many were announced.
-  Bytes bytes{};
-  std::size_t announced = 0;
-  /// What is wrong with it; empty if nothing is.
-  std::string defect{};
-
-  friend bool operator==(const JoinedMessage&, const JoinedMessage&) = default;
-};
 
 /// Joins the frames of both directions of an exchange, as an observer that takes no part.
 class MessageJoiner {

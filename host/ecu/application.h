@@ -5,11 +5,11 @@
 #include <map>
 #include <optional>
 
-#include "host/ecu/options.h"
 #include "host/ecu/programming_services.h"
 #include "host/ecu/records.h"
 #include "host/ecu/security_access.h"
 #include "host/ecu/transport.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

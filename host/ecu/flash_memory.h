@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-#include "host/ecu/options.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

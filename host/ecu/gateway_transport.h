@@ -6,8 +6,8 @@
 #include <deque>
 #include <optional>
 
-#include "host/ecu/options.h"
 #include "host/ecu/transport.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

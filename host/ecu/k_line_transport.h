@@ -5,8 +5,8 @@
 #include <deque>
 #include <optional>
 
-#include "host/ecu/options.h"
 #include "host/ecu/transport.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

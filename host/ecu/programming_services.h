@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "host/ecu/flash_memory.h"
-#include "host/ecu/options.h"
 #include "host/ecu/records.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

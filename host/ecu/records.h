@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <deque>
 
-#include "host/ecu/options.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

@@ -5,7 +5,7 @@
 #include <functional>
 #include <optional>
 
-#include "host/ecu/options.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

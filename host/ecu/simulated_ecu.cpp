@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "host/ecu/simulated_ecu.h"
+#include "quillmark/host/simulated_ecu.h"
 
+#include "host/ecu/application.h"
 #include "host/ecu/can_transport.h"
 #include "host/ecu/gateway_transport.h"
 #include "host/ecu/k_line_transport.h"
@@ -33,38 +34,83 @@ std::unique_ptr<EcuTransport> MakeTransport(const EcuOptions& options, MessageHa
 
 }  // namespace
 
-SimulatedEcu::SimulatedEcu(const EcuOptions& options)
-    : options_(options),
-      exchange_(ExchangeOf(options)),
-      application_(options),
-      transport_(MakeTransport(options, application_)) {}
+class SimulatedEcu::Parts {
+ public:
+  explicit Parts(const EcuOptions& options)
+      : options_(options),
+        exchange_(ExchangeOf(options)),
+        application_(options),
+        transport_(MakeTransport(options, application_)) {}
 
-void SimulatedEcu::Reset(Duration now) {
-  application_.Reset();
-  transport_ = MakeTransport(options_, application_);
-  booted_at_ = now + options_.timing.boot_time;
+  void Reset(Duration now) {
+    application_.Reset();
+    transport_ = MakeTransport(options_, application_);
+    booted_at_ = now + options_.timing.boot_time;
+  }
+
+  /// Neither before it has booted nor while it is silent does an ECU react to anything.
+  [[nodiscard]] bool Deaf(Duration now) const {
+    return options_.misbehaviour.silent || (booted_at_ && now < *booted_at_);
+  }
+
+  [[nodiscard]] const Exchange& exchange() const { return exchange_; }
+  [[nodiscard]] Application& application() { return application_; }
+  [[nodiscard]] EcuTransport& transport() { return *transport_; }
+
+ private:
+  EcuOptions options_;
+  Exchange exchange_;
+  Application application_;
+  std::unique_ptr<EcuTransport> transport_;
+  std::optional<Duration> booted_at_;
+};
+
+SimulatedEcu::SimulatedEcu(const EcuOptions& options) : parts_(std::make_unique<Parts>(options)) {}
+
+SimulatedEcu::~SimulatedEcu() = default;
+
+Bytes SimulatedEcu::ReadMemory(std::uint32_t address, std::size_t count) const {
+  return parts_->application().flash().Read(address, count);
 }
 
-bool SimulatedEcu::Hears(const Exchange& exchange) const { return exchange == exchange_; }
+std::uint64_t SimulatedEcu::memory_changes() const {
+  return parts_->application().flash().changes();
+}
+
+std::uint32_t SimulatedEcu::blocks_written() const {
+  return parts_->application().blocks_written();
+}
+
+const std::deque<HistoryEntry>& SimulatedEcu::history() const {
+  return parts_->application().records().history();
+}
+
+bool SimulatedEcu::InSession(Duration now) const { return parts_->application().InSession(now); }
+
+void SimulatedEcu::Reset(Duration now) { parts_->Reset(now); }
+
+void SimulatedEcu::RefuseNext(std::optional<std::uint8_t> code) {
+  parts_->application().RefuseNext(code);
+}
+
+const Exchange& SimulatedEcu::exchange() const { return parts_->exchange(); }
+
+bool SimulatedEcu::Hears(const Exchange& exchange) const { return exchange == parts_->exchange(); }
 
 void SimulatedEcu::OnFrame(ByteView frame, Duration now) {
-  if (!Deaf(now)) {
-    transport_->OnFrame(frame, now);
+  if (!parts_->Deaf(now)) {
+    parts_->transport().OnFrame(frame, now);
   }
 }
 
 void SimulatedEcu::OnBreak(Duration low, Duration now) {
-  if (!Deaf(now)) {
-    transport_->OnBreak(low, now);
+  if (!parts_->Deaf(now)) {
+    parts_->transport().OnBreak(low, now);
   }
 }
 
-std::optional<Duration> SimulatedEcu::NextDue() const { return transport_->NextDue(); }
+std::optional<Duration> SimulatedEcu::NextDue() const { return parts_->transport().NextDue(); }
 
-Bytes SimulatedEcu::TakeFrame(Duration now) { return transport_->TakeFrame(now); }
-
-bool SimulatedEcu::Deaf(Duration now) const {
-  return options_.misbehaviour.silent || (booted_at_ && now < *booted_at_);
-}
+Bytes SimulatedEcu::TakeFrame(Duration now) { return parts_->transport().TakeFrame(now); }
 
 }  // namespace quillmark::host

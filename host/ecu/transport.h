@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "host/bus/bus.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::host {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "host/files/file_stream.h"
-
 #include <unistd.h>
 
 #include <cerrno>
 #include <utility>
+
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 

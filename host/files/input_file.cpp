@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/files/input_file.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,6 +6,8 @@
 #include <cstring>
 #include <fstream>
 #include <system_error>
+
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 namespace {

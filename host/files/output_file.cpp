@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/files/output_file.h"
-
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -13,6 +11,8 @@
 #include <string>
 #include <system_error>
 #include <utility>
+
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 namespace {
@@ -160,6 +160,14 @@ void WriteFile(const fs::path& path, std::string_view content) {
   OutputFile file(path, Existing::kReplaced);
   file.stream() << content;
   file.Commit();
+}
+
+void CreateFolders(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) {
+    throw CannotCreateFile(fmt::format("{}: cannot create: {}", folder.string(), error.message()));
+  }
 }
 
 }  // namespace quillmark::host

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/image.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
+
+#include "host/image/image_builder.h"
 
 namespace quillmark::host {
 
@@ -136,6 +137,33 @@ void ImageBuilder::RaiseContradiction(const Record& record, std::uint32_t addres
   throw DamagedImage(file_, second.line,
                      fmt::format("overlap: address {:08X} is {:02X} here, but {:02X} in line {}",
                                  address, value_in(second), value_in(first), first.line));
+}
+
+std::shared_ptr<MemoryImage> ImageOf(std::span<const ImageSegment> segments, Platform& platform) {
+  auto image = platform.CreateMemoryImage();
+  const auto bytes = platform.CreateByteString();
+  for (const ImageSegment& segment : segments) {
+    bytes->SetBytes(segment.bytes);
+    bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
+    image->AddSegment(*bytes);
+  }
+  return image;
+}
+
+std::uint64_t SizeOf(const ImageSegments& segments) {
+  return std::accumulate(
+      segments.begin(), segments.end(), std::uint64_t{0},
+      [](std::uint64_t size, const ImageSegment& segment) { return size + segment.bytes.size(); });
+}
+
+ImageSegments SegmentsOf(const MemoryImage& image, const std::string& file) {
+  ImageBuilder builder(file);
+  for (const auto& segment : image.Segments()) {
+    segment->ReadBytes([&](std::span<const std::uint8_t> bytes) {
+      builder.Add(static_cast<std::uint32_t>(segment->StartAddress()), bytes, 1);
+    });
+  }
+  return builder.Finish().segments;
 }
 
 }  // namespace quillmark::host

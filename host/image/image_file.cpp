@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/image/image_file.h"
+#include "quillmark/host/image_file.h"
 
 #include <fmt/format.h>
 
@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
-#include "host/files/input_file.h"
 #include "host/image/record_files.h"
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 namespace {

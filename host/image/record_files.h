@@ -5,7 +5,7 @@
 #include <ostream>
 #include <string_view>
 
-#include "host/image/image.h"
+#include "host/image/image_builder.h"
 
 /// The image files that are made of records in text.
 namespace quillmark::host {

@@ -3,7 +3,7 @@
 
 #include <fmt/format.h>
 
-#include "host/image/image.h"
+#include "quillmark/host/image_file.h"
 
 namespace quillmark::host {
 namespace {

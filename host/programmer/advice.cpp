@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "host/programmer/advice.h"
-
 #include <string_view>
+
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 namespace {

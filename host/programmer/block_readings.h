@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <memory>
 
-#include "host/runner/runner.h"
 #include "quillmark/byte_string.h"
 #include "quillmark/checksum_calculator.h"
+#include "quillmark/host/runner.h"
 #include "quillmark/platform.h"
 
 namespace quillmark::host {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "host/programmer/failure.h"
-#include "host/services/count_text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

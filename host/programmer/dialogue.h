@@ -9,12 +9,12 @@
 #include <string>
 
 #include "host/programmer/block_readings.h"
-#include "host/programmer/programmer.h"
 #include "host/programmer/progress_reporter.h"
 #include "host/programmer/repetition.h"
-#include "host/runner/runner.h"
 #include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/error.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::host {
 

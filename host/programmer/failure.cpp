@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
-#include "host/services/description.h"
 #include "host/services/response_code.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "host/programmer/programmer.h"
-#include "host/runner/runner.h"
 #include "quillmark/error.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::host {
 

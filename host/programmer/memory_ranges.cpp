@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/programmer/memory_ranges.h"
+#include "quillmark/host/memory_ranges.h"
 
 #include <algorithm>
 #include <map>

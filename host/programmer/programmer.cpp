@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
 
 #include <stdexcept>
 #include <utility>
 
 #include "host/programmer/failure.h"
-#include "host/programmer/memory_ranges.h"
 #include "host/programmer/progress_reporter.h"
 #include "host/programmer/session.h"
+#include "quillmark/host/memory_ranges.h"
 
 namespace quillmark::host {
 namespace {
@@ -99,6 +99,13 @@ std::shared_ptr<MemoryImage> BackUpIn(Session& session, const std::shared_ptr<Me
 }
 
 }  // namespace
+
+void Configure(DiagOnCANReprog& reprog, const ProgrammerConfig& config) {
+  const bool by_identifiers = config.form == TransportForm::kPlainCan;
+  reprog.CANIDs(by_identifiers ? config.receive_id : 0,
+                by_identifiers ? config.send_id : config.address);
+  reprog.FlowControl(config.block_size, config.separation_time);
+}
 
 Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerConfig config,
                        ComponentFactory create_component)

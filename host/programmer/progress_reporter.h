@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 

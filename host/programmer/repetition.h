@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "host/programmer/programmer.h"
-#include "host/runner/runner.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::host {
 

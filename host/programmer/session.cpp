@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "host/programmer/failure.h"
-#include "host/programmer/memory_ranges.h"
+#include "quillmark/host/memory_ranges.h"
 
 namespace quillmark::host {
 namespace {
@@ -112,9 +112,7 @@ Session::~Session() {
 
 std::shared_ptr<DiagOnCANReprog> Session::MakeReprog() const {
   std::shared_ptr<DiagOnCANReprog> reprog = create_component_(platform_);
-  const bool by_identifiers = config_.form == TransportForm::kPlainCan;
-  reprog->CANIDs(by_identifiers ? config_.receive_id : 0,
-                 by_identifiers ? config_.send_id : config_.address);
+  Configure(*reprog, config_);
   reprog->FlowControl(block_size_, separation_time_);
   return reprog;
 }

@@ -7,10 +7,10 @@
 #include <optional>
 
 #include "host/programmer/dialogue.h"
-#include "host/programmer/programmer.h"
 #include "host/programmer/progress_reporter.h"
-#include "host/programmer/transfer.h"
 #include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/transfer.h"
 
 namespace quillmark::host {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/programmer/transfer.h"
+#include "quillmark/host/transfer.h"
 
 #include <unistd.h>
 
@@ -10,8 +10,8 @@
 #include <string>
 #include <utility>
 
-#include "host/programmer/memory_ranges.h"
 #include "host/programmer/piece_queue.h"
+#include "quillmark/host/memory_ranges.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {

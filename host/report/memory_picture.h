@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/decode/exchanges.h"
-#include "host/report/artifacts.h"
+#include "quillmark/host/artifacts.h"
 
 namespace quillmark::host {
 

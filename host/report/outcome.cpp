@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "host/report/outcome.h"
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include <chrono>
 #include <string_view>
 
-#include "host/services/count_text.h"
+#include "host/report/page_data.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

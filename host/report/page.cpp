@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "host/report/page.h"
-
 #include <map>
 #include <string_view>
 
-#include "host/bus/bytes.h"
-#include "host/report/outcome.h"
 #include "host/report/packed_writer.h"
+#include "host/report/page_data.h"
 #include "page_sources.h"
+#include "quillmark/host/bytes.h"
+#include "quillmark/host/report.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
+#include "host/report/page_data.h"
+
 #include <algorithm>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-#include "host/bus/wire_time.h"
 #include "host/decode/exchanges.h"
 #include "host/report/memory_picture.h"
-#include "host/report/outcome.h"
 #include "host/report/packed_writer.h"
-#include "host/report/page.h"
+#include "quillmark/host/report.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
@@ -138,8 +140,6 @@ void AddBytes(const Decoding& decoding, const std::vector<DecodedExchange>& exch
     }
   }
 }
-
-double SecondsOf(Duration time) { return std::chrono::duration<double>(time).count(); }
 
 Json ToJson(const std::vector<PhaseSums>& phases) {
   Json list = Json::array();

@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "host/bus/bus.h"
 #include "host/runner/message_reader.h"
 #include "host/runner/reply_reader.h"
 #include "host/runner/request_document.h"
-#include "host/runner/runner.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::host {
 

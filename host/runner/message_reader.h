@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "host/bus/bus.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::host {
 

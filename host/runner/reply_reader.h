@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/bus/bus.h"
 #include "host/runner/message_reader.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::host {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/bus/bus.h"
+#include "quillmark/host/bus.h"
 #include "quillmark/request_document.h"
 
 namespace quillmark::host {

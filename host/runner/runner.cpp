@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "host/runner/runner.h"
+#include "quillmark/host/runner.h"
 
 #include <string_view>
 #include <utility>

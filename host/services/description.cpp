@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/services/description.h"
-
 #include <algorithm>
 #include <array>
 #include <string_view>
 
 #include "host/services/parameters.h"
 #include "host/services/response_code.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "host/bus/bytes.h"
+#include "quillmark/host/bytes.h"
 
 namespace quillmark::host {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "host/bus/bytes.h"
+#include "quillmark/host/bytes.h"
 
 namespace quillmark::host {
 namespace {

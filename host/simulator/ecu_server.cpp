@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "host/simulator/ecu_server.h"
-
 #include <algorithm>
 #include <chrono>
+
+#include "quillmark/host/simulator.h"
 
 namespace quillmark::host {
 namespace {

@@ -39,4 +39,8 @@ Bytes KLineAdapter::TakeDue() {
   return echo;
 }
 
+std::unique_ptr<SimulatedAdapter> CreateKLineAdapter(SimulatedWire& wire, const WireSpeed& speed) {
+  return std::make_unique<KLineAdapter>(wire, speed);
+}
+
 }  // namespace quillmark::host

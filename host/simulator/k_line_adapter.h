@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "host/bus/k_line_receiver.h"
-#include "host/bus/simulated_wire.h"
-#include "host/simulator/simulated_adapter.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulator.h"
 
 namespace quillmark::host {
 

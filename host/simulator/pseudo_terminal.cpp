@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/simulator/pseudo_terminal.h"
-
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
@@ -10,6 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+
+#include "quillmark/host/simulator.h"
 
 namespace quillmark::host {
 

@@ -116,4 +116,9 @@ bool SlcanAdapter::OnTheBus() const {
   return channel_ != Channel::kClosed && bit_rate_ == wire_bit_rate_;
 }
 
+std::unique_ptr<SimulatedAdapter> CreateSlcanAdapter(SimulatedWire& wire,
+                                                     std::uint32_t wire_bit_rate) {
+  return std::make_unique<SlcanAdapter>(wire, wire_bit_rate);
+}
+
 }  // namespace quillmark::host

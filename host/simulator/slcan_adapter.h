@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/bus/simulated_wire.h"
 #include "host/bus/slcan_codec.h"
-#include "host/simulator/simulated_adapter.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulator.h"
 
 namespace quillmark::host {
 

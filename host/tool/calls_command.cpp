@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iostream>
 
-#include "host/calls/console.h"
 #include "host/tool/command.h"
+#include "quillmark/host/console.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {

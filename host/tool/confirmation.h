@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 

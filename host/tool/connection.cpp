@@ -9,14 +9,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/adapters/open_bus.h"
-#include "host/bus/simulated_bus.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/key_command.h"
 #include "host/tool/simulated_ecu_options.h"
-#include "host/tool/text.h"
+#include "quillmark/host/open_bus.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,12 +5,12 @@
 #include <functional>
 #include <memory>
 
-#include "host/bus/bus.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/programmer/programmer.h"
 #include "host/tool/link_options.h"
 #include "host/tool/reporter.h"
 #include "host/tool/session_options.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {

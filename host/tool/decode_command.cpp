@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "host/decode/listing.h"
-#include "host/files/input_file.h"
 #include "host/tool/command.h"
 #include "host/tool/number.h"
-#include "host/trace/trace_reader.h"
 #include "quillmark/error.h"
+#include "quillmark/host/decode.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/trace.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {

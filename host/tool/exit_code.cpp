@@ -6,14 +6,13 @@
 #include <new>
 #include <string_view>
 
-#include "host/bus/bus.h"
-#include "host/files/input_file.h"
-#include "host/files/output_file.h"
-#include "host/image/image_file.h"
-#include "host/programmer/advice.h"
-#include "host/programmer/programmer.h"
 #include "host/tool/interrupt.h"
 #include "quillmark/error.h"
+#include "quillmark/host/artifacts.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/image_file.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 namespace {
@@ -176,6 +175,8 @@ FailureReport ReportCurrentException() {
                     "name another file; input without an end, as of a device, is not read");
   } catch (const CannotReadFile& error) {
     return ReportOf(ExitCode::kNoInput, error.what(), NextStep(ExitCode::kNoInput));
+  } catch (const RefusedFolder& error) {
+    return ReportOf(ExitCode::kCannotCreate, error.what(), error.advice());
   } catch (const CannotCreateFile& error) {
     return ReportOf(ExitCode::kCannotCreate, error.what(), NextStep(ExitCode::kCannotCreate));
   } catch (const CannotWriteFile& error) {

@@ -3,14 +3,16 @@
 
 #include <cstdint>
 #include <exception>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "host/calls/json.h"
-
 namespace quillmark::host {
+
+/// Keeps the keys of an object in the order in which they were set.
+using Json = nlohmann::ordered_json;
 
 /// How the tool ends, in the numbers of sysexits.h where it has one.
 enum class ExitCode : std::uint8_t {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/bus/simulated_wire.h"
-#include "host/ecu/options.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

@@ -5,11 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/confirmation.h"
 #include "host/tool/connection.h"
-#include "host/tool/download_plan.h"
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
@@ -19,13 +17,13 @@
 #include "host/tool/progress_text.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
-#include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr const char* kEffect = "the flash itself succeeded";
+constexpr const char* kFlashEffect = "the flash itself succeeded";
 
 struct FlashCommandOptions {
   LinkOptions link;
@@ -37,10 +35,7 @@ struct FlashCommandOptions {
 
 ProgrammerConfig ConfigOf(const FlashCommandOptions& options) {
   ProgrammerConfig config = MakeConfig(options.link, options.session);
-  config.memory = options.transfer.memory;
-  config.fill_byte = options.transfer.fill;
-  config.alignment = options.transfer.alignment;
-  config.max_block = options.transfer.block;
+  Apply(options.transfer, config);
   config.check_routine = options.flash.check_routine;
   config.log_record = options.flash.log_record;
   return config;
@@ -87,9 +82,9 @@ void Report(Reporter& reporter, const ProgramResult& result) {
 
 /// What is going to be done, for the artifacts.
 Json PlanOf(const FlashCommandOptions& options, const Images& images) {
-  const DownloadPlan plan = PlanDownload(options.transfer, options.link, images.segments, "");
+  const DownloadPlan plan = PlanOf(ConfigOf(options), options.link.Speed(), images.segments);
   Json blocks = Json::array();
-  for (const AddressedBytes& block : plan.wire.memory()) {
+  for (const AddressedBytes& block : plan.blocks) {
     blocks.push_back({block.address, block.count});
   }
   return {{"command", "flash"},
@@ -97,10 +92,10 @@ Json PlanOf(const FlashCommandOptions& options, const Images& images) {
           {"memory", options.transfer.memory},
           {"fill", options.transfer.fill},
           {"fill_bytes", plan.fill_bytes()},
-          {"sent_bytes", plan.wire.data_bytes()},
+          {"sent_bytes", plan.sent_bytes},
           {"blocks", blocks},
           {"documents", plan.documents},
-          {"wire_seconds", SecondsOf(plan.wire.wire_time())},
+          {"wire_seconds", SecondsOf(plan.wire_time)},
           {"verify", options.flash.verify}};
 }
 
@@ -189,7 +184,7 @@ void Flash(const FlashCommandOptions& options, const Images& images,
     };
   }
   try {
-    const auto memory = ToMemoryImage(images.segments, connection.platform());
+    const auto memory = ImageOf(images.segments, connection.platform());
     const ProgramResult result = connection.programmer().Program(memory, what);
     reporter.EndProgress();
     Report(reporter, result);
@@ -216,7 +211,7 @@ void Run(const FlashCommandOptions& options, Reporter& console) {
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
   recording.Run([&](Reporter& reporter) { Flash(options, images, backup, recording, reporter); },
-                kEffect);
+                kFlashEffect);
 }
 
 }  // namespace
@@ -231,7 +226,7 @@ void AddFlashCommand(CLI::App& app, Command& command) {
   AddJsonOption(flash, command);
   flash.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
-    command.effect = kEffect;
+    command.effect = kFlashEffect;
   });
 }
 

@@ -9,7 +9,7 @@
 #include "host/tool/link_options.h"
 #include "host/tool/profile.h"
 #include "host/tool/session_options.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

@@ -12,7 +12,7 @@
 
 #include "host/tool/child_process.h"
 #include "host/tool/exit_code.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 

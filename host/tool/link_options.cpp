@@ -60,12 +60,16 @@ WireSpeed LinkOptions::Speed() const {
   return speed;
 }
 
+std::uint32_t LinkOptions::BitRate() const {
+  return form == TransportForm::kKLine ? Speed().k_line_baud : Speed().can_bit_rate;
+}
+
 void AddLinkOptions(CLI::App& app, LinkOptions& options) {
   AddChoice<TransportForm>(
       app, "--form",
-      {{"can", TransportForm::kPlainCan},
-       {"gateway", TransportForm::kGateway},
-       {"kline", TransportForm::kKLine}},
+      {{NameOf(TransportForm::kPlainCan), TransportForm::kPlainCan},
+       {NameOf(TransportForm::kGateway), TransportForm::kGateway},
+       {NameOf(TransportForm::kKLine), TransportForm::kKLine}},
       [&options](TransportForm form) {
         options.form = form;
         options.form_given = true;
@@ -119,12 +123,6 @@ void CheckLinkOptions(const LinkOptions& options) {
                                                        : "any but 0x6E and 0x7A for --form kline",
                                            *options.address));
   }
-}
-
-void Configure(DiagOnCANReprog& reprog, const LinkOptions& options) {
-  const bool plain = options.form == TransportForm::kPlainCan;
-  reprog.FlowControl(options.block_size, options.separation_time);
-  reprog.CANIDs(plain ? options.ReceiveId() : 0, plain ? options.SendId() : options.Address());
 }
 
 }  // namespace quillmark::host

@@ -7,9 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "host/bus/bus.h"
-#include "host/bus/wire_time.h"
-#include "quillmark/diag_on_can_reprog.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
 
@@ -37,14 +36,13 @@ struct LinkOptions {
   [[nodiscard]] std::int32_t SendId() const;
   [[nodiscard]] std::int32_t Address() const;
   [[nodiscard]] WireSpeed Speed() const;
+  /// Of the wire of the form.
+  [[nodiscard]] std::uint32_t BitRate() const;
 };
 
 void AddLinkOptions(CLI::App& app, LinkOptions& options);
 
 /// Raises CLI::ValidationError for options that do not go together.
 void CheckLinkOptions(const LinkOptions& options);
-
-/// Applies the options to an object.
-void Configure(DiagOnCANReprog& reprog, const LinkOptions& options);
 
 }  // namespace quillmark::host

@@ -3,23 +3,7 @@
 
 #include <utility>
 
-#include "host/tool/transfer_options.h"
-
 namespace quillmark::host {
-namespace {
-
-// The segments of what was read, joined where they are adjacent.
-ImageSegments SegmentsOf(const MemoryImage& memory, const std::string& file) {
-  ImageBuilder builder(file);
-  for (const auto& segment : memory.Segments()) {
-    const auto bytes = BytesOfHex(segment->Hex());
-    builder.Add(static_cast<std::uint32_t>(segment->StartAddress()), *bytes, 1);
-  }
-  return builder.Finish().segments;
-}
-
-}  // namespace
-
 MemoryFile::MemoryFile(std::string path, Existing existing)
     : path_(std::move(path)), file_(path_, existing) {}
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/files/output_file.h"
-#include "host/image/image_file.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/image_file.h"
 #include "quillmark/memory_image.h"
 
 namespace quillmark::host {

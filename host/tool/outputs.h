@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/files/output_file.h"
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 

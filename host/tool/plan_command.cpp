@@ -5,15 +5,14 @@
 #include <memory>
 #include <system_error>
 
-#include "host/services/count_text.h"
 #include "host/tool/command.h"
-#include "host/tool/download_plan.h"
+#include "host/tool/connection.h"
 #include "host/tool/image_report.h"
 #include "host/tool/link_options.h"
 #include "host/tool/outputs.h"
 #include "host/tool/profile.h"
-#include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
@@ -26,26 +25,25 @@ struct PlanCommandOptions {
 };
 
 void Report(Reporter& reporter, const PlanCommandOptions& options, const DownloadPlan& plan) {
-  const WirePlan& wire = plan.wire;
-  const std::uint32_t bit_rate = BitRateOf(options.link);
+  const std::uint32_t bit_rate = options.link.BitRate();
   reporter.Line(fmt::format("fill      {} of {:02X} left out", BytesText(plan.fill_bytes()),
                             options.transfer.fill));
-  reporter.Line(fmt::format("send      {} in {} and {}", BytesText(wire.data_bytes()),
-                            CountText(wire.blocks(), "block"),
+  reporter.Line(fmt::format("send      {} in {} and {}", BytesText(plan.sent_bytes),
+                            CountText(plan.blocks.size(), "block"),
                             CountText(plan.documents, "document")));
   reporter.Line(fmt::format("wire      {} at {} bit/s, the ECU's own time not counted",
-                            TimeText(wire.wire_time()), bit_rate));
+                            TimeText(plan.wire_time), bit_rate));
   if (!options.folder.empty()) {
     reporter.Line(
         fmt::format("written   {} in {}", CountText(plan.documents, "document"), options.folder));
   }
   reporter.Event(EventKind::kPlan, {{"image_bytes", plan.image_bytes},
                                     {"fill_bytes", plan.fill_bytes()},
-                                    {"sent_bytes", wire.data_bytes()},
-                                    {"blocks", wire.blocks()},
+                                    {"sent_bytes", plan.sent_bytes},
+                                    {"blocks", plan.blocks.size()},
                                     {"documents", plan.documents},
                                     {"bit_rate", bit_rate},
-                                    {"wire_seconds", SecondsOf(wire.wire_time())}});
+                                    {"wire_seconds", SecondsOf(plan.wire_time)}});
 }
 
 /// Raises ToolError if a document of an earlier plan, which this one replaces, is an image.
@@ -65,10 +63,18 @@ void Run(const PlanCommandOptions& options, Reporter& reporter) {
   const Images images = ReadImagesOf(options.transfer);
   if (!options.folder.empty()) {
     CheckEarlierDocuments(options);
-    CreateFolder(options.folder);
+    CreateFolders(options.folder);
   }
-  const DownloadPlan plan =
-      PlanDownload(options.transfer, options.link, images.segments, options.folder);
+  ProgrammerConfig config = MakeConfig(options.link, SessionOptions());
+  Apply(options.transfer, config);
+  const DownloadPlan plan = PlanOf(config, options.link.Speed(), images.segments,
+                                   [&options](const DOMDocument& document, std::uint64_t number) {
+                                     if (!options.folder.empty()) {
+                                       WriteFile(std::filesystem::path(options.folder) /
+                                                     fmt::format("download-{:04}.xml", number),
+                                                 document.xml());
+                                     }
+                                   });
   ReportImages(reporter, images);
   Report(reporter, options, plan);
 }

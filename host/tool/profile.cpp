@@ -15,10 +15,10 @@
 #include <sstream>
 #include <string_view>
 
-#include "host/files/input_file.h"
-#include "host/report/artifacts.h"
 #include "host/tool/exit_code.h"
-#include "host/tool/text.h"
+#include "quillmark/host/artifacts.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/text.h"
 #include "quillmark/version.h"
 
 namespace quillmark::host {

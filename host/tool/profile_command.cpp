@@ -7,7 +7,7 @@
 #include "host/tool/command.h"
 #include "host/tool/printable_output.h"
 #include "host/tool/profile.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

@@ -5,8 +5,7 @@
 
 #include <algorithm>
 
-#include "host/services/count_text.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

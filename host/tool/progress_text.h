@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 

@@ -5,7 +5,6 @@
 #include <iterator>
 #include <vector>
 
-#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
 #include "host/tool/interrupt.h"
@@ -16,13 +15,13 @@
 #include "host/tool/profile.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
-#include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr const char* kEffect = "the memory itself was read and written to its file";
+constexpr const char* kReadEffect = "the memory itself was read and written to its file";
 
 struct Range {
   std::int32_t start;
@@ -131,7 +130,7 @@ void Run(const ReadCommandOptions& options, Reporter& console) {
   MemoryFile file(options.output, existing);
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); }, kEffect);
+  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); }, kReadEffect);
 }
 
 }  // namespace
@@ -163,7 +162,7 @@ void AddReadCommand(CLI::App& app, Command& command) {
   AddJsonOption(read, command);
   read.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
-    command.effect = kEffect;
+    command.effect = kReadEffect;
   });
 }
 

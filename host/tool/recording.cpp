@@ -4,18 +4,36 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <CLI/Error.hpp>
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
-#include "host/report/artifacts.h"
-#include "host/tool/download_plan.h"
 #include "host/tool/exit_code.h"
 #include "host/tool/outputs.h"
-#include "host/tool/text.h"
+#include "quillmark/host/artifacts.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
+
+/// Indentations of JSON.
+constexpr int kOneLine = -1;
+constexpr int kReadable = 2;
+
+std::string TextOf(const Json& json, int indent) {
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace) + '\n';
+}
+
+/// Raises CLI::ValidationError for a name without a format.
+TraceFormat FormatOf(const std::string& trace, TransportForm form) {
+  try {
+    return TraceFormatOfName(trace, form);
+  } catch (const std::invalid_argument& error) {
+    throw CLI::ValidationError("--trace", error.what());
+  }
+}
 
 std::string DateNow() {
   const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
@@ -115,12 +133,14 @@ Recording::Recording(const RecordingOptions& options, const LinkOptions& link, R
     : link_(link), reporter_(std::make_unique<RecordingReporter>(*this, console)) {
   const Existing existing = ExistingWith(options.force);
   if (!options.trace.empty()) {
-    trace_.emplace(options.trace, TraceFormatOfName(options.trace, link.form), existing);
+    trace_.emplace(options.trace, FormatOf(options.trace, link.form), existing);
   }
   if (!options.artifacts.empty()) {
     folder_.emplace(options.artifacts, link.form, existing);
-    folder_->WriteResult({{"outcome", "unfinished"},
-                          {"message", "the tool is still at work, or was ended in the middle"}});
+    folder_->WriteResult(
+        TextOf({{"outcome", "unfinished"},
+                {"message", "the tool is still at work, or was ended in the middle"}},
+               kReadable));
     log_ = MakeReporter(ReportStyle::kJson, folder_->log());
   }
 }
@@ -155,7 +175,7 @@ void Recording::Plan(const Json& plan) {
   Json whole = {{"command", plan.at("command")},
                 {"started", DateNow()},
                 {"form", NameOf(link_.form)},
-                {"bit_rate", BitRateOf(link_)}};
+                {"bit_rate", link_.BitRate()}};
   if (link_.form == TransportForm::kPlainCan) {
     whole["receive"] = link_.ReceiveId();
     whole["send"] = link_.SendId();
@@ -163,7 +183,8 @@ void Recording::Plan(const Json& plan) {
   // The settings, which were told first.
   whole.update(told_);
   whole.update(plan);
-  folder_->WritePlan(whole);
+  // On one line: a large image has thousands of blocks.
+  folder_->WritePlan(TextOf(whole, kOneLine));
 }
 
 std::unique_ptr<Bus> Recording::Tap(Bus& bus) {
@@ -266,7 +287,7 @@ void Recording::WriteResult(Json result) {
                                 {"began", SecondsOf(phase.began)},
                                 {"ended", SecondsOf(*phase.ended)}});
   }
-  folder_->WriteResult(result);
+  folder_->WriteResult(TextOf(result, kReadable));
 }
 
 /// The failure of the work says more than what else may fail now.

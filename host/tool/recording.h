@@ -8,13 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "host/bus/bus.h"
-#include "host/programmer/programmer.h"
-#include "host/tool/artifact_folder.h"
 #include "host/tool/link_options.h"
 #include "host/tool/reporter.h"
-#include "host/tool/trace_file.h"
-#include "host/trace/tracing_bus.h"
+#include "quillmark/host/artifacts.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/trace.h"
 
 namespace quillmark::host {
 

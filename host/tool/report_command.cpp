@@ -4,13 +4,11 @@
 #include <filesystem>
 #include <vector>
 
-#include "host/files/output_file.h"
-#include "host/report/outcome.h"
-#include "host/report/page.h"
-#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/outputs.h"
-#include "host/tool/text.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/report.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

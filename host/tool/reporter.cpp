@@ -9,7 +9,7 @@
 
 #include "host/tool/printable_output.h"
 #include "host/tool/progress_text.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

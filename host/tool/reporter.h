@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/calls/json.h"
-#include "host/programmer/programmer.h"
+#include "host/tool/exit_code.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "host/tool/number.h"
-#include "host/tool/text.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {

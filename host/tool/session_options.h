@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "host/bus/bus_uri.h"
-#include "host/bus/bytes.h"
-#include "host/programmer/programmer.h"
-#include "host/runner/runner.h"
 #include "host/tool/fault_option.h"
 #include "host/tool/link_options.h"
+#include "quillmark/host/bytes.h"
+#include "quillmark/host/open_bus.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::host {
 

@@ -5,15 +5,6 @@
 #include <memory>
 #include <vector>
 
-#include "host/bus/simulated_wire.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/files/input_file.h"
-#include "host/files/output_file.h"
-#include "host/services/count_text.h"
-#include "host/simulator/ecu_server.h"
-#include "host/simulator/k_line_adapter.h"
-#include "host/simulator/pseudo_terminal.h"
-#include "host/simulator/slcan_adapter.h"
 #include "host/tool/choice.h"
 #include "host/tool/command.h"
 #include "host/tool/interrupt.h"
@@ -21,13 +12,17 @@
 #include "host/tool/number.h"
 #include "host/tool/session_options.h"
 #include "host/tool/simulated_ecu_options.h"
-#include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
+#include "quillmark/host/simulator.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr NumberRange kSizeRange = {1, FlashMemory::kAddressEnd};
+constexpr NumberRange kSizeRange = {1, 0x1000000};
 
 struct SimulateCommandOptions {
   std::string bus;
@@ -65,17 +60,17 @@ class FlashFile {
   }
 
   /// Writes what has changed since the last time.
-  void Save(const FlashMemory& flash) {
-    if (path_.empty() || (saved_ && flash.changes() == saved_changes_)) {
+  void Save(const SimulatedEcu& ecu) {
+    if (path_.empty() || (saved_ && ecu.memory_changes() == saved_changes_)) {
       return;
     }
     OutputFile file(path_, Existing::kReplaced);
-    const Bytes content = flash.Read(0, size_);
+    const Bytes content = ecu.ReadMemory(0, size_);
     file.stream().write(reinterpret_cast<const char*>(content.data()),
                         static_cast<std::streamsize>(content.size()));
     file.Commit();
     saved_ = true;
-    saved_changes_ = flash.changes();
+    saved_changes_ = ecu.memory_changes();
   }
 
  private:
@@ -106,9 +101,9 @@ std::unique_ptr<SimulatedAdapter> MakeAdapter(const SimulateCommandOptions& opti
                                               SimulatedWire& wire) {
   const WireSpeed speed = options.link.Speed();
   if (IsKLine(options)) {
-    return std::make_unique<KLineAdapter>(wire, speed);
+    return CreateKLineAdapter(wire, speed);
   }
-  return std::make_unique<SlcanAdapter>(wire, speed.can_bit_rate);
+  return CreateSlcanAdapter(wire, speed.can_bit_rate);
 }
 
 std::string UriOf(const SimulateCommandOptions& options, const std::string& device) {
@@ -162,7 +157,7 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   CatchInterrupts();
   FlashFile file(options);
   SimulatedEcu ecu(EcuOptionsOf(options, file.Load()));
-  const auto save = [&] { file.Save(ecu.application().flash()); };
+  const auto save = [&] { file.Save(ecu); };
   save();
   SimulatedWire wire(ecu, options.link.Speed());
   wire.Select(ecu.exchange());
@@ -177,7 +172,7 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
     reporter.Line(fmt::format("unplugged {}", error.what()));
   }
   save();
-  const std::uint32_t blocks = ecu.application().blocks_written();
+  const std::uint32_t blocks = ecu.blocks_written();
   reporter.Line(fmt::format("done      {} were written", CountText(blocks, "block")));
   reporter.Event(EventKind::kDone, {{"blocks", blocks}});
 }

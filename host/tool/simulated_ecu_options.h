@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "host/ecu/options.h"
 #include "host/tool/fault_option.h"
 #include "host/tool/link_options.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
 

@@ -4,12 +4,12 @@
 #include <fmt/format.h>
 
 #include <limits>
-#include <numeric>
 #include <optional>
 
-#include "host/files/input_file.h"
 #include "host/tool/exit_code.h"
+#include "host/tool/interrupt.h"
 #include "host/tool/number.h"
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 namespace {
@@ -123,22 +123,22 @@ std::vector<NamedPath> InputsOf(const TransferOptions& options, const std::strin
   return inputs;
 }
 
-std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,
-                                           Platform& platform) {
-  auto image = platform.CreateMemoryImage();
-  const auto bytes = platform.CreateByteString();
-  for (const ImageSegment& segment : segments) {
-    bytes->SetBytes(segment.bytes);
-    bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
-    image->AddSegment(*bytes);
-  }
-  return image;
+void Apply(const TransferOptions& transfer, ProgrammerConfig& config) {
+  config.memory = transfer.memory;
+  config.fill_byte = transfer.fill;
+  config.alignment = transfer.alignment;
+  config.max_block = transfer.block;
 }
 
-std::uint64_t SizeOf(const ImageSegments& segments) {
-  return std::accumulate(
-      segments.begin(), segments.end(), std::uint64_t{0},
-      [](std::uint64_t size, const ImageSegment& segment) { return size + segment.bytes.size(); });
+DownloadPlan PlanOf(
+    const ProgrammerConfig& config, const WireSpeed& speed, const ImageSegments& segments,
+    std::function<void(const DOMDocument& document, std::uint64_t number)> on_document) {
+  auto plan =
+      PlanDownload(config, speed, segments, {std::move(on_document), [] { return Interrupted(); }});
+  if (!plan) {
+    throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
+  }
+  return *std::move(plan);
 }
 
 }  // namespace quillmark::host

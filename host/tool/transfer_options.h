@@ -3,14 +3,15 @@
 
 #include <CLI/App.hpp>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "host/image/image_file.h"
 #include "host/tool/link_options.h"
 #include "host/tool/outputs.h"
-#include "quillmark/memory_image.h"
-#include "quillmark/platform.h"
+#include "quillmark/host/image_file.h"
+#include "quillmark/host/plan.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 
@@ -56,10 +57,13 @@ struct Images {
 [[nodiscard]] std::vector<NamedPath> InputsOf(const TransferOptions& options,
                                               const std::string& profile);
 
-[[nodiscard]] std::shared_ptr<MemoryImage> ToMemoryImage(std::span<const ImageSegment> segments,
-                                                         Platform& platform);
+/// Tells a programmer where an image goes and how it is cut.
+void Apply(const TransferOptions& transfer, ProgrammerConfig& config);
 
-/// Number of bytes in all segments.
-[[nodiscard]] std::uint64_t SizeOf(const ImageSegments& segments);
+/// What a download would send; `on_document` as in PlanCallbacks. Raises ToolError where it is
+/// interrupted.
+[[nodiscard]] DownloadPlan PlanOf(
+    const ProgrammerConfig& config, const WireSpeed& speed, const ImageSegments& segments,
+    std::function<void(const DOMDocument& document, std::uint64_t number)> on_document = {});
 
 }  // namespace quillmark::host

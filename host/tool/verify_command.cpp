@@ -3,7 +3,6 @@
 
 #include <memory>
 
-#include "host/services/count_text.h"
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
 #include "host/tool/image_report.h"
@@ -14,13 +13,13 @@
 #include "host/tool/progress_text.h"
 #include "host/tool/recording.h"
 #include "host/tool/session_options.h"
-#include "host/tool/text.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/text.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr const char* kEffect = "the memory was read back and found equal";
+constexpr const char* kVerifyEffect = "the memory was read back and found equal";
 
 struct VerifyCommandOptions {
   LinkOptions link;
@@ -71,7 +70,7 @@ void Verify(const VerifyCommandOptions& options, const Images& images, Recording
   ReportImages(reporter, images);
   connection.ShowProgress();
   const ProgramResult result =
-      connection.programmer().Verify(ToMemoryImage(images.segments, connection.platform()));
+      connection.programmer().Verify(ImageOf(images.segments, connection.platform()));
   reporter.EndProgress();
   Report(reporter, result);
 }
@@ -85,7 +84,8 @@ void Run(const VerifyCommandOptions& options, Reporter& console) {
                ExistingWith(options.recording.force));
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Verify(options, images, recording, reporter); }, kEffect);
+  recording.Run([&](Reporter& reporter) { Verify(options, images, recording, reporter); },
+                kVerifyEffect);
 }
 
 }  // namespace
@@ -101,7 +101,7 @@ void AddVerifyCommand(CLI::App& app, Command& command) {
   AddJsonOption(verify, command);
   verify.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
-    command.effect = kEffect;
+    command.effect = kVerifyEffect;
   });
 }
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "host/trace/trace_reader.h"
+#include "quillmark/host/trace.h"
 
 namespace quillmark::host {
 namespace {

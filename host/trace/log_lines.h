@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/bus/bus.h"
-#include "host/trace/trace.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/trace.h"
 
 /// The lines of the logs that a trace is read from, and their words.
 namespace quillmark::host {

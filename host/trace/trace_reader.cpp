@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/trace_reader.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
@@ -8,6 +6,7 @@
 #include <vector>
 
 #include "host/trace/log_lines.h"
+#include "quillmark/host/trace.h"
 
 namespace quillmark::host {
 namespace {

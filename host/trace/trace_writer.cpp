@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/trace_writer.h"
-
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <ctime>
 #include <string>
+
+#include "quillmark/host/trace.h"
 
 namespace quillmark::host {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "host/trace/tracing_bus.h"
-
 #include <utility>
+
+#include "quillmark/host/trace.h"
 
 namespace quillmark::host {
 

@@ -14,7 +14,7 @@ namespace quillmark {
 
 /// A sequence of bytes with a start address. One of the host library's types: a host may pass its
 /// own implementation. The laws that it must obey are tests that run on any implementation
-/// (tests/platform/byte_string_laws.h).
+/// (tests/src/platform/byte_string_laws.h).
 ///
 /// Positions are addresses. A new string starts at address 1, so its bytes are counted from 1; a
 /// segment of a memory image is indexed by the ECU addresses that it covers. Zero and negative

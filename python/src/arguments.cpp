@@ -9,16 +9,6 @@
 #include "transfer_platform.h"
 
 namespace quillmark::python {
-namespace {
-
-constexpr std::array<std::pair<std::string_view, host::TransportForm>, 3> kForms = {{
-    {"can", host::TransportForm::kPlainCan},
-    {"gateway", host::TransportForm::kGateway},
-    {"kline", host::TransportForm::kKLine},
-}};
-
-}  // namespace
-
 std::int32_t IntegerOf(py::handle number, std::int32_t lowest, std::int32_t highest) {
   const auto index = py::reinterpret_steal<py::object>(PyNumber_Index(number.ptr()));
   if (!index) {
@@ -95,17 +85,11 @@ py::object OptionalBytes(const std::shared_ptr<ByteString>& string) {
 }
 
 host::TransportForm FormOf(std::string_view name) {
-  for (const auto& [form_name, form] : kForms) {
-    if (name == form_name) {
-      return form;
-    }
+  if (const auto form = host::TransportFormOfName(name)) {
+    return *form;
   }
   throw py::value_error("form: expected 'can', 'gateway' or 'kline', found " +
                         ShortTextOf(py::str(name)));
-}
-
-std::string_view NameOf(host::TransportForm form) {
-  return kForms.at(static_cast<std::size_t>(form)).first;
 }
 
 }  // namespace quillmark::python

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "host/bus/bus.h"
 #include "interpreter.h"
 #include "quillmark/byte_string.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::python {
 
@@ -57,7 +57,6 @@ struct ByteArgument {
 
 /// "can", "gateway" or "kline". Raises ValueError for any other.
 [[nodiscard]] host::TransportForm FormOf(std::string_view name);
-[[nodiscard]] std::string_view NameOf(host::TransportForm form);
 
 }  // namespace quillmark::python
 

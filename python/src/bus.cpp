@@ -9,9 +9,9 @@
 
 #include "arguments.h"
 #include "bindings.h"
-#include "host/adapters/open_bus.h"
-#include "host/bus/simulated_bus.h"
-#include "host/ecu/simulated_ecu.h"
+#include "quillmark/host/open_bus.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "shared_objects.h"
 
 namespace quillmark::python {
@@ -74,11 +74,11 @@ std::pair<std::uint32_t, std::uint32_t> CanIdsOf(const Ecu& self) {
 
 py::bytes ReadFlash(const Ecu& self, std::uint32_t address, std::size_t count) {
   return self.Use([&](const auto& ecu) {
-    const host::FlashMemory& flash = ecu->application().flash();
-    if (count > 0 && !flash.AreaOf(address, count)) {
+    try {
+      return PythonBytes(ecu->ReadMemory(address, count));
+    } catch (const std::out_of_range&) {
       throw py::index_error("the ECU has no such memory");
     }
-    return PythonBytes(flash.Read(address, count));
   });
 }
 
@@ -146,7 +146,7 @@ with which a service is refused. Raises ValueError for options that make no ECU.
       .def_property_readonly(
           "blocks_written",
           [](const Ecu& self) {
-            return self.Use([](const auto& ecu) { return ecu->application().blocks_written(); });
+            return self.Use([](const auto& ecu) { return ecu->blocks_written(); });
           },
           "Download blocks that were written since the ECU was made.");
 }

@@ -5,11 +5,9 @@
 #include <filesystem>
 
 #include "bindings.h"
-#include "host/bus/bus.h"
-#include "host/files/input_file.h"
-#include "host/files/output_file.h"
-#include "host/image/image.h"
-#include "host/image/image_file.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/image_file.h"
 
 namespace quillmark::python {
 namespace {

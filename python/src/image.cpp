@@ -9,11 +9,11 @@
 
 #include "arguments.h"
 #include "bindings.h"
-#include "host/files/output_file.h"
-#include "host/image/image_file.h"
-#include "host/programmer/memory_ranges.h"
-#include "host/services/count_text.h"
 #include "quillmark/error.h"
+#include "quillmark/host/files.h"
+#include "quillmark/host/image_file.h"
+#include "quillmark/host/memory_ranges.h"
+#include "quillmark/host/text.h"
 #include "shared_objects.h"
 #include "transfer_platform.h"
 

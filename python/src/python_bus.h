@@ -4,8 +4,8 @@
 #include <chrono>
 #include <optional>
 
-#include "host/bus/bus.h"
 #include "interpreter.h"
+#include "quillmark/host/bus.h"
 
 namespace quillmark::python {
 

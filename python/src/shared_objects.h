@@ -5,9 +5,9 @@
 #include <memory>
 #include <optional>
 
-#include "host/bus/bus.h"
 #include "interpreter.h"
 #include "quillmark/dom.h"
+#include "quillmark/host/bus.h"
 #include "quillmark/memory_image.h"
 
 /// The objects of the interface and of the host that Python holds.

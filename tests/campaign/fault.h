@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "host/bus/bus.h"
-#include "host/programmer/programmer.h"
+#include "quillmark/host/bus.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::campaign {
 

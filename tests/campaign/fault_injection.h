@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "campaign/fault.h"
-#include "host/bus/simulated_bus.h"
+#include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::campaign {
 

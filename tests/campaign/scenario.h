@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "campaign/fault.h"
-#include "host/ecu/options.h"
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::campaign {
 

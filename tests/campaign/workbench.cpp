@@ -92,13 +92,13 @@ Outcome Workbench::Flash(std::vector<Fault> faults) {
                          .address = scenario_.ecu.address,
                          .reset_ecu = [this] { ecu_->Reset(bus_.Now()); },
                          .refuse_next = [this](std::uint8_t code) { ecu_->RefuseNext(code); }});
-  const std::uint64_t changes = ecu_->application().flash().changes();
+  const std::uint64_t changes = ecu_->memory_changes();
   Outcome outcome;
   TryFlash(outcome);
   outcome.phase = injection_->phase();
   outcome.faults = injection_->happened();
   outcome.memory_is_right = MemoryIsRight();
-  outcome.memory_was_changed = ecu_->application().flash().changes() != changes;
+  outcome.memory_was_changed = ecu_->memory_changes() != changes;
   return outcome;
 }
 
@@ -128,16 +128,15 @@ void Workbench::KeepBackup(const MemoryImage& memory, Outcome& outcome) {
   }
   std::string held;
   for (const Segment& segment : scenario_.image) {
-    held += host::HexOf(ecu_->application().flash().Read(segment.address, segment.bytes.size()));
+    held += host::HexOf(ecu_->ReadMemory(segment.address, segment.bytes.size()));
   }
   outcome.backup_was_kept = true;
   outcome.backup_is_right = kept == held;
 }
 
 bool Workbench::MemoryIsRight() const {
-  const host::FlashMemory& flash = ecu_->application().flash();
   return std::all_of(scenario_.image.begin(), scenario_.image.end(), [&](const Segment& segment) {
-    return flash.Read(segment.address, segment.bytes.size()) == segment.bytes;
+    return ecu_->ReadMemory(segment.address, segment.bytes.size()) == segment.bytes;
   });
 }
 

@@ -8,9 +8,9 @@
 
 #include "campaign/fault_injection.h"
 #include "campaign/scenario.h"
-#include "host/bus/simulated_bus.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/programmer/programmer.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::campaign {

@@ -6,12 +6,12 @@
 #include <string>
 
 #include "base/com/apartment.h"
-#include "host/bus/simulated_bus.h"
-#include "host/ecu/simulated_ecu.h"
-#include "host/programmer/programmer.h"
 #include "host/windows/client/com_component.h"
 #include "platform/windows/windows_platform.h"
-#include "programmer/workshop_options.h"
+#include "quillmark/host/programmer.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
+#include "tests/host/programmer/workshop_options.h"
 
 namespace quillmark::host {
 namespace {
@@ -52,8 +52,8 @@ TEST_P(FlashThroughCom, ProgramsAnImageAndReadsItBack) {
   // The first segment sends a block of 128 and leaves 54 units of 16 out, which leaves 8 bytes.
   EXPECT_EQ(result.sent_bytes, 128U + 8U + 40'000U);
   EXPECT_EQ(result.verified_bytes, 41'000U);
-  EXPECT_EQ(ecu_.application().flash().Read(0x000100, 1000), with_gap);
-  EXPECT_EQ(ecu_.application().flash().Read(0x010001, 40'000), Pattern(40'000));
+  EXPECT_EQ(ecu_.ReadMemory(0x000100, 1000), with_gap);
+  EXPECT_EQ(ecu_.ReadMemory(0x010001, 40'000), Pattern(40'000));
 }
 
 }  // namespace

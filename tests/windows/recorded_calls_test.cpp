@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The calls that the native console answers, through the registered component.
-#include "calls/recorded_calls.h"
+#include "tests/host/calls/recorded_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -9,10 +9,10 @@
 #include <string>
 
 #include "base/com/apartment.h"
-#include "host/calls/console.h"
 #include "host/calls/json.h"
 #include "host/windows/client/com_component.h"
 #include "platform/windows/windows_platform.h"
+#include "quillmark/host/console.h"
 
 namespace quillmark::host::testing {
 namespace {

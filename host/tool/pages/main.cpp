@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <string>
 
-#include "host/files/output_file.h"
 #include "host/tool/command_line.h"
 #include "host/tool/pages/pages.h"
+#include "quillmark/host/files.h"
 
 namespace quillmark::host {
 namespace {

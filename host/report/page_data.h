@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/calls/json.h"
+#include "quillmark/host/decode.h"
+#include "quillmark/host/report.h"
+
+namespace quillmark::host {
+
+/// "flash"; "a command" if the plan does not say which.
+[[nodiscard]] std::string_view NameOf(PlannedCommand command);
+
+/// Names and values: which ECU, which image, which bus, when.
+[[nodiscard]] std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifacts,
+                                                                       const Decoding& decoding);
+
+/// Everything that the page's script needs, in columns.
+[[nodiscard]] Json PageDataOf(const Artifacts& artifacts);
+
+}  // namespace quillmark::host

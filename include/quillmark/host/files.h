@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <istream>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <string_view>
+
+#include "quillmark/export.h"
+
+namespace quillmark::host {
+
+/// Writes through a file descriptor. The first write that fails is the last: the stream is bad from
+/// then on, nothing more reaches the file, and the reason is kept.
+class QUILLMARK_API FileStream : public std::ostream {
+ public:
+  /// Takes ownership of the descriptor.
+  explicit FileStream(int descriptor);
+  FileStream(const FileStream&) = delete;
+  FileStream& operator=(const FileStream&) = delete;
+  FileStream(FileStream&&) = delete;
+  FileStream& operator=(FileStream&&) = delete;
+  /// Closes the file. What was not flushed is dropped.
+  ~FileStream() override;
+
+  /// Flushes, and returns once the disk has what was written. The stream is bad if that fails.
+  void Sync();
+
+  /// Flushes and closes. The stream is bad if anything has failed since it was opened.
+  void Close();
+
+  /// Why the stream is bad, a value of errno; 0 if it is not.
+  [[nodiscard]] int error() const { return buffer_.error(); }
+
+ private:
+  class Buffer : public std::streambuf {
+   public:
+    explicit Buffer(int descriptor);
+
+    [[nodiscard]] bool SyncDisk();
+    [[nodiscard]] bool Close();
+    [[nodiscard]] int error() const { return error_; }
+
+   protected:
+    int_type overflow(int_type character) override;
+    int sync() override;
+
+   private:
+    [[nodiscard]] bool WriteOut();
+    [[nodiscard]] bool Fail();
+
+    int descriptor_;
+    int error_ = 0;
+    std::array<char, 0x4000> bytes_{};
+  };
+
+  Buffer buffer_;
+};
+
+/// A file that cannot be read. what() names file and reason.
+class QUILLMARK_API CannotReadFile : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A file that is larger than what is read, which may have no end. what() names file and limit.
+class QUILLMARK_API FileTooLarge : public CannotReadFile {
+ public:
+  FileTooLarge(const std::filesystem::path& path, std::uint64_t most);
+};
+
+/// The content of a file, a pipe or a device, at most `most` bytes. Raises CannotReadFile.
+[[nodiscard]] QUILLMARK_API std::string ReadFile(const std::filesystem::path& path,
+                                                 std::uint64_t most);
+
+/// The rest of `in`, at most `most` bytes; `path` is its name for messages. Raises CannotReadFile.
+[[nodiscard]] QUILLMARK_API std::string ReadRest(std::istream& in,
+                                                 const std::filesystem::path& path,
+                                                 std::uint64_t most);
+
+/// A file that cannot be created, before anything was written. what() names file and reason.
+class QUILLMARK_API CannotCreateFile : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A file that was not written completely. what() names file and reason.
+class QUILLMARK_API CannotWriteFile : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What happens to an existing file with the name of an output file.
+enum class Existing : std::uint8_t {
+  kKept,      ///< it stays, whenever it appeared, and the output file fails
+  kReplaced,  ///< it is replaced by one with the same permissions
+};
+
+/// A file that appears with its whole content or not at all: it is written beside its place, under
+/// a name that nobody can predict, and moved there by `Commit`. Anything but a regular file, such
+/// as a device, is written directly.
+class QUILLMARK_API OutputFile {
+ public:
+  /// Raises CannotCreateFile. Create it early, so that long work is not lost.
+  OutputFile(std::filesystem::path path, Existing existing);
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  OutputFile(OutputFile&&) = delete;
+  OutputFile& operator=(OutputFile&&) = delete;
+  /// Removes the file if it has not been moved to its place.
+  ~OutputFile();
+
+  [[nodiscard]] FileStream& stream() { return *stream_; }
+
+  /// Moves the file to its place before it is complete, for one that grows. If that fails, so does
+  /// `Commit`.
+  void TakePlace();
+
+  /// Closes the file and moves it to its place. Raises CannotWriteFile.
+  void Commit();
+
+  /// The same, and returns only once the disk has the file and its name.
+  void CommitToDisk();
+
+ private:
+  void OpenBeside(const std::filesystem::file_status& found);
+  void Open(const std::filesystem::path& path, int flags, unsigned mode);
+  [[noreturn]] void RaiseCannotCreate(int error) const;
+  void RaiseWhereItFailed() const;
+
+  std::filesystem::path path_;   ///< as it was named
+  std::filesystem::path place_;  ///< where it belongs
+  Existing existing_;
+  std::filesystem::path unfinished_;  ///< where it is until then; empty afterwards
+  std::optional<FileStream> stream_;
+  int error_ = 0;
+};
+
+/// Writes a whole file and replaces what was there. Raises CannotCreateFile and CannotWriteFile.
+QUILLMARK_API void WriteFile(const std::filesystem::path& path, std::string_view content);
+
+/// Creates a folder with those above it, as far as they do not exist. Raises CannotCreateFile.
+QUILLMARK_API void CreateFolders(const std::filesystem::path& folder);
+
+}  // namespace quillmark::host

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "quillmark/export.h"
+#include "quillmark/host/bus.h"
+
+namespace quillmark::host {
+
+/// Where the ECU is.
+enum class BusKind : std::uint8_t {
+  kSimulated,  ///< `sim:` an ECU simulated in this process
+  kSlcan,      ///< `slcan:DEVICE` a serial CAN adapter
+  kSocketCan,  ///< `socketcan:INTERFACE` a CAN interface of the kernel
+  kKLine,      ///< `kline:DEVICE` a serial K line adapter
+};
+
+/// A parsed target URI.
+struct BusUri {
+  BusKind kind = BusKind::kSimulated;
+  /// The serial device or the interface; empty for `sim:`.
+  std::string device{};
+  /// `slcan`: of the CAN bus, one of those that the protocol defines.
+  std::uint32_t bit_rate = 500'000;
+  /// `slcan` (default 115200) and `kline` (default 10400): of the serial port.
+  std::uint32_t baud = 0;
+  /// `slcan`: whether the adapter confirms commands.
+  bool confirms = true;
+  /// `kline`, the timing of ISO 14230-2: the longest pause between two bytes of the ECU (20 ms on
+  /// the line, the rest is for the adapter), the shortest between its reply and the next request,
+  /// and the pause between two bytes of the tester.
+  std::chrono::milliseconds p1{100};
+  std::chrono::milliseconds p3{55};
+  std::chrono::milliseconds p4{5};
+
+  friend bool operator==(const BusUri&, const BusUri&) = default;
+};
+
+/// What is wrong with a URI, with the valid forms.
+class QUILLMARK_API BusUriError : public std::invalid_argument {
+ public:
+  using std::invalid_argument::invalid_argument;
+};
+
+/// The forms of a URI, for --help and for messages.
+inline constexpr std::string_view kBusUriForms =
+    "sim:, slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400";
+
+/// Raises BusUriError.
+[[nodiscard]] QUILLMARK_API BusUri ParseBusUri(std::string_view text);
+
+/// Opens the adapter that a URI names. Raises BusError if it cannot be opened, and
+/// std::invalid_argument for `sim:`, which has none.
+[[nodiscard]] QUILLMARK_API std::unique_ptr<Bus> OpenBus(const BusUri& uri);
+
+}  // namespace quillmark::host
