@@ -10,6 +10,7 @@
 #include <string>
 
 #include "fuzz/support/law.h"
+#include "host/image/image_builder.h"
 #include "quillmark/host/image_file.h"
 
 namespace quillmark::fuzz {

@@ -4,11 +4,11 @@
 
 #include "platform/windows/com_objects.h"
 #include "platform/windows/msxml.h"
-#include "platform/windows/script_object.h"
 #include "support/expect_error.h"
 #include "tested_platform.h"
 #include "tests/src/platform/foreign_document.h"
 #include "tests/src/platform/step_fragment.h"
+#include "tests/src/platform/windows/script_object.h"
 
 namespace quillmark::testing {
 namespace {

@@ -8,9 +8,9 @@
 #include "base/com/class_object.h"
 #include "base/com/registration.h"
 #include "platform/windows/com_objects.h"
-#include "platform/windows/script_object.h"
 #include "support/expect_error.h"
 #include "tested_platform.h"
+#include "tests/src/platform/windows/script_object.h"
 
 namespace quillmark::testing {
 namespace {

@@ -5,10 +5,10 @@
 
 #include "platform/windows/com_objects.h"
 #include "platform/windows/host_members.h"
-#include "platform/windows/script_object.h"
 #include "tested_platform.h"
 #include "tests/src/platform/byte_string_laws.h"
 #include "tests/src/platform/naive_byte_string.h"
+#include "tests/src/platform/windows/script_object.h"
 
 namespace quillmark::testing {
 namespace {

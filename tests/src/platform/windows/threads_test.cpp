@@ -5,10 +5,10 @@
 #include <atomic>
 #include <future>
 
-#include "platform/windows/script_object.h"
 #include "platform/windows/windows_platform.h"
 #include "quillmark/portable_platform.h"
 #include "tested_platform.h"
+#include "tests/src/platform/windows/script_object.h"
 
 namespace quillmark::testing {
 namespace {
