@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 [[noreturn]] void Refuse(const fs::path& path, const std::string& why, const char* next) {
-  throw RefusedFolder(fmt::format("{}: {}", path.string(), why), next);
+  throw RefusedFolder(path, why, next);
 }
 
 bool IsArtifact(const fs::directory_entry& entry) {

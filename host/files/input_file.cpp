@@ -33,18 +33,17 @@ std::uint64_t SizeOf(const fs::path& path) {
 }  // namespace
 
 FileTooLarge::FileTooLarge(const fs::path& path, std::uint64_t most)
-    : CannotReadFile(
-          fmt::format("{}: expected at most {}, found more", path.string(), SizeText(most))) {}
+    : CannotReadFile(path, EFBIG, fmt::format("expected at most {}, found more", SizeText(most))) {}
 
 std::string ReadFile(const fs::path& path, std::uint64_t most) {
   std::error_code ignored;
   if (fs::is_directory(path, ignored)) {
-    throw CannotReadFile(fmt::format("{}: is a directory", path.string()));
+    throw CannotReadFile(path, EISDIR, "is a directory");
   }
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) {
-    throw CannotReadFile(fmt::format("{}: {}", path.string(), std::strerror(errno)));
+    throw CannotReadFile(path, errno, std::strerror(errno));
   }
   if (SizeOf(path) > most) {
     throw FileTooLarge(path, most);
@@ -65,7 +64,7 @@ std::string ReadRest(std::istream& in, const fs::path& path, std::uint64_t most)
     throw FileTooLarge(path, most);
   }
   if (in.bad()) {
-    throw CannotReadFile(fmt::format("{}: {}", path.string(), std::strerror(errno)));
+    throw CannotReadFile(path, errno, std::strerror(errno));
   }
   return content;
 }

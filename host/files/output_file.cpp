@@ -145,14 +145,12 @@ void OutputFile::CommitToDisk() {
 }
 
 void OutputFile::RaiseCannotCreate(int error) const {
-  throw CannotCreateFile(
-      fmt::format("{}: cannot create: {}", path_.string(), std::strerror(error)));
+  throw CannotCreateFile(path_, error, fmt::format("cannot create: {}", std::strerror(error)));
 }
 
 void OutputFile::RaiseWhereItFailed() const {
   if (error_ != 0) {
-    throw CannotWriteFile(
-        fmt::format("{}: cannot write: {}", path_.string(), std::strerror(error_)));
+    throw CannotWriteFile(path_, error_, fmt::format("cannot write: {}", std::strerror(error_)));
   }
 }
 
@@ -166,7 +164,8 @@ void CreateFolders(const std::filesystem::path& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) {
-    throw CannotCreateFile(fmt::format("{}: cannot create: {}", folder.string(), error.message()));
+    throw CannotCreateFile(folder, error.value(),
+                           fmt::format("cannot create: {}", error.message()));
   }
 }
 

@@ -39,8 +39,7 @@ std::ifstream Opened(const std::string& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-    throw CannotReadFile(
-        fmt::format("{}: {}", path, errno != 0 ? std::strerror(errno) : "the file is empty"));
+    throw CannotReadFile(path, errno, errno != 0 ? std::strerror(errno) : "the file is empty");
   }
   if (std::filesystem::is_regular_file(path) && std::filesystem::file_size(path) > kLargestTrace) {
     throw FileTooLarge(path, kLargestTrace);

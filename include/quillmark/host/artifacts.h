@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -132,8 +133,8 @@ struct ArtifactFiles {
 /// A folder of artifacts that cannot be used for new ones; what() names it and says why.
 class QUILLMARK_API RefusedFolder : public CannotCreateFile {
  public:
-  RefusedFolder(const std::string& why, std::string advice)
-      : CannotCreateFile(why), advice_(std::move(advice)) {}
+  RefusedFolder(const std::filesystem::path& folder, const std::string& why, std::string advice)
+      : CannotCreateFile(folder, EEXIST, why), advice_(std::move(advice)) {}
 
   /// What a user can do.
   [[nodiscard]] const std::string& advice() const { return advice_; }

@@ -63,10 +63,27 @@ class QUILLMARK_API FileStream : public std::ostream {
   Buffer buffer_;
 };
 
-/// A file that cannot be read. what() names file and reason.
-class QUILLMARK_API CannotReadFile : public std::runtime_error {
+/// What is wrong with a file. what() names file and reason.
+class QUILLMARK_API FileError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  /// `error` is a value of errno.
+  FileError(const std::filesystem::path& path, int error, const std::string& reason)
+      : std::runtime_error(path.string() + ": " + reason), path_(path.string()), error_(error) {}
+
+  /// As it was named.
+  [[nodiscard]] const std::string& path() const noexcept { return path_; }
+  /// Why, a value of errno; 0 for a reason that it has no value for.
+  [[nodiscard]] int error() const noexcept { return error_; }
+
+ private:
+  std::string path_;
+  int error_;
+};
+
+/// A file that cannot be read.
+class QUILLMARK_API CannotReadFile : public FileError {
+ public:
+  using FileError::FileError;
 };
 
 /// A file that is larger than what is read, which may have no end. what() names file and limit.
@@ -84,16 +101,16 @@ class QUILLMARK_API FileTooLarge : public CannotReadFile {
                                                  const std::filesystem::path& path,
                                                  std::uint64_t most);
 
-/// A file that cannot be created, before anything was written. what() names file and reason.
-class QUILLMARK_API CannotCreateFile : public std::runtime_error {
+/// A file that cannot be created, before anything was written.
+class QUILLMARK_API CannotCreateFile : public FileError {
  public:
-  using std::runtime_error::runtime_error;
+  using FileError::FileError;
 };
 
-/// A file that was not written completely. what() names file and reason.
-class QUILLMARK_API CannotWriteFile : public std::runtime_error {
+/// A file that was not written completely.
+class QUILLMARK_API CannotWriteFile : public FileError {
  public:
-  using std::runtime_error::runtime_error;
+  using FileError::FileError;
 };
 
 /// What happens to an existing file with the name of an output file.

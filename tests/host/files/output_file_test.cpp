@@ -105,6 +105,17 @@ TEST_F(OutputFileTest, ReplacesAFileOnlyWhereItMay) {
   EXPECT_EQ(folder_.Read("a"), "new");
 }
 
+TEST_F(OutputFileTest, NamesTheFileAndTheReasonOfAFailureInParts) {
+  const std::string path = folder_.Write("a", "old");
+  try {
+    Write(path, Existing::kKept);
+    FAIL() << "a file was replaced";
+  } catch (const FileError& error) {
+    EXPECT_EQ(error.path(), path);
+    EXPECT_EQ(error.error(), EEXIST);
+  }
+}
+
 TEST_F(OutputFileTest, KeepsAFileThatAppearsMeanwhile) {
   const std::string path = folder_.Path("a");
   {
