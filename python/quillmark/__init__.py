@@ -4,10 +4,8 @@
     import quillmark
 
     ecu = quillmark.SimulatedEcu()
-    runner = quillmark.Runner(quillmark.SimulatedBus(ecu))
-    reprog = quillmark.DiagOnCANReprog()
-    reprog.CANIDs(*ecu.canids)
-    seed = reprog.getseed(runner.run(reprog.readseed()))
+    programmer = quillmark.Programmer(quillmark.SimulatedBus(ecu), ecu.key)
+    programmer.flash({0x8000: b"a program"}, verify=True)
 """
 
 from quillmark import _native
@@ -26,6 +24,20 @@ from quillmark._native import (
     open_bus,
     wait_for_workers,
 )
+from quillmark._programming import (
+    Cancelled,
+    Difference,
+    HistoryEntry,
+    Identification,
+    NoAnswer,
+    Programmer,
+    ProgrammingError,
+    ProgramResult,
+    Progress,
+    Refused,
+    VerificationFailed,
+    WrongEcu,
+)
 from quillmark._short_errors import shorten_errors
 from quillmark._types import BusError, Error, History, TransferIncomplete
 
@@ -34,11 +46,21 @@ shorten_errors(_native)
 __all__ = [
     "Bus",
     "BusError",
+    "Cancelled",
     "DiagOnCANReprog",
+    "Difference",
     "Document",
     "Error",
     "History",
+    "HistoryEntry",
+    "Identification",
     "MemoryImage",
+    "NoAnswer",
+    "ProgramResult",
+    "Programmer",
+    "ProgrammingError",
+    "Progress",
+    "Refused",
     "RunOutcome",
     "Runner",
     "SimulatedBus",
@@ -46,6 +68,8 @@ __all__ = [
     "Step",
     "Transfer",
     "TransferIncomplete",
+    "VerificationFailed",
+    "WrongEcu",
     "__version__",
     "open_bus",
     "wait_for_workers",

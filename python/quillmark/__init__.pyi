@@ -1,11 +1,13 @@
 # SPDX-License-Identifier: MIT
-from collections.abc import Callable, Generator, Iterable, Iterator, Mapping
+from collections.abc import Callable, Generator, Iterable, Iterator, Mapping, Set
+from dataclasses import dataclass
 from os import PathLike
 from typing import Literal, NamedTuple, Protocol, TypeAlias, overload
 from xml.etree.ElementTree import Element, ElementTree
 
 _Form: TypeAlias = Literal["can", "gateway", "kline"]
 _Bytes: TypeAlias = bytes | bytearray | memoryview
+_Path: TypeAlias = str | PathLike[str]
 _Segments: TypeAlias = Mapping[int, _Bytes] | Iterable[tuple[int, _Bytes]]
 
 __version__: str
@@ -59,8 +61,8 @@ class Document:
 class MemoryImage:
     def __init__(self, segments: _Segments = ...) -> None: ...
     @staticmethod
-    def from_file(path: str | PathLike[str], base: int | None = ...) -> MemoryImage: ...
-    def save(self, path: str | PathLike[str], fill: int = ...) -> None: ...
+    def from_file(path: _Path, base: int | None = ...) -> MemoryImage: ...
+    def save(self, path: _Path, fill: int = ...) -> None: ...
     def add(self, address: int, data: _Bytes) -> None: ...
     @property
     def segments(self) -> list[tuple[int, bytes]]: ...
@@ -136,13 +138,20 @@ class SimulatedEcu:
         address: int | None = ...,
         request_id: int = ...,
         reply_id: int = ...,
+        flow_control: tuple[int, int] = ...,
+        memory: int = ...,
+        check_routine: int = ...,
         erase_time: float = ...,
         check_time: float = ...,
         silent: bool = ...,
         refuses_key: bool = ...,
         bad_checksum_at_block: int | None = ...,
         pending: Mapping[int, int] = ...,
+        busy: Mapping[int, int] = ...,
         refused: Mapping[int, int] = ...,
+        bad_cells: Set[int] = ...,
+        blind_check: bool = ...,
+        write_once: bool = ...,
     ) -> None: ...
     @property
     def form(self) -> _Form: ...
@@ -156,23 +165,56 @@ class SimulatedEcu:
     def blocks_written(self) -> int: ...
 
 class Bus:
+    def select(self, receive: int, send: int) -> None: ...
+    def send(self, frame: _Bytes) -> None: ...
+    def receive(self, timeout: float) -> bytes | None: ...
+    def send_break(self, seconds: float) -> None: ...
     def wait(self, seconds: float) -> None: ...
     @property
     def now(self) -> float: ...
+    @property
+    def form(self) -> _Form: ...
+    def close(self) -> None: ...
+    def __enter__(self) -> Bus: ...
+    def __exit__(self, *raised: object) -> None: ...
 
 class _OwnBus(Protocol):
     def select(self, receive: int, send: int) -> None: ...
     def send(self, frame: bytes) -> None: ...
     def receive(self, timeout: float) -> bytes | None: ...
 
-def SimulatedBus(ecu: SimulatedEcu) -> Bus: ...
+class _Event(Protocol):
+    def is_set(self) -> bool: ...
+
+_Stop: TypeAlias = _Event | Callable[[], bool] | None
+
+def SimulatedBus(
+    ecu: SimulatedEcu,
+    *,
+    bit_rate: int | None = ...,
+    lost_frame: int | None = ...,
+    lost_every: int | None = ...,
+    flipped_frame: int | None = ...,
+    silent_from: int | None = ...,
+    unplugged_at: int | None = ...,
+) -> Bus: ...
 def open_bus(uri: str) -> Bus: ...
 
 class RunOutcome:
     @property
     def status(
         self,
-    ) -> Literal["complete", "silence", "unexpected frame", "pending too long", "bus error", "stopped"]: ...
+    ) -> Literal[
+        "complete",
+        "silence",
+        "damaged reply",
+        "flow control",
+        "late refusal",
+        "unexpected frame",
+        "pending too long",
+        "bus error",
+        "stopped",
+    ]: ...
     @property
     def complete(self) -> bool: ...
     @property
@@ -189,9 +231,172 @@ class RunOutcome:
     def elapsed(self) -> float: ...
 
 class Runner:
-    def __init__(self, bus: Bus | _OwnBus, form: _Form | None = ..., *, p2: float = ..., p2_star: float = ...) -> None: ...
-    def run(self, document: Document) -> Document: ...
+    def __init__(
+        self,
+        bus: Bus | _OwnBus,
+        form: _Form | None = ...,
+        *,
+        p2: float = ...,
+        p2_star: float = ...,
+        max_pending: int = ...,
+        pending_limit: float = ...,
+        max_wait_frames: int = ...,
+    ) -> None: ...
+    def run(self, document: Document, *, stop: _Stop = ...) -> Document: ...
     @property
     def outcome(self) -> RunOutcome | None: ...
+
+_Phase: TypeAlias = Literal[
+    "prepare",
+    "identify",
+    "unlock",
+    "backup",
+    "erase",
+    "download",
+    "check",
+    "upload",
+    "verify",
+    "log zone",
+    "close",
+]
+_Memory: TypeAlias = Literal["untouched", "perhaps erased", "partly written", "written", "checked"]
+
+@dataclass(frozen=True)
+class HistoryEntry:
+    history: bytes | None
+    reprogramming: bytes | None
+
+@dataclass(frozen=True)
+class Identification:
+    record: bytes
+    entries: list[HistoryEntry]
+    @property
+    def text(self) -> str: ...
+
+@dataclass(frozen=True)
+class Progress:
+    phase: _Phase
+    bytes_done: int
+    bytes_total: int
+    phase_seconds: float
+    seconds: float
+    memory: _Memory
+    repeated: int
+    passed_over: int
+
+@dataclass(frozen=True)
+class ProgramResult:
+    identification: Identification
+    image_bytes: int
+    sent_bytes: int
+    verified_bytes: int
+    log_record_is_unanswered: bool
+    repeated: int
+    passed_over: int
+    download_seconds: float
+    seconds: float
+
+@dataclass(frozen=True)
+class Difference:
+    address: int
+    expected: int
+    found: int | None
+
+class ProgrammingError(Exception):
+    phase: _Phase
+    cause: Literal[
+        "argument",
+        "silence",
+        "unexpected reply",
+        "still busy",
+        "bus",
+        "component",
+        "key",
+        "incomplete",
+        "difference",
+        "cancelled",
+        "wrong ECU",
+    ]
+    number: int
+    text: str
+    address: int | None
+    response_code: int | None
+    service: int | None
+    document_step: int
+    memory: _Memory
+    written_bytes: int
+    image_bytes: int
+    session_open: bool
+    state: str
+    advice: str
+    repeated: int
+    passed_over: int
+
+class Cancelled(ProgrammingError): ...
+class NoAnswer(ProgrammingError): ...
+class Refused(ProgrammingError): ...
+
+class VerificationFailed(ProgrammingError):
+    differences: list[Difference]
+    different_bytes: int
+
+class WrongEcu(ProgrammingError): ...
+
+class Programmer:
+    def __init__(
+        self,
+        bus: Bus | _OwnBus,
+        key: Callable[[bytes], _Bytes | None] | None = ...,
+        *,
+        form: _Form | None = ...,
+        ids: tuple[int, int] = ...,
+        address: int | None = ...,
+        memory: int = ...,
+        fill: int = ...,
+        align: int = ...,
+        block: int = ...,
+        check_routine: int = ...,
+        flow_control: Literal["auto"] | tuple[int, int] = ...,
+        log_record: _Bytes | None = ...,
+        expect_ecu: str | _Bytes | None = ...,
+        p2: float = ...,
+        p2_star: float = ...,
+        max_pending: int = ...,
+        pending_limit: float = ...,
+        max_wait_frames: int = ...,
+        repeat: int = ...,
+        busy_interval: float = ...,
+        busy_limit: float = ...,
+        poll_interval: float = ...,
+        routine_limit: float = ...,
+        tester_present: float = ...,
+    ) -> None: ...
+    def identify(
+        self, *, progress: Callable[[Progress], object] | None = ..., stop: _Stop = ...
+    ) -> Identification: ...
+    def flash(
+        self,
+        image: MemoryImage | _Segments,
+        *,
+        verify: bool = ...,
+        confirm: Callable[[Identification], bool | None] | None = ...,
+        backup: Callable[[MemoryImage], object] | _Path | None = ...,
+        progress: Callable[[Progress], object] | None = ...,
+        stop: _Stop = ...,
+    ) -> ProgramResult: ...
+    def read(
+        self,
+        ranges: Iterable[tuple[int, int]],
+        *,
+        progress: Callable[[Progress], object] | None = ...,
+        stop: _Stop = ...,
+    ) -> MemoryImage: ...
+    def verify(
+        self,
+        image: MemoryImage | _Segments,
+        *,
+        progress: Callable[[Progress], object] | None = ...,
+        stop: _Stop = ...,
+    ) -> ProgramResult: ...
 
 def wait_for_workers() -> None: ...

@@ -22,8 +22,10 @@ def _with_short_errors(function):
     def call(*arguments, **named):
         try:
             return function(*arguments, **named)
-        except TypeError as error:
-            text = str(error)
+        except BaseException as error:
+            # Tools that show what a frame holds would ask an object that was not made for its text.
+            arguments = named = None
+            text = str(error) if isinstance(error, TypeError) else ""
             if "\nInvoked with: " not in text or len(text) <= _LONGEST:
                 raise
             raise TypeError(text[:_LONGEST] + " …") from None

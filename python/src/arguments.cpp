@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "arguments.h"
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
@@ -53,6 +54,19 @@ std::chrono::milliseconds MillisecondsOf(double seconds) {
                           ShortTextOf(py::float_(seconds)));
   }
   return std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+}
+
+host::RunnerTiming TimingOf(double p2, double p2_star, int max_pending, double pending_limit,
+                            int max_wait_frames) {
+  if (max_pending < 0 || max_wait_frames < 0) {
+    throw py::value_error("expected max_pending and max_wait_frames of at least 0, found " +
+                          std::to_string(std::min(max_pending, max_wait_frames)));
+  }
+  return {.p2 = MillisecondsOf(p2),
+          .p2_star = MillisecondsOf(p2_star),
+          .max_pending = max_pending,
+          .pending_limit = MillisecondsOf(pending_limit),
+          .max_wait_frames = max_wait_frames};
 }
 
 std::pair<py::object, py::object> PairOf(py::handle pair, const char* what) {

@@ -12,6 +12,7 @@
 #include "interpreter.h"
 #include "quillmark/byte_string.h"
 #include "quillmark/host/bus.h"
+#include "quillmark/host/runner.h"
 
 namespace quillmark::python {
 
@@ -41,6 +42,10 @@ struct ByteArgument {
 /// At least as many milliseconds as `seconds`. Raises ValueError below 0 and beyond 24 days, the
 /// most that a Long of milliseconds can hold.
 [[nodiscard]] std::chrono::milliseconds MillisecondsOf(double seconds);
+
+/// The limits of a runner, times in seconds. Raises ValueError for one that is out of range.
+[[nodiscard]] host::RunnerTiming TimingOf(double p2, double p2_star, int max_pending,
+                                          double pending_limit, int max_wait_frames);
 
 /// The two items of a pair, which is `what`. Raises TypeError for anything else.
 [[nodiscard]] std::pair<py::object, py::object> PairOf(py::handle pair, const char* what);

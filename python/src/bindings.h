@@ -14,5 +14,6 @@ void BindTransfers(py::module_& module);
 void BindReprog(py::module_& module);
 void BindBuses(py::module_& module);
 void BindRunner(py::module_& module);
+void BindProgrammer(py::module_& module);
 
 }  // namespace quillmark::python

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "errors.h"
 
+#include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <string>
 
 #include "bindings.h"
 #include "quillmark/host/bus.h"
@@ -16,6 +18,12 @@ py::object TypeNamed(const char* name) {
   return py::module_::import("quillmark._types").attr(name);
 }
 
+/// The subclass of OSError that belongs to `error`, a value of errno, with the name of the file.
+void SetOsError(int error, const std::string& path) {
+  errno = error;
+  PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
+}
+
 /// The exceptions that pybind11 does not know: those of the component and of the reference host.
 void Translate(std::exception_ptr raised) {
   try {
@@ -24,14 +32,10 @@ void Translate(std::exception_ptr raised) {
     PyErr_SetObject(TypeNamed("Error").ptr(), PythonError(error).ptr());
   } catch (const host::BusError& error) {
     PyErr_SetString(TypeNamed("BusError").ptr(), error.what());
-  } catch (const host::CannotCreateFile& error) {
-    PyErr_SetString(PyExc_OSError, error.what());
-  } catch (const host::CannotWriteFile& error) {
-    PyErr_SetString(PyExc_OSError, error.what());
+  } catch (const host::FileError& error) {
+    SetOsError(error.error(), error.path());
   } catch (const std::filesystem::filesystem_error& error) {
-    PyErr_SetString(PyExc_OSError, error.what());
-  } catch (const host::CannotReadFile& error) {
-    PyErr_SetString(PyExc_OSError, error.what());
+    SetOsError(error.code().value(), error.path1().string());
   } catch (const host::DamagedImage& error) {
     PyErr_SetString(PyExc_ValueError, error.what());
   } catch (const host::NotAnImage& error) {

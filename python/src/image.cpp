@@ -3,9 +3,14 @@
 #include <pybind11/stl/filesystem.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <optional>
+#include <span>
+#include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "arguments.h"
 #include "bindings.h"
@@ -22,21 +27,93 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::string AddressText(std::int64_t address) {
+  std::ostringstream text;
+  text << (address < 0 ? "-0x" : "0x") << std::hex << std::uppercase << std::abs(address);
+  return text.str();
+}
+
+struct JoinedSegment {
+  std::int64_t address = 0;
+  host::Bytes bytes{};
+
+  [[nodiscard]] std::int64_t end() const {
+    return address + static_cast<std::int64_t>(bytes.size());
+  }
+  friend bool operator==(const JoinedSegment&, const JoinedSegment&) = default;
+};
+
+/// The segments, with those joined that follow one another. Raises ValueError if two overlap.
+std::vector<JoinedSegment> Joined(const MemoryImage& image) {
+  std::vector<JoinedSegment> joined;
+  for (const auto& segment : image.Segments()) {
+    segment->ReadBytes([&](std::span<const std::uint8_t> bytes) {
+      const std::int64_t address = segment->StartAddress();
+      if (bytes.empty()) {
+        return;
+      }
+      if (!joined.empty() && address < joined.back().end()) {
+        throw py::value_error("two segments of the image overlap at address " +
+                              AddressText(address));
+      }
+      if (joined.empty() || address > joined.back().end()) {
+        joined.push_back({address});
+      }
+      host::Bytes& all = joined.back().bytes;
+      all.insert(all.end(), bytes.begin(), bytes.end());
+    });
+  }
+  return joined;
+}
+
+std::vector<JoinedSegment> Joined(const Image& self) {
+  return self.Use([](const auto& image) { return Joined(*image); });
+}
+
+/// Raises ValueError if a segment shares an address with one that is there.
+void RequireFree(const MemoryImage& image, const ByteString& segment) {
+  const std::int64_t start = segment.StartAddress();
+  const std::int64_t end = start + segment.Length();
+  const auto segments = image.Segments();
+  const auto behind =
+      std::partition_point(segments.begin(), segments.end(),
+                           [&](const auto& other) { return other->StartAddress() < end; });
+  for (auto other = behind; start < end && other != segments.begin();) {
+    const ByteString& before = **--other;
+    if (before.Length() == 0) {
+      continue;
+    }
+    const std::int64_t first = before.StartAddress();
+    if (first + before.Length() > start) {
+      throw py::value_error("the segment " + AddressText(start) + " to " + AddressText(end - 1) +
+                            " overlaps the one from " + AddressText(first) + " to " +
+                            AddressText(first + before.Length() - 1));
+    }
+    return;
+  }
+}
+
 void Add(const Image& self, Long address, const ByteArgument& data) {
   const auto segment = NativeOf(data);
   segment->SetStartAddress(address.value);
-  self.Use([&](const auto& image) { image->AddSegment(*segment); });
+  self.Use([&](const auto& image) {
+    RequireFree(*image, *segment);
+    image->AddSegment(*segment);
+  });
 }
 
 /// A mapping gives its items, anything else must give pairs itself.
 std::shared_ptr<Image> MakeImage(const py::object& segments) {
-  const auto image = std::make_shared<Image>(SharedPlatform()->CreateMemoryImage());
   const py::object pairs = py::hasattr(segments, "items") ? segments.attr("items")() : segments;
+  const auto image = SharedPlatform()->CreateMemoryImage();
   for (const py::handle pair : pairs) {
     const auto [address, data] = PairOf(pair, "an address and bytes");
-    Add(*image, {IntegerOf(address, INT32_MIN, INT32_MAX)}, BytesOf(data));
+    const auto segment = NativeOf(BytesOf(data));
+    segment->SetStartAddress(IntegerOf(address, INT32_MIN, INT32_MAX));
+    image->AddSegment(*segment);
   }
-  return image;
+  static_cast<void>(Joined(*image));
+  return std::make_shared<Image>(image);
 }
 
 /// A number from 0 to 0xFFFFFFFF as the signed one that the component counts addresses in.
@@ -82,47 +159,23 @@ Segments SegmentsOf(const Image& self) {
   });
 }
 
-/// The segments, with those joined that follow one another. Raises ValueError if two overlap.
-std::vector<std::pair<std::int64_t, std::string>> Joined(const Image& self) {
-  std::vector<std::pair<std::int64_t, std::string>> joined;
-  for (const auto& [address, data] : SegmentsOf(self)) {
-    const auto bytes = static_cast<std::string>(data);
-    if (bytes.empty()) {
-      continue;
-    }
-    const std::int64_t end =
-        joined.empty()
-            ? INT64_MIN
-            : joined.back().first + static_cast<std::int64_t>(joined.back().second.size());
-    if (address < end) {
-      throw py::value_error("two segments of the image overlap at address " +
-                            std::to_string(address));
-    }
-    if (address == end) {
-      joined.back().second += bytes;
-    } else {
-      joined.emplace_back(address, bytes);
-    }
-  }
-  return joined;
+void AddTo(MemoryImage& image, std::int64_t address, host::ByteView bytes) {
+  const auto segment = SharedPlatform()->CreateByteString();
+  segment->SetBytes(bytes);
+  segment->SetStartAddress(static_cast<std::int32_t>(address));
+  image.AddSegment(*segment);
 }
 
 py::dict JoinedDict(const Image& self) {
   py::dict result;
-  for (const auto& [address, bytes] : Joined(self)) {
-    result[py::int_(address)] = py::bytes(bytes);
+  for (const JoinedSegment& segment : Joined(self)) {
+    result[py::int_(segment.address)] = PythonBytes(segment.bytes);
   }
   return result;
 }
 
 void SaveFile(const Image& self, const fs::path& path, Byte fill) {
-  host::ImageSegments segments;
-  for (const auto& [address, bytes] : Joined(self)) {
-    if (address < 0) {
-      throw py::value_error("a file has no addresses below 0");
-    }
-    segments.push_back({static_cast<std::uint32_t>(address), {bytes.begin(), bytes.end()}});
-  }
+  const auto segments = self.Use([](const auto& image) { return FileSegmentsOf(*image); });
   host::OutputFile file(path, host::Existing::kReplaced);
   host::WriteImage(file.stream(), host::FormatOfName(path), segments, fill.value);
   file.Commit();
@@ -130,20 +183,18 @@ void SaveFile(const Image& self, const fs::path& path, Byte fill) {
 
 /// The bytes from address `start` on, up to `stop`.
 std::shared_ptr<Image> Part(const Image& self, std::int64_t start, std::int64_t stop) {
-  const auto part = SharedPlatform()->CreateMemoryImage();
-  for (const auto& [address, bytes] : Joined(self)) {
-    const auto end = address + static_cast<std::int64_t>(bytes.size());
-    const std::int64_t first = std::max(address, start);
-    const std::int64_t last = std::min(end, stop);
+  auto part = SharedPlatform()->CreateMemoryImage();
+  for (const JoinedSegment& segment : Joined(self)) {
+    const std::int64_t first = std::max(segment.address, start);
+    const std::int64_t last = std::min(segment.end(), stop);
     if (first < last) {
-      const auto begin = bytes.begin() + (first - address);
-      const auto segment = SharedPlatform()->CreateByteString();
-      segment->SetBytes(host::Bytes(begin, begin + (last - first)));
-      segment->SetStartAddress(static_cast<std::int32_t>(first));
-      part->AddSegment(*segment);
+      AddTo(*part, first,
+            host::ByteView(segment.bytes)
+                .subspan(static_cast<std::size_t>(first - segment.address),
+                         static_cast<std::size_t>(last - first)));
     }
   }
-  return std::make_shared<Image>(part);
+  return std::make_shared<Image>(std::move(part));
 }
 
 std::int64_t BoundOf(const py::object& bound, std::int64_t otherwise) {
@@ -158,11 +209,7 @@ std::shared_ptr<Image> Slice(const Image& self, const py::slice& slice) {
               BoundOf(slice.attr("stop"), std::int64_t{INT32_MAX} + 1));
 }
 
-std::shared_ptr<Image> CopyOf(const Image& self) {
-  return self.Use([](const auto& image) {
-    return std::make_shared<Image>(host::ImageOf(image->Segments(), *SharedPlatform()));
-  });
-}
+std::shared_ptr<Image> MakeCopy(const Image& self) { return std::make_shared<Image>(CopyOf(self)); }
 
 /// Equal bytes at equal addresses, however they are cut into segments.
 py::object AreEqual(const Image& self, const py::object& other) {
@@ -185,6 +232,42 @@ std::string TextOfImage(const Image& self) {
 
 }  // namespace
 
+host::ImageSegments FileSegmentsOf(const MemoryImage& image) {
+  host::ImageSegments segments;
+  for (JoinedSegment& segment : Joined(image)) {
+    if (segment.address < 0) {
+      throw py::value_error("a file has no addresses below 0, found " +
+                            AddressText(segment.address));
+    }
+    segments.push_back({static_cast<std::uint32_t>(segment.address), std::move(segment.bytes)});
+  }
+  return segments;
+}
+
+std::shared_ptr<MemoryImage> CopyOf(const Image& image) {
+  return image.Use(
+      [](const auto& original) { return host::ImageOf(original->Segments(), *SharedPlatform()); });
+}
+
+std::shared_ptr<MemoryImage> JoinedImage(const MemoryImage& image) {
+  std::shared_ptr<MemoryImage> joined = SharedPlatform()->CreateMemoryImage();
+  for (const JoinedSegment& segment : Joined(image)) {
+    AddTo(*joined, segment.address, segment.bytes);
+  }
+  return joined;
+}
+
+Ranges RangesOf(const py::object& pairs) {
+  Ranges ranges{SharedPlatform()->CreateMemoryMap()};
+  for (const py::handle pair : pairs) {
+    const auto [start, count] = PairOf(pair, "start and count");
+    const std::int32_t bytes = IntegerOf(count, INT32_MIN, INT32_MAX);
+    ranges.map->AddRange(IntegerOf(start, INT32_MIN, INT32_MAX), bytes);
+    ranges.size += bytes;
+  }
+  return ranges;
+}
+
 std::shared_ptr<Image> ImageOf(const py::object& argument) {
   return py::isinstance<Image>(argument) ? py::cast<std::shared_ptr<Image>>(argument)
                                          : MakeImage(argument);
@@ -198,9 +281,8 @@ void BindImages(py::module_& module) {
 MemoryImage({0x8000: b"..."}) takes a mapping of addresses to bytes, or pairs of the two; addresses are
 signed 32-bit numbers. Segments are kept as they were added. An image iterates over its segments, pairs of
 address and bytes; len() counts them; image[0x8000:0x9000] is the part between two addresses; two images
-are equal if they have the same bytes at the same addresses. Where segments overlap, a part and a comparison
-raise ValueError. Raises Error 6 for an address out of range
-and for a segment that goes past it.)")
+are equal if they have the same bytes at the same addresses. Raises ValueError for segments that overlap, Error 6
+for an address out of range and for a segment that goes past it.)")
       .def(py::init(&MakeImage), py::arg("segments") = py::tuple())
       .def_static("from_file", &ReadFile, py::arg("path"), py::arg("base") = py::none(),
                   "Reads Intel HEX, Motorola S-records or, with its first address as base, a raw "
@@ -213,7 +295,8 @@ and for a segment that goes past it.)")
           "binary from\nthe first address on, gaps filled with the byte fill). An existing file is "
           "replaced once the new one is\ncomplete. Raises OSError, and ValueError where segments "
           "overlap.")
-      .def("add", &Add, py::arg("address"), py::arg("data"), "Adds a segment.")
+      .def("add", &Add, py::arg("address"), py::arg("data"),
+           "Adds a segment. Raises ValueError where it overlaps another one.")
       .def_property_readonly("segments", &SegmentsOf,
                              "Pairs of address and bytes, in address order.")
       .def("joined", &JoinedDict,
@@ -225,11 +308,11 @@ and for a segment that goes past it.)")
             return self.Use([](const auto& image) { return host::SizeOf(*image); });
           },
           "Number of bytes of all segments.")
-      .def("copy", &CopyOf, "Another image with the same segments.")
-      .def("__copy__", &CopyOf)
+      .def("copy", &MakeCopy, "Another image with the same segments.")
+      .def("__copy__", &MakeCopy)
       .def(
           "__deepcopy__",
-          [](const Image& self, const py::object& /*memo*/) { return CopyOf(self); },
+          [](const Image& self, const py::object& /*memo*/) { return MakeCopy(self); },
           py::arg("memo"))
       .def("__eq__", &AreEqual, py::arg("other"))
       .def("__len__", &CountSegments)

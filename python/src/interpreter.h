@@ -63,11 +63,19 @@ class Shared {
                                                       std::make_shared<std::recursive_mutex>())
       : object_(std::move(object)), mutex_(std::move(mutex)) {}
 
-  /// Calls `work` with the object. The interpreter's lock is held unless `work` gives it up.
+  /// Calls `work` with the object, which `work` may replace. The interpreter's lock is held unless
+  /// `work` gives it up.
   template <typename Work>
   decltype(auto) Use(Work&& work) const {
     const Turn turn(*mutex_);
-    return std::forward<Work>(work)(object_);
+    const std::shared_ptr<Object> object = object_;
+    return std::forward<Work>(work)(object);
+  }
+
+  /// Puts another object into the place of this one, which lives on until its users have ended.
+  void Replace(std::shared_ptr<Object> object) {
+    const Turn turn(*mutex_);
+    object_.swap(object);
   }
 
   /// For another object that works on this one.

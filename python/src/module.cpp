@@ -16,6 +16,7 @@ PYBIND11_MODULE(_native, module) {
   BindReprog(module);
   BindBuses(module);
   BindRunner(module);
+  BindProgrammer(module);
 }
 
 }  // namespace

@@ -147,16 +147,9 @@ py::object ComputeDownload(Reprog& self, Byte memory, const py::object& image_ar
 
 py::object ComputeUpload(Reprog& self, const py::object& ranges, Byte memory,
                          const std::optional<py::function>& handler) {
-  const auto map = SharedPlatform()->CreateMemoryMap();
-  std::int64_t size = 0;
-  for (const py::handle range : ranges) {
-    const auto [start, count] = PairOf(range, "start and count");
-    const std::int32_t bytes = IntegerOf(count, INT32_MIN, INT32_MAX);
-    map->AddRange(IntegerOf(start, INT32_MIN, INT32_MAX), bytes);
-    size += bytes;
-  }
-  return Transfer(self, size, handler,
-                  [&](DiagOnCANReprog& object) { object.ComputeUpload(map, memory.value); });
+  const Ranges wanted = RangesOf(ranges);
+  return Transfer(self, wanted.size, handler,
+                  [&](DiagOnCANReprog& object) { object.ComputeUpload(wanted.map, memory.value); });
 }
 
 using Class = py::class_<Reprog, std::shared_ptr<Reprog>>;

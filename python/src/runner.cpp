@@ -18,19 +18,23 @@ namespace {
 
 using Milliseconds = std::chrono::milliseconds;
 
-/// Runs the interpreter's signal handlers from time to time while its lock is released; an
-/// exception from them ends the run.
-class SignalWatch {
+/// Runs the interpreter's signal handlers from time to time while its lock is released, and asks
+/// the host's event or function whether to stop. An exception from either ends the run.
+class StopWatch {
  public:
+  explicit StopWatch(const py::object& stop)
+      : ask_(py::hasattr(stop, "is_set") ? py::object(stop.attr("is_set")) : stop) {}
+
   /// Whether to stop.
   bool operator()() {
     const py::gil_scoped_acquire gil;
     try {
       CheckSignals();
+      return !ask_.is_none() && py::bool_(ask_());
     } catch (const py::error_already_set&) {
       raised_ = std::current_exception();
     }
-    return raised_ != nullptr;
+    return true;
   }
 
   void Rethrow() const {
@@ -40,42 +44,33 @@ class SignalWatch {
   }
 
  private:
+  py::object ask_;
   std::exception_ptr raised_;
 };
-
-/// A bus of the module, or what has the methods of one.
-std::shared_ptr<Bus> BusOf(const py::object& bus) {
-  if (py::isinstance<Bus>(bus)) {
-    return py::cast<std::shared_ptr<Bus>>(bus);
-  }
-  for (const char* const method : {"select", "send", "receive"}) {
-    if (!py::hasattr(bus, method)) {
-      throw py::type_error(std::string("bus: expected a Bus or an object with select, send and ") +
-                           "receive, found one without " + method);
-    }
-  }
-  return std::make_shared<Bus>(std::make_shared<PythonBus>(bus), host::TransportForm::kPlainCan);
-}
 
 /// A runner with its bus and the outcome of its last run.
 class Runner {
  public:
-  Runner(const py::object& bus, const std::optional<std::string>& form, double p2, double p2_star)
+  Runner(const py::object& bus, const std::optional<std::string>& form, double p2, double p2_star,
+         int max_pending, double pending_limit, int max_wait_frames)
       : bus_(BusOf(bus)),
         form_(form ? FormOf(*form) : bus_->form()),
-        timing_{.p2 = MillisecondsOf(p2), .p2_star = MillisecondsOf(p2_star)} {}
+        timing_(TimingOf(p2, p2_star, max_pending, pending_limit, max_wait_frames)) {}
 
-  std::shared_ptr<Document> Run(std::shared_ptr<Document> document) {
-    SignalWatch signals;
+  std::shared_ptr<Document> Run(std::shared_ptr<Document> document, const py::object& stop) {
+    StopWatch watch(stop);
     outcome_ = bus_->Use([&](const auto& bus) {
       return document->Use([&](const auto& native) {
         const WithoutGil released;
         host::Runner runner(*bus, form_, timing_);
-        runner.OnStopRequested([&] { return signals(); });
+        runner.OnStopRequested([&] { return watch(); });
         return runner.Run(*native);
       });
     });
-    signals.Rethrow();
+    watch.Rethrow();
+    if (const std::exception_ptr raised = bus_->TakeRaised()) {
+      std::rethrow_exception(raised);
+    }
     return document;
   }
 
@@ -116,8 +111,8 @@ void BindOutcome(py::module_& module) {
   py::class_<RunOutcome>(module, "RunOutcome", "How a run ended.")
       .def_property_readonly(
           "status", &StatusOf,
-          "\"complete\", \"silence\", \"unexpected frame\", \"pending too long\", "
-          "\"bus error\" or \"stopped\".")
+          "\"complete\", \"silence\", \"damaged reply\", \"flow control\", \"late refusal\", "
+          "\"unexpected\nframe\", \"pending too long\", \"bus error\" or \"stopped\".")
       .def_property_readonly("complete", &RunOutcome::complete, "Whether every step was executed.")
       .def_readonly("step", &RunOutcome::step, "The step that failed, from 1; 0 where none did.")
       .def_readonly("reason", &RunOutcome::reason,
@@ -155,22 +150,30 @@ void BindRunner(py::module_& module) {
       R"(Runs request documents on a bus and so turns them into reply documents.
 
 form: "can", "gateway" or "kline"; None takes that of a simulated ECU or of a K line, otherwise "can". p2:
-seconds that the ECU has for an answer; p2_star: and for the next one after it said "response pending".
+seconds that the ECU has for an answer; p2_star: and for the next one after it said "response pending", which
+it may say max_pending times and for pending_limit seconds in all; max_wait_frames: how many flow controls "wait"
+may come in a row.
 
 bus: a Bus, or an object of your own with these methods, times in seconds: select(receive, send) says with
 which identifiers the following frames are exchanged (through a gateway: channel and line; on a K line: 0);
 send(frame) returns once the bytes are on the wire; receive(timeout) gives the next frame of the exchange, None
 where none came in time; on a K line send_break(seconds). An OSError of theirs ends a run as "bus error", what
 else they raise comes out of run.)")
-      .def(py::init<const py::object&, std::optional<std::string>, double, double>(),
+      .def(py::init<const py::object&, std::optional<std::string>, double, double, int, double,
+                    int>(),
            py::arg("bus"), py::arg("form") = py::none(), py::kw_only(),
-           py::arg("p2") = seconds(defaults.p2), py::arg("p2_star") = seconds(defaults.p2_star))
-      .def("run", &Runner::Run, py::arg("document").none(false),
+           py::arg("p2") = seconds(defaults.p2), py::arg("p2_star") = seconds(defaults.p2_star),
+           py::arg("max_pending") = defaults.max_pending,
+           py::arg("pending_limit") = seconds(defaults.pending_limit),
+           py::arg("max_wait_frames") = defaults.max_wait_frames)
+      .def("run", &Runner::Run, py::arg("document").none(false), py::kw_only(),
+           py::arg("stop") = py::none(),
            R"(Executes a document and returns it, now with the received frames in it.
 
 It stops at the first frame that is missing or wrong, which the document and outcome tell; a poll that finds
 the ECU busy ends like that, and its check method reads it all the same. Other Python threads run meanwhile.
-Ctrl-C ends it before the next request. Raises Error 13 for what is no request document of the form or has
+Ctrl-C ends it, and so does stop, an event with is_set() or a function: before the next request, and within two
+seconds while an answer is awaited. Raises Error 13 for what is no request document of the form or has
 been run before.)")
       .def_property_readonly("outcome", &Runner::outcome,
                              "The RunOutcome of the last run; None before the first.");

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 import copy
+import errno
 import resource
 
 import pytest
@@ -25,9 +26,33 @@ def test_neighbours_are_joined():
     assert image.joined() == {0: b"abcd", 5: b"e"}
 
 
-def test_overlapping_segments_are_not_joined():
-    with pytest.raises(ValueError, match="overlap at address 1"):
-        quillmark.MemoryImage({0: b"ab", 1: b"cd"}).joined()
+def test_overlapping_segments_make_no_image():
+    with pytest.raises(ValueError, match="overlap at address 0x1"):
+        quillmark.MemoryImage({0: b"ab", 1: b"cd"})
+
+
+@pytest.mark.parametrize(
+    ("address", "size"), [(0x0FFF, 2), (0x1000, 1), (0x1000, 5), (0x1002, 1), (0x1004, 9), (0x0F00, 0x2000)]
+)
+def test_a_segment_that_overlaps_is_not_added(address, size):
+    image = quillmark.MemoryImage(SEGMENTS)
+    with pytest.raises(ValueError, match="overlaps the one from 0x[12]000 to 0x[12]00"):
+        image.add(address, bytes(size))
+    assert image == quillmark.MemoryImage(SEGMENTS)
+
+
+@pytest.mark.parametrize(("address", "size"), [(0x0FFF, 1), (0x1005, 1), (0x1002, 0), (0x1FFF, 1), (-5, 5)])
+def test_a_segment_between_others_is_added(address, size):
+    image = quillmark.MemoryImage(SEGMENTS)
+    image.add(address, bytes(size))
+    assert image.size == 11 + size
+
+
+def test_an_empty_segment_hides_no_overlap():
+    image = quillmark.MemoryImage({0: b"abcd"})
+    image.add(2, b"")
+    with pytest.raises(ValueError):
+        image.add(3, b"x")
 
 
 def test_an_image_is_a_collection_of_its_segments():
@@ -107,8 +132,9 @@ def test_a_full_disk_leaves_the_earlier_file_alone(tmp_path, disk, name):
     for room in (0, 1, 500, 8191, 8192, 16384, 0x10000):
         if room < 1000 or name == "image.bin":
             disk(room)
-            with pytest.raises(OSError, match="cannot write: File too large"):
+            with pytest.raises(OSError) as caught:
                 image.save(path)
+            assert (caught.value.errno, caught.value.filename) == (errno.EFBIG, str(path))
     assert path.read_bytes() == b"earlier"
     assert list(tmp_path.iterdir()) == [path]
 
@@ -128,8 +154,23 @@ def test_a_damaged_file_is_named_with_its_line(tmp_path):
 
 
 def test_a_file_that_is_not_there_is_an_os_error(tmp_path):
-    with pytest.raises(OSError, match="nowhere.hex"):
-        quillmark.MemoryImage.from_file(tmp_path / "nowhere.hex")
+    path = tmp_path / "nowhere.hex"
+    with pytest.raises(FileNotFoundError) as caught:
+        quillmark.MemoryImage.from_file(path)
+    assert (caught.value.errno, caught.value.filename) == (errno.ENOENT, str(path))
+
+
+def test_a_folder_is_no_file(tmp_path):
+    with pytest.raises(IsADirectoryError) as caught:
+        quillmark.MemoryImage.from_file(tmp_path)
+    assert caught.value.filename == str(tmp_path)
+
+
+def test_a_file_in_no_folder_cannot_be_saved(tmp_path):
+    path = tmp_path / "nowhere" / "image.hex"
+    with pytest.raises(FileNotFoundError) as caught:
+        quillmark.MemoryImage(SEGMENTS).save(path)
+    assert caught.value.filename == str(path)
 
 
 def test_an_address_that_does_not_fit_is_an_overflow():

@@ -5,7 +5,7 @@ from pathlib import Path
 
 import quillmark
 
-RECORDED = Path(__file__).parents[2] / "tests" / "calls" / "recorded"
+RECORDED = Path(__file__).parents[2] / "tests" / "host" / "calls" / "recorded"
 BYTE_ARGUMENTS = {"key", "Histo"}
 # What the console that made the recording refuses by itself: calls and arguments that are of no type.
 REFUSED_BY_THE_CONSOLE = {13, 438, 450}
