@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "quillmark/host/runner.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -154,10 +156,20 @@ class Execution {
       }
       ++answers;
       if (other.end.status == RunStatus::kComplete) {
+        KeepFramesOfRequest(attempt, other);
         attempt = std::move(other);
       }
     }
     return answers;
+  }
+
+  /// Another answer comes without the flow controls and acknowledgements of the request.
+  static void KeepFramesOfRequest(Attempt& from, Attempt& to) {
+    const auto of_answer =
+        std::find_if(from.received.begin(), from.received.end(),
+                     [&](const ReceivedFrame& frame) { return frame.at >= *to.answer_at; });
+    to.received.insert(to.received.begin(), std::make_move_iterator(from.received.begin()),
+                       std::make_move_iterator(of_answer));
   }
 
   [[nodiscard]] NextMove Judge(int number, Duration began, const Attempt& attempt) const {

@@ -394,6 +394,17 @@ TEST_F(RunnerTest, TakesTheLastOfSeveralAnswers) {
   EXPECT_THAT(xml_, ::testing::EndsWith("<c>066781</c><d>066781BBBBBBBBAA</d></r>"));
 }
 
+TEST_F(RunnerTest, KeepsTheFlowControlsOfARequestThatIsAnsweredTwice) {
+  try_done_ = RepeatTimes(1);
+  bus_.frames = {"300100AAAAAAAAAA", "300100AAAAAAAAAA", "027402AAAAAAAAAA", "027402BBBBBBBBBB",
+                 "300100AAAAAAAAAA", "027402AAAAAAAAAA"};
+  bus_.pauses_after = {1};
+  EXPECT_TRUE(RunCan(kTwoBlocks).complete());
+  EXPECT_THAT(xml_, ::testing::HasSubstr("<c>3001</c><d>300100AAAAAAAAAA</d></r>"
+                                         "<s><d>2101004700000000</d></s>"
+                                         "<r><c>027402</c><d>027402BBBBBBBBBB</d></r>"));
+}
+
 TEST_F(RunnerTest, ForgivesTheRefusalOfAnotherTry) {
   try_done_ = [](const RequestTry& request_try) {
     return request_try.status == RunStatus::kSilence ? NextMove::kAccept : NextMove::kGoOn;
