@@ -16,10 +16,15 @@ class PackedWriter {
   void Signed(std::int64_t number);
   void Append(ByteView bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
 
-  [[nodiscard]] std::string Base64() const;
+  [[nodiscard]] const Bytes& bytes() const { return bytes_; }
 
  private:
   Bytes bytes_;
 };
+
+/// The bytes as a raw deflate stream (RFC 1951), as small as it gets.
+[[nodiscard]] Bytes Deflated(ByteView bytes);
+
+[[nodiscard]] std::string Base64Of(ByteView bytes);
 
 }  // namespace quillmark::host

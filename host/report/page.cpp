@@ -38,19 +38,15 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
-/// JSON that cannot end the script element that contains it.
-std::string DataText(const Json& data) {
-  const std::string dumped = data.dump(-1, ' ', false, Json::error_handler_t::replace);
-  std::string text;
-  text.reserve(dumped.size());
-  for (const char character : dumped) {
-    if (character == '<') {
-      text += "\\u003c";
-    } else {
-      text += character;
-    }
-  }
-  return text;
+/// The length of the JSON, the JSON and the frames, in letters that can neither end the element
+/// that contains them nor begin another.
+std::string DataText(const PageData& data) {
+  const std::string columns = data.columns.dump(-1, ' ', false, Json::error_handler_t::replace);
+  PackedWriter packed;
+  packed.Number(columns.size());
+  packed.Append(Bytes(columns.begin(), columns.end()));
+  packed.Append(data.frames);
+  return Base64Of(Deflated(packed.bytes()));
 }
 
 /// Replaces the placeholders `@NAME@` of a template by `values`.
@@ -75,9 +71,7 @@ std::string Filled(std::string_view text, const std::map<std::string_view, std::
 
 /// How a Content-Security-Policy names the one script or style that it allows.
 std::string PolicyHash(std::string_view sha256) {
-  PackedWriter hash;
-  hash.Append(BytesOfHex(sha256).value_or(Bytes{}));
-  return "'sha256-" + hash.Base64() + '\'';
+  return "'sha256-" + Base64Of(BytesOfHex(sha256).value_or(Bytes{})) + '\'';
 }
 
 std::string Script() {
@@ -91,7 +85,6 @@ std::string Script() {
 }  // namespace
 
 std::string RenderPage(const Artifacts& artifacts) {
-  const Json data = PageDataOf(artifacts);
   const Outcome outcome = OutcomeOf(artifacts);
   return Filled(
       kPageTemplate,
@@ -107,7 +100,7 @@ std::string RenderPage(const Artifacts& artifacts) {
        {"STYLE_HASH", PolicyHash(kPageStyleSha256)},
        {"SCRIPT_HASH", PolicyHash(kPageScriptSha256)},
        {"SCRIPT", Script()},
-       {"DATA", DataText(data)}});
+       {"DATA", DataText(PageDataOf(artifacts))}});
 }
 
 }  // namespace quillmark::host

@@ -2,8 +2,10 @@
 #include "host/report/page_data.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "host/decode/exchanges.h"
@@ -36,26 +38,36 @@ class TextTable {
 
 int IsToEcu(Direction direction) { return direction == Direction::kToEcu ? 1 : 0; }
 
-Json FramesOf(const Decoding& decoding) {
-  PackedWriter packed;
+/// A column after the other, since what is alike packs well: times, messages, kinds, places and
+/// sizes, what frames their service bytes, and these.
+Bytes FramesOf(const Decoding& decoding) {
+  std::array<PackedWriter, 8> columns;
+  auto& [times, messages, kinds, places, payload_sizes, sizes, framing, payloads] = columns;
   Duration last_time{};
   std::size_t last_message = 0;
   for (const DecodedFrame& frame : decoding.frames) {
     // Times of a log may repeat but not go back.
     const Duration time = std::max(frame.at, last_time);
-    packed.Number(static_cast<std::uint64_t>((time - last_time).count()));
-    packed.Signed(static_cast<std::int64_t>(frame.role.message) -
-                  static_cast<std::int64_t>(last_message));
-    packed.Number(2 * static_cast<std::uint64_t>(frame.role.kind) +
-                  static_cast<std::uint64_t>(IsToEcu(frame.direction)));
-    packed.Number(frame.role.payload_at);
-    packed.Number(frame.role.payload_size);
-    packed.Number(frame.data.size());
-    packed.Append(frame.data);
+    times.Number(static_cast<std::uint64_t>((time - last_time).count()));
+    messages.Signed(static_cast<std::int64_t>(frame.role.message) -
+                    static_cast<std::int64_t>(last_message));
+    kinds.Number(2 * static_cast<std::uint64_t>(frame.role.kind) +
+                 static_cast<std::uint64_t>(IsToEcu(frame.direction)));
+    places.Number(frame.role.payload_at);
+    payload_sizes.Number(frame.role.payload_size);
+    sizes.Number(frame.data.size());
+    const ByteView data = frame.data;
+    framing.Append(data.first(frame.role.payload_at));
+    payloads.Append(data.subspan(frame.role.payload_at, frame.role.payload_size));
+    framing.Append(data.subspan(frame.role.payload_at + frame.role.payload_size));
     last_time = time;
     last_message = frame.role.message;
   }
-  return {{"count", decoding.frames.size()}, {"base64", packed.Base64()}};
+  PackedWriter joined;
+  for (const PackedWriter& column : columns) {
+    joined.Append(column.bytes());
+  }
+  return joined.bytes();
 }
 
 Json MessagesOf(const Decoding& decoding, TextTable& texts) {
@@ -163,7 +175,7 @@ Json ToJson(const MemoryPicture& picture) {
 
 }  // namespace
 
-Json PageDataOf(const Artifacts& artifacts) {
+PageData PageDataOf(const Artifacts& artifacts) {
   const Decoding decoding = Decode(artifacts.trace);
   const std::vector<DecodedExchange> exchanges = ExchangesOf(decoding);
   std::vector<PhaseSums> phases = PhasesOf(artifacts, decoding);
@@ -186,8 +198,8 @@ Json PageDataOf(const Artifacts& artifacts) {
   data["exchanges"] = ExchangeColumnsOf(decoding, exchanges, names);
   data["texts"] = texts.texts();
   data["names"] = names.texts();
-  data["frames"] = FramesOf(decoding);
-  return data;
+  data["frames"] = decoding.frames.size();
+  return {.columns = std::move(data), .frames = FramesOf(decoding)};
 }
 
 }  // namespace quillmark::host

@@ -19,7 +19,14 @@ namespace quillmark::host {
 [[nodiscard]] std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifacts,
                                                                        const Decoding& decoding);
 
-/// Everything that the page's script needs, in columns.
-[[nodiscard]] Json PageDataOf(const Artifacts& artifacts);
+/// Everything that the page's script needs.
+struct PageData {
+  /// Facts, phases, messages and exchanges, and the number of frames.
+  Json columns;
+  /// The frames, packed in columns.
+  Bytes frames;
+};
+
+[[nodiscard]] PageData PageDataOf(const Artifacts& artifacts);
 
 }  // namespace quillmark::host

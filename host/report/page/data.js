@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the page is told: columns in JSON, the frames packed. Here they become typed arrays, so that
-// hundreds of thousands of frames are quick to walk.
+// What the page is told: one deflate stream in base64, with columns in JSON and the frames in packed columns. Here they
+// become typed arrays, so that hundreds of thousands of frames are quick to walk.
 
 "use strict";
 
@@ -12,12 +12,8 @@ const FRAME_KINDS = ["single frame", "first frame", "consecutive frame", "flow c
 
 /** Reads numbers of 7 bits a byte, the low ones first. */
 class PackedReader {
-  constructor(base64) {
-    const text = atob(base64);
-    this.bytes = new Uint8Array(text.length);
-    for (let i = 0; i < text.length; ++i) {
-      this.bytes[i] = text.charCodeAt(i);
-    }
+  constructor(bytes) {
+    this.bytes = bytes;
     this.at = 0;
   }
 
@@ -37,38 +33,91 @@ class PackedReader {
     return value % 2 === 0 ? value / 2 : -(value + 1) / 2;
   }
 
-  skip(count) {
+  take(count) {
     this.at += count;
-    return this.at - count;
+    return this.bytes.subarray(this.at - count, this.at);
+  }
+}
+
+class ProblemForReader extends Error {}
+
+function bytesOfBase64(base64) {
+  const text = atob(base64);
+  const bytes = new Uint8Array(text.length);
+  for (let i = 0; i < text.length; ++i) {
+    bytes[i] = text.charCodeAt(i);
+  }
+  return bytes;
+}
+
+function makeInflater() {
+  try {
+    return new DecompressionStream("deflate-raw");
+  } catch {
+    throw new ProblemForReader("This browser is too old to show the details of the report, which are packed. Chromium 103, "
+      + "Firefox 113, Safari 16.4 and later can.");
+  }
+}
+
+/** The bytes that the element `id` has as a deflate stream in base64. */
+async function inflate(id) {
+  const inflater = makeInflater();
+  try {
+    const packed = bytesOfBase64(document.getElementById(id).textContent);
+    const stream = new Blob([packed]).stream().pipeThrough(inflater);
+    return new Uint8Array(await new Response(stream).arrayBuffer());
+  } catch {
+    throw new ProblemForReader("The details of the report cannot be unpacked: the file is cut off or was changed. Make the "
+      + "report again.");
   }
 }
 
 /** The frames, each with its place in `bytes` and that of its service bytes. */
-function unpackFrames(packed) {
-  const reader = new PackedReader(packed.base64);
-  const count = packed.count;
+function unpackFrames(reader, count) {
   const frames = {
-    count, bytes: reader.bytes,
-    at: new Float64Array(count), message: new Uint32Array(count), kind: new Uint8Array(count),
+    count, at: new Float64Array(count), message: new Uint32Array(count), kind: new Uint8Array(count),
     toEcu: new Uint8Array(count), start: new Uint32Array(count), size: new Uint16Array(count),
     payloadAt: new Uint16Array(count), payloadSize: new Uint16Array(count),
   };
+  const column = (read) => {
+    for (let i = 0; i < count; ++i) {
+      read(i);
+    }
+  };
   let time = 0;
+  column((i) => { frames.at[i] = (time += reader.number()) / 1e6; });
   let message = 0;
-  for (let i = 0; i < count; ++i) {
-    time += reader.number();
-    message += reader.signed();
+  column((i) => { frames.message[i] = message += reader.signed(); });
+  column((i) => {
     const role = reader.number();
-    frames.at[i] = time / 1e6;
-    frames.message[i] = message;
     frames.kind[i] = role >> 1;
     frames.toEcu[i] = role & 1;
-    frames.payloadAt[i] = reader.number();
-    frames.payloadSize[i] = reader.number();
+  });
+  column((i) => { frames.payloadAt[i] = reader.number(); });
+  column((i) => { frames.payloadSize[i] = reader.number(); });
+  let bytes = 0;
+  let framing = 0;
+  column((i) => {
+    frames.start[i] = bytes;
     frames.size[i] = reader.number();
-    frames.start[i] = reader.skip(frames.size[i]);
-  }
+    bytes += frames.size[i];
+    framing += frames.size[i] - frames.payloadSize[i];
+  });
+  frames.bytes = joinBytes(frames, bytes, new PackedReader(reader.take(framing)), reader);
   return frames;
+}
+
+/** Puts the service bytes of each frame back between what frames them. */
+function joinBytes(frames, total, framing, payloads) {
+  const bytes = new Uint8Array(total);
+  for (let i = 0; i < frames.count; ++i) {
+    const payload = frames.start[i] + frames.payloadAt[i];
+    const rest = payload + frames.payloadSize[i];
+    bytes.set(framing.take(frames.payloadAt[i]), frames.start[i]);
+    bytes.set(payloads.take(frames.payloadSize[i]), payload);
+    bytes.set(framing.take(frames.start[i] + frames.size[i] - rest), rest);
+  }
+  return bytes;
 }
 
 /** Adds up: element i of the result is the sum of the first i counts. */
@@ -120,8 +169,10 @@ function gatherExchanges(columns, messages, frames) {
   return { ...columns, count, firstMessage, began, ended };
 }
 
-function loadModel(data) {
-  const frames = unpackFrames(data.frames);
+async function loadModel() {
+  const reader = new PackedReader(await inflate("data"));
+  const data = JSON.parse(new TextDecoder().decode(reader.take(reader.number())));
+  const frames = unpackFrames(reader, data.frames);
   const messages = gatherMessages(data.messages, frames);
   const exchanges = gatherExchanges(data.exchanges, messages, frames);
   const last = exchanges.count > 0 ? exchanges.ended[exchanges.count - 1] : 0;

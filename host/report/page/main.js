@@ -96,8 +96,7 @@ function connectSearch(model, table) {
   };
 }
 
-function main() {
-  const model = loadModel(JSON.parse(document.getElementById("data").textContent));
+function show(model) {
   const find = (id) => document.getElementById(id);
   fillFacts(model.facts);
   fillAdvice(model.advice);
@@ -133,6 +132,21 @@ function main() {
   window.addEventListener("beforeprint", () => { paper.isUsed = true; redraw(); });
   window.addEventListener("afterprint", () => { paper.isUsed = false; redraw(); });
   redraw();
+}
+
+async function main() {
+  try {
+    show(await loadModel());
+  } catch (error) {
+    if (!(error instanceof ProblemForReader)) {
+      throw error;
+    }
+    const problem = document.getElementById("problem");
+    problem.textContent = error.message;
+    problem.hidden = false;
+  } finally {
+    document.body.setAttribute("aria-busy", "false");
+  }
 }
 
 main();

@@ -33,7 +33,7 @@ Artifacts SeedRefused() {
 }
 
 TEST(PageData, HoldsExchangesMessagesAndFramesInColumns) {
-  const Json data = PageDataOf(SeedRefused());
+  const Json data = PageDataOf(SeedRefused()).columns;
   EXPECT_EQ(data["names"], Json::parse(R"(["security access"])"));
   EXPECT_EQ(data["texts"], Json::parse(R"(["security access: ask for the seed",
                                            "security access refused: 33, security access denied"])"));
@@ -41,20 +41,31 @@ TEST(PageData, HoldsExchangesMessagesAndFramesInColumns) {
   EXPECT_EQ(data["exchanges"],
             Json::parse(R"({"messages":[2],"outcome":[1],"pending":[0],"repeat":[0],"name":[0],
                             "address":[0],"size":[0]})"));
-  EXPECT_EQ(data["frames"]["count"], 2);
+  EXPECT_EQ(data["frames"], 2);
   EXPECT_EQ(data["memory"], Json::parse(R"([[4096,16,"planned"]])"));
+}
+
+TEST(PageData, PacksTheFramesAColumnAfterTheOther) {
+  EXPECT_EQ(
+      PageDataOf(SeedRefused()).frames,
+      (Bytes{0,    0xDE, 0x11,                // times: 2270 = 0x11 * 0x80 + 0x5E
+             0,    2,                         // messages
+             1,    0,                         // kinds: single frames, the first to the ECU
+             1,    1,    2,    3,    8,   8,  // places, payload sizes, sizes
+             0x02, 0,    0,    0,    0,   0, 0x03, 0, 0, 0, 0,  // what frames the service bytes
+             0x27, 0x81, 0x7F, 0x27, 0x33}));
 }
 
 TEST(PageData, AddsUpTheTimeThatFramesTakeOnTheWire) {
   // Two frames of at most 135 bits at 500 kbit/s.
-  EXPECT_EQ(PageDataOf(SeedRefused())["phases"],
+  EXPECT_EQ(PageDataOf(SeedRefused()).columns["phases"],
             Json::parse(R"([{"name":"unlock","began":0.0,"ended":0.5,"bytes":0,"wire":0.00054}])"));
 }
 
 TEST(PageData, CountsNoWireTimeWithoutABitRate) {
   Artifacts artifacts = SeedRefused();
   artifacts.plan.bit_rate.reset();
-  EXPECT_EQ(PageDataOf(artifacts)["phases"][0]["wire"], 0.0);
+  EXPECT_EQ(PageDataOf(artifacts).columns["phases"][0]["wire"], 0.0);
 }
 
 TEST(Outcome, NeverTakesAFailureForASuccess) {

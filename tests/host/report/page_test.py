@@ -4,6 +4,7 @@
 
 import json
 import pathlib
+import random
 import shutil
 import subprocess
 import sys
@@ -40,6 +41,9 @@ class ReportTest(unittest.TestCase):
 
     def open(self, page):
         self.browser.open(page)
+        # The page unpacks its data after it has been loaded.
+        while self.browser.run("return document.body.getAttribute('aria-busy')") == "true":
+            time.sleep(0.02)
         self.assertEqual(self.browser.errors(), [])
 
     def text(self, selector):
@@ -70,6 +74,47 @@ class ReportTest(unittest.TestCase):
         self.open(self.good)
         self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').length"), 0)
         self.assertNotRegex(self.good.read_text(), r"https?://|<link[^>]+href=\"[^d]|\bsrc=")
+
+    def test_is_small_enough_to_be_mailed(self):
+        # Bytes at random are what packs worst.
+        image = self.path / "large.bin"
+        image.write_bytes(random.Random(1).randbytes(1 << 20))
+        for option, most, exchanges in (("--verify", 5_000_000, "30,070"), ("--no-verify", 2_500_000, "8,")):
+            with self.subTest(option):
+                folder = self.path / option.strip("-")
+                options = [option] if option == "--verify" else []
+                folders.run_tool(TOOL, "flash", image, "--base", "0x10000", "--artifacts", folder, *options)
+                page = folders.report(TOOL, folder)
+                print(f"1 MiB at random, {option}: {page.stat().st_size:,} bytes")
+                self.assertLessEqual(page.stat().st_size, most)
+                self.open(page)
+                self.assertIn("1,048,576 bytes written", self.text("#memory-readout"))
+                self.assertTrue(self.text("#matches").startswith(exchanges), self.text("#matches"))
+
+    def test_says_what_a_browser_lacks(self):
+        script = self.browser.command("Page.addScriptToEvaluateOnNewDocument", {"source": "delete window.DecompressionStream"})
+        self.open(self.good)
+        self.browser.command("Page.removeScriptToEvaluateOnNewDocument", script)
+        self.assertIn("too old", self.browser.run("return document.getElementById('problem').innerText"))
+        self.assertIn("Flashed 30,064 bytes", self.text("h1"))
+        self.browser.command("Emulation.setScriptExecutionDisabled", {"value": True})
+        self.browser.open(self.good)
+        shown = self.browser.command("Runtime.evaluate", {"expression": "document.body.innerText"})["result"]["value"]
+        self.browser.command("Emulation.setScriptExecutionDisabled", {"value": False})
+        self.assertIn("This browser runs no JavaScript", shown)
+        self.assertIn("Flashed 30,064 bytes", shown)
+
+    def test_says_that_its_data_is_damaged(self):
+        text = self.good.read_text()
+        start = text.index('id="data">') + len('id="data">')
+        page = self.path / "damaged.html"
+        for name, damaged in (("cut off", text[:start + 4000] + text[text.index("</script>", start):]),
+                              ("no base64", text[:start] + "-" + text[start:]),
+                              ("changed", text[:start] + "A" * 64 + text[start + 64:])):
+            with self.subTest(name):
+                page.write_text(damaged)
+                self.open(page)
+                self.assertIn("cannot be unpacked", self.browser.run("return document.getElementById('problem').innerText"))
 
     def test_shows_what_became_of_each_byte(self):
         self.open(self.good)
