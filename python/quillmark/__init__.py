@@ -19,9 +19,13 @@ from quillmark._native import (
     SimulatedBus,
     SimulatedEcu,
     Step,
+    Trace,
+    TracingBus,
     Transfer,
     __version__,
     open_bus,
+    read_trace,
+    report,
     wait_for_workers,
 )
 from quillmark._programming import (
@@ -38,18 +42,22 @@ from quillmark._programming import (
     VerificationFailed,
     WrongEcu,
 )
+from quillmark._python_can import CanBus, EcuServer, can_bus
 from quillmark._short_errors import shorten_errors
-from quillmark._types import BusError, Error, History, TransferIncomplete
+from quillmark._tracing import decode
+from quillmark._types import BusError, Error, History, TraceEntry, TraceMessage, TransferIncomplete
 
 shorten_errors(_native)
 
 __all__ = [
     "Bus",
     "BusError",
+    "CanBus",
     "Cancelled",
     "DiagOnCANReprog",
     "Difference",
     "Document",
+    "EcuServer",
     "Error",
     "History",
     "HistoryEntry",
@@ -66,11 +74,19 @@ __all__ = [
     "SimulatedBus",
     "SimulatedEcu",
     "Step",
+    "Trace",
+    "TraceEntry",
+    "TraceMessage",
+    "TracingBus",
     "Transfer",
     "TransferIncomplete",
     "VerificationFailed",
     "WrongEcu",
     "__version__",
+    "can_bus",
+    "decode",
     "open_bus",
+    "read_trace",
+    "report",
     "wait_for_workers",
 ]

@@ -14,6 +14,34 @@ class History(NamedTuple):
     RepIdent: bytes | None
 
 
+class TraceEntry(NamedTuple):
+    """Something that passed on a bus.
+
+    kind: "send" for a frame of the tester, "receive" for one of the ECU, "break" for a K line that the tester held
+    low. seconds: since the trace began. data: of the frame. duration: of the break, in seconds.
+    """
+
+    kind: str
+    seconds: float
+    data: bytes
+    duration: float
+
+
+class TraceMessage(NamedTuple):
+    """A diagnostic message that frames of a trace make up.
+
+    kind: "send" or "receive". seconds, end: of its first and its last frame, since the trace began. data: the service
+    bytes. text: what they say, and what is wrong with the message. frames: how many, those that steer included.
+    """
+
+    kind: str
+    seconds: float
+    end: float
+    data: bytes
+    text: str
+    frames: int
+
+
 class Error(Exception):
     """An error of the component, with its number and description.
 
@@ -46,5 +74,5 @@ class TransferIncomplete(Exception):
         return f"the transfer ended after {self.delivered} of {self.expected} bytes"
 
 
-for _type in (History, Error, BusError, TransferIncomplete):
+for _type in (History, TraceEntry, TraceMessage, Error, BusError, TransferIncomplete):
     _type.__module__ = "quillmark"

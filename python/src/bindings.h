@@ -15,5 +15,6 @@ void BindReprog(py::module_& module);
 void BindBuses(py::module_& module);
 void BindRunner(py::module_& module);
 void BindProgrammer(py::module_& module);
+void BindTraces(py::module_& module);
 
 }  // namespace quillmark::python

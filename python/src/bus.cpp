@@ -303,6 +303,9 @@ void Bus::Close() {
   Replace(Use([](const auto& bus) -> std::shared_ptr<host::Bus> {
     return std::make_shared<ClosedBus>(bus->Now());
   }));
+  if (const auto closing = std::exchange(closing_, {})) {
+    closing();
+  }
 }
 
 void BindBuses(py::module_& module) {

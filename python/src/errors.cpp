@@ -14,10 +14,6 @@
 namespace quillmark::python {
 namespace {
 
-py::object TypeNamed(const char* name) {
-  return py::module_::import("quillmark._types").attr(name);
-}
-
 /// The subclass of OSError that belongs to `error`, a value of errno, with the name of the file.
 void SetOsError(int error, const std::string& path) {
   errno = error;
@@ -46,6 +42,16 @@ void Translate(std::exception_ptr raised) {
 }
 
 }  // namespace
+
+py::object TypeNamed(const char* name) {
+  return py::module_::import("quillmark._types").attr(name);
+}
+
+void Warn(const std::string& text) {
+  if (PyErr_WarnEx(PyExc_UserWarning, text.c_str(), 1) != 0) {
+    throw py::error_already_set();
+  }
+}
 
 py::object PythonError(const Error& error) {
   return TypeNamed("Error")(error.Number(), error.Description());

@@ -2,16 +2,21 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "interpreter.h"
 #include "quillmark/error.h"
 
 namespace quillmark::python {
 
-/// The types that the package defines in Python, in _types.py.
+/// A type that the package defines in Python, in _types.py.
+[[nodiscard]] py::object TypeNamed(const char* name);
 
 /// An instance of `Error`, not raised.
 [[nodiscard]] py::object PythonError(const Error& error);
+
+/// Raises what the interpreter makes of a warning, which may be an error.
+void Warn(const std::string& text);
 
 /// Raises an instance of an exception.
 [[noreturn]] void Raise(const py::object& error);

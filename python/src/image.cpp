@@ -14,6 +14,7 @@
 
 #include "arguments.h"
 #include "bindings.h"
+#include "errors.h"
 #include "quillmark/error.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/image_file.h"
@@ -122,13 +123,6 @@ std::int32_t AddressOf(std::uint32_t address) {
     throw Error(error_number::kOverflow);
   }
   return static_cast<std::int32_t>(address);
-}
-
-/// Raises what the interpreter makes of a warning, which may be an error.
-void Warn(const std::string& text) {
-  if (PyErr_WarnEx(PyExc_UserWarning, text.c_str(), 1) != 0) {
-    throw py::error_already_set();
-  }
 }
 
 std::shared_ptr<Image> ReadFile(const fs::path& path, std::optional<std::uint32_t> base) {

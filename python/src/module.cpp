@@ -17,6 +17,7 @@ PYBIND11_MODULE(_native, module) {
   BindBuses(module);
   BindRunner(module);
   BindProgrammer(module);
+  BindTraces(module);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -61,6 +62,9 @@ class Bus : public Shared<host::Bus> {
 
   [[nodiscard]] host::TransportForm form() const { return form_; }
 
+  /// What is left to do when it is closed. It may raise.
+  void OnClose(std::function<void()> closing) { closing_ = std::move(closing); }
+
   /// Lets go of the port. From then on every operation raises BusError; what is under way goes on
   /// to its end.
   void Close();
@@ -72,6 +76,7 @@ class Bus : public Shared<host::Bus> {
  private:
   host::TransportForm form_;
   Raised raised_;
+  std::function<void()> closing_;
 };
 
 }  // namespace quillmark::python
