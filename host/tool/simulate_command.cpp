@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
-#include <filesystem>
 #include <memory>
 #include <vector>
 
 #include "host/tool/choice.h"
 #include "host/tool/command.h"
+#include "host/tool/flash_file.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/number.h"
@@ -35,57 +35,6 @@ struct SimulateCommandOptions {
 };
 
 bool IsKLine(const SimulateCommandOptions& options) { return options.bus == "kline"; }
-
-/// The flash of a simulated ECU as a raw binary, from address 0 to its end.
-class FlashFile {
- public:
-  explicit FlashFile(const SimulateCommandOptions& options)
-      : path_(options.memory_file), size_(options.size) {}
-
-  /// What the last run left; empty if there was none.
-  [[nodiscard]] Bytes Load() const {
-    if (path_.empty() || !std::filesystem::exists(path_)) {
-      return {};
-    }
-    std::string content;
-    try {
-      content = ReadFile(path_, size_);
-    } catch (const FileTooLarge&) {
-      RefuseSize("more");
-    }
-    if (content.size() != size_) {
-      RefuseSize(BytesText(content.size()));
-    }
-    return {content.begin(), content.end()};
-  }
-
-  /// Writes what has changed since the last time.
-  void Save(const SimulatedEcu& ecu) {
-    if (path_.empty() || (saved_ && ecu.memory_changes() == saved_changes_)) {
-      return;
-    }
-    OutputFile file(path_, Existing::kReplaced);
-    const Bytes content = ecu.ReadMemory(0, size_);
-    file.stream().write(reinterpret_cast<const char*>(content.data()),
-                        static_cast<std::streamsize>(content.size()));
-    file.Commit();
-    saved_ = true;
-    saved_changes_ = ecu.memory_changes();
-  }
-
- private:
-  [[noreturn]] void RefuseSize(const std::string& found) const {
-    throw ToolError(
-        ExitCode::kNoInput,
-        fmt::format("{}: expected a memory of {}, found {}", path_, BytesText(size_), found),
-        "give the size of the file with --size, or name another file");
-  }
-
-  std::string path_;
-  std::uint32_t size_;
-  bool saved_ = false;
-  std::uint64_t saved_changes_ = 0;
-};
 
 EcuOptions EcuOptionsOf(const SimulateCommandOptions& options, Bytes first_cells) {
   EcuOptions ecu =
@@ -155,7 +104,7 @@ void ReportReady(Reporter& reporter, const SimulateCommandOptions& options,
 void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   CheckLinkOptions(options.link);
   CatchInterrupts();
-  FlashFile file(options);
+  FlashFile file(options.memory_file, options.size);
   SimulatedEcu ecu(EcuOptionsOf(options, file.Load()));
   const auto save = [&] { file.Save(ecu); };
   save();
