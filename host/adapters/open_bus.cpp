@@ -4,8 +4,10 @@
 #include <stdexcept>
 
 #include "host/adapters/k_line_bus.h"
+#include "host/adapters/pass_thru_bus.h"
 #include "host/adapters/slcan_bus.h"
 #include "host/adapters/socket_can_bus.h"
+#include "quillmark/host/adapter_list.h"
 
 namespace quillmark::host {
 
@@ -19,6 +21,10 @@ std::unique_ptr<Bus> OpenBus(const BusUri& uri) {
                                         KLineTiming{.p1 = uri.p1, .p3 = uri.p3, .p4 = uri.p4});
     case BusKind::kSocketCan:
       return std::make_unique<SocketCanBus>(uri.device);
+    case BusKind::kPassThru:
+      return std::make_unique<PassThruBus>(
+          OpenPassThruLink(FindPassThruLibrary(uri.device), uri.width), uri.form, uri.bit_rate,
+          KLineTiming{.p1 = uri.p1, .p3 = uri.p3, .p4 = uri.p4});
     case BusKind::kSimulated:
       break;
   }

@@ -11,6 +11,10 @@
 namespace quillmark::host {
 namespace {
 
+constexpr std::uint32_t kKLineBaud = 10'400;
+constexpr std::uint32_t kFastestCan = 1'000'000;
+/// An adapter that makes the timing itself adds nothing to the pause that the line allows.
+constexpr std::chrono::milliseconds kP1OnTheLine{20};
 constexpr std::uint32_t kFastestPort = 4'000'000;
 constexpr std::uint32_t kLongestPause = 10'000;
 constexpr std::size_t kLongestInterfaceName = 15;
@@ -30,11 +34,12 @@ struct Scheme {
   std::uint32_t baud;
 };
 
-constexpr std::array<Scheme, 4> kSchemes{{
+constexpr std::array<Scheme, 5> kSchemes{{
     {"sim", BusKind::kSimulated, "", 0},
     {"slcan", BusKind::kSlcan, "the serial device", 115'200},
     {"socketcan", BusKind::kSocketCan, "the CAN interface", 0},
-    {"kline", BusKind::kKLine, "the serial device", 10'400},
+    {"kline", BusKind::kKLine, "the serial device", kKLineBaud},
+    {"j2534", BusKind::kPassThru, "the name or the library of the adapter", 0},
 }};
 
 /// A URI while it is being parsed.
@@ -52,10 +57,16 @@ class Parser {
     const std::size_t question = rest.find('?');
     uri_.kind = scheme.kind;
     uri_.baud = scheme.baud;
+    if (scheme.kind == BusKind::kKLine) {
+      uri_.form = TransportForm::kKLine;
+    }
     uri_.device = rest.substr(0, question);
     CheckDevice(scheme);
     if (question != std::string_view::npos) {
       ReadParameters(rest.substr(question + 1));
+    }
+    if (scheme.kind == BusKind::kPassThru) {
+      FitToProtocol();
     }
     return uri_;
   }
@@ -82,6 +93,20 @@ class Parser {
     }
   }
 
+  /// Parameters come in any order, and what they may be depends on the protocol.
+  void FitToProtocol() {
+    const bool k_line = uri_.form == TransportForm::kKLine;
+    if (!k_line && has_pauses_) {
+      Refuse(text_, "p1, p3 and p4 need protocol=kline");
+    }
+    if (k_line && !has_p1_) {
+      uri_.p1 = kP1OnTheLine;
+    }
+    if (k_line && !has_bit_rate_) {
+      uri_.bit_rate = kKLineBaud;
+    }
+  }
+
   void ReadParameters(std::string_view text) {
     for (;;) {
       const std::size_t ampersand = text.find('&');
@@ -101,7 +126,8 @@ class Parser {
     const std::string_view name = text.substr(0, equals);
     const std::string_view value = text.substr(equals + 1);
     const bool known = (uri_.kind == BusKind::kSlcan && ReadSlcanParameter(name, value)) ||
-                       (uri_.kind == BusKind::kKLine && ReadKLineParameter(name, value));
+                       (uri_.kind == BusKind::kKLine && ReadKLineParameter(name, value)) ||
+                       (uri_.kind == BusKind::kPassThru && ReadPassThruParameter(name, value));
     if (!known) {
       Refuse(text_, "there is no parameter " + Quoted(name) + " for this bus");
     }
@@ -121,13 +147,35 @@ class Parser {
   }
 
   bool ReadKLineParameter(std::string_view name, std::string_view value) {
+    if (name != "baud") {
+      return ReadPause(name, value);
+    }
+    uri_.baud = Number(name, value, 1, kFastestPort);
+    return true;
+  }
+
+  bool ReadPassThruParameter(std::string_view name, std::string_view value) {
+    if (name == "protocol") {
+      uri_.form = Protocol(value);
+    } else if (name == "bitrate") {
+      uri_.bit_rate = Number(name, value, 1, kFastestCan);
+      has_bit_rate_ = true;
+    } else if (name == "width") {
+      uri_.width = Width(value);
+    } else {
+      has_pauses_ = true;
+      return ReadPause(name, value);
+    }
+    return true;
+  }
+
+  bool ReadPause(std::string_view name, std::string_view value) {
     const auto pause = [&](std::uint32_t shortest) {
       return std::chrono::milliseconds(Number(name, value, shortest, kLongestPause));
     };
-    if (name == "baud") {
-      uri_.baud = Number(name, value, 1, kFastestPort);
-    } else if (name == "p1") {
+    if (name == "p1") {
       uri_.p1 = pause(1);
+      has_p1_ = true;
     } else if (name == "p3") {
       uri_.p3 = pause(0);
     } else if (name == "p4") {
@@ -136,6 +184,20 @@ class Parser {
       return false;
     }
     return true;
+  }
+
+  [[nodiscard]] TransportForm Protocol(std::string_view value) const {
+    if (value != "can" && value != "kline") {
+      Refuse(text_, "protocol must be can or kline");
+    }
+    return value == "can" ? TransportForm::kPlainCan : TransportForm::kKLine;
+  }
+
+  [[nodiscard]] std::uint32_t Width(std::string_view value) const {
+    if (value != "32" && value != "64") {
+      Refuse(text_, "width must be 32 or 64");
+    }
+    return value == "32" ? 32 : 64;
   }
 
   [[nodiscard]] std::uint32_t BitRate(std::string_view value) const {
@@ -169,6 +231,9 @@ class Parser {
 
   std::string_view text_;
   BusUri uri_;
+  bool has_bit_rate_ = false;
+  bool has_pauses_ = false;
+  bool has_p1_ = false;
 };
 
 }  // namespace

@@ -145,8 +145,7 @@ std::string ExpectedEcuText(ByteView record) {
 }
 
 void FitToBus(LinkOptions& link, const SessionOptions& session) {
-  const BusKind bus = session.bus.kind;
-  if (bus == BusKind::kSimulated) {
+  if (session.bus.kind == BusKind::kSimulated) {
     return;
   }
   if (session.has_faults) {
@@ -159,13 +158,13 @@ void FitToBus(LinkOptions& link, const SessionOptions& session) {
   if (link.form_given && link.form == TransportForm::kGateway) {
     throw CLI::ValidationError("--form", "the gateway form runs on the simulator only, --bus sim:");
   }
-  const bool k_line = bus == BusKind::kKLine;
+  const bool k_line = session.bus.form == TransportForm::kKLine;
   if (link.form_given && (link.form == TransportForm::kKLine) != k_line) {
     throw CLI::ValidationError(
         "--form",
         fmt::format("this bus carries the form {} alone, leave it out", k_line ? "kline" : "can"));
   }
-  link.form = k_line ? TransportForm::kKLine : TransportForm::kPlainCan;
+  link.form = session.bus.form;
 }
 
 void AddRoutineOption(CLI::App& app, std::uint8_t& routine) {

@@ -147,9 +147,8 @@ std::shared_ptr<Bus> MakeSimulatedBus(const std::shared_ptr<Ecu>& ecu,
 
 std::shared_ptr<Bus> OpenAdapter(const std::string& uri) {
   const host::BusUri parsed = host::ParseBusUri(uri);
-  const Form form = parsed.kind == host::BusKind::kKLine ? Form::kKLine : Form::kPlainCan;
   const WithoutGil released;
-  return std::make_shared<Bus>(host::OpenBus(parsed), form);
+  return std::make_shared<Bus>(host::OpenBus(parsed), parsed.form);
 }
 
 /// The longest time between two looks at signals.
@@ -350,7 +349,8 @@ lost_every; flipped_frame has a damaged byte; silent_from this one on nothing ar
 adapter disappears.)");
   module.def(
       "open_bus", &OpenAdapter, py::arg("uri"),
-      R"(Opens an adapter: slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400.
+      R"(Opens an adapter: slcan:DEVICE?bitrate=500000, socketcan:can0, kline:DEVICE?baud=10400 or
+j2534:NAME?protocol=can.
 
 Raises BusError where it cannot be opened, ValueError for what is no such URI.)");
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "quillmark/export.h"
@@ -54,6 +55,13 @@ class QUILLMARK_API DoubtfulFrame : public BusError {
   using BusError::BusError;
 };
 
+/// What an adapter says of its versions, in its own words; empty texts where it says nothing.
+struct AdapterVersions {
+  std::string firmware{};  ///< of the adapter
+  std::string library{};   ///< of the library that reaches it
+  std::string api{};       ///< of the interface that this library has
+};
+
 /// Carries the frames of one exchange at a time. A frame is a CAN frame's data (1 to 8 bytes) or
 /// one whole K line message, from its format byte to its checksum.
 ///
@@ -85,6 +93,12 @@ class QUILLMARK_API Bus {
 
   /// The bus's time; it never goes back.
   [[nodiscard]] virtual Duration Now() const = 0;
+
+  /// What the adapter says of itself.
+  [[nodiscard]] virtual AdapterVersions Versions() { return {}; }
+
+  /// The voltage of the vehicle's battery in millivolts; nothing from an adapter that cannot tell.
+  [[nodiscard]] virtual std::optional<std::uint32_t> BatteryMillivolts() { return std::nullopt; }
 };
 
 }  // namespace quillmark::host

@@ -19,22 +19,29 @@ enum class BusKind : std::uint8_t {
   kSlcan,      ///< `slcan:DEVICE` a serial CAN adapter
   kSocketCan,  ///< `socketcan:INTERFACE` a CAN interface of the kernel
   kKLine,      ///< `kline:DEVICE` a serial K line adapter
+  kPassThru,   ///< `j2534:NAME` or `j2534:PATH` an adapter behind a SAE J2534 library
 };
 
 /// A parsed target URI.
 struct BusUri {
   BusKind kind = BusKind::kSimulated;
-  /// The serial device or the interface; empty for `sim:`.
+  /// The serial device, the interface, the pass-thru library or its name; empty for `sim:`.
   std::string device{};
-  /// `slcan`: of the CAN bus, one of those that the protocol defines.
+  /// The transport form that the bus carries; of `sim:`, which carries all, plain CAN.
+  TransportForm form = TransportForm::kPlainCan;
+  /// `slcan`: of the CAN bus, one of those that the protocol defines. `j2534`: of the bus; default
+  /// 10400 on a K line.
   std::uint32_t bit_rate = 500'000;
   /// `slcan` (default 115200) and `kline` (default 10400): of the serial port.
   std::uint32_t baud = 0;
   /// `slcan`: whether the adapter confirms commands.
   bool confirms = true;
-  /// `kline`, the timing of ISO 14230-2: the longest pause between two bytes of the ECU (20 ms on
-  /// the line, the rest is for the adapter), the shortest between its reply and the next request,
-  /// and the pause between two bytes of the tester.
+  /// `j2534`: how many bits the library has for an `unsigned long`, 32 or 64.
+  std::uint32_t width = 32;
+  /// `kline` and `j2534` with a K line, the timing of ISO 14230-2: the longest pause between two
+  /// bytes of the ECU (20 ms on the line, the rest is for a serial adapter; default 20 for
+  /// `j2534`), the shortest between its reply and the next request, and the pause between two bytes
+  /// of the tester.
   std::chrono::milliseconds p1{100};
   std::chrono::milliseconds p3{55};
   std::chrono::milliseconds p4{5};
@@ -50,7 +57,8 @@ class QUILLMARK_API BusUriError : public std::invalid_argument {
 
 /// The forms of a URI, for --help and for messages.
 inline constexpr std::string_view kBusUriForms =
-    "sim:, slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400";
+    "sim:, slcan:DEVICE?bitrate=500000, socketcan:can0, kline:DEVICE?baud=10400 or "
+    "j2534:NAME?protocol=can&bitrate=500000";
 
 /// Raises BusUriError.
 [[nodiscard]] QUILLMARK_API BusUri ParseBusUri(std::string_view text);

@@ -150,6 +150,10 @@ class QUILLMARK_API TracingBus : public Bus {
   void Wait(std::chrono::milliseconds time) override;
   void Break(std::chrono::milliseconds low) override;
   [[nodiscard]] Duration Now() const override { return bus_.Now(); }
+  [[nodiscard]] AdapterVersions Versions() override { return bus_.Versions(); }
+  [[nodiscard]] std::optional<std::uint32_t> BatteryMillivolts() override {
+    return bus_.BatteryMillivolts();
+  }
 
   /// The time of the trace.
   [[nodiscard]] Duration TraceTime() const { return bus_.Now() - began_; }

@@ -61,6 +61,28 @@ TEST(BusUri, OfAKLineWithParameters) {
   EXPECT_EQ(uri.p4, 1ms);
 }
 
+TEST(BusUri, OfAPassThruAdapter) {
+  const BusUri uri = ParseBusUri("j2534:Bench 1");
+  EXPECT_EQ(uri.kind, BusKind::kPassThru);
+  EXPECT_EQ(uri.device, "Bench 1");
+  EXPECT_EQ(uri.form, TransportForm::kPlainCan);
+  EXPECT_EQ(uri.bit_rate, 500'000);
+  EXPECT_EQ(uri.width, 32);
+}
+
+TEST(BusUri, OfAPassThruAdapterOnAKLine) {
+  const BusUri uri = ParseBusUri("j2534:/opt/a.so?p3=40&protocol=kline&width=64");
+  EXPECT_EQ(uri.device, "/opt/a.so");
+  EXPECT_EQ(uri.form, TransportForm::kKLine);
+  EXPECT_EQ(uri.bit_rate, 10'400);
+  EXPECT_EQ(uri.width, 64);
+  EXPECT_EQ(uri.p1, 20ms);
+  EXPECT_EQ(uri.p3, 40ms);
+  const BusUri given = ParseBusUri("j2534:a?bitrate=9600&p1=30&protocol=kline");
+  EXPECT_EQ(given.bit_rate, 9600);
+  EXPECT_EQ(given.p1, 30ms);
+}
+
 struct WrongUri {
   const char* uri;
   const char* reason;
@@ -72,8 +94,9 @@ TEST_P(WrongBusUri, SaysWhatIsWrongAndListsTheForms) {
   const std::string error = ErrorOf(GetParam().uri);
   EXPECT_THAT(error, HasSubstr(std::string("found \"") + GetParam().uri + "\": "));
   EXPECT_THAT(error, HasSubstr(GetParam().reason));
-  EXPECT_THAT(error, EndsWith("; the forms are sim:, slcan:DEVICE?bitrate=500000, socketcan:can0 "
-                              "or kline:DEVICE?baud=10400"));
+  EXPECT_THAT(error, EndsWith("; the forms are sim:, slcan:DEVICE?bitrate=500000, socketcan:can0, "
+                              "kline:DEVICE?baud=10400 or "
+                              "j2534:NAME?protocol=can&bitrate=500000"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -100,7 +123,13 @@ INSTANTIATE_TEST_SUITE_P(
         WrongUri{"slcan:x?p3=55", "there is no parameter \"p3\""},
         WrongUri{"kline:x?baud=0", "baud must be a number from 1 to 4000000"},
         WrongUri{"kline:x?p1=0", "p1 must be a number from 1 to 10000"},
-        WrongUri{"kline:x?p4=-1", "p4 must be a number from 0 to 10000"}));
+        WrongUri{"kline:x?p4=-1", "p4 must be a number from 0 to 10000"},
+        WrongUri{"j2534:", "the name or the library of the adapter is missing"},
+        WrongUri{"j2534:a?protocol=lin", "protocol must be can or kline"},
+        WrongUri{"j2534:a?width=16", "width must be 32 or 64"},
+        WrongUri{"j2534:a?bitrate=0", "bitrate must be a number from 1 to 1000000"},
+        WrongUri{"j2534:a?baud=1", "there is no parameter \"baud\""},
+        WrongUri{"j2534:a?p4=1", "p1, p3 and p4 need protocol=kline"}));
 
 }  // namespace
 }  // namespace quillmark::host

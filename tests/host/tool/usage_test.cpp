@@ -168,7 +168,8 @@ TEST_F(Usage, AddressThatStandsForTheOtherForm) {
 TEST_F(Usage, UnknownBus) {
   ExpectOptionError({"--bus", "can0"},
                     "--bus: found \"can0\": there is no bus \"can0\"; the forms are sim:, "
-                    "slcan:DEVICE?bitrate=500000, socketcan:can0 or kline:DEVICE?baud=10400");
+                    "slcan:DEVICE?bitrate=500000, socketcan:can0, kline:DEVICE?baud=10400 or "
+                    "j2534:NAME?protocol=can&bitrate=500000");
 }
 
 TEST_F(Usage, IsAnEventWhereEventsAreAskedFor) {
