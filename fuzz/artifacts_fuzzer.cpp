@@ -14,13 +14,13 @@
 #include <string_view>
 
 #include "fuzz/support/law.h"
-#include "host/calls/json.h"
-#include "host/report/page_data.h"
 #include "quillmark/error.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/decode.h"
+#include "quillmark/host/report.h"
 #include "quillmark/host/trace.h"
 #include "quillmark/portable_platform.h"
+#include "tests/support/report_page.h"
 
 namespace quillmark::fuzz {
 namespace {
@@ -33,10 +33,9 @@ std::optional<std::string> TakeFile(std::string_view& input) {
   return file == "-" ? std::nullopt : std::optional(file);
 }
 
-/// A page around its data.
+/// What a page has around its data.
 struct PageParts {
   std::string head;
-  Json data;
   std::string tail;
 };
 
@@ -44,8 +43,7 @@ PageParts PartsOf(const std::string& page) {
   constexpr std::string_view kBegin = "id=\"data\">";
   const std::size_t begin = page.find(kBegin) + kBegin.size();
   const std::size_t end = page.find('<', begin);
-  return {page.substr(0, begin), Json::parse(page.substr(begin, end - begin), nullptr, false),
-          page.substr(end)};
+  return {page.substr(0, begin), page.substr(end)};
 }
 
 auto CountsOfMarkup(std::string_view text) {
@@ -55,11 +53,11 @@ auto CountsOfMarkup(std::string_view text) {
   return counts;
 }
 
-void RequireMemory(const Json& memory) {
+void RequireMemory(const nlohmann::json& memory) {
   constexpr std::uint64_t kMostOfABlock = 0xFF;
   std::uint64_t end = 0;
   std::string last;
-  for (const Json& stretch : memory) {
+  for (const nlohmann::json& stretch : memory) {
     const std::uint64_t start = stretch.at(0);
     const std::uint64_t count = stretch.at(1);
     const std::string state = stretch.at(2);
@@ -71,15 +69,15 @@ void RequireMemory(const Json& memory) {
   Law(end <= 0x1000000 + kMostOfABlock, "stretches of memory stay where blocks can be");
 }
 
-void RequireData(const Json& data, std::size_t frames) {
+void RequireData(const nlohmann::json& data, std::size_t frames) {
   Law(data.is_object(), "the data is JSON");
-  Law(data["frames"]["count"] == frames, "every frame of the trace is in the page");
+  Law(data["frames"] == frames, "every frame of the trace is in the page");
   std::size_t messages = 0;
-  for (const Json& count : data["exchanges"]["messages"]) {
+  for (const nlohmann::json& count : data["exchanges"]["messages"]) {
     messages += count.get<std::size_t>();
   }
   Law(messages == data["messages"]["text"].size(), "every message is in one exchange");
-  for (const Json& text : data["messages"]["text"]) {
+  for (const nlohmann::json& text : data["messages"]["text"]) {
     Law(text.get<std::size_t>() < data["texts"].size(), "every message has a text");
   }
   RequireMemory(data["memory"]);
@@ -87,13 +85,14 @@ void RequireData(const Json& data, std::size_t frames) {
 
 void RequirePage(const Artifacts& artifacts) {
   static const PageParts other = PartsOf(RenderPage({}));
-  const PageParts page = PartsOf(RenderPage(artifacts));
+  const std::string whole = RenderPage(artifacts);
+  const PageParts page = PartsOf(whole);
   Law(CountsOfMarkup(page.head) == CountsOfMarkup(other.head), "no text is markup");
   Law(page.tail == other.tail, "nothing but its script follows the data");
   const auto frames =
       std::count_if(artifacts.trace.entries.begin(), artifacts.trace.entries.end(),
                     [](const TraceEntry& entry) { return entry.kind == TraceEntryKind::kFrame; });
-  RequireData(page.data, static_cast<std::size_t>(frames));
+  RequireData(testing::DataOfReport(whole), static_cast<std::size_t>(frames));
 }
 
 void RunReport(ArtifactFiles files, const std::optional<std::string>& trace) {

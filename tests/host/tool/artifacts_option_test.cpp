@@ -11,6 +11,7 @@
 
 #include "tests/host/tool/images.h"
 #include "tests/host/tool/tool_process.h"
+#include "tests/support/report_page.h"
 
 namespace quillmark::host::testing {
 namespace {
@@ -19,13 +20,6 @@ using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-/// What a page was told.
-json DataOf(const std::string& page) {
-  const std::string begin = R"(id="data">)";
-  const std::size_t at = page.find(begin) + begin.size();
-  return json::parse(page.substr(at, page.find('<', at) - at));
-}
 
 std::size_t FramesIn(const std::string& trace) {
   std::istringstream lines(trace);
@@ -188,8 +182,8 @@ TEST_F(ArtifactsOption, GivesDecodeAndReportWhatTheyNeedInEveryForm) {
     EXPECT_EQ(report.status, 0);
     EXPECT_THAT(report.out, StartsWith("outcome   Flashed 4 bytes in "));
     EXPECT_THAT(report.out, ::testing::Not(HasSubstr("warning")));
-    const json data = DataOf(folder_.Read("r.html"));
-    EXPECT_EQ(data["frames"]["count"], FramesIn(folder_.Read("out/trace.log")));
+    const json data = DataOfReport(folder_.Read("r.html"));
+    EXPECT_EQ(data["frames"], FramesIn(folder_.Read("out/trace.log")));
     EXPECT_EQ(data["memory"], json::parse(R"([[4096,2,"verified"],[32768,2,"verified"]])"));
   }
 }
@@ -225,7 +219,7 @@ TEST_F(ArtifactsOption, GivesAReportAsFarAsItGoesWhereItIsCutOff) {
                                 HasSubstr("warning   result.json is cut off"),
                                 HasSubstr("warning   log.jsonl: line "),
                                 HasSubstr("warning   trace.log: line ")));
-  EXPECT_EQ(DataOf(folder_.Read("r.html"))["warnings"].size(), 4U);
+  EXPECT_EQ(DataOfReport(folder_.Read("r.html"))["warnings"].size(), 4U);
 }
 
 TEST_F(ArtifactsOption, MakesNoReportOfNumbersThatNoFlashHas) {
@@ -320,7 +314,7 @@ TEST_F(ArtifactsOption, TellEveryTry) {
 
   const std::string page = folder_.Path("page.html");
   ASSERT_EQ(Run({"report", folder_.Path("out"), "-o", page}).status, 0);
-  const json repeats = DataOf(folder_.Read("page.html"))["exchanges"]["repeat"];
+  const json repeats = DataOfReport(folder_.Read("page.html"))["exchanges"]["repeat"];
   EXPECT_GT(std::count(repeats.begin(), repeats.end(), 1), 0);
 }
 
