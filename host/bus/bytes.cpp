@@ -2,6 +2,7 @@
 #include "quillmark/host/bytes.h"
 
 #include <array>
+#include <numeric>
 
 namespace quillmark::host {
 namespace {
@@ -49,6 +50,10 @@ std::optional<Bytes> BytesOfHex(std::string_view text) {
     bytes[at] = static_cast<std::uint8_t>(high << 4U | low);
   }
   return bytes;
+}
+
+std::uint16_t SumOf(ByteView block) {
+  return static_cast<std::uint16_t>(std::accumulate(block.begin(), block.end(), 0U) & 0xFFFFU);
 }
 
 }  // namespace quillmark::host

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
 #include <stdexcept>
 
 #include "host/ecu/negative_response.h"
@@ -28,21 +27,6 @@ std::uint32_t AddressOf(ByteView block) {
   return std::uint32_t{block[2]} << 16U | std::uint32_t{block[3]} << 8U | block[4];
 }
 
-std::uint16_t SumOf(ByteView bytes) {
-  return static_cast<std::uint16_t>(std::accumulate(bytes.begin(), bytes.end(), 0U) & 0xFFFFU);
-}
-
-bool ChecksumIsRight(ByteView block) {
-  const ByteView stored = block.last(kBlockChecksum);
-  return SumOf(block.first(block.size() - kBlockChecksum)) == (stored[0] << 8U | stored[1]);
-}
-
-void AppendChecksum(Bytes& block) {
-  const std::uint16_t sum = SumOf(block);
-  block.push_back(static_cast<std::uint8_t>(sum >> 8U));
-  block.push_back(static_cast<std::uint8_t>(sum & 0xFFU));
-}
-
 const EcuOptions& Checked(const EcuOptions& options) {
   const auto is_log_zone = [](const FlashAreaOptions& area) { return area.identifier == kLogZone; };
   if (options.check_routine == kEraseRoutine ||
@@ -61,6 +45,7 @@ ProgrammingServices::ProgrammingServices(const EcuOptions& options, Records& rec
       blind_check_(options.misbehaviour.blind_check),
       write_once_(options.write_once),
       bad_checksum_at_block_(options.misbehaviour.bad_checksum_at_block),
+      checksum_(options.checksum),
       records_(records),
       flash_(options.areas, options.misbehaviour.bad_cells),
       downloaded_(options.areas, {}) {}
@@ -127,7 +112,8 @@ Bytes ProgrammingServices::OnDownload(ByteView request, Duration now) {
       request.size() != kBlockHeader + request[5] + kBlockChecksum) {
     throw Refusal(ResponseCode::kIncorrectMessageLength);
   }
-  if (!ChecksumIsRight(request)) {
+  const ByteView stored = request.last(kBlockChecksum);
+  if (checksum_(request.first(request.size() - kBlockChecksum)) != (stored[0] << 8U | stored[1])) {
     throw Refusal(ResponseCode::kBlockChecksumError);
   }
   const ByteView data = request.subspan(kBlockHeader, request[5]);
@@ -180,7 +166,9 @@ Bytes ProgrammingServices::OnUpload(ByteView request, Duration now) const {
   const Bytes data = flash_.Read(AddressOf(request), request[5]);
   Bytes reply{0x75, *area, request[2], request[3], request[4], request[5]};
   reply.insert(reply.end(), data.begin(), data.end());
-  AppendChecksum(reply);
+  const std::uint16_t checksum = checksum_(reply);
+  reply.push_back(static_cast<std::uint8_t>(checksum >> 8U));
+  reply.push_back(static_cast<std::uint8_t>(checksum & 0xFFU));
   return reply;
 }
 

@@ -63,6 +63,7 @@ class ProgrammingServices {
   bool blind_check_;
   bool write_once_;
   std::optional<std::uint32_t> bad_checksum_at_block_;
+  BlockChecksum checksum_;
   Records& records_;
   FlashMemory flash_;
   /// The record of what was downloaded: what the flash should hold, and where.

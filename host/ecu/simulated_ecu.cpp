@@ -34,6 +34,19 @@ std::unique_ptr<EcuTransport> MakeTransport(const EcuOptions& options, MessageHa
 
 }  // namespace
 
+ProgrammerConfig ConfigFor(const EcuOptions& ecu) {
+  ProgrammerConfig config;
+  config.form = ecu.form;
+  config.receive_id = static_cast<std::int32_t>(ecu.reply_id);
+  config.send_id = static_cast<std::int32_t>(ecu.request_id);
+  config.address = ecu.address;
+  config.memory = ecu.areas.empty() ? std::uint8_t{0} : ecu.areas.front().identifier;
+  config.check_routine = ecu.check_routine;
+  config.key = ecu.key;
+  config.checksum = ecu.checksum;
+  return config;
+}
+
 class SimulatedEcu::Parts {
  public:
   explicit Parts(const EcuOptions& options)

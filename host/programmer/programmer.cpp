@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/programmer/checksum_platform.h"
 #include "host/programmer/failure.h"
 #include "host/programmer/progress_reporter.h"
 #include "host/programmer/session.h"
@@ -114,6 +115,9 @@ Programmer::Programmer(std::shared_ptr<Platform> platform, Bus& bus, ProgrammerC
       config_(Checked(std::move(config))),
       create_component_(std::move(create_component)) {
   Demand(platform_ != nullptr, "there is no platform");
+  if (config_.checksum) {
+    platform_ = CreateChecksumPlatform(config_.checksum);
+  }
 }
 
 void Programmer::OnProgress(std::function<void(const Progress&)> on_progress) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -21,5 +22,12 @@ using ByteView = std::span<const std::uint8_t>;
 
 /// The bytes of such text, also in lower case; nothing if the text is not hexadecimal.
 [[nodiscard]] QUILLMARK_API std::optional<Bytes> BytesOfHex(std::string_view text);
+
+/// Computes the two bytes that end a transfer block, the high one first, from the bytes before
+/// them.
+using BlockChecksum = std::function<std::uint16_t(ByteView block)>;
+
+/// The low 16 bits of the sum of the bytes, as the reference types compute it.
+[[nodiscard]] QUILLMARK_API std::uint16_t SumOf(ByteView block);
 
 }  // namespace quillmark::host

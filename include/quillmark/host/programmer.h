@@ -183,6 +183,11 @@ struct ProgrammerConfig {
   /// Data bytes of a block (`MaxSize`): 1 to 255, in gateway and K line form to 247.
   std::int32_t max_block = 128;
 
+  /// The checksum of the ECU's blocks. Nothing: that of the platform's ChecksumCalculator. With it,
+  /// transfers run on a portable platform of the programmer's own; it is called on their threads,
+  /// on several at once where the function is shared.
+  BlockChecksum checksum{};
+
   /// The 48 bytes of the log record. Nothing: no log zone is written.
   std::optional<Bytes> log_record;
 

@@ -14,6 +14,7 @@
 
 #include "quillmark/export.h"
 #include "quillmark/host/bus.h"
+#include "quillmark/host/programmer.h"
 #include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
@@ -115,6 +116,9 @@ struct EcuOptions {
   /// Local identifier of the routine that compares the flash with what was downloaded.
   std::uint8_t check_routine = 0x02;
 
+  /// Of the blocks that it takes and sends.
+  BlockChecksum checksum = SumOf;
+
   std::function<Bytes(const Bytes& seed)> key = SimulatedKey;
   /// Where the sequence of seeds begins.
   std::uint32_t first_seed = 0x1A2B3C4D;
@@ -130,6 +134,9 @@ struct EcuOptions {
   EcuTiming timing{};
   Misbehaviour misbehaviour{};
 };
+
+/// The settings with which a programmer reaches such an ECU and has its key and its checksum.
+[[nodiscard]] QUILLMARK_API ProgrammerConfig ConfigFor(const EcuOptions& ecu);
 
 /// A whole ECU, simulated: a transport and the diagnostic application behind it. It is
 /// deterministic, has no clock and does no input or output; it is told what happens as a
