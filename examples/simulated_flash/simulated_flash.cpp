@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Flashes an image file into a simulated ECU with the reference host, then reads the memory from
+// Flashes an image file into a simulated ECU with the host library, then reads the memory from
 // the image's first to its last address back into a raw binary.
 //
 //     simulated_flash can|gateway|kline IMAGE OUTPUT
 #include <cstdint>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <string>
 
@@ -20,35 +19,11 @@ namespace {
 
 using namespace quillmark;
 
-struct Ecu {
+host::EcuOptions EcuOf(const std::string& form) {
   host::EcuOptions options;
-  host::ProgrammerConfig config;
-};
-
-Ecu MakeEcu(host::TransportForm form) {
-  Ecu ecu;
-  ecu.options.form = ecu.config.form = form;
-  if (form == host::TransportForm::kPlainCan) {
-    ecu.config.receive_id = static_cast<std::int32_t>(ecu.options.reply_id);
-    ecu.config.send_id = static_cast<std::int32_t>(ecu.options.request_id);
-  } else {
-    ecu.options.address = form == host::TransportForm::kGateway ? 0x6E : 0x11;
-    ecu.config.address = ecu.options.address;
-  }
-  ecu.config.check_routine = ecu.options.check_routine;
-  ecu.config.key = host::SimulatedKey;
-  return ecu;
-}
-
-std::shared_ptr<MemoryImage> MakeImage(Platform& platform, const host::ImageSegments& segments) {
-  auto image = platform.CreateMemoryImage();
-  for (const host::ImageSegment& segment : segments) {
-    const auto bytes = platform.CreateByteString();
-    bytes->SetHex(host::HexOf(segment.bytes));
-    bytes->SetStartAddress(static_cast<std::int32_t>(segment.address));
-    image->AddSegment(*bytes);
-  }
-  return image;
+  options.form = host::TransportFormOfName(form).value();
+  options.address = options.form == host::TransportForm::kGateway ? 0x6E : 0x11;
+  return options;
 }
 
 std::shared_ptr<MemoryMap> MakeMap(Platform& platform, const host::ImageSegments& segments) {
@@ -61,28 +36,21 @@ std::shared_ptr<MemoryMap> MakeMap(Platform& platform, const host::ImageSegments
 }
 
 void WriteBinary(const MemoryImage& image, const std::string& path) {
-  std::string content;
-  for (const auto& piece : image.Segments()) {
-    const host::Bytes bytes = host::BytesOfHex(piece->Hex()).value();
-    content.append(bytes.begin(), bytes.end());
-  }
-  host::WriteFile(path, content);
+  host::OutputFile file(path, host::Existing::kReplaced);
+  host::WriteImage(file.stream(), host::ImageFormat::kRawBinary, host::SegmentsOf(image, path),
+                   0xFF);
+  file.Commit();
 }
 
 void Run(const std::string& form, const std::string& image_path, const std::string& output_path) {
-  static const std::map<std::string, host::TransportForm> kForms = {
-      {"can", host::TransportForm::kPlainCan},
-      {"gateway", host::TransportForm::kGateway},
-      {"kline", host::TransportForm::kKLine}};
-  const host::ImageFile file = host::ReadImageFile(image_path, std::nullopt);
-  const Ecu made = MakeEcu(kForms.at(form));
-
+  const host::EcuOptions options = EcuOf(form);
+  const host::ImageSegments segments = host::ReadImageFile(image_path, std::nullopt).segments;
   const auto platform = CreatePortablePlatform();
-  host::SimulatedEcu ecu(made.options);
+  host::SimulatedEcu ecu(options);
   host::SimulatedBus bus(ecu);
-  host::Programmer programmer(platform, bus, made.config);
-  programmer.Program(MakeImage(*platform, file.segments), {});
-  WriteBinary(*programmer.Read(MakeMap(*platform, file.segments)), output_path);
+  host::Programmer programmer(platform, bus, host::ConfigFor(options));
+  programmer.Program(host::ImageOf(segments, *platform), {});
+  WriteBinary(*programmer.Read(MakeMap(*platform, segments)), output_path);
   platform->WaitForWorkers();
 }
 

@@ -14,6 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// One body for all transport forms.
 class EveryForm : public ::testing::TestWithParam<TransportForm> {
@@ -29,6 +30,23 @@ INSTANTIATE_TEST_SUITE_P(Programmer, EveryForm,
                          ::testing::Values(TransportForm::kPlainCan, TransportForm::kGateway,
                                            TransportForm::kKLine),
                          [](const auto& form) { return NameOfForm(form.param); });
+
+TEST_P(EveryForm, HasBlocksWithTheChecksumOfTheEcu) {
+  const auto inverted = [](ByteView block) { return static_cast<std::uint16_t>(~SumOf(block)); };
+  workshop_.AddSegment(0x1000, Pattern(300));
+  workshop_.options.checksum = inverted;
+  workshop_.Open();
+  const auto failure = workshop_.FailureOfProgram();
+  ASSERT_TRUE(failure) << "with the checksum of the platform";
+  EXPECT_EQ(failure->response_code, 0x77);
+
+  workshop_.config.checksum = inverted;
+  workshop_.Open();
+  std::vector<std::string> warnings;
+  workshop_.programmer->OnWarning([&](const std::string& text) { warnings.push_back(text); });
+  EXPECT_FALSE(workshop_.FailureOfProgram(true));
+  EXPECT_THAT(warnings, IsEmpty()) << "what was read back has the same checksum";
+}
 
 TEST_P(EveryForm, ProgramsAnImageOfSeveralSegmentsAndDocuments) {
   Bytes with_gap = Pattern(100);
