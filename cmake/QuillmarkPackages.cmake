@@ -80,8 +80,14 @@ runs the documents on its own bus.")
 # What is built against a library needs this version or a later one of the same binary interface, and the
 # loader must be told that there is a new library.
 foreach(library quillmark quillmark-host)
-  file(WRITE ${doc_files}/${library}/shlibs
-       "lib${library} ${PROJECT_VERSION_MAJOR} lib${library}${PROJECT_VERSION_MAJOR} (>= ${PROJECT_VERSION})\n")
+  set(package lib${library}${PROJECT_VERSION_MAJOR})
+  set(needed "${package} (>= ${PROJECT_VERSION})")
+  if(library STREQUAL "quillmark-host" AND PROJECT_VERSION_MAJOR EQUAL 0)
+    # Its promise, in docs/abi.md, ends with the second number.
+    math(EXPR next "${PROJECT_VERSION_MINOR} + 1")
+    string(APPEND needed ", ${package} (<< 0.${next})")
+  endif()
+  file(WRITE ${doc_files}/${library}/shlibs "lib${library} ${PROJECT_VERSION_MAJOR} ${needed}\n")
   file(WRITE ${doc_files}/${library}/triggers "activate-noawait ldconfig\n")
 endforeach()
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${doc_files}/quillmark/shlibs ${doc_files}/quillmark/triggers)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A whole reprogramming, call by call: docs/reprogramming.md goes through it. The ECU and the bus
-// are those of the reference host, simulated; a host of your own brings its bus, and a runner like
+// are those of the host library, simulated; a host of your own brings its bus, and a runner like
 // host/runner.
 //
 //     reprogramming can|gateway|kline FOLDER

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A C++ host: reads a seed out of a reply, and shows an error. Needs the component and the stand-in
-// for a host library registered; see README.txt.
+// for a host's library registered; see README.txt.
 #include <windows.h>
 
 #include <cstdio>

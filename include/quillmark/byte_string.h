@@ -12,7 +12,7 @@
 
 namespace quillmark {
 
-/// A sequence of bytes with a start address. One of the host library's types: a host may pass its
+/// A sequence of bytes with a start address. One of the host's own types: a host may pass its
 /// own implementation. The laws that it must obey are tests that run on any implementation
 /// (tests/src/platform/byte_string_laws.h).
 ///

@@ -6,7 +6,7 @@
 
 namespace quillmark {
 
-/// Computes the 2-byte checksum of a transfer block. One of the host library's types: the algorithm
+/// Computes the 2-byte checksum of a transfer block. One of the host's own types: the algorithm
 /// is the ECU's, so a host replaces it if its ECU has another. The reference type stores the low 16
 /// bits of the sum of the bytes, high byte first.
 ///

@@ -63,7 +63,7 @@ inline constexpr std::int32_t kBadPattern = -2147467259;  ///< a path that canno
 /// The one exception type of the library: a number and a description, with no source and no help
 /// reference. docs/errors.md lists every number and text.
 ///
-/// The number is a full signed 32-bit value, so codes of a host library or of a platform pass
+/// The number is a full signed 32-bit value, so codes of a host's library or of a platform pass
 /// through unchanged. An Error never crosses threads: an error in a worker ends its sequence with
 /// an empty `Node` instead.
 class QUILLMARK_API Error : public std::exception {

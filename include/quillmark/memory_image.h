@@ -10,7 +10,7 @@
 namespace quillmark {
 
 /// What is to be written into an ECU, or what was read from it: a collection of segments. One of
-/// the host library's types. The reference type keeps the segments as they were added, without
+/// the host's own types. The reference type keeps the segments as they were added, without
 /// joining adjacent ones.
 ///
 /// Threads: used by one thread at a time.

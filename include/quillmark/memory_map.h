@@ -9,7 +9,7 @@
 
 namespace quillmark {
 
-/// A range of ECU memory. One of the host library's types.
+/// A range of ECU memory. One of the host's own types.
 class QUILLMARK_API MemoryRange {
  public:
   virtual ~MemoryRange() = default;
@@ -20,7 +20,7 @@ class QUILLMARK_API MemoryRange {
   [[nodiscard]] virtual std::int32_t Count() const = 0;
 };
 
-/// The address ranges to be read back from an ECU. One of the host library's types.
+/// The address ranges to be read back from an ECU. One of the host's own types.
 ///
 /// Threads: used by one thread at a time.
 class QUILLMARK_API MemoryMap {

@@ -17,7 +17,7 @@
 namespace quillmark {
 
 /// The only seam between the component and its surroundings: makes documents and objects of the
-/// host library, and starts threads. A host passes `CreatePortablePlatform()` or its own.
+/// host's library, and starts threads. A host passes `CreatePortablePlatform()` or its own.
 ///
 /// Threads: every operation may be called from several threads at once, because a worker uses the
 /// platform of its client.

@@ -20,7 +20,7 @@ void SetOsError(int error, const std::string& path) {
   PyErr_SetFromErrnoWithFilename(PyExc_OSError, path.c_str());
 }
 
-/// The exceptions that pybind11 does not know: those of the component and of the reference host.
+/// The exceptions that pybind11 does not know: those of the component and of the host library.
 void Translate(std::exception_ptr raised) {
   try {
     std::rethrow_exception(std::move(raised));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A host library that is not what it should be, through the registered component.
+// A host's library that is not what it should be, through the registered component.
 #include <gtest/gtest.h>
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-' The stand-in for a host library, as a script uses it.
+' The stand-in for a host's library, as a script uses it.
 Function Bytes(hex)
   Set Bytes = CreateObject("Vantrel.ByteString")
   Bytes.Hex = hex

@@ -97,11 +97,11 @@ struct ImageFile {
 /// everything else is raw binary.
 [[nodiscard]] QUILLMARK_API ImageFormat FormatOfName(const std::filesystem::path& path);
 
-/// The segments as an image of the host library, for the component.
+/// The segments as an image for the component.
 [[nodiscard]] QUILLMARK_API std::shared_ptr<MemoryImage> ImageOf(
     std::span<const ImageSegment> segments, Platform& platform);
 
-/// The segments of an image of the host library in address order, joined where they are adjacent.
+/// The segments of such an image in address order, joined where they are adjacent.
 /// `file` is the name for messages. Raises `DamagedImage` where segments contradict each other.
 [[nodiscard]] QUILLMARK_API ImageSegments SegmentsOf(const MemoryImage& image,
                                                      const std::string& file);

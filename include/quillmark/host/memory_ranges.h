@@ -16,7 +16,7 @@
 
 namespace quillmark::host {
 
-/// The bytes of a host library string, without its addresses.
+/// The bytes of a byte string, without its addresses.
 [[nodiscard]] QUILLMARK_API Bytes BytesOf(const ByteString& string);
 
 /// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) where it

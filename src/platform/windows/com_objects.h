@@ -49,8 +49,8 @@ class ComBacked {
   ~ComBacked() = default;
 };
 
-/// The COM object behind a host library object, a document or a node. Raises 13 for an object of
-/// another platform.
+/// The COM object behind an object of the host's library, a document or a node. Raises 13 for an
+/// object of another platform.
 template <typename Interface>
 [[nodiscard]] com::ComPtr<IDispatch> DispatchOf(const std::shared_ptr<Interface>& object) {
   if (object == nullptr) {

@@ -11,7 +11,7 @@
 
 namespace quillmark::windows {
 
-/// The members of the host library's types that the component uses.
+/// The members of the host's own types that the component uses.
 enum class HostMember : std::uint8_t {
   kAdd,
   kAddRange,

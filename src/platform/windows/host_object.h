@@ -53,7 +53,7 @@ class HostObject {
   std::shared_ptr<HostMembers> members_;
 };
 
-/// An implementation of one of the host library's types by an object of it.
+/// An implementation of one of the host's own types by an object of it.
 template <typename Interface>
 class HostBacked : public Interface, public ComBacked {
  public:

@@ -66,7 +66,7 @@ class HostChecksumCalculator final : public HostBacked<ChecksumCalculator> {
     const Variant string = ArgumentOf(block);
     object().Call(HostMember::kStoreInto, string);
     if (dynamic_cast<const ComBacked*>(&block) == nullptr) {
-      // For a string of another platform, the host library has written into a copy.
+      // For a string of another platform, the host's library has written into a copy.
       block.Assign(*WrapByteString(ObjectIn(string)));
     }
   }

@@ -12,7 +12,7 @@
 /// diagnostic library, each wrapping an object whose members are called by name.
 namespace quillmark::windows {
 
-/// New objects. Raise as `CreateObject` does if MSXML or the host library is missing.
+/// New objects. Raise as `CreateObject` does if MSXML or the host's library is missing.
 [[nodiscard]] std::shared_ptr<DOMDocument> NewDocument();
 [[nodiscard]] std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument();
 [[nodiscard]] std::shared_ptr<ByteString> NewHostByteString();

@@ -23,8 +23,8 @@ namespace quillmark {
 /// starts the worker itself: a thread in the multithreaded apartment, on which it creates an object
 /// of the class that `AddClass` named. Its negative statuses are those of `PortablePlatform`.
 ///
-/// Errors: those of MSXML and of the host library, unchanged; 429 names a class that is not
-/// registered, 438 a member that the host library lacks.
+/// Errors: those of MSXML and of the host's library, unchanged; 429 names a class that is not
+/// registered, 438 a member that the host's library lacks.
 class WindowsPlatform : public Platform {
  public:
   /// Makes an object of a class, on the thread that will use it.

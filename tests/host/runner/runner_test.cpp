@@ -396,8 +396,8 @@ TEST_F(RunnerTest, TakesTheLastOfSeveralAnswers) {
 
 TEST_F(RunnerTest, KeepsTheFlowControlsOfARequestThatIsAnsweredTwice) {
   try_done_ = RepeatTimes(1);
-  bus_.frames = {"300100AAAAAAAAAA", "300100AAAAAAAAAA", "027402AAAAAAAAAA", "027402BBBBBBBBBB",
-                 "300100AAAAAAAAAA", "027402AAAAAAAAAA"};
+  bus_.frames = {"300100AAAAAAAAAA", "300100AAAAAAAAAA", "027402AAAAAAAAAA",
+                 "027402BBBBBBBBBB", "300100AAAAAAAAAA", "027402AAAAAAAAAA"};
   bus_.pauses_after = {1};
   EXPECT_TRUE(RunCan(kTwoBlocks).complete());
   EXPECT_THAT(xml_, ::testing::HasSubstr("<c>3001</c><d>300100AAAAAAAAAA</d></r>"

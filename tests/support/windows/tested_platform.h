@@ -9,7 +9,7 @@
 
 #include "platform/windows/windows_platform.h"
 
-/// The platform that the tests of this build run on: here the Windows one, with the host library
+/// The platform that the tests of this build run on: here the Windows one, with the host's library
 /// that is registered.
 namespace quillmark::testing {
 

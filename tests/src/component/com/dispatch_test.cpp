@@ -178,7 +178,7 @@ VARIANT ReferenceToNothing(VARTYPE type) {
 }
 
 /// The objects whose dispatch interfaces are written here: the component's by its type library, a
-/// host library's by a table of names.
+/// host's library by a table of names.
 class CallsThatMissSomething : public DispatchTest {
  protected:
   void TearDown() override {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Run in a Windows of its own, in which no host library is registered and from which a test may
-// remove what is to be missing.
+// Run in a Windows of its own, in which no library of a host is registered and from which a test
+// may remove what is to be missing.
 #include <gtest/gtest.h>
 
 #include <string>
