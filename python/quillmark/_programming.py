@@ -10,6 +10,8 @@ from dataclasses import dataclass
 from quillmark import _native
 
 _log = logging.getLogger("quillmark")
+# A host that sets up no logging gets exceptions alone.
+_log.addHandler(logging.NullHandler())
 
 _LOG_RECORD_SIZE = 48
 _DEFAULT_LOG_RECORD = b"PROGRAMMED BY QUILLMARK".ljust(_LOG_RECORD_SIZE)
