@@ -17,6 +17,9 @@ Finding RunsOnce(const Bench& bench, Exercise exercise, const std::vector<Turn>&
   const Trial first = bench.Run(exercise);
   exercise.script = std::move(good);
   const Trial second = bench.Run(exercise);
+  if (first.Sent().empty()) {
+    return Mismatch{"a request in the first run", "sent nothing"};
+  }
   if (!second.Sent().empty()) {
     return Mismatch{"nothing is sent", "sent " + FramesText(second.Sent())};
   }

@@ -162,7 +162,7 @@ std::string FramesText(const std::vector<BusEvent>& events) {
   for (const BusEvent& event : events) {
     text += (text.empty() ? "" : ", ") + HexOf(event.frame);
   }
-  return text.empty() ? "none" : text;
+  return text.empty() ? "nothing" : text;
 }
 
 std::string MillisecondsText(Duration time) {

@@ -80,7 +80,7 @@ class Trial {
   std::string unreadable_;
 };
 
-/// "0227810000000000, 3001000000000000", "none".
+/// "0227810000000000, 3001000000000000", "nothing".
 [[nodiscard]] std::string FramesText(const std::vector<BusEvent>& events);
 /// "1250 ms".
 [[nodiscard]] std::string MillisecondsText(Duration time);

@@ -30,6 +30,7 @@ void AddCallsCommand(CLI::App& app, Command& command);
 void AddDecodeCommand(CLI::App& app, Command& command);
 void AddReportCommand(CLI::App& app, Command& command);
 void AddSimulateCommand(CLI::App& app, Command& command);
+void AddConformanceCommand(CLI::App& app, Command& command);
 
 /// Adds --json.
 void AddJsonOption(CLI::App& app, Command& command);

@@ -112,6 +112,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddDecodeCommand(*app, command);
   AddReportCommand(*app, command);
   AddSimulateCommand(*app, command);
+  AddConformanceCommand(*app, command);
   for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {
     RefuseEmptyValues(*each);
   }

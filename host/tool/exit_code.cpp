@@ -131,14 +131,17 @@ FailureReport ReportOf(const ProgrammingError& error) {
 const std::vector<ExitCodeMeaning>& ExitCodeMeanings() {
   static const std::vector<ExitCodeMeaning> kMeanings = {
       {ExitCode::kDone, "done"},
-      {ExitCode::kDifference, "memory differs from the image (verify, flash --verify)"},
+      {ExitCode::kDifference,
+       "memory differs from the image (verify, flash --verify), or a runner breaks a rule "
+       "(conformance)"},
       {ExitCode::kUsage, "wrong usage"},
       {ExitCode::kData,
        "an image file is damaged, empty, contradicts another, or has addresses beyond 24 bits; a "
        "profile is damaged"},
       {ExitCode::kNoInput, "an input file cannot be read"},
       {ExitCode::kUnavailable,
-       "the ECU does not answer or is not the expected one, or the key command fails"},
+       "the ECU does not answer or is not the expected one, or the key command or the runner under "
+       "test fails"},
       {ExitCode::kInternal, "internal error"},
       {ExitCode::kCannotCreate, "an output file cannot be created"},
       {ExitCode::kInputOutput,

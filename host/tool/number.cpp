@@ -31,4 +31,15 @@ std::int64_t ParseNumber(const std::string& name, const std::string& text,
   return value;
 }
 
+void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& time,
+             const NumberRange& range, const std::string& help) {
+  app.add_option_function<std::string>(
+         name,
+         [&time, name, range](const std::string& text) {
+           time = std::chrono::milliseconds(ParseNumber(name, text, range));
+         },
+         fmt::format("{}; default {}", help, time.count()))
+      ->type_name("MS");
+}
+
 }  // namespace quillmark::host

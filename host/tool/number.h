@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -34,5 +35,9 @@ CLI::Option* AddNumber(CLI::App& app, const std::string& name, Target& target,
   };
   return app.add_option_function<std::string>(name, store, help)->type_name("NUMBER");
 }
+
+/// The same for a time in milliseconds. The help ends with the default, which `time` holds.
+void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& time,
+             const NumberRange& range, const std::string& help);
 
 }  // namespace quillmark::host

@@ -50,17 +50,6 @@ BusUri ParseBus(const std::string& uri) {
   }
 }
 
-void AddTime(CLI::App& app, const std::string& name, std::chrono::milliseconds& time,
-             const std::string& help) {
-  app.add_option_function<std::string>(
-         name,
-         [&time, name](const std::string& text) {
-           time = std::chrono::milliseconds(ParseNumber(name, text, kTimeRange));
-         },
-         fmt::format("{}; default {}", help, time.count()))
-      ->type_name("MS");
-}
-
 Bytes ParseExpectedEcu(const std::string& text) {
   const bool is_hex = text.starts_with(kHexPrefix);
   const auto bytes = is_hex ? BytesOfHex(std::string_view(text).substr(kHexPrefix.size()))
@@ -90,13 +79,13 @@ void AddKeyOptions(CLI::App& app, SessionOptions& options) {
                  "program that gets the seed as its last argument, in hexadecimal digits, and "
                  "prints the key, 2 to 5 bytes; only a simulated ECU needs none")
       ->type_name("COMMAND");
-  AddTime(app, "--key-timeout", options.key_timeout,
+  AddTime(app, "--key-timeout", options.key_timeout, kTimeRange,
           "time after which the key command is ended and the flash fails");
 }
 
 void AddTimingOptions(CLI::App& app, SessionOptions& options) {
-  AddTime(app, "--p2", options.timing.p2, "how long the ECU may take to answer");
-  AddTime(app, "--p2-star", options.timing.p2_star,
+  AddTime(app, "--p2", options.timing.p2, kTimeRange, "how long the ECU may take to answer");
+  AddTime(app, "--p2-star", options.timing.p2_star, kTimeRange,
           "the same after it has answered \"response pending\"");
   AddNumber(app, "--max-pending", options.timing.max_pending, kPendingRange,
             "how often \"response pending\" is accepted for one request; default 1000");
@@ -105,7 +94,7 @@ void AddTimingOptions(CLI::App& app, SessionOptions& options) {
             "not if the ECU is busy; default 2");
   AddNumber(app, "--max-wait-frames", options.timing.max_wait_frames, kWaitFrameRange,
             "how many ISO 15765-2 flow controls \"wait\" may come in a row; default 10");
-  AddTime(app, "--tester-present", options.tester_present_interval,
+  AddTime(app, "--tester-present", options.tester_present_interval, kTimeRange,
           "time without a request after which the session is kept alive");
 }
 

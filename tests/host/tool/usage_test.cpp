@@ -70,13 +70,13 @@ TEST_F(Usage, WithoutACommand) {
   ExpectUsageError(
       {},
       "expected a command, one of flash, verify, read, identify, profile, plan, calls, "
-      "decode, report, simulate; found none");
+      "decode, report, simulate, conformance; found none");
 }
 
 TEST_F(Usage, UnknownCommand) {
   const ToolResult result = Run({"flsh", "a.s19"});
   EXPECT_EQ(result.status, 64);
-  EXPECT_THAT(result.err, HasSubstr("simulate; found \"flsh\"\nnext      quillmark --help lists"));
+  EXPECT_THAT(result.err, HasSubstr("conformance; found \"flsh\"\nnext      quillmark --help lists"));
 }
 
 TEST_F(Usage, WithoutAnImage) {
