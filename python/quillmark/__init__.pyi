@@ -152,6 +152,7 @@ class SimulatedEcu:
         bad_cells: Set[int] = ...,
         blind_check: bool = ...,
         write_once: bool = ...,
+        checksum: Callable[[bytes], int] | None = ...,
     ) -> None: ...
     @property
     def form(self) -> _Form: ...
@@ -419,6 +420,7 @@ class Programmer:
         align: int = ...,
         block: int = ...,
         check_routine: int = ...,
+        checksum: Callable[[bytes], int] | None = ...,
         flow_control: Literal["auto"] | tuple[int, int] = ...,
         log_record: _Bytes | None = ...,
         expect_ecu: str | _Bytes | None = ...,

@@ -199,8 +199,9 @@ class Programmer:
     The others are the options of the command line, times in seconds. form: "can", "gateway" or "kline"; None takes
     that of the bus. ids: the identifiers to receive and to send on, plain CAN. address: of the ECU behind the gateway
     or on the K line; None is 0x6E or 0x11. memory: to erase and to write. fill: the byte of erased memory, left out in
-    units of align bytes. block: most data bytes of a request. check_routine: its identifier. flow_control: block size
-    and separation time in ms, or "auto", which adapts to the ECU. log_record: 48 bytes, None writes none. expect_ecu:
+    units of align bytes. block: most data bytes of a request. check_routine: its identifier. checksum: a function of the
+    bytes of a block, a number of 16 bits; None is their sum. flow_control: block size and separation time in ms, or
+    "auto", which adapts to the ECU. log_record: 48 bytes, None writes none. expect_ecu:
     the identification that the ECU must have, as text or bytes without padding.
 
     p2, p2_star, max_pending, pending_limit, max_wait_frames: as for Runner. repeat: how often a request is sent again
@@ -212,7 +213,7 @@ class Programmer:
 
     Each call opens a session, does its work and closes the session. It has done everything or raises a
     ProgrammingError; an exception that a function of yours raises ends the call and comes out of it as it is, with
-    the ProgrammingError as its __context__. Functions are called on the thread of the call. Other Python threads run
+    the ProgrammingError as its __context__. Functions are called on the thread of the call, checksum also on another. Other Python threads run
     meanwhile, and so does what progress and stop need: progress gets a Progress at the begin of each phase and after
     each request that moved bytes; stop, an event with is_set() or a function, is asked before each request and, while
     an answer is awaited, so often that the request ends within two seconds. A second thread or an event loop may set
@@ -233,6 +234,7 @@ class Programmer:
         align=16,
         block=128,
         check_routine=2,
+        checksum=None,
         flow_control="auto",
         log_record=_DEFAULT_LOG_RECORD,
         expect_ecu=None,
@@ -253,6 +255,7 @@ class Programmer:
         if log_record is not None and len(log_record) != _LOG_RECORD_SIZE:
             raise ValueError(f"log_record: expected {_LOG_RECORD_SIZE} bytes, found {len(log_record)}")
         self._key = key
+        self._checksum = checksum
         self._expected = _expected_record(expect_ecu)
         receive_id, send_id = ids
         adapts = isinstance(flow_control, str) and flow_control == "auto"
@@ -266,6 +269,7 @@ class Programmer:
             "align": _number("align", align, 1, 0x7FFFFFFF),
             "block": _number("block", block, 1, 255 if form == "can" else 247),
             "check_routine": _number("check_routine", check_routine, 0, 0xFF),
+            "has_checksum": checksum is not None,
             "adapts_flow_control": adapts,
             "block_size": _number("flow_control", block_size, 0, 0xFF),
             "separation_time": _number("flow_control", separation_time, 0, 0xFF),
@@ -339,6 +343,9 @@ class _Call:
         if self._programmer._key is None:
             raise ValueError("the ECU asks for a key: Programmer needs a function that computes it")
         return self._programmer._key(seed)
+
+    def checksum(self, block):
+        return _number("checksum", self._programmer._checksum(block), 0, 0xFFFF)
 
     def confirm(self, identification):
         return True if self._confirm is None else self._confirm(identification)

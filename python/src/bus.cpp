@@ -72,13 +72,27 @@ std::uint8_t DefaultAddress(Form form) {
 constexpr std::uint8_t kSecondGatewayAddress = 0x7A;
 constexpr std::uint32_t kSecondGatewayLine = 14;
 
+/// A function of Python, called with the interpreter's lock, which the caller need not hold.
+host::BlockChecksum ChecksumOf(const py::function& compute) {
+  const auto drop = [](const py::function* dropped) {
+    const py::gil_scoped_acquire gil;
+    delete dropped;
+  };
+  const std::shared_ptr<const py::function> shared(new py::function(compute), drop);
+  return [shared](host::ByteView block) {
+    const py::gil_scoped_acquire gil;
+    return py::cast<std::uint16_t>((*shared)(PythonBytes(block)));
+  };
+}
+
 std::shared_ptr<Ecu> MakeEcu(const std::string& form, std::optional<Byte> address, Long request_id,
                              Long reply_id, std::pair<Byte, Byte> flow_control, Byte memory,
                              Byte check_routine, double erase_time, double check_time, bool silent,
                              bool refuses_key, std::optional<std::uint32_t> bad_checksum_at_block,
                              std::map<std::uint8_t, int> pending, std::map<std::uint8_t, int> busy,
                              std::map<std::uint8_t, std::uint8_t> refused,
-                             std::set<std::uint32_t> bad_cells, bool blind_check, bool write_once) {
+                             std::set<std::uint32_t> bad_cells, bool blind_check, bool write_once,
+                             const std::optional<py::function>& checksum) {
   host::EcuOptions options;
   options.form = FormOf(form);
   options.address = address ? address->value : DefaultAddress(options.form);
@@ -102,6 +116,9 @@ std::shared_ptr<Ecu> MakeEcu(const std::string& form, std::optional<Byte> addres
                           .refused = std::move(refused),
                           .bad_cells = std::move(bad_cells),
                           .blind_check = blind_check};
+  if (checksum) {
+    options.checksum = ChecksumOf(*checksum);
+  }
   return std::make_shared<Ecu>(options);
 }
 
@@ -236,7 +253,7 @@ What it can do wrong: silent; refuses_key; bad_checksum_at_block, from 1; pendin
 before each answer of a service; busy, how many of its requests are answered with "busy, repeat request";
 refused, the response code with which a service is refused; bad_cells, addresses that never take a value;
 blind_check, a check routine that is content with anything. write_once: a cell can be written once between two
-erases. What can go wrong on the way to it are arguments of SimulatedBus. Raises ValueError for options that make
+erases. checksum: a function of the bytes of a block, in place of their sum; it gives 16 bits. What can go wrong on the way to it are arguments of SimulatedBus. Raises ValueError for options that make
 no ECU.)")
       .def(py::init(&MakeEcu), py::arg("form") = "can", py::kw_only(),
            py::arg("address") = py::none(), py::arg("request_id") = defaults.request_id,
@@ -247,7 +264,8 @@ no ECU.)")
            py::arg("refuses_key") = false, py::arg("bad_checksum_at_block") = py::none(),
            py::arg("pending") = py::dict(), py::arg("busy") = py::dict(),
            py::arg("refused") = py::dict(), py::arg("bad_cells") = py::set(),
-           py::arg("blind_check") = false, py::arg("write_once") = false)
+           py::arg("blind_check") = false, py::arg("write_once") = false,
+           py::arg("checksum") = py::none())
       .def_property_readonly(
           "form", [](const Ecu& self) { return NameOf(self.options().form); },
           "\"can\", \"gateway\" or \"kline\".")

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -140,11 +141,11 @@ class Callbacks {
   }
 
   [[nodiscard]] bool StopRequested() {
-    const auto ask = [](const py::object& asked) {
+    const auto ask = [this](const py::object& asked) {
       CheckSignals();
-      return static_cast<bool>(py::bool_(asked()));
+      return raised_ || py::bool_(asked());
     };
-    return has_raised() || Ask("stop_requested", ask).value_or(true);
+    return Ask("stop_requested", ask).value_or(true);
   }
 
   /// Keeps the first.
@@ -154,11 +155,9 @@ class Callbacks {
     }
   }
 
-  [[nodiscard]] bool has_raised() const { return raised_ != nullptr; }
-
   /// Raises what a callback raised, with the failure that came of it as its context.
   void Rethrow(const host::ProgrammingError* failure) const {
-    if (!has_raised()) {
+    if (!raised_) {
       return;
     }
     try {
@@ -173,7 +172,37 @@ class Callbacks {
 
  private:
   py::object hooks_;
+  /// Threads that read or write it have the interpreter's lock.
   std::exception_ptr raised_;
+};
+
+/// The host's checksum of a block, which the threads of transfers ask for, too. Once its call has
+/// ended they get 0: what they still compute is dropped.
+class Checksum {
+ public:
+  explicit Checksum(Callbacks& callbacks) : callbacks_(&callbacks) {}
+
+  std::uint16_t Of(host::ByteView block) {
+    const std::lock_guard lock(mutex_);
+    if (callbacks_ == nullptr) {
+      return 0;
+    }
+    const auto ask = [&](const py::object& compute) {
+      return py::cast<std::uint16_t>(compute(PythonBytes(block)));
+    };
+    return callbacks_->Ask("checksum", ask).value_or(0);
+  }
+
+  /// Waits for a thread that is asking.
+  void End() {
+    const WithoutGil released;
+    const std::lock_guard lock(mutex_);
+    callbacks_ = nullptr;
+  }
+
+ private:
+  std::mutex mutex_;
+  Callbacks* callbacks_;
 };
 
 /// A file for what is read back before an erase. It replaces nothing.
@@ -241,7 +270,9 @@ class Programmer {
  public:
   Programmer(const py::object& bus, const std::optional<std::string>& form,
              const py::dict& settings)
-      : bus_(BusOf(bus)), config_(ConfigOf(form ? FormOf(*form) : bus_->form(), settings)) {
+      : bus_(BusOf(bus)),
+        config_(ConfigOf(form ? FormOf(*form) : bus_->form(), settings)),
+        has_checksum_(Setting<bool>(settings, "has_checksum")) {
     bus_->Use([&](const auto& native) {
       const host::Programmer checks_the_settings(SharedPlatform(), *native, config_);
     });
@@ -306,10 +337,13 @@ class Programmer {
       const py::object& hooks, Work work,
       const std::function<std::string()>& backup = [] { return ""; }) {
     Callbacks callbacks(hooks);
+    const auto checksum = std::make_shared<Checksum>(callbacks);
+    const auto ends = std::unique_ptr<Checksum, void (*)(Checksum*)>(
+        checksum.get(), [](Checksum* ended) { ended->End(); });
     std::optional<host::ProgrammingError> failed;
     bus_->Use([&](const auto& bus) {
       const WithoutGil released;
-      host::Programmer programmer(SharedPlatform(), *bus, WithKey(callbacks));
+      host::Programmer programmer(SharedPlatform(), *bus, ConfigWith(callbacks, checksum));
       Connect(programmer, callbacks);
       try {
         work(programmer, callbacks);
@@ -326,9 +360,13 @@ class Programmer {
     }
   }
 
-  [[nodiscard]] host::ProgrammerConfig WithKey(Callbacks& callbacks) const {
+  [[nodiscard]] host::ProgrammerConfig ConfigWith(Callbacks& callbacks,
+                                                  const std::shared_ptr<Checksum>& checksum) const {
     host::ProgrammerConfig config = config_;
     config.key = [&callbacks](const host::Bytes& seed) { return KeyOf(callbacks, seed); };
+    if (has_checksum_) {
+      config.checksum = [checksum](host::ByteView block) { return checksum->Of(block); };
+    }
     return config;
   }
 
@@ -402,6 +440,7 @@ class Programmer {
 
   std::shared_ptr<Bus> bus_;
   host::ProgrammerConfig config_;
+  bool has_checksum_;
 };
 
 }  // namespace

@@ -459,6 +459,33 @@ def test_other_threads_work_during_a_call():
     assert programmer_of(ecu, key=key).read([(0, 1)]).size == 1
 
 
+def own_checksum(block):
+    return 0xFFFF - sum(block) & 0xFFFF
+
+
+@pytest.mark.parametrize("form", FORMS)
+def test_the_ecu_may_have_a_checksum_of_its_own(form):
+    ecu = quillmark.SimulatedEcu(form, checksum=own_checksum)
+    result = programmer_of(ecu, checksum=own_checksum).flash(IMAGE, verify=True)
+    assert (result.verified_bytes, result.repeated) == (506, 0)
+    with pytest.raises(quillmark.Refused) as caught:
+        programmer_of(ecu).flash(IMAGE)
+    assert (caught.value.phase, caught.value.response_code) == ("download", 0x77)
+
+
+def test_an_exception_of_a_checksum_comes_out_before_a_block_is_sent():
+    ecu = quillmark.SimulatedEcu()
+    with pytest.raises(Trouble) as caught:
+        programmer_of(ecu, checksum=raise_trouble).flash(IMAGE)
+    assert caught.value.__context__.memory == "partly written"
+    assert ecu.blocks_written == 0
+
+
+def test_a_checksum_has_16_bits():
+    with pytest.raises(ValueError, match="checksum: expected 0 to 65535, found 65536"):
+        programmer_of(quillmark.SimulatedEcu(), checksum=lambda block: 65536).flash(IMAGE)
+
+
 def test_callbacks_may_use_the_bus_of_the_call():
     ecu = quillmark.SimulatedEcu()
     bus = quillmark.SimulatedBus(ecu)
