@@ -1,43 +1,70 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <streambuf>
 #include <utility>
 
 #include "quillmark/host/files.h"
 
 namespace quillmark::host {
 
-FileStream::FileStream(int descriptor) : std::ostream(nullptr), buffer_(descriptor) {
-  rdbuf(&buffer_);
+/// What a stream has not written yet, and the descriptor to which it goes.
+class FileBuffer : public std::streambuf {
+ public:
+  explicit FileBuffer(int descriptor);
+
+  [[nodiscard]] bool SyncDisk();
+  [[nodiscard]] bool Close();
+  [[nodiscard]] int error() const { return error_; }
+
+ protected:
+  int_type overflow(int_type character) override;
+  int sync() override;
+
+ private:
+  [[nodiscard]] bool WriteOut();
+  [[nodiscard]] bool Fail();
+
+  int descriptor_;
+  int error_ = 0;
+  std::array<char, 0x4000> bytes_{};
+};
+
+FileStream::FileStream(int descriptor)
+    : std::ostream(nullptr), buffer_(std::make_unique<FileBuffer>(descriptor)) {
+  rdbuf(buffer_.get());
 }
 
-FileStream::~FileStream() { static_cast<void>(buffer_.Close()); }
+FileStream::~FileStream() { static_cast<void>(buffer_->Close()); }
 
 void FileStream::Sync() {
-  if (!flush() || !buffer_.SyncDisk()) {
+  if (!flush() || !buffer_->SyncDisk()) {
     setstate(badbit);
   }
 }
 
 void FileStream::Close() {
   flush();
-  if (!buffer_.Close()) {
+  if (!buffer_->Close()) {
     setstate(badbit);
   }
 }
 
-FileStream::Buffer::Buffer(int descriptor) : descriptor_(descriptor) {
+int FileStream::error() const { return buffer_->error(); }
+
+FileBuffer::FileBuffer(int descriptor) : descriptor_(descriptor) {
   setp(bytes_.data(), bytes_.data() + bytes_.size());
 }
 
-bool FileStream::Buffer::SyncDisk() {
+bool FileBuffer::SyncDisk() {
   // Anything but a file on a disk, such as a pipe, has nothing to wait for.
   const bool synced = ::fsync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
   return synced || Fail();
 }
 
-bool FileStream::Buffer::Close() {
+bool FileBuffer::Close() {
   const int descriptor = std::exchange(descriptor_, -1);
   // A file on a network may report only now that the disk is full.
   if (descriptor != -1 && ::close(descriptor) != 0) {
@@ -46,7 +73,7 @@ bool FileStream::Buffer::Close() {
   return error_ == 0;
 }
 
-FileStream::Buffer::int_type FileStream::Buffer::overflow(int_type character) {
+FileBuffer::int_type FileBuffer::overflow(int_type character) {
   if (!WriteOut()) {
     return traits_type::eof();
   }
@@ -57,9 +84,9 @@ FileStream::Buffer::int_type FileStream::Buffer::overflow(int_type character) {
   return traits_type::not_eof(character);
 }
 
-int FileStream::Buffer::sync() { return WriteOut() ? 0 : -1; }
+int FileBuffer::sync() { return WriteOut() ? 0 : -1; }
 
-bool FileStream::Buffer::WriteOut() {
+bool FileBuffer::WriteOut() {
   if (error_ != 0) {
     return false;
   }
@@ -75,7 +102,7 @@ bool FileStream::Buffer::WriteOut() {
   return true;
 }
 
-bool FileStream::Buffer::Fail() {
+bool FileBuffer::Fail() {
   if (error_ == 0) {
     error_ = errno;
   }

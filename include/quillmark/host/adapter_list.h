@@ -12,8 +12,12 @@ namespace quillmark::host {
 
 /// Something through which an ECU may be reached.
 struct AdapterEntry {
-  /// Pass-thru libraries, serial ports, and CAN interfaces of the kernel.
-  enum class Kind : std::uint8_t { kPassThru, kSerialPort, kCanInterface };
+  /// By what it is reached.
+  enum class Kind : std::uint8_t {
+    kPassThru,      ///< a pass-thru library of SAE J2534
+    kSerialPort,    ///< a serial port, perhaps with a CAN or a K line adapter
+    kCanInterface,  ///< a CAN interface of the kernel
+  };
 
   /// What kind of thing it is.
   Kind kind = Kind::kSerialPort;

@@ -24,11 +24,11 @@ namespace quillmark::host {
 
 /// The files in a folder of artifacts.
 namespace artifact {
-inline constexpr const char* kPlan = "plan.json";
-inline constexpr const char* kResult = "result.json";
-inline constexpr const char* kTrace = "trace.log";
-inline constexpr const char* kLog = "log.jsonl";
-inline constexpr const char* kDocuments = "documents";
+inline constexpr const char* kPlan = "plan.json";       ///< what was going to be done
+inline constexpr const char* kResult = "result.json";   ///< how it ended
+inline constexpr const char* kTrace = "trace.log";      ///< every frame
+inline constexpr const char* kLog = "log.jsonl";        ///< every event
+inline constexpr const char* kDocuments = "documents";  ///< a folder: requests and replies
 }  // namespace artifact
 
 /// No folder of artifacts; the text names the file that is missing or cannot be read.
@@ -45,68 +45,68 @@ class QUILLMARK_API DamagedArtifacts : public std::runtime_error {
 
 /// A range of memory within 24 bits.
 struct AddressRange {
-  std::uint32_t start = 0;
-  std::uint32_t count = 0;
+  std::uint32_t start = 0;  ///< the first address
+  std::uint32_t count = 0;  ///< the number of bytes
 
   friend bool operator==(const AddressRange&, const AddressRange&) = default;
 };
 
+/// The command of the tool that left the artifacts; `kUnknown` where the plan does not say.
 enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kVerify, kRead };
 
 /// What a command was going to do. Members that its file lacks are empty.
 struct Plan {
-  PlannedCommand command = PlannedCommand::kUnknown;
-  std::string started{};
-  std::string version{};  ///< of the tool
-  std::string bus{};      ///< its URI
-  std::optional<TransportForm> form{};
-  /// Plain CAN.
-  std::optional<std::uint32_t> receive{};
-  std::optional<std::uint32_t> send{};
-  /// At least 1.
-  std::optional<std::uint32_t> bit_rate{};
-  /// Flash and verify: the image, and what of it was to be sent.
-  std::vector<std::string> image_files{};
-  std::string image_sha256{};
-  std::uint64_t image_bytes = 0;
-  std::vector<AddressRange> segments{};
-  std::vector<AddressRange> blocks{};
-  std::uint8_t fill = 0xFF;
-  /// Read: the file, and what was to be read.
-  std::string output{};
-  std::vector<AddressRange> ranges{};
+  PlannedCommand command = PlannedCommand::kUnknown;  ///< decides which members are used
+  std::string started{};                              ///< the date, for people
+  std::string version{};                              ///< of the tool
+  std::string bus{};                                  ///< its URI
+  std::optional<TransportForm> form{};                ///< of the exchange with the ECU
+  std::optional<std::uint32_t> receive{};             ///< plain CAN: the identifier of the replies
+  std::optional<std::uint32_t> send{};                ///< plain CAN: the identifier of the requests
+  std::optional<std::uint32_t> bit_rate{};            ///< of the bus in bits per second, at least 1
+  std::vector<std::string> image_files{};             ///< flash, verify: the files of the image
+  std::string image_sha256{};                         ///< of the image, as `Sha256Of` computes it
+  std::uint64_t image_bytes = 0;                      ///< of the image
+  std::vector<AddressRange> segments{};               ///< of the image
+  std::vector<AddressRange> blocks{};                 ///< flash: what of it was to be sent
+  std::uint8_t fill = 0xFF;                           ///< the byte of runs that are not sent
+  std::string output{};                               ///< read: the file
+  std::vector<AddressRange> ranges{};                 ///< read: what was to be read
 };
 
+/// How a command ended; `kUnfinished` where it is still at work or was killed.
 enum class OutcomeState : std::uint8_t { kUnfinished, kDone, kFailed, kCancelled };
 
+/// When a phase of a session took place.
 struct PhaseTimes {
-  std::string name{};
-  Duration began{};
-  Duration ended{};
+  std::string name{};  ///< as `NameOf(Phase)` has it
+  Duration began{};    ///< since the trace began
+  Duration ended{};    ///< since the trace began
 
   friend bool operator==(const PhaseTimes&, const PhaseTimes&) = default;
 };
 
 /// How a command ended. Members that its file lacks are empty.
 struct Result {
+  /// Done, or in which way it is not.
   OutcomeState state = OutcomeState::kUnfinished;
   /// Why it failed; if it is done, what is missing in the folder; if it was killed, how far it got.
   std::string message{};
-  std::string ecu{};
-  std::string ecu_state{};
-  std::string next{};
-  std::string read_back_sha256{};
-  std::uint64_t bytes = 0;
-  std::uint64_t sent_bytes = 0;
-  std::uint64_t verified_bytes = 0;
-  Duration time{};
-  std::vector<PhaseTimes> phases{};
+  std::string ecu{};                 ///< what the ECU said it is
+  std::string ecu_state{};           ///< of a failure: the state that it is probably in
+  std::string next{};                ///< of a failure: what to do next
+  std::string read_back_sha256{};    ///< of what a verification has read back
+  std::uint64_t bytes = 0;           ///< read
+  std::uint64_t sent_bytes = 0;      ///< sent; the rest of the image is fill
+  std::uint64_t verified_bytes = 0;  ///< read back and found equal
+  Duration time{};                   ///< on the bus
+  std::vector<PhaseTimes> phases{};  ///< in their order
 };
 
 /// What a command left in its folder, as far as it is there.
 struct Artifacts {
-  Plan plan{};
-  Result result{};
+  Plan plan{};      ///< what it was going to do
+  Result result{};  ///< how it ended
   /// Without entries where nothing was sent.
   Trace trace{};
   /// Files that are missing or cut off, a sentence each.
@@ -115,10 +115,10 @@ struct Artifacts {
 
 /// The contents of the files; nothing for a missing one.
 struct ArtifactFiles {
-  std::optional<std::string> plan{};
-  std::optional<std::string> result{};
-  std::optional<std::string> log{};
-  std::istream* trace = nullptr;
+  std::optional<std::string> plan{};    ///< of `artifact::kPlan`
+  std::optional<std::string> result{};  ///< of `artifact::kResult`
+  std::optional<std::string> log{};     ///< of `artifact::kLog`
+  std::istream* trace = nullptr;        ///< of `artifact::kTrace`, at its beginning, not owned
 };
 
 /// Reads what is there. A file that is missing or cut off, for example by a full disk, is not an
@@ -133,6 +133,7 @@ struct ArtifactFiles {
 /// A folder of artifacts that cannot be used for new ones; what() names it and says why.
 class QUILLMARK_API RefusedFolder : public CannotCreateFile {
  public:
+  /// `why` becomes a part of what(), `advice` does not.
   RefusedFolder(const std::filesystem::path& folder, const std::string& why, std::string advice)
       : CannotCreateFile(folder, EEXIST, why), advice_(std::move(advice)) {}
 
@@ -151,13 +152,17 @@ class QUILLMARK_API ArtifactFolder {
   /// to be replaced, and CannotCreateFile.
   ArtifactFolder(const std::filesystem::path& path, TransportForm form, Existing existing);
 
-  /// Plan and result are JSON. All raise CannotCreateFile and CannotWriteFile.
+  /// Writes the plan, an object of JSON. Raises CannotCreateFile and CannotWriteFile, as the next
+  /// three do.
   void WritePlan(std::string_view json) const;
+  /// Writes the result, an object of JSON, or replaces it.
   void WriteResult(std::string_view json) const;
-  /// Returns the name of the file, as the next does.
+  /// Writes a document before its run. Returns the name of its file in the folder.
   std::string WriteRequest(const DocumentRun& run);
+  /// Writes the document of the last `WriteRequest` after its run, and returns the same.
   [[nodiscard]] std::string WriteReply(const DocumentRun& run) const;
 
+  /// Takes every frame of the bus.
   [[nodiscard]] TraceFile& trace() { return trace_; }
   /// A line of JSON for each event.
   [[nodiscard]] std::ostream& log() { return log_.stream(); }

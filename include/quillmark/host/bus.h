@@ -11,6 +11,9 @@
 #include "quillmark/export.h"
 #include "quillmark/host/bytes.h"
 
+/// @namespace quillmark::host
+/// What a host has beside the component: buses and their adapters, the runner and the programmer,
+/// image files, traces, reports and a simulated ECU.
 namespace quillmark::host {
 
 /// A span of a bus's time, or a moment as the span since a fixed but arbitrary origin.
@@ -18,7 +21,11 @@ using Duration = std::chrono::microseconds;
 
 /// How diagnostic messages travel: ISO 15765-2 on CAN, cut into acknowledged pieces for a CAN
 /// gateway, or ISO 14230-2 on a K line.
-enum class TransportForm : std::uint8_t { kPlainCan, kGateway, kKLine };
+enum class TransportForm : std::uint8_t {
+  kPlainCan,  ///< ISO 15765-2 on CAN
+  kGateway,   ///< CAN frames of a gateway, which acknowledges each piece of a message
+  kKLine,     ///< ISO 14230-2
+};
 
 /// "can", "gateway" or "kline", as on the command line, in Python and in artifacts.
 [[nodiscard]] QUILLMARK_API const char* NameOf(TransportForm form);
@@ -27,10 +34,14 @@ enum class TransportForm : std::uint8_t { kPlainCan, kGateway, kKLine };
 [[nodiscard]] QUILLMARK_API std::optional<TransportForm> TransportFormOfName(std::string_view name);
 
 /// Which way a frame travels.
-enum class Direction : std::uint8_t { kToEcu, kToTester };
+enum class Direction : std::uint8_t {
+  kToEcu,     ///< the tester sends
+  kToTester,  ///< the ECU sends
+};
 
 /// With whom frames are exchanged.
 struct Exchange {
+  /// Says what the numbers mean.
   TransportForm form = TransportForm::kPlainCan;
   /// Plain CAN: the identifier to receive on (above 0x7FF an extended one). Gateway: the channel.
   /// K line: 0.

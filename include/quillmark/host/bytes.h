@@ -15,6 +15,7 @@ namespace quillmark::host {
 
 /// A frame, a message or a part of one.
 using Bytes = std::vector<std::uint8_t>;
+/// The same, as somebody else keeps it: valid only as long as what it looks at.
 using ByteView = std::span<const std::uint8_t>;
 
 /// Upper-case text, two digits per byte, no separators.

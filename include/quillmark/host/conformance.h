@@ -16,9 +16,11 @@ namespace quillmark::host {
 
 /// One document for a runner to run. What it refers to lives until the run has ended.
 struct RunnerTask {
+  /// A request document that has not been run.
   DOMDocument& document;
   /// In simulated time: `Now` is the only clock, a wait takes no time of the machine.
   Bus& bus;
+  /// The form of the document.
   TransportForm form;
   /// Whether the run is to end. Always false for a runner that does not claim to stop.
   std::function<bool()> stop_requested{};
@@ -38,8 +40,9 @@ struct RunnerUnderTest {
   /// The forms that it can run.
   std::vector<TransportForm> forms = {TransportForm::kPlainCan, TransportForm::kGateway,
                                       TransportForm::kKLine};
-  /// Whether it asks `stop_requested`, and heeds `tries`.
+  /// Whether it asks `stop_requested`.
   bool can_stop = false;
+  /// Whether it sends a request up to `tries` times.
   bool can_repeat = false;
 };
 
@@ -54,13 +57,14 @@ enum class RuleVerdict : std::uint8_t {
 struct RuleResult {
   /// As on the page "The documents", section "Rules for a runner".
   int rule = 0;
-  std::string name{};
-  TransportForm form = TransportForm::kPlainCan;
-  RuleVerdict verdict = RuleVerdict::kPassed;
-  /// `kFailed`: the first test that failed, what the rule demands there, and what the runner did.
-  /// The last may hold text of the runner, with any characters.
+  std::string name{};                             ///< the rule in a few words
+  TransportForm form = TransportForm::kPlainCan;  ///< in which it was tested
+  RuleVerdict verdict = RuleVerdict::kPassed;     ///< what came of all its tests
+  /// `kFailed`: the first test that failed.
   std::string test{};
+  /// `kFailed`: what the rule demands there.
   std::string expected{};
+  /// `kFailed`: what the runner did. May hold text of the runner, with any characters.
   std::string found{};
 };
 

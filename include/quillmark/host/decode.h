@@ -17,8 +17,9 @@
 
 namespace quillmark::host {
 
+/// What a message is in a dialogue.
 enum class MessageKind : std::uint8_t {
-  kRequest,
+  kRequest,   ///< the tester asks
   kPositive,  ///< a positive response
   kNegative,  ///< a negative response
   kPending,   ///< the negative response "response pending"
@@ -26,15 +27,15 @@ enum class MessageKind : std::uint8_t {
 
 /// The addresses in a message.
 struct AddressedBytes {
-  std::uint32_t address = 0;
-  std::uint32_t count = 0;
+  std::uint32_t address = 0;  ///< the first one, 0 to 0xFFFFFF
+  std::uint32_t count = 0;    ///< how many
 
   friend bool operator==(const AddressedBytes&, const AddressedBytes&) = default;
 };
 
 /// A message in words.
 struct Description {
-  MessageKind kind = MessageKind::kRequest;
+  MessageKind kind = MessageKind::kRequest;  ///< a request, or which kind of response
   /// The service, or the one that is answered: 0x34, also for 0x74 and for 7F 34.
   std::uint8_t service = 0;
   /// "request download"; "service 99" if it is unknown.
@@ -59,9 +60,9 @@ struct Description {
 
 /// The role of a frame in its message.
 enum class FrameKind : std::uint8_t {
-  kSingle,
-  kFirst,
-  kConsecutive,
+  kSingle,           ///< a whole message of ISO 15765-2
+  kFirst,            ///< begins a longer one
+  kConsecutive,      ///< continues it
   kFlowControl,      ///< goes the other way than its message
   kPiece,            ///< of a message through a gateway
   kAcknowledgement,  ///< of such a piece; goes the other way
@@ -74,21 +75,19 @@ enum class FrameKind : std::uint8_t {
 
 /// The place of a frame in its message.
 struct JoinedFrame {
-  FrameKind kind = FrameKind::kStray;
-  /// Index of the message.
-  std::size_t message = 0;
-  /// The service bytes in the frame.
-  std::size_t payload_at = 0;
-  std::size_t payload_size = 0;
+  FrameKind kind = FrameKind::kStray;  ///< what it is for
+  std::size_t message = 0;             ///< index of the message
+  std::size_t payload_at = 0;          ///< where the service bytes begin in the frame
+  std::size_t payload_size = 0;        ///< how many there are
 
   friend bool operator==(const JoinedFrame&, const JoinedFrame&) = default;
 };
 
+/// A message, joined from its frames.
 struct JoinedMessage {
-  Direction direction = Direction::kToEcu;
-  /// The service bytes that came, and how many were announced.
-  Bytes bytes{};
-  std::size_t announced = 0;
+  Direction direction = Direction::kToEcu;  ///< that of its data, not of its flow control
+  Bytes bytes{};                            ///< the service bytes that came
+  std::size_t announced = 0;                ///< how many its first frame announced
   /// What is wrong with it; empty if nothing is.
   std::string defect{};
 
@@ -97,28 +96,27 @@ struct JoinedMessage {
 
 /// A frame of a trace, and its place in a message.
 struct DecodedFrame {
-  Duration at{};
-  Direction direction = Direction::kToEcu;
-  Bytes data{};
-  JoinedFrame role{};
+  Duration at{};                            ///< since the trace began
+  Direction direction = Direction::kToEcu;  ///< who sent it
+  Bytes data{};                             ///< all its bytes
+  JoinedFrame role{};                       ///< which message it belongs to
 };
 
 /// A message of a trace, and what it says.
 struct DecodedMessage {
-  JoinedMessage message{};
-  Description description{};
-  /// Of its first and its last frame, including flow control and acknowledgements.
-  Duration began{};
-  Duration ended{};
-  std::size_t frames = 0;
+  JoinedMessage message{};    ///< its bytes
+  Description description{};  ///< its meaning
+  Duration began{};           ///< time of its first frame, since the trace began
+  Duration ended{};           ///< time of its last frame
+  std::size_t frames = 0;     ///< including flow control and acknowledgements
 };
 
 /// A trace with its frames joined.
 struct Decoding {
-  Exchange exchange{};
-  std::vector<DecodedFrame> frames{};
-  std::vector<DecodedMessage> messages{};
-  std::vector<TraceEntry> breaks{};
+  Exchange exchange{};                     ///< that of the trace
+  std::vector<DecodedFrame> frames{};      ///< in the order of the trace
+  std::vector<DecodedMessage> messages{};  ///< in the order of their first frames
+  std::vector<TraceEntry> breaks{};        ///< `TraceEntryKind::kBreak`, on a K line
 };
 
 /// Joins the frames of a trace and explains its messages.

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <istream>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <stdexcept>
-#include <streambuf>
 #include <string>
 #include <string_view>
 
 #include "quillmark/export.h"
 
 namespace quillmark::host {
+
+class FileBuffer;
 
 /// Writes through a file descriptor. The first write that fails is the last: the stream is bad from
 /// then on, nothing more reaches the file, and the reason is kept.
@@ -36,31 +37,10 @@ class QUILLMARK_API FileStream : public std::ostream {
   void Close();
 
   /// Why the stream is bad, a value of errno; 0 if it is not.
-  [[nodiscard]] int error() const { return buffer_.error(); }
+  [[nodiscard]] int error() const;
 
  private:
-  class Buffer : public std::streambuf {
-   public:
-    explicit Buffer(int descriptor);
-
-    [[nodiscard]] bool SyncDisk();
-    [[nodiscard]] bool Close();
-    [[nodiscard]] int error() const { return error_; }
-
-   protected:
-    int_type overflow(int_type character) override;
-    int sync() override;
-
-   private:
-    [[nodiscard]] bool WriteOut();
-    [[nodiscard]] bool Fail();
-
-    int descriptor_;
-    int error_ = 0;
-    std::array<char, 0x4000> bytes_{};
-  };
-
-  Buffer buffer_;
+  std::unique_ptr<FileBuffer> buffer_;
 };
 
 /// What is wrong with a file. what() names file and reason.
@@ -89,6 +69,7 @@ class QUILLMARK_API CannotReadFile : public FileError {
 /// A file that is larger than what is read, which may have no end. what() names file and limit.
 class QUILLMARK_API FileTooLarge : public CannotReadFile {
  public:
+  /// `most` is the limit in bytes.
   FileTooLarge(const std::filesystem::path& path, std::uint64_t most);
 };
 
@@ -133,6 +114,7 @@ class QUILLMARK_API OutputFile {
   /// Removes the file if it has not been moved to its place.
   ~OutputFile();
 
+  /// Where the content is written; not after `Commit`.
   [[nodiscard]] FileStream& stream() { return *stream_; }
 
   /// Moves the file to its place before it is complete, for one that grows. If that fails, so does

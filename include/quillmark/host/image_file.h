@@ -22,8 +22,8 @@ namespace quillmark::host {
 /// Consecutive bytes from an address on. Addresses have 32 bits; the last byte's address is at most
 /// 0xFFFFFFFF.
 struct ImageSegment {
-  std::uint32_t address = 0;
-  std::vector<std::uint8_t> bytes;
+  std::uint32_t address = 0;        ///< of the first byte
+  std::vector<std::uint8_t> bytes;  ///< one for each address
 
   friend bool operator==(const ImageSegment&, const ImageSegment&) = default;
 };
@@ -35,21 +35,28 @@ using ImageSegments = std::vector<ImageSegment>;
 /// An image file whose content cannot be used. what() is "FILE:LINE: reason" or "FILE: reason".
 class QUILLMARK_API DamagedImage : public std::runtime_error {
  public:
+  /// `line` is counted from 1.
   DamagedImage(std::string_view file, std::size_t line, std::string_view reason);
+  /// Of a file without lines, or as a whole.
   DamagedImage(std::string_view file, std::string_view reason);
 };
 
 /// What one of several files holds.
 struct ImagePart {
-  std::string_view file;  ///< its name for messages
-  std::span<const ImageSegment> segments;
+  std::string_view file;                   ///< its name for messages
+  std::span<const ImageSegment> segments;  ///< its content
 };
 
 /// What the files hold together, by the rule of a single one: an address may be in several of them
 /// if they agree about its value. Otherwise raises `DamagedImage`.
 [[nodiscard]] QUILLMARK_API ImageSegments JoinImages(const std::vector<ImagePart>& parts);
 
-enum class ImageFormat : std::uint8_t { kIntelHex, kSRecord, kRawBinary };
+/// The formats of image files.
+enum class ImageFormat : std::uint8_t {
+  kIntelHex,   ///< with addresses of 16 to 32 bits
+  kSRecord,    ///< S19, S28 or S37
+  kRawBinary,  ///< bytes without addresses
+};
 
 /// "Intel HEX", "Motorola S-record" or "raw binary".
 [[nodiscard]] QUILLMARK_API std::string_view NameOf(ImageFormat format);
@@ -72,8 +79,8 @@ class QUILLMARK_API MisplacedBase : public std::runtime_error {
 
 /// What an image file holds.
 struct ImageFile {
-  ImageFormat format;
-  ImageSegments segments;
+  ImageFormat format;      ///< in which it was read
+  ImageSegments segments;  ///< its content
   /// Records that give addresses values that other records give them too.
   std::uint64_t repeated_records = 0;
 };
@@ -112,6 +119,7 @@ struct ImageFile {
 /// SHA-256 of all bytes in address order, without their addresses, as 64 lower-case hexadecimal
 /// digits: for an image without gaps, that of its raw binary.
 [[nodiscard]] QUILLMARK_API std::string Sha256Of(const ImageSegments& segments);
+/// The same of an image of the component, whose segments do not overlap.
 [[nodiscard]] QUILLMARK_API std::string Sha256Of(const MemoryImage& image);
 
 /// Writes `segments`. A raw binary starts at the first segment's address and has `fill` in the

@@ -22,6 +22,7 @@ namespace quillmark::host {
 /// The number of bytes of an image or a map. Raises ProgrammingError (`Cause::kArgument`) where it
 /// is 0, where an address is outside 0..0xFFFFFF and where two segments or ranges overlap.
 [[nodiscard]] QUILLMARK_API std::uint64_t CheckedSize(const MemoryImage& image);
+/// The same of a map.
 [[nodiscard]] QUILLMARK_API std::uint64_t CheckedSize(const MemoryMap& map);
 
 /// The most segments of an image that the component is given at once, since it needs up to 1 kB of
@@ -32,8 +33,9 @@ inline constexpr std::size_t kSegmentsAtOnce = 16'384;
 [[nodiscard]] QUILLMARK_API std::shared_ptr<MemoryImage> ImageOf(
     std::span<const std::shared_ptr<ByteString>> segments, Platform& platform);
 
-/// The number of bytes of an image or a map, whatever its addresses are.
+/// The number of bytes of all segments, whatever their addresses are.
 [[nodiscard]] QUILLMARK_API std::uint64_t SizeOf(const MemoryImage& image);
+/// The number of bytes of all ranges, whatever their addresses are.
 [[nodiscard]] QUILLMARK_API std::uint64_t SizeOf(const MemoryMap& map);
 
 /// The bytes of `image` from `address` on, which one of its segments holds, and of all segments
@@ -44,8 +46,8 @@ inline constexpr std::size_t kSegmentsAtOnce = 16'384;
 
 /// What became of the bytes of an image.
 struct Comparison {
-  std::uint64_t equal_bytes = 0;
-  std::uint64_t different_bytes = 0;
+  std::uint64_t equal_bytes = 0;      ///< those with the value of the image
+  std::uint64_t different_bytes = 0;  ///< those with another value or none
   /// The first 16.
   std::vector<Difference> differences;
 };

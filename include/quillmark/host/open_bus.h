@@ -24,6 +24,7 @@ enum class BusKind : std::uint8_t {
 
 /// A parsed target URI.
 struct BusUri {
+  /// Its scheme.
   BusKind kind = BusKind::kSimulated;
   /// The serial device, the interface, the pass-thru library or its name; empty for `sim:`.
   std::string device{};
@@ -38,12 +39,13 @@ struct BusUri {
   bool confirms = true;
   /// `j2534`: how many bits the library has for an `unsigned long`, 32 or 64.
   std::uint32_t width = 32;
-  /// `kline` and `j2534` with a K line, the timing of ISO 14230-2: the longest pause between two
-  /// bytes of the ECU (20 ms on the line, the rest is for a serial adapter; default 20 for
-  /// `j2534`), the shortest between its reply and the next request, and the pause between two bytes
-  /// of the tester.
+  /// `kline`, and `j2534` with a K line, as the next two, which are the timing of ISO 14230-2: the
+  /// longest pause between two bytes of the ECU. On the line that is 20 ms, the default of `j2534`;
+  /// the rest is for a serial adapter.
   std::chrono::milliseconds p1{100};
+  /// The shortest pause between the ECU's reply and the next request.
   std::chrono::milliseconds p3{55};
+  /// The pause between two bytes of the tester.
   std::chrono::milliseconds p4{5};
 
   friend bool operator==(const BusUri&, const BusUri&) = default;
@@ -60,7 +62,7 @@ inline constexpr std::string_view kBusUriForms =
     "sim:, slcan:DEVICE?bitrate=500000, socketcan:can0, kline:DEVICE?baud=10400 or "
     "j2534:NAME?protocol=can&bitrate=500000";
 
-/// Raises BusUriError.
+/// Reads a URI. Raises BusUriError.
 [[nodiscard]] QUILLMARK_API BusUri ParseBusUri(std::string_view text);
 
 /// Opens the adapter that a URI names. Raises BusError if it cannot be opened, and

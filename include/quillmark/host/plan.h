@@ -18,14 +18,16 @@ namespace quillmark::host {
 
 /// What a download would send.
 struct DownloadPlan {
-  std::uint64_t image_bytes = 0;
-  std::uint64_t documents = 0;
+  std::uint64_t image_bytes = 0;  ///< the bytes of the image, including fill
+  std::uint64_t documents = 0;    ///< the documents that a runner would run
   /// Where its requests go, in their order, and the data bytes in them.
   std::vector<AddressedBytes> blocks{};
+  /// The data bytes of all requests together.
   std::uint64_t sent_bytes = 0;
   /// Of all frames both ways and of all waits; the ECU's own time comes on top.
   Duration wire_time{};
 
+  /// The bytes of the image that are left out.
   [[nodiscard]] std::uint64_t fill_bytes() const { return image_bytes - sent_bytes; }
 };
 

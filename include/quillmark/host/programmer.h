@@ -28,12 +28,12 @@ enum class Phase : std::uint8_t {
   kUnlock,    ///< security access
   kBackup,    ///< reading back what is about to be erased
   kErase,     ///< starting the erase and polling it
-  kDownload,
-  kCheck,   ///< the ECU's check routine, started and polled
-  kUpload,  ///< reading memory
-  kVerify,  ///< reading memory back and comparing it
-  kLogZone,
-  kClose,  ///< stop communication
+  kDownload,  ///< writing the image
+  kCheck,     ///< the ECU's check routine, started and polled
+  kUpload,    ///< reading memory
+  kVerify,    ///< reading memory back and comparing it
+  kLogZone,   ///< writing the log record
+  kClose,     ///< stop communication
 };
 
 /// "prepare", "identify", … for messages and logs.
@@ -55,9 +55,9 @@ enum class Cause : std::uint8_t {
 
 /// A byte of memory that differs from the image.
 struct Difference {
-  std::uint32_t address = 0;
-  std::uint8_t expected = 0;
-  /// Nothing if the ECU sent no byte for this address.
+  std::uint32_t address = 0;  ///< 0 to 0xFFFFFF
+  std::uint8_t expected = 0;  ///< the byte of the image
+  /// The byte of the ECU. Nothing if the ECU sent no byte for this address.
   std::optional<std::uint8_t> found;
 
   friend bool operator==(const Difference&, const Difference&) = default;
@@ -65,16 +65,17 @@ struct Difference {
 
 /// What a call has done to the memory of the ECU.
 enum class EcuMemory : std::uint8_t {
-  kUntouched,
+  kUntouched,      ///< nothing was erased
   kPerhapsErased,  ///< the erase was begun, its end was not seen
   kPartlyWritten,  ///< erased, and the download was begun
   kWritten,        ///< every block was taken
   kChecked,        ///< and the check routine found the memory right
 };
 
+/// Why and where a call failed, and the state in which it leaves the ECU.
 struct Failure {
-  Phase phase = Phase::kPrepare;
-  Cause cause = Cause::kArgument;
+  Phase phase = Phase::kPrepare;   ///< the phase that failed
+  Cause cause = Cause::kArgument;  ///< what kind of failure it is, for a program to act on
   /// Number of the component's error; 0 if the host found the failure by itself.
   std::int32_t number = 0;
   /// What happened, in words, from the error of the component, the runner or the host.
@@ -83,23 +84,25 @@ struct Failure {
   std::optional<std::uint32_t> address;
   /// The code of the ECU's negative response. 0x36 and 0x37 forbid another attempt with a key.
   std::optional<std::uint8_t> response_code;
-  /// The service of the request that failed, and the step of its document, counted from 1; nothing
-  /// and 0 if none did.
+  /// The service of the request that failed; nothing if no request did.
   std::optional<std::uint8_t> service;
+  /// The step of its document that failed, counted from 1; 0 if none did.
   std::size_t document_step = 0;
-  /// The first differing bytes, at most 16, and how many there are in all.
+  /// The first differing bytes, at most 16.
   std::vector<Difference> differences;
+  /// How many bytes differ in all.
   std::uint64_t different_bytes = 0;
 
-  /// What became of the ECU's memory, with the bytes of the image that it has confirmed while it is
-  /// partly written, and of its session: whether it may still be open.
+  /// What the call has done to the ECU's memory.
   EcuMemory memory = EcuMemory::kUntouched;
+  /// `kPartlyWritten`: the bytes of the image that the ECU has confirmed, including fill.
   std::uint64_t written_bytes = 0;
+  /// `kPartlyWritten`: the bytes of the image in all.
   std::uint64_t image_bytes = 0;
+  /// Whether the ECU's session may still be open.
   bool session_open = false;
-  /// As in Progress.
-  std::uint32_t repeated = 0;
-  std::uint32_t passed_over = 0;
+  std::uint32_t repeated = 0;     ///< as in Progress
+  std::uint32_t passed_over = 0;  ///< as in Progress
   /// Where the host keeps what the memory held before, for the advice; empty if it does not. The
   /// host sets it: a programmer does not know what `ProgramOptions::backup` does.
   std::string backup{};
@@ -108,9 +111,12 @@ struct Failure {
 /// The only exception of a Programmer. `what` is a complete sentence for a user.
 class QUILLMARK_API ProgrammingError : public std::exception {
  public:
+  /// Makes the sentence out of the phase, the address, the text and the number.
   explicit ProgrammingError(Failure failure);
 
+  /// The parts of the failure; valid as long as the exception exists.
   [[nodiscard]] const Failure& failure() const noexcept { return failure_; }
+  /// "download at 0x008000: …"; valid as long as the exception exists.
   [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
 
  private:
@@ -120,10 +126,12 @@ class QUILLMARK_API ProgrammingError : public std::exception {
 
 /// What an ECU says about itself, 24 bytes per record.
 struct Identification {
+  /// The two records of an entry of the history.
   struct Entry {
     Bytes history;        ///< empty if the ECU sent none
     Bytes reprogramming;  ///< empty if the ECU sent none
   };
+  /// The identification record.
   Bytes record;
   /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
   /// the first history record is present.
@@ -131,12 +139,13 @@ struct Identification {
 
   /// The record that the ECU refused, and with which code. What comes after it was not asked for.
   struct Refusal {
-    std::uint8_t record = 0;
-    std::uint8_t response_code = 0;
+    std::uint8_t record = 0;         ///< its local identifier
+    std::uint8_t response_code = 0;  ///< of the ECU's negative response
 
     /// Whether the code says that there is no such record, rather than why it cannot be read now.
     [[nodiscard]] bool MeansNoRecord() const;
   };
+  /// Nothing if every record that was asked for came.
   std::optional<Refusal> refused{};
 };
 
@@ -154,31 +163,40 @@ using KeyFunction = std::function<std::optional<Bytes>(const Bytes& seed)>;
 struct RepetitionLimits {
   /// Repetitions of a request after silence, damage or a checksum error; 0: nothing is repeated.
   int most = 2;
-  /// After negative response 21, busy, repeat request: how soon, and for how long.
+  /// After negative response 21, busy, repeat request: how soon the request is sent again.
   std::chrono::milliseconds busy_interval{200};
+  /// For how long the ECU may answer a request in this way.
   std::chrono::milliseconds busy_limit{25'000};
 };
 
+/// How an ECU is reached, and what a Programmer needs to know of it. The members without a
+/// meaningful default, an address and `memory` above all, depend on the ECU.
 struct ProgrammerConfig {
+  /// How messages travel. It decides which of the next three members are used.
   TransportForm form = TransportForm::kPlainCan;
-  /// Plain CAN: the two identifiers, 1 to 0x1FFFFFFF.
+  /// Plain CAN: the identifier that the ECU sends on, 1 to 0x1FFFFFFF; above 0x7FF an extended one.
   std::int32_t receive_id = 0;
+  /// Plain CAN: the identifier that the ECU listens to, in the same range, another one.
   std::int32_t send_id = 0;
   /// Gateway: 0x6E or 0x7A. K line: any other of 0 to 255.
   std::int32_t address = 0;
 
-  /// ISO 15765-2 flow control of the ECU: block size and separation time in ms, 0 to 255 each.
+  /// ISO 15765-2 flow control of the ECU: the frames that it takes before it sends the next one, 0
+  /// to 255; 0 means all frames of a message.
   std::int32_t block_size = 1;
+  /// The pause between two such frames in milliseconds, 0 to 255.
   std::int32_t separation_time = 0;
   /// Where the ECU asks for another flow control, a download adapts to it, once.
   bool adapts_flow_control = true;
 
-  /// The memory to be erased and written (`RL`), and the routine that checks it.
+  /// The memory that is erased, written and read (`RL`).
   std::uint8_t memory = 0;
+  /// Local identifier of the routine that checks it.
   std::uint8_t check_routine = 0;
 
-  /// Runs of this byte are left out in units of `alignment` bytes (`IMod`, at least 1).
+  /// Runs of this byte are not sent: what the memory holds after the erase.
   std::uint8_t fill_byte = 0xFF;
+  /// The unit of such runs in bytes (`IMod`), at least 1.
   std::int32_t alignment = 16;
   /// Data bytes of a block (`MaxSize`): 1 to 255, in gateway and K line form to 247.
   std::int32_t max_block = 128;
@@ -191,10 +209,14 @@ struct ProgrammerConfig {
   /// The 48 bytes of the log record. Nothing: no log zone is written.
   std::optional<Bytes> log_record;
 
+  /// Makes the key of security access. Only `Programmer::Identify` does without.
   KeyFunction key;
 
+  /// How long the tester waits for the ECU.
   RunnerTiming timing;
+  /// How often and for how long requests are repeated.
   RepetitionLimits repetition;
+  /// The pause between two polls of the erase and of the check routine.
   std::chrono::milliseconds poll_interval{100};
   /// After so long without a request tester present is sent, while a session is open and the host
   /// itself pauses: S3 of the tester, at least 1 ms.
@@ -208,44 +230,51 @@ QUILLMARK_API void Configure(DiagOnCANReprog& reprog, const ProgrammerConfig& co
 
 /// How far a call is.
 struct Progress {
+  /// The phase that the call is in.
   Phase phase = Phase::kPrepare;
-  /// Bytes of the image or of the ranges, including fill bytes; both 0 in a phase that transfers
-  /// none.
+  /// Bytes of the image or of the ranges that are transferred, including fill bytes.
   std::uint64_t bytes_done = 0;
+  /// How many there are in all; 0 in a phase that transfers none.
   std::uint64_t bytes_total = 0;
-  /// Time of the bus (simulated on a simulated bus) since the phase and since the call began.
+  /// Time of the bus (simulated on a simulated bus) since the phase began.
   Duration phase_time{};
+  /// The same since the call began.
   Duration total_time{};
   /// What would become of the ECU's memory if the call ended here.
   EcuMemory memory = EcuMemory::kUntouched;
-  /// Since the call began: how often a request was sent again, and frames that answered nothing.
+  /// How often a request was sent again since the call began.
   std::uint32_t repeated = 0;
+  /// Frames that answered nothing since the call began.
   std::uint32_t passed_over = 0;
 };
 
 /// A document that a programmer runs: before the run, and after it with the result.
 struct DocumentRun {
+  /// The phase that it belongs to.
   Phase phase = Phase::kPrepare;
+  /// Valid during the callback only.
   const DOMDocument& document;
-  /// Null before the run.
+  /// How the run ended, valid as the document is. Null before the run.
   const RunOutcome* outcome = nullptr;
 };
 
 /// What a complete reprogramming did, or a verification by itself, which sends nothing.
 struct ProgramResult {
+  /// What the ECU said about itself before anything was changed.
   Identification identification;
-  /// Bytes of the image, and how many of them were sent; the rest is fill.
+  /// Bytes of the image.
   std::uint64_t image_bytes = 0;
+  /// How many of them were sent; the rest is fill.
   std::uint64_t sent_bytes = 0;
   /// Bytes read back and found equal; 0 without verification.
   std::uint64_t verified_bytes = 0;
   /// The log record was sent, but its answer did not come: whether it is written is not known.
   bool log_record_is_unanswered = false;
-  /// As in Progress.
-  std::uint32_t repeated = 0;
-  std::uint32_t passed_over = 0;
-  /// Time of the bus: of the phase `kDownload`, and of everything.
+  std::uint32_t repeated = 0;     ///< as in Progress
+  std::uint32_t passed_over = 0;  ///< as in Progress
+  /// Time of the bus that the phase `kDownload` took.
   Duration download_time{};
+  /// Time of the bus that the call took.
   Duration total_time{};
 };
 
@@ -276,8 +305,14 @@ class Session;
 /// while the bus is busy with the last.
 class QUILLMARK_API Programmer {
  public:
-  enum class Answer : std::uint8_t { kNotYet, kYes, kNo };
+  /// Whether an identified ECU is to be programmed.
+  enum class Answer : std::uint8_t {
+    kNotYet,  ///< ask again
+    kYes,     ///< go on
+    kNo,      ///< cancel, with the ECU untouched
+  };
 
+  /// What `Program` does beside what it always does.
   struct ProgramOptions {
     /// Upload what was written and compare it, before the log zone is written.
     bool verify = false;

@@ -21,8 +21,9 @@ struct RunnerTiming {
   std::chrono::milliseconds p2{1000};
   /// P2*: for the next frame after a negative response 0x78, response pending.
   std::chrono::milliseconds p2_star{5000};
-  /// How many of these a request may meet, and for how long altogether.
+  /// How many of these may answer a request.
   int max_pending = 1000;
+  /// For how long altogether they may.
   std::chrono::milliseconds pending_limit{60'000};
   /// How many flow controls "wait" of ISO 15765-2 may come in a row, P2 apart.
   int max_wait_frames = 10;
@@ -43,6 +44,7 @@ enum class RunStatus : std::uint8_t {
 
 /// The flow control of ISO 15765-2 that an ECU asks for.
 struct FlowControl {
+  /// The frames that it takes before it sends the next flow control; 0: all of a message.
   std::uint8_t block_size = 0;
   /// As the ECU codes it: 0 to 0x7F are milliseconds, 0xF1 to 0xF9 hundreds of microseconds.
   std::uint8_t separation_time = 0;
@@ -50,7 +52,9 @@ struct FlowControl {
   friend bool operator==(const FlowControl&, const FlowControl&) = default;
 };
 
+/// How a run ended, and what was on the bus when it failed.
 struct RunOutcome {
+  /// `kComplete`, or the reason why the run ended early.
   RunStatus status = RunStatus::kComplete;
   /// The step that failed, counted from 1 among all steps of the document; 0 where none did.
   std::size_t step = 0;
@@ -64,8 +68,9 @@ struct RunOutcome {
   Bytes frame;
   /// The code, where that frame is a negative response.
   std::optional<std::uint8_t> response_code;
-  /// The service bytes of that frame, and of the expected one, as far as either holds them.
+  /// The service bytes of `frame`, as far as it holds them.
   Bytes answer;
+  /// The service bytes of the frame that was expected, as far as it holds them.
   Bytes expected;
   /// `kFlowControl`: what the ECU asks for.
   std::optional<FlowControl> flow_control;
@@ -74,18 +79,21 @@ struct RunOutcome {
   /// The time of the bus that the run took.
   Duration elapsed{};
 
+  /// Whether every step was executed.
   [[nodiscard]] bool complete() const { return status == RunStatus::kComplete; }
 };
 
-/// How one try of a request ended.
+/// How one try of a request ended. Its bytes are valid during the callback only.
 struct RequestTry {
+  /// `kComplete`, or why it failed.
   RunStatus status = RunStatus::kComplete;
   /// Counted from 1.
   int number = 1;
-  /// When the first one began.
+  /// When the first try of the request began, in the time of the bus.
   Duration began{};
-  /// The service bytes of the request, as far as they were sent, and whether that was all.
+  /// The service bytes of the request, as far as they were sent.
   ByteView request{};
+  /// Whether that was all of them.
   bool sent_whole = false;
   /// The ECU has said "response pending".
   bool was_pending = false;
@@ -143,11 +151,15 @@ class QUILLMARK_API Runner {
   Runner& operator=(Runner&&) = delete;
   ~Runner();
 
+  /// Replaces the function that is asked whether to stop; an empty one lets every run go on.
   void OnStopRequested(StopRequested stop_requested);
+  /// Replaces the function that is told of requests; an empty one is not called.
   void OnRequestDone(RequestDone request_done);
-  /// Without it no request is repeated.
+  /// Replaces the function that decides what follows a try; with an empty one no request is
+  /// repeated.
   void OnTryDone(TryDone try_done);
 
+  /// Counts from the next run on.
   void SetTiming(const RunnerTiming& timing) { timing_ = timing; }
 
   /// Whether P2 of silence passes. A frame that comes is dropped.

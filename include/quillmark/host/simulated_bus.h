@@ -18,8 +18,8 @@ namespace quillmark::host {
 
 /// How fast the wires are, in bits per second; neither may be 0.
 struct WireSpeed {
-  std::uint32_t can_bit_rate = 500'000;
-  std::uint32_t k_line_baud = 10'400;
+  std::uint32_t can_bit_rate = 500'000;  ///< of the CAN bus
+  std::uint32_t k_line_baud = 10'400;    ///< of the K line
 };
 
 /// The time that a frame of `size` bytes occupies the wire of its exchange, rounded up.
@@ -54,9 +54,11 @@ class QUILLMARK_API SimulatedNode {
 
 /// A frame on its way.
 struct FrameOnWire {
+  /// Who sent it. A fault injector cannot change it.
   Direction direction = Direction::kToEcu;
   /// When its last bit arrives.
   Duration at{};
+  /// Of a CAN frame 1 to 8 bytes, of a K line a whole message.
   Bytes data;
 };
 
@@ -76,10 +78,14 @@ class QUILLMARK_API SimulatedWire {
   /// `node` must outlive the wire. Raises std::invalid_argument for a speed of 0.
   SimulatedWire(SimulatedNode& node, const WireSpeed& speed);
 
+  /// Replaces the observer; an empty one sees nothing.
   void OnFrame(Observer observer) { observer_ = std::move(observer); }
+  /// Replaces the injector; with an empty one every frame arrives.
   void InjectFaults(FaultInjector injector) { injector_ = std::move(injector); }
 
+  /// Makes `exchange` the one that all following frames belong to.
   void Select(const Exchange& exchange) { exchange_ = exchange; }
+  /// The one that was selected last.
   [[nodiscard]] const Exchange& exchange() const { return exchange_; }
 
   /// The tester sends a frame as soon as the wire is free. Returns when its last bit will arrive.
@@ -93,6 +99,7 @@ class QUILLMARK_API SimulatedWire {
   [[nodiscard]] std::optional<Duration> NextEvent() const;
   /// Processes everything that happens until `time`.
   void AdvanceTo(Duration time);
+  /// The time of the wire, which begins at 0.
   [[nodiscard]] Duration Now() const { return clock_; }
 
   /// The next frame that arrived at the tester; nothing if none is left.
@@ -137,13 +144,16 @@ struct WireFaults {
 /// what a real wire could carry.
 class QUILLMARK_API SimulatedBus : public Bus {
  public:
-  using Observer = SimulatedWire::Observer;
-  using FaultInjector = SimulatedWire::FaultInjector;
+  using Observer = SimulatedWire::Observer;            ///< sees every frame
+  using FaultInjector = SimulatedWire::FaultInjector;  ///< decides what becomes of a frame
 
   /// `node` must outlive the bus. Raises std::invalid_argument for a speed of 0.
   explicit SimulatedBus(SimulatedNode& node, const WireSpeed& speed = {}) : wire_(node, speed) {}
 
+  /// As `SimulatedWire::OnFrame`.
   void OnFrame(Observer observer) { wire_.OnFrame(std::move(observer)); }
+  /// As `SimulatedWire::InjectFaults`; a BusError of the injector comes out of the call in
+  /// progress.
   void InjectFaults(FaultInjector injector) { wire_.InjectFaults(std::move(injector)); }
 
   void Select(const Exchange& exchange) override { wire_.Select(exchange); }

@@ -23,24 +23,25 @@ namespace quillmark::host {
 struct FlashAreaOptions {
   /// The identifier (`RL`) by which erase and download name the area.
   std::uint8_t identifier = 0;
-  std::uint32_t start = 0;
-  std::uint32_t size = 0x1000000;
+  std::uint32_t start = 0;         ///< its first address
+  std::uint32_t size = 0x1000000;  ///< in bytes, at least 1; all addresses have 24 bits
   /// What every cell holds before the first erase: the old program.
   std::uint8_t content = 0x5A;
   /// What the first cells hold instead, at most as many as there are.
   Bytes first_cells{};
 };
 
-/// One entry of the ECU's history, 24 bytes each.
+/// One entry of the ECU's history: two records of 24 bytes.
 struct HistoryEntry {
-  Bytes history;
-  Bytes reprogramming;
+  Bytes history;        ///< the history record
+  Bytes reprogramming;  ///< the reprogramming record
 };
 
 /// When the ECU answers, in simulated time.
 struct EcuTiming {
-  /// From the end of a request to its reply (P2). On a K line not less than 25 ms.
+  /// On CAN: from the end of a request to its reply (P2).
   std::chrono::milliseconds answer_delay{2};
+  /// The same on a K line, not less than 25 ms.
   std::chrono::milliseconds k_line_answer_delay{25};
   /// From a "response pending" to the next answer.
   std::chrono::milliseconds pending_interval{200};
@@ -55,8 +56,9 @@ struct EcuTiming {
   std::chrono::milliseconds boot_time{100};
   /// How long security access stays closed after too many wrong keys.
   std::chrono::milliseconds security_delay{10'000};
-  /// How long the erase and the check routine run.
+  /// How long the erase runs.
   std::chrono::milliseconds erase_time{250};
+  /// How long the check routine runs.
   std::chrono::milliseconds check_time{150};
 };
 
@@ -90,18 +92,22 @@ struct Misbehaviour {
 /// The configuration of a simulated ECU. The defaults make one that can be flashed in plain CAN
 /// form.
 struct EcuOptions {
+  /// How messages reach the ECU.
   TransportForm form = TransportForm::kPlainCan;
-  /// Plain CAN: the identifier that the ECU listens to, and the one that it sends on.
+  /// Plain CAN: the identifier that the ECU listens to.
   std::uint32_t request_id = 0x632;
+  /// Plain CAN: the identifier that it sends on.
   std::uint32_t reply_id = 0x73A;
   /// Gateway and K line form: the ECU's address.
   std::uint8_t address = 0x6E;
-  /// Gateway: its channel and line.
+  /// Gateway: its channel, the `Exchange::receive` of a tester.
   std::uint32_t gateway_channel = 3;
+  /// Gateway: its line, the `Exchange::send` of a tester.
   std::uint32_t gateway_line = 13;
 
-  /// The ISO 15765-2 flow control that the ECU sends to the tester.
+  /// ISO 15765-2: the block size of the flow control that the ECU sends, 0 for no limit.
   std::uint8_t block_size = 1;
+  /// Its separation time, coded as on the wire. It does not take a frame that comes earlier.
   std::uint8_t separation_time = 0;
   /// A K line ECU sleeps until it is woken by a break; false lets it accept 81 at any time, for a
   /// line that carries no break.
@@ -119,19 +125,22 @@ struct EcuOptions {
   /// Of the blocks that it takes and sends.
   BlockChecksum checksum = SumOf;
 
+  /// The key that the ECU expects for a seed of 4 bytes.
   std::function<Bytes(const Bytes& seed)> key = SimulatedKey;
   /// Where the sequence of seeds begins.
   std::uint32_t first_seed = 0x1A2B3C4D;
   /// Number of wrong keys after which security access is locked for a while.
   int key_attempts = 3;
 
-  /// 24 bytes.
+  /// The identification record, 24 bytes.
   Bytes identification = {'S', 'I', 'M', 'U', 'L', 'A', 'T', 'E', 'D', ' ', 'E', 'C',
                           'U', ' ', '0', '0', '1', ' ', 'R', 'E', 'V', ' ', 'A', ' '};
   /// Up to eight; a missing entry is refused with 0x31.
   std::vector<HistoryEntry> history = SimulatedHistory();
 
+  /// When it answers.
   EcuTiming timing{};
+  /// What is wrong with it; by default nothing.
   Misbehaviour misbehaviour{};
 };
 

@@ -81,6 +81,7 @@ class QUILLMARK_API SimulatedAdapter {
 /// pseudo-terminal.
 class QUILLMARK_API EcuServer {
  public:
+  /// How a run is ended, and what is called while it lasts; both may be empty.
   struct Callbacks {
     /// Asked at least five times a second; true ends the run.
     std::function<bool()> stop_requested;

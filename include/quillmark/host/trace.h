@@ -19,6 +19,7 @@
 
 namespace quillmark::host {
 
+/// What passed.
 enum class TraceEntryKind : std::uint8_t {
   kFrame,  ///< a frame passed
   kBreak,  ///< the tester held the K line low
@@ -26,14 +27,17 @@ enum class TraceEntryKind : std::uint8_t {
 
 /// Something that passed on a bus.
 struct TraceEntry {
+  /// Says which of the members below the entry has.
   TraceEntryKind kind = TraceEntryKind::kFrame;
   /// Since the trace began: when the frame was sent, or when the tester took it from the bus.
   Duration at{};
+  /// `kFrame`: who sent it.
   Direction direction = Direction::kToEcu;
+  /// What was selected on the bus at that time.
   Exchange exchange{};
-  /// `kFrame`.
+  /// `kFrame`: all its bytes.
   Bytes data{};
-  /// `kBreak`.
+  /// `kBreak`: how long the line was low.
   std::chrono::milliseconds low{};
 
   friend bool operator==(const TraceEntry&, const TraceEntry&) = default;
@@ -41,8 +45,8 @@ struct TraceEntry {
 
 /// The entries of one exchange, in the order of their times.
 struct Trace {
-  Exchange exchange{};
-  std::vector<TraceEntry> entries{};
+  Exchange exchange{};                ///< that of all entries
+  std::vector<TraceEntry> entries{};  ///< none where nothing passed
   /// Of a trace that was read: the line that ended it early, and what is wrong with it; empty for a
   /// whole trace.
   std::string damage{};
@@ -90,12 +94,13 @@ inline constexpr std::uint64_t kLargestTrace = 0x40000000;
 /// its channel instead of identifiers. CAN formats have no breaks.
 class QUILLMARK_API TraceWriter {
  public:
-  using Clock = std::chrono::system_clock;
+  using Clock = std::chrono::system_clock;  ///< tells the date of a trace
 
   /// Writes the head of the file. `out` must outlive the writer. `began` is the date of the trace,
   /// which candump logs count from.
   TraceWriter(std::ostream& out, TraceFormat format, Clock::time_point began);
 
+  /// Writes a line. Nothing for a break in a CAN format. The caller checks the state of `out`.
   void Write(const TraceEntry& entry);
 
  private:
@@ -125,9 +130,11 @@ class QUILLMARK_API TraceFile {
   /// Puts the file in its place, which the first entry does as well: a trace of nothing that nobody
   /// asked for is not left behind.
   void TakePlace();
+  /// Writes a line, and returns once the file has it. Does not raise: `Close` tells of a failure.
   void Write(const TraceEntry& entry);
 
-  /// Raises CannotWriteFile if not everything could be written.
+  /// Ends the file, which appears only where it has an entry or has taken its place. Raises
+  /// CannotWriteFile if not everything could be written.
   void Close();
 
  private:

@@ -28,6 +28,7 @@ namespace quillmark::host {
 /// Threads: used by one thread at a time. Documents that were given out belong to the caller.
 class QUILLMARK_API Transfer {
  public:
+  /// How far a transfer is.
   enum class State : std::uint8_t {
     kRunning,    ///< there is more to come
     kComplete,   ///< all bytes were covered
@@ -35,19 +36,21 @@ class QUILLMARK_API Transfer {
     kFailed,     ///< the worker ended before all bytes were covered
   };
 
-  /// Starts a download or an upload as `ComputeDownload` and `ComputeUpload` say, and raises what
-  /// they raise.
+  /// Starts a download as `DiagOnCANReprog::ComputeDownload` says, and raises what that raises.
   [[nodiscard]] static Transfer Download(std::shared_ptr<DiagOnCANReprog> reprog, std::uint8_t RL,
                                          const std::shared_ptr<MemoryImage>& image,
                                          std::uint8_t fill_byte, std::int32_t alignment,
                                          std::int32_t block_size);
+  /// Starts an upload as `DiagOnCANReprog::ComputeUpload` says, and raises what that raises.
   [[nodiscard]] static Transfer Upload(std::shared_ptr<DiagOnCANReprog> reprog,
                                        const std::shared_ptr<MemoryMap>& map, std::uint8_t RL);
 
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
+  /// What is left behind can only be destroyed.
   Transfer(Transfer&&) noexcept = default;
   Transfer& operator=(Transfer&&) = delete;
+  /// As `Cancel`.
   ~Transfer() { Cancel(); }
 
   /// The next document; null where none comes within `timeout`, and once the transfer has ended:
@@ -58,13 +61,14 @@ class QUILLMARK_API Transfer {
   /// which takes as long as one document: after that the object is free for the next transfer.
   void Cancel();
 
+  /// Whether there is more to come, and if not, why.
   [[nodiscard]] State state() const { return state_; }
   /// Of a failed transfer: the number and the text that the worker ended with; nothing if it ended
   /// too early without an error at hand, as on a platform whose workers end in their own way.
   [[nodiscard]] const std::optional<Error>& error() const { return error_; }
-  /// How many bytes the documents given out cover, and how many there are in all. Fill that is left
-  /// out counts.
+  /// How many bytes the documents given out cover. Fill that is left out counts.
   [[nodiscard]] std::uint64_t covered() const { return covered_; }
+  /// How many bytes the image or the map has.
   [[nodiscard]] std::uint64_t size() const { return size_; }
 
  private:
