@@ -29,6 +29,7 @@ void AddPlanCommand(CLI::App& app, Command& command);
 void AddCallsCommand(CLI::App& app, Command& command);
 void AddDecodeCommand(CLI::App& app, Command& command);
 void AddReportCommand(CLI::App& app, Command& command);
+void AddDevicesCommand(CLI::App& app, Command& command);
 void AddSimulateCommand(CLI::App& app, Command& command);
 void AddConformanceCommand(CLI::App& app, Command& command);
 

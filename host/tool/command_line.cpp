@@ -111,6 +111,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddCallsCommand(*app, command);
   AddDecodeCommand(*app, command);
   AddReportCommand(*app, command);
+  AddDevicesCommand(*app, command);
   AddSimulateCommand(*app, command);
   AddConformanceCommand(*app, command);
   for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {

@@ -81,6 +81,7 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   with_key.key = MakeKey(session);
   try {
     OpenBus(link, session, config);
+    ReportAdapter();
     tapped_bus_ = tap ? tap(*bus_) : nullptr;
     programmer_ = std::make_unique<Programmer>(platform_, tapped_bus_ ? *tapped_bus_ : *bus_,
                                                std::move(with_key));
@@ -119,6 +120,18 @@ void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,
     bus->InjectFaults(InjectorOf(session.faults.wire));
   }
   bus_ = std::move(bus);
+}
+
+void Connection::ReportAdapter() {
+  const AdapterVersions versions = bus_->Versions();
+  if (versions.firmware.empty() && versions.library.empty() && versions.api.empty()) {
+    return;
+  }
+  reporter_.Line(fmt::format("adapter   firmware {}, library {}, API {}", versions.firmware,
+                             versions.library, versions.api));
+  reporter_.Event(
+      EventKind::kAdapter,
+      {{"firmware", versions.firmware}, {"library", versions.library}, {"api", versions.api}});
 }
 
 KeyFunction Connection::MakeKey(const SessionOptions& session) {

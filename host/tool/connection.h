@@ -4,6 +4,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "host/tool/link_options.h"
 #include "host/tool/reporter.h"
@@ -44,6 +45,11 @@ class Connection {
   [[nodiscard]] Platform& platform() { return *platform_; }
   [[nodiscard]] Programmer& programmer() { return *programmer_; }
 
+  /// The voltage of the battery; nothing if the adapter cannot tell. Raises BusError.
+  [[nodiscard]] std::optional<std::uint32_t> BatteryMillivolts() {
+    return bus_->BatteryMillivolts();
+  }
+
   /// Tells the reporter how far the work is.
   void ShowProgress();
 
@@ -52,6 +58,7 @@ class Connection {
   void OpenBus(const LinkOptions& link, const SessionOptions& session,
                const ProgrammerConfig& config);
   [[nodiscard]] Bytes KeyOfSimulatedEcu(const Bytes& seed) const;
+  void ReportAdapter();
   /// Tells of a suspension since the last look that may have cost the session.
   void LookForSuspension();
 

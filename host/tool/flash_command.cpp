@@ -4,10 +4,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/tool/command.h"
 #include "host/tool/confirmation.h"
 #include "host/tool/connection.h"
+#include "host/tool/exit_code.h"
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
@@ -99,6 +101,34 @@ Json PlanOf(const FlashCommandOptions& options, const Images& images) {
           {"verify", options.flash.verify}};
 }
 
+std::string VoltsText(std::uint32_t millivolts) { return fmt::format("{:g} V", millivolts / 1e3); }
+
+/// Tells the voltage where the adapter knows it. Raises ToolError for one that does not suffice.
+void CheckBattery(Reporter& reporter, Connection& connection,
+                  std::optional<std::uint32_t> least_millivolts) {
+  const std::optional<std::uint32_t> millivolts = connection.BatteryMillivolts();
+  if (millivolts) {
+    reporter.Line(fmt::format("battery   {}", VoltsText(*millivolts)));
+    reporter.Event(EventKind::kBattery, {{"millivolts", *millivolts}});
+  }
+  if (!least_millivolts) {
+    return;
+  }
+  if (!millivolts) {
+    throw ToolError(ExitCode::kUnavailable,
+                    fmt::format("expected a battery of at least {}, but this adapter cannot tell "
+                                "its voltage; nothing was erased",
+                                VoltsText(*least_millivolts)),
+                    "measure the voltage and leave out --min-voltage, or use another adapter");
+  }
+  if (*millivolts < *least_millivolts) {
+    throw ToolError(ExitCode::kUnavailable,
+                    fmt::format("expected a battery of at least {}, found {}; nothing was erased",
+                                VoltsText(*least_millivolts), VoltsText(*millivolts)),
+                    "charge the battery or connect a supply, and flash again");
+  }
+}
+
 /// Says what is about to happen to which ECU, and asks.
 class Announcement {
  public:
@@ -175,7 +205,12 @@ void Flash(const FlashCommandOptions& options, const Images& images,
   connection.ShowProgress();
   Announcement announcement(reporter, options, images.segments);
   Programmer::ProgramOptions what{.verify = options.flash.verify};
-  what.confirm = [&announcement](const Identification& ecu) { return announcement.Make(ecu); };
+  what.confirm = [&, is_checked = false](const Identification& ecu) mutable {
+    if (!std::exchange(is_checked, true)) {
+      CheckBattery(reporter, connection, options.flash.least_millivolts);
+    }
+    return announcement.Make(ecu);
+  };
   std::string saved_in;
   if (backup) {
     what.backup = [&](const MemoryImage& memory) {

@@ -220,6 +220,10 @@ void Recording::OnEvent(EventKind kind, const Json& members) {
     told_.update(members);
   } else if (kind == EventKind::kImage || kind == EventKind::kImages) {
     told_["image_sha256"] = members["sha256"];
+  } else if (kind == EventKind::kAdapter) {
+    told_["adapter"] = members;
+  } else if (kind == EventKind::kBattery) {
+    told_["battery_millivolts"] = members["millivolts"];
   } else if (kind == EventKind::kReadBack) {
     told_["read_back_sha256"] = members["sha256"];
   } else if (members.contains("ecu")) {

@@ -21,23 +21,26 @@ enum class EventKind : std::uint8_t {
   kImages,          ///< what several files hold together
   kPlan,            ///< what would be sent
   kProgress,        ///< how far a phase is
+  kAdapter,         ///< what the adapter says of itself
   kIdentification,  ///< what the ECU says of itself
   kKeyCommand,      ///< a line of what the key command writes to its standard error
   kSuspended,       ///< the tool stood still while a session was open
+  kBattery,         ///< the voltage of the battery before the erase
   kAboutToErase,    ///< the last word before the erase
   kReadBack,        ///< what a verification has read back
   kBackup,          ///< what the ECU held is in a file
   kDocument,        ///< a document was run; in logs alone
+  kDevice,          ///< something that may be an adapter
   kReady,           ///< where a simulator listens
   kDone,            ///< what the command did
   kError,           ///< the last line of a command that fails
 };
 
 /// The names of all of them, in their order.
-inline constexpr std::array<std::string_view, 15> kEventNames{
-    "settings",       "image",       "images",    "plan",           "progress",
-    "identification", "key-command", "suspended", "about-to-erase", "read-back",
-    "backup",         "document",    "ready",     "done",           "error"};
+inline constexpr std::array<std::string_view, 18> kEventNames{
+    "settings",       "image",       "images",    "plan",    "progress",       "adapter",
+    "identification", "key-command", "suspended", "battery", "about-to-erase", "read-back",
+    "backup",         "document",    "device",    "ready",   "done",           "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {

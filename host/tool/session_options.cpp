@@ -4,7 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <string_view>
+#include <system_error>
 
 #include "host/tool/number.h"
 #include "quillmark/host/text.h"
@@ -40,6 +43,21 @@ std::optional<Bytes> ParseLogRecord(const std::string& text) {
                                            2 * kLogRecordSize, kNoLogRecord, text));
   }
   return record;
+}
+
+/// In millivolts.
+std::uint32_t ParseVoltage(const std::string& text) {
+  constexpr double kMostVolts = 60;
+  double volts = 0;
+  const auto [end, error] =
+      std::from_chars(text.data(), text.data() + text.size(), volts, std::chars_format::fixed);
+  const bool is_number = error == std::errc() && end == text.data() + text.size();
+  if (!is_number || !(volts > 0 && volts <= kMostVolts)) {
+    throw CLI::ValidationError(
+        "--min-voltage",
+        fmt::format("expected a voltage of more than 0 to 60 V, found \"{}\"", text));
+  }
+  return static_cast<std::uint32_t>(std::lround(volts * 1000));
 }
 
 BusUri ParseBus(const std::string& uri) {
@@ -173,6 +191,12 @@ void AddFlashOptions(CLI::App& app, FlashOptions& options) {
                  "before the erase, read what the image will replace into this new file, in the "
                  "format of its extension as for read")
       ->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--min-voltage",
+         [&options](const std::string& text) { options.least_millivolts = ParseVoltage(text); },
+         "refuse to erase below this voltage of the vehicle's battery, such as 11.5, and with an "
+         "adapter that cannot tell it")
+      ->type_name("VOLTS");
   app.add_flag("--yes", options.yes, "do not ask on a terminal before the ECU is erased");
 }
 

@@ -50,6 +50,8 @@ struct FlashOptions {
   std::optional<Bytes> log_record;
   bool verify = false;
   bool yes = false;
+  /// Below this voltage of the battery nothing is erased; nothing: at any.
+  std::optional<std::uint32_t> least_millivolts;
   std::string backup;  ///< empty if none is wanted
 };
 

@@ -54,7 +54,8 @@ class PassThruBusTest : public ::testing::TestWithParam<int> {
            ": the simulator was told to fail here";
   }
 
-  PassThruSimulator simulator_;
+  TemporaryFolder folder_;
+  PassThruSimulator simulator_{folder_};
 };
 
 TEST_P(PassThruBusTest, CarriesTheFramesOfItsExchangeAndNoEchoes) {
@@ -242,7 +243,8 @@ struct Failing {
 
 class FailingFunction : public ::testing::TestWithParam<Failing> {
  protected:
-  PassThruSimulator simulator_;
+  TemporaryFolder folder_;
+  PassThruSimulator simulator_{folder_};
 };
 
 TEST_P(FailingFunction, IsNamedWithItsStatusAndTheAdaptersText) {
@@ -285,7 +287,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 class EveryStatus : public ::testing::TestWithParam<std::uint32_t> {
  protected:
-  PassThruSimulator simulator_;
+  TemporaryFolder folder_;
+  PassThruSimulator simulator_{folder_};
 };
 
 TEST_P(EveryStatus, OfAWriteEndsTheRunWithItsName) {

@@ -14,7 +14,8 @@ namespace quillmark::host::testing {
 /// this process or in a child finds.
 class PassThruSimulator {
  public:
-  PassThruSimulator() { Set(""); }
+  /// Its report goes into `folder`, which must outlive it.
+  explicit PassThruSimulator(const TemporaryFolder& folder) : folder_(folder) { Set(""); }
   PassThruSimulator(const PassThruSimulator&) = delete;
   PassThruSimulator& operator=(const PassThruSimulator&) = delete;
   PassThruSimulator(PassThruSimulator&&) = delete;
@@ -31,12 +32,12 @@ class PassThruSimulator {
   }
 
   /// What broke the rules, and a line for each close; empty if nothing was opened and closed.
-  [[nodiscard]] std::string Report() { return folder_.Read("report"); }
+  [[nodiscard]] std::string Report() const { return folder_.Read("report"); }
 
  private:
-  std::string ReportFile() { return folder_.Path("report"); }
+  [[nodiscard]] std::string ReportFile() const { return folder_.Path("report"); }
 
-  TemporaryFolder folder_;
+  const TemporaryFolder& folder_;
 };
 
 inline constexpr const char* kNoViolations = "closed with 0 violations\n";

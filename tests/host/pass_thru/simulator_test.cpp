@@ -116,7 +116,8 @@ class Simulator : public ::testing::Test {
     return text.data();
   }
 
-  PassThruSimulator simulator_;
+  TemporaryFolder folder_;
+  PassThruSimulator simulator_{folder_};
   api::Functions<Word> call_;
   Word device_ = 0;
   Word channel_ = 0;

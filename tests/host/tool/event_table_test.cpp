@@ -12,6 +12,7 @@
 
 #include "host/tool/exit_code.h"
 #include "host/tool/reporter.h"
+#include "tests/host/pass_thru/simulator_library.h"
 #include "tests/host/tool/images.h"
 #include "tests/host/tool/tool_process.h"
 
@@ -105,6 +106,19 @@ class EventTable : public ToolTest {
     Remember("simulate", simulator.output());
   }
 
+  /// A pass-thru adapter, in the list and at work.
+  void ObserveAdapters() {
+    const PassThruSimulator simulator(folder_);
+    const std::string library = PassThruSimulator::Library(32);
+    std::filesystem::create_directory(folder_.Path(".passthru"));
+    static_cast<void>(
+        folder_.Write(".passthru/a.json", R"({"NAME":"a","VENDOR":"b","FUNCTION_LIB":"/c.so"})"));
+    ::setenv("HOME", folder_.Path("").c_str(), 1);
+    Observe("devices", {});
+    Observe("identify", {"--bus", "j2534:" + library});
+    Observe("flash", {folder_.Path("a.s19"), "--bus", "j2534:" + library});
+  }
+
   void Remember(const std::string& command, const std::string& lines) {
     std::istringstream in(lines);
     for (std::string line; std::getline(in, line);) {
@@ -151,6 +165,7 @@ TEST_F(EventTable, HasEveryEventWithItsMembers) {
   Observe("verify", {folder_.Write("same.bin", std::string(4, '\x5A')), "--base", "0"});
   Observe("flash", {image, "--key-command", "echo no key >&2; true"});
   ObserveTwoProcesses();
+  ObserveAdapters();
   Remember("flash", folder_.Read("done/log.jsonl"));
   Remember("flash", folder_.Read("failed/log.jsonl"));
   AddKeys(DetailsOfAFullFailure(), seen_[{"error", "flash"}]);

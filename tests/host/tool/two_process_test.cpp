@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "support/file_limit.h"
+#include "tests/host/tool/flash_faults.h"
 #include "tests/host/tool/images.h"
 #include "tests/host/tool/tool_process.h"
 
@@ -329,19 +330,6 @@ INSTANTIATE_TEST_SUITE_P(Signals, SignalAtAnyMoment,
                                            Interruption{SIGKILL, "KILL"}),
                          [](const auto& test) { return test.param.name; });
 
-struct Fault {
-  const char* name;
-  const char* fault;
-  /// How long the ECU may take; short where it is silent for good.
-  const char* p2;
-  std::vector<std::string> options;
-  int status;
-  const char* message;
-  const char* state;
-
-  friend void PrintTo(const Fault& each, std::ostream* out) { *out << each.name; }
-};
-
 class Faulty : public TwoProcesses, public ::testing::WithParamInterface<Fault> {};
 
 TEST_P(Faulty, EndWithMessageStateAndAdviceAndNeverWithAFalseSuccess) {
@@ -363,60 +351,8 @@ TEST_P(Faulty, EndWithMessageStateAndAdviceAndNeverWithAFalseSuccess) {
   EXPECT_NE(Kept(image.size()), image);
 }
 
-// Frames 1 to 154 identify, unlock and erase; 155 is the first frame of the first block, from 157
-// on every second one carries data of it.
-INSTANTIATE_TEST_SUITE_P(
-    Faults, Faulty,
-    ::testing::Values(
-        Fault{"LostFrame",
-              "lose-frame@161",
-              "1000",
-              {},
-              69,
-              "quillmark: download at 0x001000: the ECU does not answer (no frame within 1000 ms, "
-              "expected 3001)",
-              "\necu       erased, 0 of 300 bytes are written and confirmed: it holds no whole "
-              "program"},
-        Fault{"FlippedByte",
-              "flip-byte@161",
-              "5000",
-              {},
-              76,
-              "quillmark: download at 0x001000: Download error 037F3477AAAAAAAA; negative response "
-              "77, block checksum error (error 4005)",
-              "\necu       erased, 0 of 300 bytes"},
-        Fault{"SilentEcu",
-              "silent@220",
-              "1000",
-              {},
-              69,
-              "quillmark: download at 0x001080: the ECU does not answer",
-              "\necu       erased, 128 of 300 bytes are written and confirmed: it holds no whole "
-              "program; its session may still be open"},
-        Fault{"NegativeResponse",
-              "negative@0x34:0x72",
-              "5000",
-              {},
-              76,
-              "negative response 72, programming failure",
-              "\necu       erased, 0 of 300 bytes"},
-        Fault{"EndlesslyPending",
-              "pending@0x34:5",
-              "5000",
-              {"--max-pending", "2"},
-              76,
-              "quillmark: download at 0x001000: the ECU stays busy (received 037F3478AAAAAAAA, "
-              "expected 027402)",
-              "\necu       erased, 0 of 300 bytes"},
-        Fault{"Unplugged",
-              "unplug@220",
-              "5000",
-              {},
-              74,
-              " is gone: ",
-              "\necu       erased, 128 of 300 bytes are written and confirmed: it holds no whole "
-              "program; its session may still be open"}),
-    [](const auto& test) { return test.param.name; });
+INSTANTIATE_TEST_SUITE_P(Faults, Faulty, ::testing::ValuesIn(kFlashFaults),
+                         [](const auto& test) { return test.param.name; });
 
 TEST_F(TwoProcesses, WaitForAnEcuThatIsPending) {
   Simulate("slcan", {"--fault", "pending@0x34:2"});
