@@ -7,7 +7,7 @@
 readonly base=build/minimal-debian.tar
 
 # What README, the pages and the Debian packages have installed.
-packages_for_base() { packaging/install-packages --list build python python-can packages && echo sudo; }
+packages_for_base() { packaging/install-packages --list build python python-can python-wheel packages && echo sudo; }
 
 # The Debian sources that this machine's apt uses, one per line; none if it has not yet read their lists.
 # shellcheck disable=SC2016

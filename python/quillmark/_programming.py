@@ -199,8 +199,8 @@ class Programmer:
     The others are the options of the command line, times in seconds. form: "can", "gateway" or "kline"; None takes
     that of the bus. ids: the identifiers to receive and to send on, plain CAN. address: of the ECU behind the gateway
     or on the K line; None is 0x6E or 0x11. memory: to erase and to write. fill: the byte of erased memory, left out in
-    units of align bytes. block: most data bytes of a request. check_routine: its identifier. checksum: a function of the
-    bytes of a block, a number of 16 bits; None is their sum. flow_control: block size and separation time in ms, or
+    units of align bytes. block: most data bytes of a request. check_routine: its identifier. checksum: a function of
+    the bytes of a block that gives 16 bits; None is their sum. flow_control: block size and separation time in ms, or
     "auto", which adapts to the ECU. log_record: 48 bytes, None writes none. expect_ecu:
     the identification that the ECU must have, as text or bytes without padding.
 
@@ -212,13 +212,15 @@ class Programmer:
     Raises ValueError for a setting that cannot work.
 
     Each call opens a session, does its work and closes the session. It has done everything or raises a
-    ProgrammingError; an exception that a function of yours raises ends the call and comes out of it as it is, with
-    the ProgrammingError as its __context__. Functions are called on the thread of the call, checksum also on another. Other Python threads run
-    meanwhile, and so does what progress and stop need: progress gets a Progress at the begin of each phase and after
-    each request that moved bytes; stop, an event with is_set() or a function, is asked before each request and, while
-    an answer is awaited, so often that the request ends within two seconds. A second thread or an event loop may set
-    it. Ctrl-C does the same and is raised as KeyboardInterrupt once the session is closed. Phases, warnings and
-    failures are logged as "quillmark", documents at the level DEBUG.
+    ProgrammingError. An exception that a function of yours raises ends the call and comes out of it as it is, with
+    the ProgrammingError as its __context__. Functions are called on the thread of the call, checksum also on another
+    one. Other Python threads run meanwhile.
+
+    progress gets a Progress at the beginning of each phase and after each request that moved bytes. stop, an event
+    with is_set() or a function, is asked before each request and ten times a second while an answer is awaited; that
+    request then ends within two seconds. Another thread or an event loop may set it. Ctrl-C does the same and is
+    raised as KeyboardInterrupt once the session is closed. Phases, warnings and failures are logged as "quillmark",
+    requests at the level DEBUG.
     """
 
     def __init__(
