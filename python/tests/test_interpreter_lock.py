@@ -60,6 +60,18 @@ def test_threads_run_while_a_document_is_run(ticker, reprog):
     assert is_let_run(ticker, lambda: runner.run(reprog.StartDiag()))
 
 
+def test_threads_run_while_a_programmer_works(ticker):
+    ecu = quillmark.SimulatedEcu()
+    programmer = quillmark.Programmer(quillmark.SimulatedBus(ecu), ecu.key)
+    assert is_let_run(ticker, lambda: programmer.read([(0, 4096)]))
+
+
+def test_threads_run_while_a_programmer_works_and_tells_how_far_it_is(ticker):
+    ecu = quillmark.SimulatedEcu()
+    programmer = quillmark.Programmer(quillmark.SimulatedBus(ecu), ecu.key)
+    assert is_let_run(ticker, lambda: programmer.flash({0: bytes(range(256)) * 16}, progress=lambda progress: None))
+
+
 def test_threads_run_while_a_transfer_starts(ticker, reprog):
     image = quillmark.MemoryImage(LARGE)
     assert is_let_run(ticker, lambda: reprog.ComputeDownload(0, image, 0xFF, 16, 128).close())
