@@ -78,10 +78,10 @@ Finding SendsAgain(const Bench& bench) {
 }
 
 Finding SendsNoMoreOftenThanAllowed(const Bench& bench) {
-  constexpr int kTries = 3;
+  constexpr std::size_t kTries = 3;
   Exercise exercise = TesterPresentExercise(bench.form);
   exercise.script.assign(2 * kTries, {.frame = exercise.script.front().frame});
-  const Trial trial = bench.Run(exercise, {.tries = kTries});
+  const Trial trial = bench.Run(exercise, {.tries = static_cast<int>(kTries)});
   return FirstOf({trial.HasFailed(), trial.ComesNoFurtherThan(kTries)});
 }
 

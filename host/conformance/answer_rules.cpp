@@ -106,7 +106,7 @@ Finding NoticesAWrongChecksum(const Bench& bench) {
 Finding AwaitsAQuietLine(const Bench& bench) {
   constexpr milliseconds kP3{55};
   constexpr int kFragments = 8;
-  const milliseconds interval = bench.runner.timing.p2 / 20;
+  const milliseconds interval = std::min(milliseconds(50), bench.runner.timing.p2 / 20);
   Exercise exercise = TesterPresentExercise(bench.form);
   std::vector<ScriptedReply>& replies = exercise.RepliesTo(0);
   ++replies.front().frame.back();

@@ -169,7 +169,7 @@ constexpr std::array kOrderTests = {
              SelectsChannelAndLine},
     RuleTest{4, kAllForms, Ability::kNone, "an answer that comes before its request",
              DropsALateAnswer},
-    RuleTest{4, kAllForms, Ability::kNone,
+    RuleTest{4, kKLine, Ability::kNone,
              "an answer that comes twice, before a request that is refused", DropsASecondAnswer},
     RuleTest{4, kAllForms, Ability::kNone, "a refusal behind a positive answer", HeedsALateRefusal},
     RuleTest{4, kAllForms, Ability::kNone, "a response pending behind a positive answer",

@@ -33,6 +33,7 @@ void Postpone(Exercise& exercise, const Bytes& frame, int count, milliseconds in
     reply.after = kFirst + count * interval;
   }
   std::vector<ScriptedReply> before;
+  before.reserve(static_cast<std::size_t>(count));
   for (int n = 0; n < count; ++n) {
     before.push_back({kFirst + n * interval, frame});
   }

@@ -83,10 +83,12 @@ Finding ReceivesAtMost(const Trial& trial, int frames) {
 }
 
 Finding LimitsTheCountOfPendings(const Bench& bench) {
+  constexpr milliseconds kInterval{1};
   const int most = 2 * bench.runner.timing.max_pending;
   const Exercise good = TesterPresentExercise(bench.form);
   const Trial trial =
-      bench.Run(Endless(good, good.Refusal(0, kPending), most + 10, milliseconds(1)));
+      bench.Run(Endless(good, good.Refusal(0, kPending), most + 10, kInterval),
+                {.most_time = 2 * most * kInterval + 4 * bench.runner.timing.pending_limit});
   return FirstOf({trial.HasFailed(), ReceivesAtMost(trial, most)});
 }
 
@@ -244,11 +246,6 @@ Finding KeepsWaits(const Exercise& exercise, const Trial& trial) {
   return std::nullopt;
 }
 
-Finding KeepsWaitsBetweenFrames(const Bench& bench) {
-  const Exercise exercise = DownloadExercise(bench.form, 1, 64, {8, 20});
-  return KeepsWaits(exercise, bench.Run(exercise));
-}
-
 Finding KeepsWaitsBetweenRequests(const Bench& bench) {
   const Exercise exercise = DownloadExercise(bench.form, 2, kBlock, {1, 20});
   return KeepsWaits(exercise, bench.Run(exercise));
@@ -302,8 +299,6 @@ constexpr std::array kTimeTests = {
              TakesTheEcusMicrosecondsForAMillisecond},
     RuleTest{8, kPlainCan, Ability::kNone, "a document built for F3",
              TakesTheDocumentsMicrosecondsForAMillisecond},
-    RuleTest{9, kPlainCan, Ability::kNone, "waits between consecutive frames",
-             KeepsWaitsBetweenFrames},
     RuleTest{9, kAllForms, Ability::kNone, "waits between requests", KeepsWaitsBetweenRequests},
     RuleTest{9, kKLine, Ability::kNone, "the wake-up pattern", WakesTheEcu},
 };

@@ -11,13 +11,19 @@
 namespace quillmark::host {
 namespace {
 
+std::chrono::milliseconds UsualTime(const RunnerTiming& timing) {
+  constexpr std::chrono::seconds kRest{10};
+  return kRest + 20 * timing.p2 + 10 * timing.p2_star + 2 * timing.pending_limit;
+}
+
 std::string Numbered(std::size_t index) { return "step " + std::to_string(index + 1); }
 
 }  // namespace
 
 Trial::Trial(const RunnerUnderTest& runner, const Exercise& exercise, const Conditions& conditions)
     : built_(exercise.built), good_frames_(exercise.good_frames) {
-  ScriptedEcu ecu(exercise.script, conditions.arrived, conditions.most_time);
+  ScriptedEcu ecu(exercise.script, conditions.arrived,
+                  conditions.most_time.value_or(UsualTime(runner.timing)));
   const RunnerTask task{
       .document = *exercise.document,
       .bus = ecu,

@@ -30,8 +30,8 @@ struct Conditions {
   int tries = 1;
   /// Asked with the ECU as it is then.
   std::function<bool(const ScriptedEcu&)> stop_requested{};
-  /// After so much of its time the bus fails.
-  std::chrono::milliseconds most_time = std::chrono::minutes(10);
+  /// After so much of its time the bus fails; nothing for more than any run of a few frames takes.
+  std::optional<std::chrono::milliseconds> most_time{};
 };
 
 /// One run, as the bus and the document show it.

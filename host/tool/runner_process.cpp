@@ -171,6 +171,7 @@ RunnerProcess::RunnerProcess(const std::vector<std::string>& command) : name_(co
   ::posix_spawnattr_setsigdefault(&attributes, &defaults);
   ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (const std::string& word : command) {
     words.push_back(const_cast<char*>(word.c_str()));  // execve changes none
   }

@@ -3,17 +3,20 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <set>
 #include <stdexcept>
 
+#include "host/conformance/rules.h"
 #include "quillmark/host/runner.h"
 #include "tests/host/conformance/flawed_runner.h"
 
 namespace quillmark::host {
 namespace {
 
+using std::chrono::hours;
 using std::chrono::milliseconds;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAreArray;
@@ -100,46 +103,69 @@ const std::vector<TransportForm> kPlain = {TransportForm::kPlainCan};
 const std::vector<TransportForm> kBehindGateway = {TransportForm::kGateway};
 const std::vector<TransportForm> kOnKLine = {TransportForm::kKLine};
 
-INSTANTIATE_TEST_SUITE_P(
-    Rules, FlawTest,
-    ::testing::Values(
-        FlawedCase{"RunsAgain", Flaw::kRunsAgain, 1, kForms},
-        FlawedCase{"KeepsTheSessionAlive", Flaw::kKeepsTheSessionAlive, 2, kForms},
-        FlawedCase{"AcknowledgesTwice", Flaw::kAcknowledgesTwice, 2, kCan},
-        FlawedCase{"CutsIdentifiers", Flaw::kCutsIdentifiers, 3, kPlain},
-        FlawedCase{"KnowsOneLine", Flaw::kKnowsOneLine, 3, kBehindGateway},
-        FlawedCase{"TakesLateAnswers", Flaw::kTakesLateAnswers, 4, kForms},
-        FlawedCase{"IgnoresLateRefusals", Flaw::kIgnoresLateRefusals, 4, kForms},
-        FlawedCase{"GivesUpEarly", Flaw::kGivesUpEarly, 5, kForms},
-        FlawedCase{"GivesUpLate", Flaw::kGivesUpLate, 5, kForms},
-        FlawedCase{"CountsP2FromTheRequest", Flaw::kCountsP2FromTheRequest, 5, kCan},
-        FlawedCase{"TakesPendingForARefusal", Flaw::kTakesPendingForARefusal, 6, kForms},
-        FlawedCase{"KnowsNoP2Star", Flaw::kKnowsNoP2Star, 6, kForms},
-        FlawedCase{"LimitsNoPendings", Flaw::kLimitsNoPendings, 6, kForms},
-        FlawedCase{"LimitsNoPendingTime", Flaw::kLimitsNoPendingTime, 6, kForms},
-        FlawedCase{"FailsAtWait", Flaw::kFailsAtWait, 7, kPlain},
-        FlawedCase{"LimitsNoWaits", Flaw::kLimitsNoWaits, 7, kPlain},
-        FlawedCase{"WaitsOnAtOverflow", Flaw::kWaitsOnAtOverflow, 7, kPlain},
-        FlawedCase{"KeepsNoSeparationTime", Flaw::kKeepsNoSeparationTime, 8, kPlain},
-        FlawedCase{"TakesMicrosecondsForMilliseconds", Flaw::kTakesMicrosecondsForMilliseconds, 8,
-                   kPlain},
-        FlawedCase{"SkipsWaits", Flaw::kSkipsWaits, 9, kForms},
-        FlawedCase{"BreaksTooLong", Flaw::kBreaksTooLong, 9, kOnKLine},
-        FlawedCase{"FailsAtForeignFrames", Flaw::kFailsAtForeignFrames, 10, kForms},
-        FlawedCase{"FailsAtRepeatedFrames", Flaw::kFailsAtRepeatedFrames, 10, kPlain},
-        FlawedCase{"WaitsLongerForForeignFrames", Flaw::kWaitsLongerForForeignFrames, 10, kForms},
-        FlawedCase{"ChecksNothing", Flaw::kChecksNothing, 11, kForms},
-        FlawedCase{"SendsIntoNoise", Flaw::kSendsIntoNoise, 11, kOnKLine},
-        FlawedCase{"NeverStops", Flaw::kNeverStops, 12, kForms},
-        FlawedCase{"StopsWithinARequest", Flaw::kStopsWithinARequest, 12, kCan},
-        FlawedCase{"NeverRepeats", Flaw::kNeverRepeats, 13, kForms},
-        FlawedCase{"RepeatsTooOften", Flaw::kRepeatsTooOften, 13, kForms},
-        FlawedCase{"AwaitsOneAnswer", Flaw::kAwaitsOneAnswer, 13, kForms},
-        FlawedCase{"AwaitsNoSilence", Flaw::kAwaitsNoSilence, 13, kForms},
-        FlawedCase{"LeavesOutTheLastFrame", Flaw::kLeavesOutTheLastFrame, 14, kForms},
-        FlawedCase{"WritesLowerCase", Flaw::kWritesLowerCase, 14, kForms},
-        FlawedCase{"GoesOnBehindARefusal", Flaw::kGoesOnBehindARefusal, 14, kForms}),
-    [](const auto& tested) { return tested.param.name; });
+const std::vector<FlawedCase> kFlaws = {
+    {"RunsAgain", Flaw::kRunsAgain, 1, kForms},
+    {"KeepsTheSessionAlive", Flaw::kKeepsTheSessionAlive, 2, kForms},
+    {"AcknowledgesTwice", Flaw::kAcknowledgesTwice, 2, kCan},
+    {"CutsIdentifiers", Flaw::kCutsIdentifiers, 3, kPlain},
+    {"SwapsIdentifiers", Flaw::kSwapsIdentifiers, 3, kCan},
+    {"KnowsOneLine", Flaw::kKnowsOneLine, 3, kBehindGateway},
+    {"TakesLateAnswers", Flaw::kTakesLateAnswers, 4, kForms},
+    {"IgnoresLateRefusals", Flaw::kIgnoresLateRefusals, 4, kForms},
+    {"TakesLatePendingForARefusal", Flaw::kTakesLatePendingForARefusal, 4, kForms},
+    {"GivesUpEarly", Flaw::kGivesUpEarly, 5, kForms},
+    {"GivesUpLate", Flaw::kGivesUpLate, 5, kForms},
+    {"CountsP2FromTheRequest", Flaw::kCountsP2FromTheRequest, 5, kCan},
+    {"TakesPendingForARefusal", Flaw::kTakesPendingForARefusal, 6, kForms},
+    {"KnowsNoP2Star", Flaw::kKnowsNoP2Star, 6, kForms},
+    {"LimitsNoPendings", Flaw::kLimitsNoPendings, 6, kForms},
+    {"LimitsNoPendingTime", Flaw::kLimitsNoPendingTime, 6, kForms},
+    {"FailsAtWait", Flaw::kFailsAtWait, 7, kPlain},
+    {"LimitsNoWaits", Flaw::kLimitsNoWaits, 7, kPlain},
+    {"WaitsOnAtOverflow", Flaw::kWaitsOnAtOverflow, 7, kPlain},
+    {"KeepsNoSeparationTime", Flaw::kKeepsNoSeparationTime, 8, kPlain},
+    {"TakesMicrosecondsForMilliseconds", Flaw::kTakesMicrosecondsForMilliseconds, 8, kPlain},
+    {"SkipsWaits", Flaw::kSkipsWaits, 9, kForms},
+    {"BreaksTooLong", Flaw::kBreaksTooLong, 9, kOnKLine},
+    {"FailsAtForeignFrames", Flaw::kFailsAtForeignFrames, 10, kForms},
+    {"FailsAtRepeatedFrames", Flaw::kFailsAtRepeatedFrames, 10, kPlain},
+    {"WaitsLongerForForeignFrames", Flaw::kWaitsLongerForForeignFrames, 10, kForms},
+    {"ChecksNothing", Flaw::kChecksNothing, 11, kForms},
+    {"TakesFramesOutOfSequence", Flaw::kTakesFramesOutOfSequence, 11, kPlain},
+    {"SendsIntoNoise", Flaw::kSendsIntoNoise, 11, kOnKLine},
+    {"NeverStops", Flaw::kNeverStops, 12, kForms},
+    {"StopsWithinARequest", Flaw::kStopsWithinARequest, 12, kCan},
+    {"NeverRepeats", Flaw::kNeverRepeats, 13, kForms},
+    {"RepeatsTooOften", Flaw::kRepeatsTooOften, 13, kForms},
+    {"AwaitsOneAnswer", Flaw::kAwaitsOneAnswer, 13, kForms},
+    {"AwaitsNoSilence", Flaw::kAwaitsNoSilence, 13, kForms},
+    {"LeavesOutTheLastFrame", Flaw::kLeavesOutTheLastFrame, 14, kForms},
+    {"WritesAnEmptyFrame", Flaw::kWritesAnEmptyFrame, 14, kForms},
+    {"WritesLowerCase", Flaw::kWritesLowerCase, 14, kForms},
+    {"GoesOnBehindARefusal", Flaw::kGoesOnBehindARefusal, 14, kForms},
+};
+
+INSTANTIATE_TEST_SUITE_P(Rules, FlawTest, ::testing::ValuesIn(kFlaws),
+                         [](const auto& tested) { return tested.param.name; });
+
+bool FailsForAFlawOfItsRule(const RuleTest& test, TransportForm form) {
+  return std::any_of(kFlaws.begin(), kFlaws.end(), [&](const FlawedCase& flawed) {
+    const RunnerUnderTest runner = RunnerWith(flawed.flaw);
+    return flawed.rule == test.rule && test.run({runner, form});
+  });
+}
+
+TEST(ConformanceTest, EveryTestOfTheKitFailsForAFlawOfItsRule) {
+  for (const std::span<const RuleTest> group :
+       {OrderRules(), TimeRules(), AnswerRules(), AbilityRules()}) {
+    for (const RuleTest& test : group) {
+      for (const TransportForm form : test.forms) {
+        EXPECT_TRUE(FailsForAFlawOfItsRule(test, form))
+            << test.rule << ' ' << NameOf(form) << ": " << test.name;
+      }
+    }
+  }
+}
 
 TEST(ConformanceTest, AnAbilityThatIsNotClaimedIsNotTested) {
   RunnerUnderTest runner = RunnerWith(Flaw::kNone);
@@ -188,25 +214,44 @@ TEST(ConformanceTest, WhatARunnerRaisesIsInTheReport) {
   EXPECT_THAT(ReportOf(CheckRunner(raising)), HasSubstr("the runner raised \"no idea\""));
 }
 
-TEST(ConformanceTest, ARunnersOwnPatienceIsTested) {
-  RunnerUnderTest hasty = OurRunner();
-  hasty.timing = {.p2 = milliseconds(50), .p2_star = milliseconds(500)};
-  EXPECT_THAT(With(RuleVerdict::kFailed, CheckRunner(hasty)),
-              ::testing::Contains(RuleInForm(5, TransportForm::kKLine)));
-  hasty.run = [timing = hasty.timing](const RunnerTask& task) {
-    Runner runner(task.bus, task.form, timing);
-    static_cast<void>(runner.Run(task.document));
+RunnerUnderTest OurRunnerWith(const RunnerTiming& timing) {
+  RunnerUnderTest runner;
+  runner.run = [timing](const RunnerTask& task) {
+    Runner own(task.bus, task.form, timing);
+    static_cast<void>(own.Run(task.document));
   };
-  hasty.can_stop = false;
-  hasty.can_repeat = false;
-  const std::vector<RuleResult> results = CheckRunner(hasty);
-  EXPECT_TRUE(Passed(results)) << ReportOf(results);
+  runner.timing = timing;
+  return runner;
+}
+
+TEST(ConformanceTest, ARunnerIsAsPatientAsItClaims) {
+  const std::vector<RunnerTiming> timings = {
+      {.p2 = milliseconds(50), .p2_star = milliseconds(500)},
+      {.p2 = milliseconds(20), .p2_star = milliseconds(20), .pending_limit = milliseconds(40)},
+      {.p2 = hours(1), .p2_star = hours(1), .max_pending = 1, .pending_limit = hours(24)},
+      {.max_pending = 10'000, .max_wait_frames = 1},
+  };
+  for (const RunnerTiming& timing : timings) {
+    const std::vector<RuleResult> results = CheckRunner(OurRunnerWith(timing));
+    EXPECT_TRUE(Passed(results)) << ReportOf(results);
+  }
+}
+
+TEST(ConformanceTest, ARunnerThatIsMorePatientThanItClaimsFailsForThat) {
+  RunnerUnderTest slow = OurRunner();
+  slow.timing = {.p2 = milliseconds(50), .p2_star = milliseconds(500)};
+  EXPECT_THAT(With(RuleVerdict::kFailed, CheckRunner(slow)),
+              ::testing::Contains(RuleInForm(5, TransportForm::kKLine)));
 }
 
 TEST(ConformanceTest, TimingOutOfRangeIsRefused) {
   const std::vector<RunnerTiming> wrong = {
-      {.p2 = milliseconds(19)}, {.p2_star = std::chrono::hours(2)},    {.max_pending = 0},
-      {.max_pending = 10'001},  {.pending_limit = milliseconds(5999)}, {.max_wait_frames = 0},
+      {.p2 = milliseconds(19)},
+      {.p2_star = hours(2)},
+      {.max_pending = 0},
+      {.max_pending = 10'001},
+      {.pending_limit = milliseconds(5999)},
+      {.max_wait_frames = 0},
   };
   for (const RunnerTiming& timing : wrong) {
     RunnerUnderTest runner = RunnerWith(Flaw::kNone);

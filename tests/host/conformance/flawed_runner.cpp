@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "quillmark/host/bytes.h"
@@ -73,6 +74,9 @@ class FlawedRun {
     Exchange exchange{task_.form, request_.receive_identifier, request_.send_identifier};
     if (Has(Flaw::kCutsIdentifiers)) {
       exchange.receive &= 0x7FFU;
+    }
+    if (Has(Flaw::kSwapsIdentifiers)) {
+      std::swap(exchange.receive, exchange.send);
     }
     if (Has(Flaw::kKnowsOneLine) && IsGateway()) {
       exchange.send = 13;
@@ -141,7 +145,9 @@ class FlawedRun {
       last_service_ = service_;
       return true;
     }
-    if (!failure->frame.empty() && !Has(Flaw::kLeavesOutTheLastFrame)) {
+    const bool has_frame =
+        !failure->frame.empty() || (failure->is_silence && Has(Flaw::kWritesAnEmptyFrame));
+    if (has_frame && !Has(Flaw::kLeavesOutTheLastFrame)) {
       Write(failure->step, "d", failure->frame);
     }
     request_.steps[failure->step].Fail(failure->reason);
@@ -241,8 +247,8 @@ class FlawedRun {
     }
     while (const std::optional<Bytes> frame = bus_.Receive(milliseconds(0))) {
       const Bytes data = DataOf(*frame);
-      const bool is_refusal =
-          data.size() == 3 && data[0] == 0x7F && data[1] == last_service_ && data[2] != kPending;
+      const bool is_refusal = data.size() == 3 && data[0] == 0x7F && data[1] == last_service_ &&
+                              (data[2] != kPending || Has(Flaw::kTakesLatePendingForARefusal));
       if (is_refusal && last_service_ != 0 && !Has(Flaw::kIgnoresLateRefusals)) {
         return Failure{at, "refused late"};
       }
@@ -431,7 +437,8 @@ class FlawedRun {
     answer_.insert(answer_.end(), frame.begin(), frame.end());
     answer_left_ -= size;
     const bool is_sound = is_whole && (IsPlain() || answer_left_ > 0 || ChecksumIsRight(answer_));
-    if (!step.Expects(frame) || (!is_sound && !Has(Flaw::kChecksNothing))) {
+    const bool is_next = step.Expects(frame) || Has(Flaw::kTakesFramesOutOfSequence);
+    if (!is_next || (!is_sound && !Has(Flaw::kChecksNothing))) {
       return Failure{at, "damaged", frame};
     }
     is_taken = true;
