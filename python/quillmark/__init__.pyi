@@ -175,6 +175,8 @@ class Bus:
     def now(self) -> float: ...
     @property
     def form(self) -> _Form: ...
+    @property
+    def battery_voltage(self) -> float | None: ...
     def close(self) -> None: ...
     def __enter__(self) -> Bus: ...
     def __exit__(self, *raised: object) -> None: ...
@@ -380,6 +382,7 @@ class ProgrammingError(Exception):
         "difference",
         "cancelled",
         "wrong ECU",
+        "battery",
     ]
     number: int
     text: str
@@ -405,6 +408,7 @@ class VerificationFailed(ProgrammingError):
     different_bytes: int
 
 class WrongEcu(ProgrammingError): ...
+class LowBattery(ProgrammingError): ...
 
 class Programmer:
     def __init__(
@@ -446,6 +450,7 @@ class Programmer:
         verify: bool = ...,
         confirm: Callable[[Identification], bool | None] | None = ...,
         backup: Callable[[MemoryImage], object] | _Path | None = ...,
+        min_voltage: float | None = ...,
         progress: Callable[[Progress], object] | None = ...,
         stop: _Stop = ...,
     ) -> ProgramResult: ...

@@ -98,9 +98,9 @@ class ProgrammingError(Exception):
     """A call of a Programmer that failed. str() is a sentence for its user.
 
     phase: as in Progress. cause: "argument", "silence", "unexpected reply", "still busy", "bus", "component", "key",
-    "incomplete", "difference", "cancelled" or "wrong ECU". number: of the component's error, 0 if it raised none.
-    text: what happened. address: the one concerned; response_code: of the ECU's negative response; service: of the
-    request that failed; each None if there is none. document_step: of that request's document, from 1; 0 if none.
+    "incomplete", "difference", "cancelled", "wrong ECU" or "battery". number: of the component's error, 0 if it raised
+    none. text: what happened. address: the one concerned; response_code: of the ECU's negative response; service: of
+    the request that failed; each None if there is none. document_step: of that request's document, from 1; 0 if none.
 
     memory: what became of the ECU's, "untouched", "perhaps erased", "partly written" (then written_bytes of
     image_bytes are confirmed), "written" or "checked". session_open: whether the ECU's session may still be open.
@@ -146,6 +146,10 @@ class VerificationFailed(ProgrammingError):
 
 class WrongEcu(ProgrammingError):
     """The ECU has another identification than expect_ecu; nothing was changed."""
+
+
+class LowBattery(ProgrammingError):
+    """The battery has less than min_voltage, or the adapter cannot tell; nothing was changed."""
 
 
 _BY_CAUSE = {"cancelled": Cancelled, "silence": NoAnswer, "difference": VerificationFailed}
@@ -256,6 +260,7 @@ class Programmer:
             form = bus.form if isinstance(bus, _native.Bus) else "can"
         if log_record is not None and len(log_record) != _LOG_RECORD_SIZE:
             raise ValueError(f"log_record: expected {_LOG_RECORD_SIZE} bytes, found {len(log_record)}")
+        self._bus = bus
         self._key = key
         self._checksum = checksum
         self._expected = _expected_record(expect_ecu)
@@ -294,18 +299,19 @@ class Programmer:
         """Reads what the ECU says of itself, an Identification."""
         return _Call("identify", self, progress, stop).run(self._native.identify)
 
-    def flash(self, image, *, verify=False, confirm=None, backup=None, progress=None, stop=None):
+    def flash(self, image, *, verify=False, confirm=None, backup=None, min_voltage=None, progress=None, stop=None):
         """Erases the memory and writes an image, a MemoryImage or what one is made of; a ProgramResult.
 
         verify: read it back and compare. confirm: a function that gets the Identification before anything is changed
         and returns whether to go on; None means that it does not know yet, and is asked again soon. backup: a function
         that gets what the image will replace as a MemoryImage, or the path of a new file for it, in the format of its
         extension, as MemoryImage.save writes; an existing file is refused. An exception of either, and a file that
-        cannot be written, ends the call before anything is erased.
+        cannot be written, ends the call before anything is erased. min_voltage: volts below which the battery of the
+        vehicle is LowBattery, as the bus's battery_voltage tells it.
         """
         to_file = isinstance(backup, (str, bytes, os.PathLike))
         where = os.fsdecode(backup) if to_file else backup
-        call = _Call("flash", self, progress, stop, confirm, None if to_file else backup)
+        call = _Call("flash", self, progress, stop, confirm, None if to_file else backup, min_voltage)
         return call.run(self._native.flash, image, verify, where)
 
     def read(self, ranges, *, progress=None, stop=None):
@@ -320,19 +326,20 @@ class Programmer:
 class _Call:
     """One call of a Programmer, as the extension module tells and asks it."""
 
-    def __init__(self, name, programmer, progress, stop, confirm=None, backup=None):
+    def __init__(self, name, programmer, progress, stop, confirm=None, backup=None, min_voltage=None):
         self._name = name
         self._programmer = programmer
         self._progress = progress
         self._stop = getattr(stop, "is_set", stop)
         self._confirm = confirm
+        self._min_voltage = min_voltage
         self._phase = None
         self.backup = backup
 
     def run(self, work, *arguments):
         try:
             result = work(*arguments, self)
-        except WrongEcu as error:
+        except (WrongEcu, LowBattery) as error:
             _log.error("%s: %s", self._name, error)
             raise error from None
         except BaseException as error:
@@ -350,6 +357,9 @@ class _Call:
         return _number("checksum", self._programmer._checksum(block), 0, 0xFFFF)
 
     def confirm(self, identification):
+        if self._min_voltage is not None:
+            _require_battery(self._min_voltage, getattr(self._programmer._bus, "battery_voltage", None))
+            self._min_voltage = None
         return True if self._confirm is None else self._confirm(identification)
 
     def stop_requested(self):
@@ -379,14 +389,28 @@ class _Call:
 def _wrong_ecu(expected, identification):
     wanted = Identification(expected, []).text
     text = f"expected the ECU {wanted}, found {identification.text}; nothing was changed"
+    return _refusal(WrongEcu, "wrong ECU", text, "look at which ECU is connected, and at expect_ecu")
+
+
+def _require_battery(least, volts):
+    if volts is None:
+        text = f"expected a battery of at least {least:g} V, but this bus cannot tell; nothing was erased"
+        raise _refusal(LowBattery, "battery", text, "measure the voltage and leave out min_voltage")
+    if volts < least:
+        text = f"expected a battery of at least {least:g} V, found {volts:g} V; nothing was erased"
+        raise _refusal(LowBattery, "battery", text, "charge the battery or connect a supply, and flash again")
+
+
+def _refusal(kind, cause, text, advice):
+    """Why the host itself goes no further, after the ECU was identified."""
     facts = {
         "phase": "identify",
-        "cause": "wrong ECU",
+        "cause": cause,
         "text": text,
         "state": "as before, nothing was erased or written; no session is open",
-        "advice": "look at which ECU is connected, and at expect_ecu",
+        "advice": advice,
     }
-    return _with_attributes(WrongEcu("identify: " + text), facts)
+    return _with_attributes(kind("identify: " + text), facts)
 
 
 PUBLIC = (
@@ -394,6 +418,7 @@ PUBLIC = (
     Difference,
     HistoryEntry,
     Identification,
+    LowBattery,
     NoAnswer,
     ProgramResult,
     Programmer,

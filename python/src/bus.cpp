@@ -238,6 +238,14 @@ host::Duration TimeOf(double seconds) {
   return std::chrono::duration_cast<host::Duration>(std::chrono::duration<double>(seconds));
 }
 
+std::optional<double> BatteryVoltage(const Bus& self) {
+  return self.Use([](const auto& bus) {
+    const WithoutGil released;
+    const std::optional<std::uint32_t> millivolts = bus->BatteryMillivolts();
+    return millivolts ? std::optional(*millivolts / 1e3) : std::nullopt;
+  });
+}
+
 void BindEcu(py::module_& module) {
   const host::EcuOptions defaults;
   py::class_<Ecu, std::shared_ptr<Ecu>>(
@@ -350,6 +358,8 @@ closed.)")
       .def_property_readonly(
           "form", [](const Bus& self) { return NameOf(self.form()); },
           "\"can\", \"gateway\" or \"kline\": the form of the documents that it carries.")
+      .def_property_readonly("battery_voltage", &BatteryVoltage,
+                             "Of the vehicle, in volts; None from an adapter that cannot tell.")
       .def("close", &Bus::Close,
            "Lets go of the adapter; a second call does nothing. A run on another thread goes on to "
            "its end first.")

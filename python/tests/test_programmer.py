@@ -355,6 +355,38 @@ def test_another_ecu_than_the_expected_one_is_refused():
     assert ecu.blocks_written == 0
 
 
+class BatteryBus:
+    """An adapter that knows the voltage of the battery."""
+
+    def __init__(self, bus, volts):
+        self.select, self.send, self.receive = bus.select, bus.send, bus.receive
+        self.battery_voltage = volts
+
+
+def test_a_battery_that_is_too_low_is_refused_before_anything_is_changed():
+    ecu = quillmark.SimulatedEcu()
+    bus = BatteryBus(quillmark.SimulatedBus(ecu), 11.4)
+    with pytest.raises(quillmark.LowBattery, match="at least 11.5 V, found 11.4 V") as caught:
+        quillmark.Programmer(bus, ecu.key).flash(IMAGE, min_voltage=11.5)
+    assert (caught.value.cause, caught.value.memory) == ("battery", "untouched")
+    assert ecu.blocks_written == 0
+
+
+def test_a_battery_that_suffices_is_no_obstacle():
+    ecu = quillmark.SimulatedEcu()
+    bus = BatteryBus(quillmark.SimulatedBus(ecu), 11.5)
+    with pytest.raises(quillmark.Cancelled):
+        quillmark.Programmer(bus, ecu.key).flash(IMAGE, min_voltage=11.5, confirm=lambda identification: False)
+
+
+def test_a_bus_that_knows_no_voltage_is_refused_where_one_is_demanded():
+    ecu = quillmark.SimulatedEcu()
+    assert quillmark.SimulatedBus(ecu).battery_voltage is None
+    with pytest.raises(quillmark.LowBattery, match="this bus cannot tell"):
+        programmer_of(ecu).flash(IMAGE, min_voltage=11.5)
+    assert ecu.blocks_written == 0
+
+
 def test_silence_is_no_answer():
     with pytest.raises(quillmark.NoAnswer) as caught:
         programmer_of(quillmark.SimulatedEcu(silent=True), repeat=0).flash(IMAGE)
@@ -402,6 +434,7 @@ def test_every_failure_has_one_base_class():
         quillmark.Refused,
         quillmark.VerificationFailed,
         quillmark.WrongEcu,
+        quillmark.LowBattery,
     ):
         assert issubclass(error, quillmark.ProgrammingError)
     assert not issubclass(quillmark.ProgrammingError, (quillmark.Error, OSError))
