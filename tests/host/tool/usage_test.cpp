@@ -76,7 +76,8 @@ TEST_F(Usage, WithoutACommand) {
 TEST_F(Usage, UnknownCommand) {
   const ToolResult result = Run({"flsh", "a.s19"});
   EXPECT_EQ(result.status, 64);
-  EXPECT_THAT(result.err, HasSubstr("conformance; found \"flsh\"\nnext      quillmark --help lists"));
+  EXPECT_THAT(result.err,
+              HasSubstr("conformance; found \"flsh\"\nnext      quillmark --help lists"));
 }
 
 TEST_F(Usage, WithoutAnImage) {
