@@ -156,6 +156,7 @@ bool CanBus::ReadFrom(Client& client) {
   switch (message.kind) {
     case Kind::kBind:
       client.is_bound = true;
+      ++sockets_;
       break;
     case Kind::kFilters:
       client.filters = ItemsIn<can_filter>(message);

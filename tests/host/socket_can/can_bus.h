@@ -41,6 +41,9 @@ class CanBus {
   CanBus& operator=(CanBus&&) = delete;
   ~CanBus();
 
+  /// How many sockets are bound.
+  [[nodiscard]] int Sockets() const { return sockets_; }
+
  private:
   /// A socket as the kernel has it.
   struct Client {
@@ -66,6 +69,7 @@ class CanBus {
   bool was_full_ = false;
   bool is_gone_ = false;
   std::atomic<bool> stopped_ = false;
+  std::atomic<int> sockets_ = 0;
   std::thread thread_;
 };
 

@@ -3,6 +3,12 @@
 // SocketCAN runs through whole flashes on machines without the kernel's module.
 #include <gmock/gmock.h>
 
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+
 #include "quillmark/host/simulated_ecu.h"
 #include "tests/host/socket_can/can_bus.h"
 #include "tests/host/tool/images.h"
@@ -113,6 +119,30 @@ TEST_F(SocketCan, RefusesAnInterfaceThatIsNotThere) {
   EXPECT_EQ(result.status, 74);
   EXPECT_THAT(result.err, HasSubstr("can9 cannot be opened: No such device"));
 }
+
+#ifdef QUILLMARK_CANDUMP
+/// A program of other authors finds in the stand-in what it expects of a kernel.
+TEST_F(SocketCan, IsSeenByCandumpWithItsTimeStamps) {
+  Serve();
+  FILE* const candump = ::popen(QUILLMARK_CANDUMP " -L -n 4 -T 20000 can0 2>&1", "r");
+  ASSERT_NE(candump, nullptr);
+  while (bus_->Sockets() == 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  const auto before = std::chrono::system_clock::now().time_since_epoch();
+  EXPECT_EQ(Run({"identify", "--bus", "socketcan:can0", "--p2", "5000"}).status, 0);
+  std::string text;
+  std::array<char, 200> line{};
+  while (std::fgets(line.data(), line.size(), candump) != nullptr) {
+    text += line.data();
+  }
+  EXPECT_EQ(::pclose(candump), 0);
+  EXPECT_THAT(text, ::testing::MatchesRegex("(\\([0-9.]+\\) can0 (632|73A)#[0-9A-F]+\n){4}"))
+      << text;
+  const double first = std::atof(text.c_str() + 1);
+  EXPECT_GE(first + 1, std::chrono::duration<double>(before).count());
+}
+#endif
 
 TEST_F(SocketCan, LosesFramesAndRepeats) {
   Serve({}, {}, {.lost_every = 500});

@@ -121,10 +121,15 @@ int ioctl(int descriptor, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
-  if (StateOf(descriptor) == State::kForeign || request != SIOCGIFINDEX) {
+  if (StateOf(descriptor) == State::kForeign ||
+      (request != SIOCGIFINDEX && request != SIOCGIFNAME)) {
     return next(descriptor, request, argument);
   }
   auto* const interface = static_cast<ifreq*>(argument);
+  if (request == SIOCGIFNAME) {
+    std::strcpy(interface->ifr_name, kInterface);
+    return 0;
+  }
   if (std::strcmp(interface->ifr_name, kInterface) != 0) {
     return Fail(ENODEV);
   }
@@ -227,6 +232,13 @@ ssize_t recvmsg(int descriptor, msghdr* header, int flags) {
       header->msg_iovlen == 0 ? 0 : std::min<std::size_t>(message.size, header->msg_iov->iov_len);
   std::memcpy(header->msg_iov->iov_base, message.content, count);
   header->msg_flags = 0;
+  if (header->msg_name != nullptr && header->msg_namelen >= sizeof(sockaddr_can)) {
+    sockaddr_can sender{};
+    sender.can_family = AF_CAN;
+    sender.can_ifindex = kInterfaceIndex;
+    std::memcpy(header->msg_name, &sender, sizeof sender);
+    header->msg_namelen = sizeof sender;
+  }
   timeval arrived{};
   ::gettimeofday(&arrived, nullptr);
   cmsghdr* const stamp = CMSG_FIRSTHDR(header);
@@ -236,6 +248,8 @@ ssize_t recvmsg(int descriptor, msghdr* header, int flags) {
     stamp->cmsg_len = CMSG_LEN(sizeof arrived);
     std::memcpy(CMSG_DATA(stamp), &arrived, sizeof arrived);
     header->msg_controllen = CMSG_SPACE(sizeof arrived);
+  } else {
+    header->msg_controllen = 0;
   }
   return static_cast<ssize_t>(count);
 }
