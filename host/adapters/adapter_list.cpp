@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 // More than any honest folder has.
 constexpr std::size_t kMostFiles = 200;
-constexpr std::uint64_t kLargestDescription = 64 * 1024;
+constexpr std::uint64_t kLargestDescription = 65'536;
 constexpr std::size_t kLongestName = 200;
 constexpr std::size_t kLongestPath = 4096;
 /// The type of a network interface that is a CAN bus (ARPHRD_CAN).
