@@ -118,6 +118,10 @@ std::optional<Bytes> SimulatedWire::TakeReceived() {
 }
 
 SimulatedWire::FaultInjector InjectorOf(const WireFaults& faults) {
+  if (faults.lost_every == std::uint64_t{0}) {
+    throw std::invalid_argument(
+        "the faults lose every frame whose number is a multiple of 0; expected at least 1");
+  }
   return CountingInjector(faults);
 }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <stdexcept>
+
 #include "quillmark/host/simulated_bus.h"
 
 namespace quillmark::host {
@@ -14,6 +16,9 @@ std::uint64_t CanFrameBits(bool extended, std::uint64_t size) {
 }
 
 Duration TimeOf(std::uint64_t bits, std::uint32_t bits_a_second) {
+  if (bits_a_second == 0) {
+    throw std::invalid_argument("the bit rate of a bus cannot be 0");
+  }
   return Duration((bits * 1'000'000 + bits_a_second - 1) / bits_a_second);
 }
 

@@ -22,7 +22,8 @@ struct WireSpeed {
   std::uint32_t k_line_baud = 10'400;    ///< of the K line
 };
 
-/// The time that a frame of `size` bytes occupies the wire of its exchange, rounded up.
+/// The time that a frame of `size` bytes occupies the wire of its exchange, rounded up. Raises
+/// std::invalid_argument for a speed of 0.
 ///
 /// CAN frames count with the largest possible number of stuff bits and with the gap that follows
 /// them; a gateway's frames have 11-bit identifiers. A byte on a K line takes 10 bits.
@@ -59,7 +60,7 @@ struct FrameOnWire {
   /// When its last bit arrives.
   Duration at{};
   /// Of a CAN frame 1 to 8 bytes, of a K line a whole message.
-  Bytes data;
+  Bytes data{};
 };
 
 /// A wire between a tester and a simulated node. Every frame occupies it for its time at the chosen
@@ -137,7 +138,7 @@ struct WireFaults {
   std::optional<std::uint64_t> unplugged_at{};
 };
 
-/// Injects these faults into a wire.
+/// Injects these faults into a wire. Raises std::invalid_argument for a `lost_every` of 0.
 [[nodiscard]] QUILLMARK_API SimulatedWire::FaultInjector InjectorOf(const WireFaults& faults);
 
 /// A bus in simulated time: a run takes only the time to compute it. A rate derived from `Now` is

@@ -2,6 +2,7 @@
 // How long a frame occupies a wire, and what faults do to it.
 #include <gmock/gmock.h>
 
+#include <stdexcept>
 #include <string>
 
 #include "quillmark/host/simulated_bus.h"
@@ -40,6 +41,12 @@ TEST(WireTime, IsRoundedUp) {
   EXPECT_EQ(WireTime(kOnKLine, 1, {.k_line_baud = 10'400}), microseconds(962));
 }
 
+TEST(WireTime, RefusesASpeedOfZero) {
+  EXPECT_THROW(static_cast<void>(WireTime(kStandard, 8, {.can_bit_rate = 0})),
+               std::invalid_argument);
+  EXPECT_THROW(static_cast<void>(WireTime(kOnKLine, 8, {.k_line_baud = 0})), std::invalid_argument);
+}
+
 /// What becomes of five equal frames; the text of BusError where the adapter goes.
 std::vector<std::string> Arrived(const WireFaults& faults) {
   const SimulatedWire::FaultInjector inject = InjectorOf(faults);
@@ -68,6 +75,10 @@ TEST(WireFaults, LoseOneFrame) {
 
 TEST(WireFaults, LoseEveryNthFrame) {
   EXPECT_THAT(Arrived({.lost_every = 2}), ElementsAre("112233", "-", "112233", "-", "112233"));
+}
+
+TEST(WireFaults, CannotLoseEveryZerothFrame) {
+  EXPECT_THROW(static_cast<void>(InjectorOf({.lost_every = 0})), std::invalid_argument);
 }
 
 TEST(WireFaults, FlipTheByteInTheMiddleOfOneFrame) {
