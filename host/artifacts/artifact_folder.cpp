@@ -7,6 +7,7 @@
 
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/files.h"
+#include "quillmark/host/programmer.h"
 
 namespace quillmark::host {
 namespace {

@@ -109,8 +109,8 @@ PhaseTimes PhaseOf(const JsonField& object) {
 
 }  // namespace
 
-Plan PlanOf(const JsonField& object) {
-  Plan plan;
+CommandPlan PlanOf(const JsonField& object) {
+  CommandPlan plan;
   if (const auto command = object.Member("command")) {
     plan.command = ChoiceOf(*command, kCommands);
   }
@@ -138,8 +138,8 @@ Plan PlanOf(const JsonField& object) {
   return plan;
 }
 
-Result ResultOf(const JsonField& object) {
-  Result result;
+CommandResult ResultOf(const JsonField& object) {
+  CommandResult result;
   if (const auto outcome = object.Member("outcome")) {
     result.state = ChoiceOf(*outcome, kOutcomes);
   }
@@ -189,8 +189,8 @@ void LogReader::AddPhase(const std::string& name) {
   }
 }
 
-Result LogReader::result() const {
-  Result result = result_;
+CommandResult LogReader::result() const {
+  CommandResult result = result_;
   std::vector<PhaseTimes>& phases = result.phases;
   for (std::size_t i = 0; i < phases.size(); ++i) {
     phases[i].ended = i + 1 < phases.size() ? phases[i + 1].began : result.time;

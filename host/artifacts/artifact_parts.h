@@ -10,8 +10,8 @@
 namespace quillmark::host {
 
 /// Each takes what is there and raises DamagedArtifacts for a member that is not what it should be.
-[[nodiscard]] Plan PlanOf(const JsonField& object);
-[[nodiscard]] Result ResultOf(const JsonField& object);
+[[nodiscard]] CommandPlan PlanOf(const JsonField& object);
+[[nodiscard]] CommandResult ResultOf(const JsonField& object);
 
 /// What a log says about a command that did not reach its result, line by line.
 class LogReader {
@@ -19,12 +19,12 @@ class LogReader {
   void Add(const JsonField& event);
 
   /// An unfinished result: the phases, the ECU, and how far the command got.
-  [[nodiscard]] Result result() const;
+  [[nodiscard]] CommandResult result() const;
 
  private:
   void AddPhase(const std::string& name);
 
-  Result result_{};
+  CommandResult result_{};
   std::string error_{};
   std::uint64_t bytes_done_ = 0;
   std::uint64_t bytes_total_ = 0;

@@ -43,7 +43,7 @@ nlohmann::json ObjectIn(const std::optional<std::string>& text, const char* file
   return std::move(parsed.json);
 }
 
-Result ReadLog(const std::optional<std::string>& text, Warnings& warnings) {
+CommandResult ReadLog(const std::optional<std::string>& text, Warnings& warnings) {
   if (!text) {
     WarnOfMissing(artifact::kLog, warnings);
     return {};
@@ -65,18 +65,18 @@ Result ReadLog(const std::optional<std::string>& text, Warnings& warnings) {
 }
 
 /// The log counts if there is no outcome.
-Result ReadResult(const ArtifactFiles& files, Warnings& warnings) {
-  const Result told = ReadLog(files.log, warnings);
+CommandResult ReadResult(const ArtifactFiles& files, Warnings& warnings) {
+  const CommandResult told = ReadLog(files.log, warnings);
   if (!files.result) {
     return told;
   }
   const nlohmann::json object = ObjectIn(files.result, artifact::kResult, warnings);
-  const Result result = ResultOf(JsonField(object, artifact::kResult));
+  const CommandResult result = ResultOf(JsonField(object, artifact::kResult));
   return result.state == OutcomeState::kUnfinished ? told : result;
 }
 
 /// The roles of the identifiers, if the trace does not tell them.
-std::optional<Exchange> ExchangeOf(const Plan& plan) {
+std::optional<Exchange> ExchangeOf(const CommandPlan& plan) {
   if (plan.form != TransportForm::kPlainCan || !plan.receive || !plan.send) {
     return std::nullopt;
   }
@@ -89,7 +89,7 @@ bool EndsInsideALine(std::istream& in) {
   return in.get() != '\n';
 }
 
-Trace ReadTraceFile(std::istream* in, const Plan& plan, Warnings& warnings) {
+Trace ReadTraceFile(std::istream* in, const CommandPlan& plan, Warnings& warnings) {
   Trace trace{.exchange = ExchangeOf(plan).value_or(
                   Exchange{.form = plan.form.value_or(TransportForm::kPlainCan)})};
   if (in == nullptr) {

@@ -9,7 +9,8 @@
 #include <stdexcept>
 
 #include "host/plan/wire_plan.h"
-#include "quillmark/host/memory_ranges.h"
+#include "host/programmer/image_parts.h"
+#include "host/programmer/session.h"
 #include "quillmark/host/plan.h"
 #include "quillmark/host/text.h"
 #include "quillmark/host/transfer.h"

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "quillmark/error.h"
+#include "quillmark/host/decode.h"
 
 namespace quillmark::host {
 namespace {
@@ -73,7 +74,7 @@ void WirePlan::AddPauses(const IXMLDOMNode& steps, std::string_view name) {
 }
 
 void WirePlan::AddRequest(ByteView request) {
-  if (const std::optional<AddressedBytes> memory = DownloadIn(request)) {
+  if (const std::optional<AddressRange> memory = DownloadIn(request)) {
     plan_.blocks.push_back(*memory);
     plan_.sent_bytes += memory->count;
   }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "host/programmer/failure.h"
+#include "host/programmer/image_parts.h"
 
 namespace quillmark::host {
 namespace {

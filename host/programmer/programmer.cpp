@@ -6,9 +6,9 @@
 
 #include "host/programmer/checksum_platform.h"
 #include "host/programmer/failure.h"
+#include "host/programmer/image_parts.h"
 #include "host/programmer/progress_reporter.h"
 #include "host/programmer/session.h"
-#include "quillmark/host/memory_ranges.h"
 
 namespace quillmark::host {
 namespace {

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "host/programmer/failure.h"
-#include "quillmark/host/memory_ranges.h"
+#include "host/programmer/image_parts.h"
 
 namespace quillmark::host {
 namespace {

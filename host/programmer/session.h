@@ -14,6 +14,9 @@
 
 namespace quillmark::host {
 
+/// Gives an object what the configuration says of the way to the ECU: `CANIDs` and `FlowControl`.
+void Configure(DiagOnCANReprog& reprog, const ProgrammerConfig& config);
+
 /// One session with the ECU, phase by phase, on one component object. Every phase raises
 /// ProgrammingError; errors of the component's request methods pass through as Error.
 ///

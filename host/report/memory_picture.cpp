@@ -15,7 +15,7 @@ constexpr std::uint8_t kUpload = 0x35;
 /// Follows a flash through its exchanges.
 class FlashPainter {
  public:
-  explicit FlashPainter(const Plan& plan) : blocks_(plan.blocks), fill_byte_(plan.fill) {
+  explicit FlashPainter(const CommandPlan& plan) : blocks_(plan.blocks), fill_byte_(plan.fill) {
     for (const AddressRange& segment : plan.segments) {
       picture_.Paint(segment.start, segment.count, MemoryState::kFill);
     }
@@ -62,10 +62,10 @@ class FlashPainter {
     if (!memory) {
       return;
     }
-    picture_.Paint(memory->address, memory->count,
+    picture_.Paint(memory->start, memory->count,
                    is_answered ? MemoryState::kWritten : MemoryState::kFailed);
     if (is_answered) {
-      written_[memory->address] = DataOf(request);
+      written_[memory->start] = DataOf(request);
     }
   }
 
@@ -87,11 +87,11 @@ class FlashPainter {
     const Bytes found =
         answer != nullptr && answer->description.memory == memory ? DataOf(*answer) : Bytes{};
     if (found.size() != memory->count) {
-      picture_.Paint(memory->address, memory->count, MemoryState::kFailed);
+      picture_.Paint(memory->start, memory->count, MemoryState::kFailed);
       return;
     }
     for (std::size_t i = 0; i < found.size(); ++i) {
-      PaintByte(memory->address + static_cast<std::uint32_t>(i), found[i]);
+      PaintByte(memory->start + static_cast<std::uint32_t>(i), found[i]);
     }
   }
 
@@ -123,7 +123,7 @@ class FlashPainter {
   std::map<std::uint32_t, Bytes> written_;
 };
 
-MemoryPicture PictureOfRead(const Plan& plan, const Decoding& decoding,
+MemoryPicture PictureOfRead(const CommandPlan& plan, const Decoding& decoding,
                             const std::vector<DecodedExchange>& exchanges) {
   MemoryPicture picture;
   // Of a verification it is the image that is read.
@@ -136,7 +136,7 @@ MemoryPicture PictureOfRead(const Plan& plan, const Decoding& decoding,
     const Description& request = decoding.messages[exchange.first_message].description;
     if (request.service == kUpload && request.memory) {
       const bool is_answered = exchange.outcome == ExchangeOutcome::kAnswered;
-      picture.Paint(request.memory->address, request.memory->count,
+      picture.Paint(request.memory->start, request.memory->count,
                     is_answered ? MemoryState::kRead : MemoryState::kFailed);
     }
   }
@@ -182,7 +182,7 @@ std::vector<MemoryStretch> MemoryPicture::Stretches() const {
   return stretches;
 }
 
-MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
+MemoryPicture PictureOf(const CommandPlan& plan, const Decoding& decoding,
                         const std::vector<DecodedExchange>& exchanges) {
   if (plan.command == PlannedCommand::kRead || plan.command == PlannedCommand::kVerify) {
     return PictureOfRead(plan, decoding, exchanges);

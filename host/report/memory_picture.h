@@ -49,7 +49,7 @@ class MemoryPicture {
 };
 
 /// The memory of `plan`, after the exchanges.
-[[nodiscard]] MemoryPicture PictureOf(const Plan& plan, const Decoding& decoding,
+[[nodiscard]] MemoryPicture PictureOf(const CommandPlan& plan, const Decoding& decoding,
                                       const std::vector<DecodedExchange>& exchanges);
 
 }  // namespace quillmark::host

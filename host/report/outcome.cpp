@@ -24,7 +24,7 @@ std::string_view SubjectOf(PlannedCommand command) {
   }
 }
 
-std::string DoneLine(PlannedCommand command, const Result& result) {
+std::string DoneLine(PlannedCommand command, const CommandResult& result) {
   const double seconds = std::chrono::duration<double>(result.time).count();
   switch (command) {
     case PlannedCommand::kFlash:
@@ -46,14 +46,14 @@ std::string WithReason(const std::string& line, const std::string& reason) {
   return reason.empty() ? line : line + ": " + reason;
 }
 
-Outcome Unfinished(std::string_view subject, const Result& result) {
+Outcome Unfinished(std::string_view subject, const CommandResult& result) {
   return {"unfinished",
           fmt::format("{} not finished: the tool is still at work, or was ended {}", subject,
                       result.message.empty() ? "in the middle" : result.message),
           "The ECU may be in the middle of anything. Power it down and up and start again."};
 }
 
-std::string BusText(const Plan& plan, const Exchange& exchange) {
+std::string BusText(const CommandPlan& plan, const Exchange& exchange) {
   const TransportForm form = plan.form.value_or(exchange.form);
   const bool is_k_line = form == TransportForm::kKLine;
   std::string text = is_k_line ? "K line" : form == TransportForm::kGateway ? "CAN gateway" : "CAN";
@@ -82,7 +82,7 @@ std::string_view NameOf(PlannedCommand command) {
 }
 
 Outcome OutcomeOf(const Artifacts& artifacts) {
-  const Result& result = artifacts.result;
+  const CommandResult& result = artifacts.result;
   const std::string subject(SubjectOf(artifacts.plan.command));
   const std::string advice = result.ecu_state +
                              (result.ecu_state.empty() || result.next.empty() ? "" : ". ") +
@@ -101,7 +101,7 @@ Outcome OutcomeOf(const Artifacts& artifacts) {
 
 std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifacts,
                                                          const Decoding& decoding) {
-  const Plan& plan = artifacts.plan;
+  const CommandPlan& plan = artifacts.plan;
   std::vector<std::pair<std::string, std::string>> facts;
   const auto add = [&facts](const char* name, const std::string& value) {
     if (!value.empty()) {

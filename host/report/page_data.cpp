@@ -91,13 +91,13 @@ Json ExchangeColumnsOf(const Decoding& decoding, const std::vector<DecodedExchan
   std::vector<std::uint32_t> size;
   for (const DecodedExchange& exchange : exchanges) {
     const Description& request = decoding.messages[exchange.first_message].description;
-    const AddressedBytes memory = request.memory.value_or(AddressedBytes{});
+    const AddressRange memory = request.memory.value_or(AddressRange{});
     messages.push_back(exchange.messages);
     outcome.push_back(static_cast<int>(exchange.outcome));
     pending.push_back(exchange.pending);
     repeat.push_back(exchange.is_repeat ? 1 : 0);
     name.push_back(names.IndexOf(request.name.empty() ? "unknown" : request.name));
-    address.push_back(memory.address);
+    address.push_back(memory.start);
     size.push_back(memory.count);
   }
   return {{"messages", messages}, {"outcome", outcome}, {"pending", pending}, {"repeat", repeat},

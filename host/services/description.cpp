@@ -59,12 +59,12 @@ Description DescribeNegative(ByteView message) {
   return description;
 }
 
-std::optional<AddressedBytes> AddressIn(ByteView message) {
+std::optional<AddressRange> AddressIn(ByteView message) {
   if (message.size() < kBlockHeader) {
     return std::nullopt;
   }
-  return AddressedBytes{.address = message[2] * 0x10000U + message[3] * 0x100U + message[4],
-                        .count = message[5]};
+  return AddressRange{.start = message[2] * 0x10000U + message[3] * 0x100U + message[4],
+                      .count = message[5]};
 }
 
 /// Addresses are those of the request, and of an upload's response, which repeats them.
@@ -100,7 +100,7 @@ Description Describe(ByteView message) {
   return description;
 }
 
-std::optional<AddressedBytes> DownloadIn(ByteView request) {
+std::optional<AddressRange> DownloadIn(ByteView request) {
   const bool is_download = !request.empty() && request[0] == kDownload;
   return is_download && !IsForLogZone(request) ? AddressIn(request) : std::nullopt;
 }

@@ -86,8 +86,8 @@ void Report(Reporter& reporter, const ProgramResult& result) {
 Json PlanOf(const FlashCommandOptions& options, const Images& images) {
   const DownloadPlan plan = PlanOf(ConfigOf(options), options.link.Speed(), images.segments);
   Json blocks = Json::array();
-  for (const AddressedBytes& block : plan.blocks) {
-    blocks.push_back({block.address, block.count});
+  for (const AddressRange& block : plan.blocks) {
+    blocks.push_back({block.start, block.count});
   }
   return {{"command", "flash"},
           {"image", PlannedImage(images)},

@@ -13,6 +13,9 @@
 /// The lines of the logs that a trace is read from, and their words.
 namespace quillmark::host {
 
+/// The first line of a K line trace.
+inline constexpr std::string_view kKLineTraceTitle = "quillmark K line trace 1";
+
 /// The words of a line, separated by blanks.
 [[nodiscard]] std::vector<std::string_view> WordsOf(std::string_view line);
 

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <string>
 
+#include "host/trace/log_lines.h"
 #include "quillmark/host/trace.h"
 
 namespace quillmark::host {

@@ -22,9 +22,9 @@ struct AdapterEntry {
   /// What kind of thing it is.
   Kind kind = Kind::kSerialPort;
   /// What it is, for people.
-  std::string description;
+  std::string description{};
   /// How it is used; a serial port may be one of two adapters.
-  std::vector<std::string> uris;
+  std::vector<std::string> uris{};
 };
 
 /// What is there.

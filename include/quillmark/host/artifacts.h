@@ -17,10 +17,11 @@
 #include "quillmark/export.h"
 #include "quillmark/host/bus.h"
 #include "quillmark/host/files.h"
-#include "quillmark/host/programmer.h"
 #include "quillmark/host/trace.h"
 
 namespace quillmark::host {
+
+struct DocumentRun;
 
 /// The files in a folder of artifacts.
 namespace artifact {
@@ -43,19 +44,11 @@ class QUILLMARK_API DamagedArtifacts : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A range of memory within 24 bits.
-struct AddressRange {
-  std::uint32_t start = 0;  ///< the first address
-  std::uint32_t count = 0;  ///< the number of bytes
-
-  friend bool operator==(const AddressRange&, const AddressRange&) = default;
-};
-
 /// The command of the tool that left the artifacts; `kUnknown` where the plan does not say.
 enum class PlannedCommand : std::uint8_t { kUnknown, kFlash, kVerify, kRead };
 
 /// What a command was going to do. Members that its file lacks are empty.
-struct Plan {
+struct CommandPlan {
   PlannedCommand command = PlannedCommand::kUnknown;  ///< decides which members are used
   std::string started{};                              ///< the date, for people
   std::string version{};                              ///< of the tool
@@ -87,7 +80,7 @@ struct PhaseTimes {
 };
 
 /// How a command ended. Members that its file lacks are empty.
-struct Result {
+struct CommandResult {
   /// Done, or in which way it is not.
   OutcomeState state = OutcomeState::kUnfinished;
   /// Why it failed; if it is done, what is missing in the folder; if it was killed, how far it got.
@@ -105,8 +98,8 @@ struct Result {
 
 /// What a command left in its folder, as far as it is there.
 struct Artifacts {
-  Plan plan{};      ///< what it was going to do
-  Result result{};  ///< how it ended
+  CommandPlan plan{};      ///< what it was going to do
+  CommandResult result{};  ///< how it ended
   /// Without entries where nothing was sent.
   Trace trace{};
   /// Files that are missing or cut off, a sentence each.

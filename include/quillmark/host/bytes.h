@@ -18,6 +18,14 @@ using Bytes = std::vector<std::uint8_t>;
 /// The same, as somebody else keeps it: valid only as long as what it looks at.
 using ByteView = std::span<const std::uint8_t>;
 
+/// A range of memory within 24 bits.
+struct AddressRange {
+  std::uint32_t start = 0;  ///< the first address
+  std::uint32_t count = 0;  ///< the number of bytes
+
+  friend bool operator==(const AddressRange&, const AddressRange&) = default;
+};
+
 /// Upper-case text, two digits per byte, no separators.
 [[nodiscard]] QUILLMARK_API std::string HexOf(ByteView bytes);
 

@@ -17,10 +17,10 @@ namespace quillmark::host {
 /// What a console works on, so that it can drive any platform.
 struct ConsoleEnvironment {
   /// Makes the object that is called, on `platform`.
-  std::function<std::shared_ptr<DiagOnCANReprog>()> create_object;
-  std::shared_ptr<Platform> platform;  ///< makes the arguments
+  std::function<std::shared_ptr<DiagOnCANReprog>()> create_object{};
+  std::shared_ptr<Platform> platform{};  ///< makes the arguments
   /// Returns once no worker runs; events may be delivered meanwhile.
-  std::function<void()> wait_for_workers;
+  std::function<void()> wait_for_workers{};
 };
 
 /// One object, called by lines of JSON.

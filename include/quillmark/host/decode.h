@@ -25,14 +25,6 @@ enum class MessageKind : std::uint8_t {
   kPending,   ///< the negative response "response pending"
 };
 
-/// The addresses in a message.
-struct AddressedBytes {
-  std::uint32_t address = 0;  ///< the first one, 0 to 0xFFFFFF
-  std::uint32_t count = 0;    ///< how many
-
-  friend bool operator==(const AddressedBytes&, const AddressedBytes&) = default;
-};
-
 /// A message in words.
 struct Description {
   MessageKind kind = MessageKind::kRequest;  ///< a request, or which kind of response
@@ -43,7 +35,7 @@ struct Description {
   /// "memory 00, 0x008000 to 0x00807F, 128 bytes"; empty if there is nothing to say.
   std::string parameters{};
   /// Of a download or an upload of memory.
-  std::optional<AddressedBytes> memory{};
+  std::optional<AddressRange> memory{};
   /// Where the data of such a message begins; 0 if it carries none.
   std::size_t data_at = 0;
 };
@@ -53,7 +45,7 @@ struct Description {
 [[nodiscard]] QUILLMARK_API Description Describe(ByteView message);
 
 /// Where a request puts its data; nothing if it is not a download into memory.
-[[nodiscard]] QUILLMARK_API std::optional<AddressedBytes> DownloadIn(ByteView request);
+[[nodiscard]] QUILLMARK_API std::optional<AddressRange> DownloadIn(ByteView request);
 
 /// "request download, positive: accepted".
 [[nodiscard]] QUILLMARK_API std::string TextOf(const Description& description);

@@ -22,8 +22,8 @@ namespace quillmark::host {
 /// Consecutive bytes from an address on. Addresses have 32 bits; the last byte's address is at most
 /// 0xFFFFFFFF.
 struct ImageSegment {
-  std::uint32_t address = 0;        ///< of the first byte
-  std::vector<std::uint8_t> bytes;  ///< one for each address
+  std::uint32_t address = 0;          ///< of the first byte
+  std::vector<std::uint8_t> bytes{};  ///< one for each address
 
   friend bool operator==(const ImageSegment&, const ImageSegment&) = default;
 };
@@ -43,8 +43,8 @@ class QUILLMARK_API DamagedImage : public std::runtime_error {
 
 /// What one of several files holds.
 struct ImagePart {
-  std::string_view file;                   ///< its name for messages
-  std::span<const ImageSegment> segments;  ///< its content
+  std::string_view file{};                   ///< its name for messages
+  std::span<const ImageSegment> segments{};  ///< its content
 };
 
 /// What the files hold together, by the rule of a single one: an address may be in several of them
@@ -79,8 +79,8 @@ class QUILLMARK_API MisplacedBase : public std::runtime_error {
 
 /// What an image file holds.
 struct ImageFile {
-  ImageFormat format;      ///< in which it was read
-  ImageSegments segments;  ///< its content
+  ImageFormat format = ImageFormat::kRawBinary;  ///< in which it was read
+  ImageSegments segments{};                      ///< its content
   /// Records that give addresses values that other records give them too.
   std::uint64_t repeated_records = 0;
 };

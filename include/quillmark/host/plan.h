@@ -9,7 +9,6 @@
 #include "quillmark/dom.h"
 #include "quillmark/export.h"
 #include "quillmark/host/bus.h"
-#include "quillmark/host/decode.h"
 #include "quillmark/host/image_file.h"
 #include "quillmark/host/programmer.h"
 #include "quillmark/host/simulated_bus.h"
@@ -21,7 +20,7 @@ struct DownloadPlan {
   std::uint64_t image_bytes = 0;  ///< the bytes of the image, including fill
   std::uint64_t documents = 0;    ///< the documents that a runner would run
   /// Where its requests go, in their order, and the data bytes in them.
-  std::vector<AddressedBytes> blocks{};
+  std::vector<AddressRange> blocks{};
   /// The data bytes of all requests together.
   std::uint64_t sent_bytes = 0;
   /// Of all frames both ways and of all waits; the ECU's own time comes on top.
@@ -40,7 +39,8 @@ struct PlanCallbacks {
 };
 
 /// Computes a download without a bus; nothing where it was stopped. Of `config`, it uses what says
-/// how the ECU is reached, and how the image is cut. Raises the errors of `ComputeDownload`.
+/// how the ECU is reached, and how the image is cut. Raises the errors of `ComputeDownload`, and
+/// std::invalid_argument for a speed of 0.
 [[nodiscard]] QUILLMARK_API std::optional<DownloadPlan> PlanDownload(
     const ProgrammerConfig& config, const WireSpeed& speed, const ImageSegments& segments,
     const PlanCallbacks& callbacks = {});

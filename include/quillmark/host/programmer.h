@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -58,7 +59,7 @@ struct Difference {
   std::uint32_t address = 0;  ///< 0 to 0xFFFFFF
   std::uint8_t expected = 0;  ///< the byte of the image
   /// The byte of the ECU. Nothing if the ECU sent no byte for this address.
-  std::optional<std::uint8_t> found;
+  std::optional<std::uint8_t> found{};
 
   friend bool operator==(const Difference&, const Difference&) = default;
 };
@@ -79,17 +80,17 @@ struct Failure {
   /// Number of the component's error; 0 if the host found the failure by itself.
   std::int32_t number = 0;
   /// What happened, in words, from the error of the component, the runner or the host.
-  std::string text;
+  std::string text{};
   /// The address concerned: of the block that failed, of the first difference.
-  std::optional<std::uint32_t> address;
+  std::optional<std::uint32_t> address{};
   /// The code of the ECU's negative response. 0x36 and 0x37 forbid another attempt with a key.
-  std::optional<std::uint8_t> response_code;
+  std::optional<std::uint8_t> response_code{};
   /// The service of the request that failed; nothing if no request did.
-  std::optional<std::uint8_t> service;
+  std::optional<std::uint8_t> service{};
   /// The step of its document that failed, counted from 1; 0 if none did.
   std::size_t document_step = 0;
   /// The first differing bytes, at most 16.
-  std::vector<Difference> differences;
+  std::vector<Difference> differences{};
   /// How many bytes differ in all.
   std::uint64_t different_bytes = 0;
 
@@ -108,7 +109,8 @@ struct Failure {
   std::string backup{};
 };
 
-/// The only exception of a Programmer. `what` is a complete sentence for a user.
+/// Everything that a Programmer raises, beside what the host's own functions raise. `what` is a
+/// complete sentence for a user.
 class QUILLMARK_API ProgrammingError : public std::exception {
  public:
   /// Makes the sentence out of the phase, the address, the text and the number.
@@ -124,18 +126,19 @@ class QUILLMARK_API ProgrammingError : public std::exception {
   std::string message_;
 };
 
+/// One entry of an ECU's history: two records of 24 bytes.
+struct HistoryEntry {
+  Bytes history{};        ///< the history record; empty if the ECU sent none
+  Bytes reprogramming{};  ///< the reprogramming record; empty if the ECU sent none
+};
+
 /// What an ECU says about itself, 24 bytes per record.
 struct Identification {
-  /// The two records of an entry of the history.
-  struct Entry {
-    Bytes history;        ///< empty if the ECU sent none
-    Bytes reprogramming;  ///< empty if the ECU sent none
-  };
   /// The identification record.
-  Bytes record;
+  Bytes record{};
   /// Up to eight, the first the ECU's entry 0. On a K line the component reads no history: at most
   /// the first history record is present.
-  std::vector<Entry> entries;
+  std::vector<HistoryEntry> entries{};
 
   /// The record that the ECU refused, and with which code. What comes after it was not asked for.
   struct Refusal {
@@ -207,15 +210,15 @@ struct ProgrammerConfig {
   BlockChecksum checksum{};
 
   /// The 48 bytes of the log record. Nothing: no log zone is written.
-  std::optional<Bytes> log_record;
+  std::optional<Bytes> log_record{};
 
   /// Makes the key of security access. Only `Programmer::Identify` does without.
-  KeyFunction key;
+  KeyFunction key{};
 
   /// How long the tester waits for the ECU.
-  RunnerTiming timing;
+  RunnerTiming timing{};
   /// How often and for how long requests are repeated.
-  RepetitionLimits repetition;
+  RepetitionLimits repetition{};
   /// The pause between two polls of the erase and of the check routine.
   std::chrono::milliseconds poll_interval{100};
   /// After so long without a request tester present is sent, while a session is open and the host
@@ -224,9 +227,6 @@ struct ProgrammerConfig {
   /// How long the erase and the check routine may stay busy.
   std::chrono::milliseconds busy_limit{120'000};
 };
-
-/// Gives an object what the configuration says of the way to the ECU: `CANIDs` and `FlowControl`.
-QUILLMARK_API void Configure(DiagOnCANReprog& reprog, const ProgrammerConfig& config);
 
 /// How far a call is.
 struct Progress {
@@ -261,7 +261,7 @@ struct DocumentRun {
 /// What a complete reprogramming did, or a verification by itself, which sends nothing.
 struct ProgramResult {
   /// What the ECU said about itself before anything was changed.
-  Identification identification;
+  Identification identification{};
   /// Bytes of the image.
   std::uint64_t image_bytes = 0;
   /// How many of them were sent; the rest is fill.
@@ -294,15 +294,16 @@ class Session;
 ///       std::cerr << error.what() << '\n';  // error.failure() has the parts
 ///     }
 ///
-/// A call that returns has done everything it promises; anything else is a ProgrammingError. After
-/// a failure or a cancellation, the transfer worker has been told to stop and the session with the
-/// ECU has been closed, as far as the ECU still answers; the programmer can be used for the next
-/// call. A worker may outlive the call for a moment: a host that needs it to have ended, for
-/// example before its process ends, calls `PortablePlatform::WaitForWorkers`.
+/// A call that returns has done everything it promises; anything else is a ProgrammingError. What a
+/// function of the host raises passes through, unless its comment says otherwise. After a failure
+/// or a cancellation, the transfer worker has been told to stop and the session with the ECU has
+/// been closed, as far as the ECU still answers; the programmer can be used for the next call. A
+/// worker may outlive the call for a moment: a host that needs it to have ended, for example before
+/// its process ends, calls `PortablePlatform::WaitForWorkers`.
 ///
-/// Threads: used by one thread at a time. The bus, the key function and both callbacks are used on
-/// that thread only: the transfer worker just passes its documents on, and computes the next one
-/// while the bus is busy with the last.
+/// Threads: used by one thread at a time. The bus and the host's functions are used on that
+/// thread only, a block checksum aside: the transfer worker just passes its documents on, and
+/// computes the next one while the bus is busy with the last.
 class QUILLMARK_API Programmer {
  public:
   /// Whether an identified ECU is to be programmed.

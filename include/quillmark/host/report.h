@@ -10,9 +10,9 @@ namespace quillmark::host {
 
 /// How a command ended, for the head of the page.
 struct Outcome {
-  std::string state;   ///< done, failed, cancelled, unfinished
-  std::string line;    ///< a sentence
-  std::string advice;  ///< what to do next; empty if there is no advice
+  std::string state{};   ///< done, failed, cancelled, unfinished
+  std::string line{};    ///< a sentence
+  std::string advice{};  ///< what to do next; empty if there is no advice
 };
 
 /// How the command ended that left these artifacts.

@@ -59,21 +59,21 @@ struct RunOutcome {
   /// The step that failed, counted from 1 among all steps of the document; 0 where none did.
   std::size_t step = 0;
   /// The text that the document's `e` element holds; empty where the run is complete.
-  std::string reason;
+  std::string reason{};
   /// The service bytes of the request that failed, else of the last one, as far as they were sent.
-  Bytes request;
+  Bytes request{};
   /// `kStopped`: the run ended in the midst of that request, not behind it.
   bool stopped_within = false;
   /// What came instead of the expected frame; empty where nothing came.
-  Bytes frame;
+  Bytes frame{};
   /// The code, where that frame is a negative response.
-  std::optional<std::uint8_t> response_code;
+  std::optional<std::uint8_t> response_code{};
   /// The service bytes of `frame`, as far as it holds them.
-  Bytes answer;
+  Bytes answer{};
   /// The service bytes of the frame that was expected, as far as it holds them.
-  Bytes expected;
+  Bytes expected{};
   /// `kFlowControl`: what the ECU asks for.
-  std::optional<FlowControl> flow_control;
+  std::optional<FlowControl> flow_control{};
   /// Frames that answered nothing.
   std::uint32_t passed_over = 0;
   /// The time of the bus that the run took.

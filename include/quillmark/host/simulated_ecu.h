@@ -31,12 +31,6 @@ struct FlashAreaOptions {
   Bytes first_cells{};
 };
 
-/// One entry of the ECU's history: two records of 24 bytes.
-struct HistoryEntry {
-  Bytes history;        ///< the history record
-  Bytes reprogramming;  ///< the reprogramming record
-};
-
 /// When the ECU answers, in simulated time.
 struct EcuTiming {
   /// On CAN: from the end of a request to its reply (P2).

@@ -84,9 +84,9 @@ class QUILLMARK_API EcuServer {
   /// How a run is ended, and what is called while it lasts; both may be empty.
   struct Callbacks {
     /// Asked at least five times a second; true ends the run.
-    std::function<bool()> stop_requested;
+    std::function<bool()> stop_requested{};
     /// Called whenever nothing has happened for a fifth of a second.
-    std::function<void()> on_quiet;
+    std::function<void()> on_quiet{};
   };
 
   /// All of them must outlive the server.

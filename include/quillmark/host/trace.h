@@ -62,9 +62,6 @@ enum class TraceFormat : std::uint8_t {
   kKLine,    ///< readable lines of a K line, a format of this host
 };
 
-/// The first line of a K line trace.
-inline constexpr std::string_view kKLineTraceTitle = "quillmark K line trace 1";
-
 /// A file that is not a trace, or a line of one that is not an entry.
 class QUILLMARK_API DamagedTrace : public std::runtime_error {
  public:

@@ -58,7 +58,8 @@ class QUILLMARK_API Transfer {
   [[nodiscard]] std::shared_ptr<DOMDocument> Next(std::chrono::milliseconds timeout);
 
   /// Ends a transfer that is still running. Returns once its worker has raised its last event,
-  /// which takes as long as one document: after that the object is free for the next transfer.
+  /// which takes as long as one document, at most after ten seconds: after that the object is free
+  /// for the next transfer.
   void Cancel();
 
   /// Whether there is more to come, and if not, why.

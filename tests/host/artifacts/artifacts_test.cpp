@@ -73,14 +73,14 @@ class ReadArtifactsTest : public ::testing::Test {
 TEST_F(ReadArtifactsTest, TakesEverythingThatTheFilesSay) {
   const Artifacts artifacts = Read();
   EXPECT_THAT(artifacts.warnings, IsEmpty());
-  const Plan& plan = artifacts.plan;
+  const CommandPlan& plan = artifacts.plan;
   EXPECT_EQ(plan.command, PlannedCommand::kFlash);
   EXPECT_EQ(plan.form, TransportForm::kPlainCan);
   EXPECT_EQ(plan.bit_rate, 500'000);
   EXPECT_EQ(plan.image_files, std::vector<std::string>{"a.s19"});
   EXPECT_THAT(plan.segments, ElementsAre(AddressRange{4096, 4}));
   EXPECT_THAT(plan.blocks, ElementsAre(AddressRange{4096, 2}, AddressRange{4098, 2}));
-  const Result& result = artifacts.result;
+  const CommandResult& result = artifacts.result;
   EXPECT_EQ(result.state, OutcomeState::kFailed);
   EXPECT_EQ(result.message, "no");
   EXPECT_EQ(result.time, std::chrono::milliseconds(500));

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "quillmark/host/memory_ranges.h"
-
 #include <gmock/gmock.h>
 
+#include "host/programmer/image_parts.h"
 #include "tests/host/programmer/workshop.h"
 
 namespace quillmark::host {

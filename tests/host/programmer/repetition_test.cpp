@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "quillmark/host/memory_ranges.h"
+#include "host/programmer/image_parts.h"
 #include "tests/host/programmer/workshop.h"
 
 namespace quillmark::host {

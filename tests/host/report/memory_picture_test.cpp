@@ -80,7 +80,8 @@ class PictureOfFlash : public ::testing::Test {
 
   Trace trace_{.exchange = {.form = TransportForm::kKLine}};
   // Two bytes at 0x1000 and two of fill behind them.
-  Plan plan_{.command = PlannedCommand::kFlash, .segments = {{0x1000, 4}}, .blocks = {{0x1000, 2}}};
+  CommandPlan plan_{
+      .command = PlannedCommand::kFlash, .segments = {{0x1000, 4}}, .blocks = {{0x1000, 2}}};
 };
 
 TEST_F(PictureOfFlash, ShowsThePlanWhereNothingHappened) {

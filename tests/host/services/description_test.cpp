@@ -65,14 +65,14 @@ TEST(Description, LeavesOutWhatIsCutOff) {
 
 TEST(Description, KnowsTheMemoryAndTheDataOfADownload) {
   const Description download = Describe(*BytesOfHex("3401008000020102AAAA"));
-  EXPECT_EQ(download.memory, (AddressedBytes{0x8000, 2}));
+  EXPECT_EQ(download.memory, (AddressRange{0x8000, 2}));
   EXPECT_EQ(download.data_at, 6U);
 }
 
 TEST(Description, KnowsTheDataOfAnUploadInItsReplyAlone) {
   EXPECT_EQ(Describe(*BytesOfHex("358000800001")).data_at, 0U);
   const Description reply = Describe(*BytesOfHex("75010080000100AAAA"));
-  EXPECT_EQ(reply.memory, (AddressedBytes{0x8000, 1}));
+  EXPECT_EQ(reply.memory, (AddressRange{0x8000, 1}));
   EXPECT_EQ(reply.data_at, 6U);
 }
 
