@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "live_transfers.h"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <stdexcept>
@@ -13,15 +16,22 @@
 namespace quillmark::python {
 namespace {
 
+constexpr std::chrono::milliseconds kLookAgain{5};
+
 struct LiveTransfers {
   std::mutex mutex;
   std::vector<std::weak_ptr<TransferClient>> clients;
-  bool ending = false;
+  std::atomic<int> calls = 0;
+  std::atomic<bool> ending = false;
 };
 
 /// Never destroyed: a client may end at any time.
 LiveTransfers& Live() {
-  static auto* const live = new LiveTransfers;
+  static auto* const live = [] {
+    // A forked child has none of the threads that work for its parent.
+    ::pthread_atfork(nullptr, nullptr, [] { Live().calls = 0; });
+    return new LiveTransfers;
+  }();
   return *live;
 }
 
@@ -55,15 +65,27 @@ void WaitForWorkers() {
   if (Handled() != nullptr) {
     throw std::runtime_error("a handler cannot wait for the workers, one of which runs it");
   }
-  constexpr std::chrono::milliseconds kLookUp{5};
   while (SharedPlatform()->RunningWorkers() > 0) {
     {
       const WithoutGil released;
-      std::this_thread::sleep_for(kLookUp);
+      std::this_thread::sleep_for(kLookAgain);
     }
     CheckSignals();
   }
 }
+
+LiveCall::LiveCall() {
+  LiveTransfers& live = Live();
+  const std::lock_guard lock(live.mutex);
+  if (live.ending) {
+    throw std::runtime_error("no call can start while the interpreter ends");
+  }
+  ++live.calls;
+}
+
+LiveCall::~LiveCall() { --Live().calls; }
+
+bool LiveCall::MustEnd() { return Live().ending; }
 
 void EndTransfers() {
   LiveTransfers& live = Live();
@@ -77,6 +99,10 @@ void EndTransfers() {
     if (const auto client = weak.lock()) {
       client->Cancel();
     }
+  }
+  while (live.calls > 0) {
+    const WithoutGil released;
+    std::this_thread::sleep_for(kLookAgain);
   }
   WaitForWorkers();
 }

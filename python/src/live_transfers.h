@@ -50,7 +50,22 @@ void Register(const std::shared_ptr<TransferClient>& client);
 /// which a worker runs.
 void WaitForWorkers();
 
-/// Cancels every transfer, lets no new one begin and waits for the workers, so that none of them
+/// Says, while it lives, that a thread works without the interpreter's lock and takes it now and
+/// then: the end of the interpreter waits for it. Raises RuntimeError once that has begun.
+class LiveCall {
+ public:
+  LiveCall();
+  LiveCall(const LiveCall&) = delete;
+  LiveCall& operator=(const LiveCall&) = delete;
+  LiveCall(LiveCall&&) = delete;
+  LiveCall& operator=(LiveCall&&) = delete;
+  ~LiveCall();
+
+  /// Whether the interpreter ends, so that calls have to.
+  [[nodiscard]] static bool MustEnd();
+};
+
+/// Cancels every transfer and every call, lets no new one begin and waits for them, so that none
 /// uses an interpreter that has ended.
 void EndTransfers();
 

@@ -21,6 +21,7 @@
 #include "arguments.h"
 #include "bindings.h"
 #include "errors.h"
+#include "live_transfers.h"
 #include "python_bus.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/image_file.h"
@@ -145,7 +146,7 @@ class Callbacks {
       CheckSignals();
       return raised_ || py::bool_(asked());
     };
-    return Ask("stop_requested", ask).value_or(true);
+    return LiveCall::MustEnd() || Ask("stop_requested", ask).value_or(true);
   }
 
   /// Keeps the first.
@@ -193,9 +194,8 @@ class Checksum {
     return callbacks_->Ask("checksum", ask).value_or(0);
   }
 
-  /// Waits for a thread that is asking.
+  /// Waits for a thread that is asking; called without the interpreter's lock.
   void End() {
-    const WithoutGil released;
     const std::lock_guard lock(mutex_);
     callbacks_ = nullptr;
   }
@@ -338,11 +338,12 @@ class Programmer {
       const std::function<std::string()>& backup = [] { return ""; }) {
     Callbacks callbacks(hooks);
     const auto checksum = std::make_shared<Checksum>(callbacks);
-    const auto ends = std::unique_ptr<Checksum, void (*)(Checksum*)>(
-        checksum.get(), [](Checksum* ended) { ended->End(); });
     std::optional<host::ProgrammingError> failed;
     bus_->Use([&](const auto& bus) {
       const WithoutGil released;
+      const LiveCall live;
+      const auto ends = std::unique_ptr<Checksum, void (*)(Checksum*)>(
+          checksum.get(), [](Checksum* ended) { ended->End(); });
       host::Programmer programmer(SharedPlatform(), *bus, ConfigWith(callbacks, checksum));
       Connect(programmer, callbacks);
       try {

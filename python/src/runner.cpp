@@ -10,6 +10,7 @@
 
 #include "arguments.h"
 #include "bindings.h"
+#include "live_transfers.h"
 #include "python_bus.h"
 #include "shared_objects.h"
 
@@ -27,6 +28,9 @@ class StopWatch {
 
   /// Whether to stop.
   bool operator()() {
+    if (LiveCall::MustEnd()) {
+      return true;
+    }
     const py::gil_scoped_acquire gil;
     try {
       CheckSignals();
@@ -62,6 +66,7 @@ class Runner {
     outcome_ = bus_->Use([&](const auto& bus) {
       return document->Use([&](const auto& native) {
         const WithoutGil released;
+        const LiveCall live;
         host::Runner runner(*bus, form_, timing_);
         runner.OnStopRequested([&] { return watch(); });
         return runner.Run(*native);

@@ -43,6 +43,38 @@ def test_ends_quietly_while_a_worker_runs(script):
     assert run(script) == ""
 
 
+FLASH = """
+def checksum(block):
+    return sum(block) & 0xFFFF
+ecu = quillmark.SimulatedEcu()
+started = threading.Event()
+def progress(now):
+    if now.phase == "download":
+        started.set()
+def flash(**settings):
+    programmer = quillmark.Programmer(quillmark.SimulatedBus(ecu), ecu.key, **settings)
+    threading.Thread(target=programmer.flash, args=(image,), kwargs={"progress": progress}, daemon=True).start()
+    started.wait()
+"""
+
+
+@pytest.mark.parametrize("settings", ["", "checksum=checksum"])
+def test_ends_while_a_daemon_thread_flashes(settings):
+    run(FLASH + f"flash({settings})")
+
+
+def test_a_child_does_not_wait_for_the_call_of_its_parent():
+    script = """
+    import os, sys
+    flash()
+    child = os.fork()
+    if child == 0:
+        sys.exit()
+    assert os.waitpid(child, 0)[1] == 0
+    """
+    run(FLASH + textwrap.dedent(script))
+
+
 def test_ends_while_a_daemon_thread_waits_for_documents():
     script = """
     def forever():
