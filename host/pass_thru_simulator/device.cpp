@@ -401,7 +401,7 @@ Duration Device::Transmit(Channel& channel, const Frame& frame) {
   return std::max(earliest, channel.network->wire.Send(payload));
 }
 
-Duration Device::TransmitOnKLine(Channel& channel, const Frame& frame, Duration earliest) {
+Duration Device::TransmitOnKLine(Channel& channel, const Frame& frame, Duration earliest) const {
   Network& network = *channel.network;
   Bytes message = frame.data;
   if (!HasChecksum(channel.flags)) {

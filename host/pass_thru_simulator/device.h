@@ -151,7 +151,8 @@ class Device {
   [[nodiscard]] std::optional<Duration> NextEvent() const;
   [[nodiscard]] bool OnTheBus(const Channel& channel) const;
   [[nodiscard]] Duration Transmit(Channel& channel, const Frame& frame);
-  [[nodiscard]] Duration TransmitOnKLine(Channel& channel, const Frame& frame, Duration earliest);
+  [[nodiscard]] Duration TransmitOnKLine(Channel& channel, const Frame& frame,
+                                         Duration earliest) const;
   void SendOne(Channel& channel, const Frame& frame, std::chrono::milliseconds timeout);
   void Tell(Channel& channel, Frame frame);
   static void CheckMessage(const Channel& channel, const Frame& frame);
