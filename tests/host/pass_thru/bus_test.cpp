@@ -231,6 +231,33 @@ TEST(PassThruLibraries, ThatAreNoneAreRefused) {
                                                       "has no PassThruOpen"));
 }
 
+class HostileLibrary : public ::testing::Test {
+ protected:
+  ~HostileLibrary() override { ::unsetenv("QUILLMARK_HOSTILE"); }
+
+  /// What a read of a library that misbehaves so raises.
+  static std::string ErrorWhere(const char* mode) {
+    ::setenv("QUILLMARK_HOSTILE", mode, 1);
+    const auto bus = OpenBus(ParseBusUri(std::string("j2534:") + QUILLMARK_HOSTILE_PASS_THRU));
+    bus->Select(kCan);
+    return ErrorOf([&] { static_cast<void>(bus->Receive(1ms)); });
+  }
+};
+
+TEST_F(HostileLibrary, IsNotBelievedInItsNumbers) {
+  EXPECT_THAT(ErrorWhere("count"),
+              HasSubstr("PassThruReadMsgs returns 1000 messages where one was asked for"));
+  EXPECT_THAT(ErrorWhere("size"), HasSubstr(" returns a message of 4294967295 bytes"));
+}
+
+TEST_F(HostileLibrary, HasItsTextsBoundedAndCleared) {
+  const std::string marks(pass_thru::kTextSize, '?');
+  EXPECT_THAT(ErrorWhere("status"),
+              ::testing::EndsWith("PassThruReadMsgs returns status 0x7777: " + marks));
+  const auto bus = OpenBus(ParseBusUri(std::string("j2534:") + QUILLMARK_HOSTILE_PASS_THRU));
+  EXPECT_EQ(bus->Versions().firmware, marks);
+}
+
 /// A function that fails, as the simulator and as a message calls it.
 struct Failing {
   const char* test;
