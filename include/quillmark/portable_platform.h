@@ -11,7 +11,9 @@
 
 namespace quillmark {
 
-/// The portable platform: documents on pugixml, the reference host types, `std::thread`.
+/// The portable platform: documents on pugixml, the reference host types, `std::thread`. On Windows
+/// its documents are those of MSXML 3, a part of the system; nothing else needs to be registered,
+/// and a thread that uses it need not have entered an apartment.
 ///
 /// `StartThread` looks up classes in a registry of ProgIDs of the platform; a host adds its own
 /// with `RegisterClass`. Its negative statuses are `kClassNotRegistered`, `kNoSuchInterface` (the

@@ -20,10 +20,8 @@ HMODULE KeepThisModule() {
   return module;
 }
 
-/// The documents of a worker remain with the host, which may have no other thread in their
-/// apartment, so the apartment is kept for the rest of the process. On a system without this
-/// function, free-threaded documents of MSXML work in every apartment and need none.
-bool KeepMultithreadedApartment() {
+/// Does nothing on a system without this function.
+bool IncrementApartmentUsage() {
   using IncrementUsage = HRESULT(WINAPI*)(void**);
   const HMODULE ole = GetModuleHandleW(L"ole32.dll");
   const auto increment = reinterpret_cast<IncrementUsage>(
@@ -61,8 +59,15 @@ DWORD WINAPI RunAndLeaveModule(LPVOID parameter) {
 
 }  // namespace
 
+void KeepMultithreadedApartment() {
+  [[maybe_unused]] static const bool is_kept = IncrementApartmentUsage();
+}
+
 void LaunchComThread(std::function<void()> function) {
-  [[maybe_unused]] static const bool is_kept = KeepMultithreadedApartment();
+  // The documents of a worker remain with the host, which may have no other thread in their
+  // apartment. Where it cannot be kept, free-threaded documents of MSXML work in every apartment
+  // and need none.
+  KeepMultithreadedApartment();
   auto start = std::make_unique<Start>();
   start->function = std::make_unique<Function>(std::move(function));
   start->module = KeepThisModule();

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <utility>
 
+#include "platform/portable/portable_platform_factory.h"
 #include "platform/shared/node_operations.h"
 #include "platform/windows/com_objects.h"
 #include "platform/windows/document_content.h"
 #include "platform/windows/host_types.h"
 #include "platform/windows/msxml_nodes.h"
+#include "platform/windows/windows_platform.h"
 
 namespace quillmark::windows {
 namespace {
@@ -73,3 +75,19 @@ std::shared_ptr<DOMDocument> WrapDocument(const com::ComPtr<IUnknown>& object) {
 }
 
 }  // namespace quillmark::windows
+
+namespace quillmark::portable {
+
+// The threads of its callers know nothing of apartments.
+
+std::shared_ptr<DOMDocument> NewDocument() {
+  windows::KeepMultithreadedApartment();
+  return windows::NewDocument();
+}
+
+std::shared_ptr<FreeThreadedDOMDocument> NewFreeThreadedDocument() {
+  windows::KeepMultithreadedApartment();
+  return windows::NewFreeThreadedDocument();
+}
+
+}  // namespace quillmark::portable

@@ -48,6 +48,10 @@ class WindowsPlatform : public Platform {
 
 namespace windows {
 
+/// Keeps the multithreaded apartment for the rest of the process: every thread that has entered no
+/// apartment is in it from then on. Needs Windows 8.
+void KeepMultithreadedApartment();
+
 /// Runs `function` on a new, detached thread of the multithreaded apartment. The module of this
 /// code stays loaded until the thread has left it. Throws `std::system_error` if no thread could be
 /// created; if the apartment cannot be entered, `function` is destroyed without having run.

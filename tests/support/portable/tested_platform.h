@@ -14,6 +14,10 @@ using TestedPlatform = PortablePlatform;
 inline std::shared_ptr<TestedPlatform> TestPlatform() { return CreatePortablePlatform(); }
 
 /// The text of a document or node, as the golden documents have it.
+#if defined(_WIN32)
+[[nodiscard]] std::string XmlOf(const IXMLDOMNode& node);
+#else
 inline std::string XmlOf(const IXMLDOMNode& node) { return node.xml(); }
+#endif
 
 }  // namespace quillmark::testing

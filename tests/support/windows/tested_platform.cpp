@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "tested_platform.h"
+// Of the folder of the platform that is tested.
+#include <tested_platform.h>
 
 #include <string_view>
 
