@@ -171,7 +171,8 @@ std::map<std::string, std::vector<Arguments>> Commands(const TemporaryFolder& fo
       {"calls", {{away}, {kHostile, kHostile}}},
       {"decode", {{away}, {image, "--ids", kHostile, "2"}, {folder.Path("")}}},
       {"report", {{away, "-o", folder.Path("r.html")}, {image, kHostile}}},
-      {"simulate", {{"--bus", kHostile}, {"--bus", "slcan", "--memory", away + "/x"}}}};
+      {"simulate", {{"--bus", kHostile}, {"--bus", "slcan", "--memory", away + "/x"}}},
+      {"conformance", {{kHostile}, {"--form", kHostile, "true"}, {"echo", kHostile}}}};
 }
 
 TEST_P(HostileText, OfACommandLineIsShownHarmlesslyByEveryCommand) {
