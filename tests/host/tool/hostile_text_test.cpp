@@ -172,6 +172,7 @@ std::map<std::string, std::vector<Arguments>> Commands(const TemporaryFolder& fo
       {"decode", {{away}, {image, "--ids", kHostile, "2"}, {folder.Path("")}}},
       {"report", {{away, "-o", folder.Path("r.html")}, {image, kHostile}}},
       {"simulate", {{"--bus", kHostile}, {"--bus", "slcan", "--memory", away + "/x"}}},
+      {"devices", {{kHostile}}},
       {"conformance", {{kHostile}, {"--form", kHostile, "true"}, {"echo", kHostile}}}};
 }
 
