@@ -7,6 +7,7 @@
 
 #include "host/tool/memory_file.h"
 #include "quillmark/host/artifacts.h"
+#include "quillmark/host/programmer.h"
 #include "quillmark/host/trace.h"
 #include "quillmark/portable_platform.h"
 #include "support/file_limit.h"
