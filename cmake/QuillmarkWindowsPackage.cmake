@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
-# The zip for Windows: what was built for 64-bit and for 32-bit hosts, each in a folder of its own. `cpack` in
+# The zip for Windows: what was built for 64-bit and for 32-bit hosts and adapters, each in a folder of its own. `cpack` in
 # the 64-bit build tree packs both; the 32-bit tree lies beside it and was built before.
-install(TARGETS quillmark quillmark_vantrel quillmark_script_host RUNTIME DESTINATION ${QUILLMARK_WINDOWS_BITS})
+install(TARGETS quillmark quillmark_tool quillmark_vantrel quillmark_script_host RUNTIME DESTINATION ${QUILLMARK_WINDOWS_BITS})
 
 if(QUILLMARK_WINDOWS_BITS EQUAL 64)
   set(generated ${PROJECT_BINARY_DIR}/generated/component/com)

@@ -20,6 +20,11 @@ namespace fs = std::filesystem;
 // More than any honest folder has.
 constexpr std::size_t kMostFiles = 200;
 constexpr std::uint64_t kLargestDescription = 65'536;
+#if defined(_WIN32)
+constexpr std::string_view kSeparators = "/\\";
+#else
+constexpr std::string_view kSeparators = "/";
+#endif
 constexpr std::size_t kLongestName = 200;
 constexpr std::size_t kLongestPath = 4096;
 /// The type of a network interface that is a CAN bus (ARPHRD_CAN).
@@ -184,7 +189,7 @@ AdapterList ListAdapters(const AdapterPlaces& places) {
 }
 
 std::string FindPassThruLibrary(const std::string& device, const AdapterPlaces& places) {
-  if (device.find('/') != std::string::npos) {
+  if (device.find_first_of(kSeparators) != std::string::npos) {
     return device;
   }
   std::vector<std::string> ignored;

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "host/adapters/serial_port.h"
 
-#include <sys/file.h>
-#include <sys/ioctl.h>
-#include <termios.h>
-
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/serial_port.hpp>
 #include <boost/asio/write.hpp>
-#include <cerrno>
-#include <cstring>
 #include <optional>
 #include <thread>
+
+#include "host/adapters/serial_device.h"
 
 namespace quillmark::host {
 namespace {
@@ -34,13 +30,13 @@ class AsioSerialPort : public SerialPort {
     }
     // A second tester on the same adapter would break both sessions. The lock is released with the
     // port.
-    if (::flock(port_.native_handle(), LOCK_EX | LOCK_NB) != 0) {
-      Fail("is used by another program", std::strerror(errno));
+    if (const std::error_code locked = LockSerialDevice(port_.native_handle())) {
+      Fail("is used by another program", locked.message());
     }
     port_.set_option(asio::serial_port::stop_bits(asio::serial_port::stop_bits::one), error);
     port_.set_option(asio::serial_port::flow_control(asio::serial_port::flow_control::none), error);
-    if (!SetBaudRate(port_.native_handle(), baud)) {
-      Fail("cannot be set to " + std::to_string(baud) + " baud", std::strerror(errno));
+    if (const std::error_code refused = SetBaudRate(port_.native_handle(), baud)) {
+      Fail("cannot be set to " + std::to_string(baud) + " baud", refused.message());
     }
   }
 
@@ -67,12 +63,12 @@ class AsioSerialPort : public SerialPort {
 
   void Break(std::chrono::milliseconds low) override {
     const auto end = std::chrono::steady_clock::now() + low;
-    if (::ioctl(port_.native_handle(), TIOCSBRK) != 0) {
-      Fail("makes no break", std::strerror(errno));
+    if (const std::error_code failed = SetBreak(port_.native_handle(), true)) {
+      Fail("makes no break", failed.message());
     }
     std::this_thread::sleep_until(end);
-    if (::ioctl(port_.native_handle(), TIOCCBRK) != 0) {
-      Fail("does not end its break", std::strerror(errno));
+    if (const std::error_code failed = SetBreak(port_.native_handle(), false)) {
+      Fail("does not end its break", failed.message());
     }
   }
 

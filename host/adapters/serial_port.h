@@ -34,16 +34,9 @@ class SerialPort {
   virtual void Break(std::chrono::milliseconds low) = 0;
 };
 
-/// Opens `device`, such as "/dev/ttyUSB0", for this process alone, at any speed that its driver can
-/// make: 10400 baud is not a standard rate. Raises BusError.
+/// Opens `device`, such as "/dev/ttyUSB0" or "COM3", for this process alone, at any speed that its
+/// driver can make: 10400 baud is not a standard rate. Raises BusError.
 [[nodiscard]] std::unique_ptr<SerialPort> OpenSerialPort(const std::string& device,
                                                          std::uint32_t baud);
-
-/// Sets both directions of an open terminal to any speed, not only to those that POSIX names.
-/// False, with `errno` set, if the driver refuses.
-[[nodiscard]] bool SetBaudRate(int descriptor, std::uint32_t baud);
-
-/// The speed of an open terminal; 0, with `errno` set, if it cannot be read.
-[[nodiscard]] std::uint32_t BaudRateOf(int descriptor);
 
 }  // namespace quillmark::host

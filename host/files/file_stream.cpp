@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <streambuf>
 #include <utility>
 
-#include "quillmark/host/files.h"
+#include "host/files/file_system.h"
 
 namespace quillmark::host {
 
@@ -58,16 +56,12 @@ FileBuffer::FileBuffer(int descriptor) : descriptor_(descriptor) {
   setp(bytes_.data(), bytes_.data() + bytes_.size());
 }
 
-bool FileBuffer::SyncDisk() {
-  // Anything but a file on a disk, such as a pipe, has nothing to wait for.
-  const bool synced = ::fsync(descriptor_) == 0 || errno == EINVAL || errno == EROFS;
-  return synced || Fail();
-}
+bool FileBuffer::SyncDisk() { return SyncFile(descriptor_) == 0 || Fail(); }
 
 bool FileBuffer::Close() {
   const int descriptor = std::exchange(descriptor_, -1);
   // A file on a network may report only now that the disk is full.
-  if (descriptor != -1 && ::close(descriptor) != 0) {
+  if (descriptor != -1 && CloseFile(descriptor) != 0) {
     return Fail();
   }
   return error_ == 0;
@@ -91,7 +85,7 @@ bool FileBuffer::WriteOut() {
     return false;
   }
   for (const char* next = pbase(); next != pptr();) {
-    const ssize_t size = ::write(descriptor_, next, static_cast<std::size_t>(pptr() - next));
+    const std::ptrdiff_t size = WriteTo(descriptor_, next, static_cast<std::size_t>(pptr() - next));
     if (size >= 0) {
       next += size;
     } else if (errno != EINTR) {

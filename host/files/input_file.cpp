@@ -53,10 +53,10 @@ std::string ReadFile(const fs::path& path, std::uint64_t most) {
 
 std::string ReadRest(std::istream& in, const fs::path& path, std::uint64_t most) {
   std::string content;
-  content.reserve(std::min(SizeOf(path), most) + kPiece);
+  content.reserve(static_cast<std::size_t>(std::min(SizeOf(path), most) + kPiece));
   while (in && content.size() <= most) {
     const std::size_t size = content.size();
-    content.resize(std::min(size + kPiece, most + 1));
+    content.resize(static_cast<std::size_t>(std::min(size + kPiece, most + 1)));
     in.read(content.data() + size, static_cast<std::streamsize>(content.size() - size));
     content.resize(size + static_cast<std::size_t>(in.gcount()));
   }

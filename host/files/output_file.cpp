@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <random>
 #include <string>
 #include <system_error>
 #include <utility>
 
-#include "quillmark/host/files.h"
+#include "host/files/file_system.h"
 
 namespace quillmark::host {
 namespace {
@@ -31,41 +27,6 @@ fs::path UnfinishedName(const fs::path& path) {
   return path.parent_path() / fmt::format("{}.{:08x}{:08x}.part", name, random(), random());
 }
 
-/// Moves a file to a place where there must be none; returns a value of errno.
-int MoveToFreePlace(const fs::path& from, const fs::path& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
-    return 0;
-  }
-  // Not every file system knows this flag.
-  if (errno != EINVAL && errno != ENOSYS) {
-    return errno;
-  }
-  if (::link(from.c_str(), to.c_str()) != 0) {
-    return errno;
-  }
-  ::unlink(from.c_str());
-  return 0;
-}
-
-int Move(const fs::path& from, const fs::path& to, Existing existing) {
-  if (existing == Existing::kKept) {
-    return MoveToFreePlace(from, to);
-  }
-  return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
-}
-
-int SyncFolder(const fs::path& folder) {
-  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor == -1) {
-    // A folder may be writable and yet not readable.
-    ::sync();
-    return 0;
-  }
-  FileStream stream(descriptor);
-  stream.Sync();
-  return stream.error();
-}
-
 }  // namespace
 
 OutputFile::OutputFile(fs::path path, Existing existing)
@@ -79,7 +40,7 @@ OutputFile::OutputFile(fs::path path, Existing existing)
     RaiseCannotCreate(ENOENT);
   }
   if (fs::exists(found) && !fs::is_regular_file(found)) {
-    Open(path_, O_WRONLY | O_NOCTTY, 0);
+    Use(OpenDevice(path_));
     return;
   }
   if (existing_ == Existing::kKept && fs::exists(fs::symlink_status(path_, error))) {
@@ -96,16 +57,15 @@ void OutputFile::OpenBeside(const fs::file_status& found) {
     place_ = fs::canonical(path_);
   }
   const fs::path unfinished = UnfinishedName(place_);
-  Open(unfinished, O_WRONLY | O_CREAT | O_EXCL, mode);
+  Use(CreateNewFile(unfinished, mode));
   unfinished_ = unfinished;
   if (replaces) {
     // The file mode mask of the process may have removed some of them.
-    ::chmod(unfinished_.c_str(), mode);
+    SetPermissions(unfinished_, mode);
   }
 }
 
-void OutputFile::Open(const fs::path& path, int flags, unsigned mode) {
-  const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC, mode);
+void OutputFile::Use(int descriptor) {
   if (descriptor == -1) {
     RaiseCannotCreate(errno);
   }
@@ -113,16 +73,20 @@ void OutputFile::Open(const fs::path& path, int flags, unsigned mode) {
 }
 
 OutputFile::~OutputFile() {
-  if (!unfinished_.empty()) {
-    ::unlink(unfinished_.c_str());
+  if (unfinished_.empty()) {
+    return;
   }
+  // Windows removes no file that is open.
+  stream_.reset();
+  std::error_code ignored;
+  fs::remove(unfinished_, ignored);
 }
 
 void OutputFile::TakePlace() {
   if (unfinished_.empty() || error_ != 0) {
     return;
   }
-  error_ = Move(unfinished_, place_, existing_);
+  error_ = MoveFileTo(unfinished_, place_, existing_);
   if (error_ == 0) {
     unfinished_.clear();
   }

@@ -1,35 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <nettle/sha2.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <span>
 
+#include "host/image/sha256.h"
 #include "quillmark/host/image_file.h"
 
 namespace quillmark::host {
 namespace {
 
-class Sha256 {
- public:
-  Sha256() { ::sha256_init(&context_); }
-
-  void Add(std::span<const std::uint8_t> bytes) {
-    ::sha256_update(&context_, bytes.size(), bytes.data());
-  }
-
-  std::string Hex() {
-    std::array<std::uint8_t, SHA256_DIGEST_SIZE> digest{};
-    ::sha256_digest(&context_, digest.size(), digest.data());
-    return fmt::format("{:02x}", fmt::join(digest, ""));
-  }
-
- private:
-  ::sha256_ctx context_{};
-};
+std::string HexOf(Sha256& digest) { return fmt::format("{:02x}", fmt::join(digest.Finish(), "")); }
 
 }  // namespace
 
@@ -38,7 +21,7 @@ std::string Sha256Of(const ImageSegments& segments) {
   for (const ImageSegment& segment : segments) {
     digest.Add(segment.bytes);
   }
-  return digest.Hex();
+  return HexOf(digest);
 }
 
 std::string Sha256Of(const MemoryImage& image) {
@@ -49,7 +32,7 @@ std::string Sha256Of(const MemoryImage& image) {
   for (const auto& segment : segments) {
     segment->ReadBytes([&digest](std::span<const std::uint8_t> bytes) { digest.Add(bytes); });
   }
-  return digest.Hex();
+  return HexOf(digest);
 }
 
 }  // namespace quillmark::host

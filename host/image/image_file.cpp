@@ -77,7 +77,8 @@ ImageSegments ReadRawBinary(std::string_view content, const std::string& file, s
 /// In pieces, so that filling a gap of gigabytes ends when the stream fails.
 void WriteFill(std::ostream& out, std::uint64_t count, std::uint8_t fill) {
   constexpr std::uint64_t kPiece = 0x10000;
-  const std::string piece(std::min(count, kPiece), static_cast<char>(fill));
+  const std::string piece(static_cast<std::size_t>(std::min(count, kPiece)),
+                          static_cast<char>(fill));
   for (std::uint64_t written = 0; written < count && out; written += piece.size()) {
     const std::uint64_t size = std::min<std::uint64_t>(count - written, piece.size());
     out.write(piece.data(), static_cast<std::streamsize>(size));

@@ -20,10 +20,10 @@ void EcuServer::Run(const Callbacks& callbacks) {
   while (!callbacks.stop_requested()) {
     CatchUp();
     const Duration timeout = TimeToNextEvent(kQuiet);
-    const Bytes bytes = terminal_.Read(timeout);
+    const Bytes bytes = line_.Read(timeout);
     if (!bytes.empty()) {
       wire_.AdvanceTo(SteadyNow());
-      terminal_.Write(adapter_.OnBytes(bytes));
+      line_.Write(adapter_.OnBytes(bytes));
     } else if (timeout == kQuiet) {
       callbacks.on_quiet();
     }
@@ -34,10 +34,10 @@ void EcuServer::CatchUp() {
   const Duration now = SteadyNow();
   wire_.AdvanceTo(now);
   while (adapter_.NextDue() && *adapter_.NextDue() <= now) {
-    terminal_.Write(adapter_.TakeDue());
+    line_.Write(adapter_.TakeDue());
   }
   while (const std::optional<Bytes> frame = wire_.TakeReceived()) {
-    terminal_.Write(adapter_.OnFrame(*frame));
+    line_.Write(adapter_.OnFrame(*frame));
   }
 }
 

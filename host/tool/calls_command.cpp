@@ -9,6 +9,7 @@
 
 #include "host/tool/command.h"
 #include "quillmark/host/console.h"
+#include "quillmark/host/files.h"
 #include "quillmark/portable_platform.h"
 
 namespace quillmark::host {
@@ -35,11 +36,11 @@ void RunOn(std::istream& in) {
 }
 
 void RunOnFile(const std::string& file) {
-  if (std::filesystem::is_directory(file)) {
+  if (std::filesystem::is_directory(Utf8Path(file))) {
     throw ToolError(ExitCode::kNoInput, fmt::format("{}: is a directory", file));
   }
   errno = 0;
-  std::ifstream in(file, std::ios::binary);
+  std::ifstream in(Utf8Path(file), std::ios::binary);
   if (!in) {
     throw ToolError(ExitCode::kNoInput, fmt::format("{}: {}", file, std::strerror(errno)));
   }

@@ -1,22 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace quillmark::host {
 
 /// A shell command in a process group of its own, which ends with this object, its children
-/// included: a moment after SIGTERM by SIGKILL.
+/// included: a moment after SIGTERM by SIGKILL. On Windows it is a command for cmd.exe in a job,
+/// which ends at once.
 ///
 /// It has no terminal and inherits no file: its standard input is empty, its standard output and
 /// error come here. Threads: used by one thread at a time.
 class ChildProcess {
  public:
+  /// How a command ended.
+  struct End {
+    bool by_signal = false;
+    int status = 0;  ///< otherwise
+  };
+
   /// Raises std::system_error if it cannot be started.
   explicit ChildProcess(const std::string& command);
   ChildProcess(const ChildProcess&) = delete;
@@ -25,51 +30,20 @@ class ChildProcess {
   ChildProcess& operator=(ChildProcess&&) = delete;
   ~ChildProcess();
 
-  /// Reads what the command writes until it ends, at most for `time`. Returns its status as waitpid
-  /// has it, nothing if it still runs.
-  [[nodiscard]] std::optional<int> Wait(std::chrono::milliseconds time);
+  /// Reads what the command writes until it ends, at most for `time`. Nothing if it still runs.
+  [[nodiscard]] std::optional<End> Wait(std::chrono::milliseconds time);
 
   /// What it has written since the last call. After 64 KiB the rest is dropped.
-  [[nodiscard]] std::string TakeOutput() { return output_.TakeText(); }
-  [[nodiscard]] std::string TakeErrors() { return errors_.TakeText(); }
+  [[nodiscard]] std::string TakeOutput();
+  [[nodiscard]] std::string TakeErrors();
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  /// One of its outputs, of which no more than a bounded part is kept.
-  class Stream {
-   public:
-    Stream();
-    Stream(const Stream&) = delete;
-    Stream& operator=(const Stream&) = delete;
-    Stream(Stream&&) = delete;
-    Stream& operator=(Stream&&) = delete;
-    ~Stream();
-
-    [[nodiscard]] int read_end() const { return read_end_; }
-    [[nodiscard]] int write_end() const { return write_end_; }
-    /// Once the command has the other end.
-    void CloseWriteEnd();
-    /// Takes what is there.
-    void Read();
-    [[nodiscard]] std::string TakeText() { return std::exchange(text_, {}); }
-
-   private:
-    int read_end_ = -1;
-    int write_end_ = -1;
-    std::size_t room_;
-    std::string text_;
-  };
-
-  void Read(std::chrono::milliseconds timeout);
-  [[nodiscard]] bool HasEnded();
-  void EndGroup() const;
-  [[nodiscard]] bool AwaitEndOfGroup(Clock::time_point deadline) const;
-
-  Stream output_;
-  Stream errors_;
-  pid_t group_ = 0;
-  std::optional<int> status_;
+  class Implementation;
+  std::unique_ptr<Implementation> implementation_;
 };
+
+/// Opens a file with the program that the desktop has for it, and does not wait for that. False if
+/// there is none.
+[[nodiscard]] bool OpenOnDesktop(const std::string& file);
 
 }  // namespace quillmark::host

@@ -6,6 +6,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -111,22 +112,26 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddCallsCommand(*app, command);
   AddDecodeCommand(*app, command);
   AddReportCommand(*app, command);
+#if !defined(_WIN32)
   AddDevicesCommand(*app, command);
+#endif
   AddSimulateCommand(*app, command);
+#if !defined(_WIN32)
   AddConformanceCommand(*app, command);
+#endif
   for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {
     RefuseEmptyValues(*each);
   }
   return app;
 }
 
-std::vector<std::string> ArgumentsOf(int argc, const char* const* argv) {
+std::vector<std::string> ArgumentsOf(const std::vector<std::string>& words) {
   constexpr std::string_view kOption = "--flow-control";
   const std::string in_one_word = fmt::format("{}={}", kOption, kAutoFlowControl);
-  const std::vector<std::string> given(argv + std::min(argc, 1), argv + argc);
   std::vector<std::string> arguments;
   std::string_view before;
-  for (const std::string& argument : given) {
+  for (const std::string& argument :
+       std::span(words).subspan(std::min<std::size_t>(words.size(), 1))) {
     arguments.push_back(argument);
     if ((before == kOption && argument == kAutoFlowControl) || argument == in_one_word) {
       arguments.emplace_back(kAutoFlowControl);

@@ -18,8 +18,8 @@ namespace quillmark::host {
 /// listed. `app` has parsed it.
 [[nodiscard]] FailureReport UsageReport(const CLI::App& app, const CLI::Error& error);
 
-/// The arguments behind the name of the program, last first, as the parser takes them. "auto" as a
-/// flow control becomes two words, since numbers are two.
-[[nodiscard]] std::vector<std::string> ArgumentsOf(int argc, const char* const* argv);
+/// The words of the command line behind the name of the program, last first, as the parser takes
+/// them. "auto" as a flow control becomes two words, since numbers are two.
+[[nodiscard]] std::vector<std::string> ArgumentsOf(const std::vector<std::string>& words);
 
 }  // namespace quillmark::host

@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/confirmation.h"
 
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
-
-#include <array>
+#include <chrono>
 #include <iostream>
+#include <optional>
+
+#include "host/tool/terminal.h"
 
 namespace quillmark::host {
 namespace {
 
-constexpr int kMomentInMilliseconds = 200;
+constexpr std::chrono::milliseconds kAnswerMoment{200};
 
-bool SomebodyIsThere() { return ::isatty(STDIN_FILENO) == 1 && ::isatty(STDERR_FILENO) == 1; }
+bool SomebodyIsThere() {
+  return IsTerminal(StandardStream::kInput) && IsTerminal(StandardStream::kError);
+}
 
 }  // namespace
 
@@ -33,22 +34,20 @@ Programmer::Answer Confirmation::Ask(const std::string& subject) {
   if (!asked_) {
     asked_ = true;
     // What was typed before the question is not an answer.
-    ::tcflush(STDIN_FILENO, TCIFLUSH);
-    if (::isatty(STDOUT_FILENO) == 0) {
+    DropTyped();
+    if (!IsTerminal(StandardStream::kOutput)) {
       std::cerr << subject;
     }
     std::cerr << "erase and write? [y/N] " << std::flush;
   }
-  pollfd input{STDIN_FILENO, POLLIN, 0};
-  if (::poll(&input, 1, kMomentInMilliseconds) <= 0) {
+  const std::optional<std::string> typed = ReadTyped(kAnswerMoment);
+  if (!typed) {
     return Answer::kNotYet;
   }
-  std::array<char, 64> buffer{};
-  const ssize_t size = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-  if (size <= 0) {
+  if (typed->empty()) {
     return Answer::kNo;
   }
-  answer_.append(buffer.data(), static_cast<std::size_t>(size));
+  answer_ += *typed;
   if (!IsAnswered()) {
     return Answer::kNotYet;
   }

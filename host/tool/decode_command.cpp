@@ -37,12 +37,14 @@ std::uint32_t ParseIdentifier(const std::string& text) {
 
 std::ifstream Opened(const std::string& path) {
   errno = 0;
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(Utf8Path(path), std::ios::binary);
   if (!file || file.peek() == std::ifstream::traits_type::eof()) {
-    throw CannotReadFile(path, errno, errno != 0 ? std::strerror(errno) : "the file is empty");
+    throw CannotReadFile(Utf8Path(path), errno,
+                         errno != 0 ? std::strerror(errno) : "the file is empty");
   }
-  if (std::filesystem::is_regular_file(path) && std::filesystem::file_size(path) > kLargestTrace) {
-    throw FileTooLarge(path, kLargestTrace);
+  if (std::filesystem::is_regular_file(Utf8Path(path)) &&
+      std::filesystem::file_size(Utf8Path(path)) > kLargestTrace) {
+    throw FileTooLarge(Utf8Path(path), kLargestTrace);
   }
   return file;
 }
@@ -62,7 +64,7 @@ TransportForm FormOf(const DOMDocument& document) {
 
 void ListDocumentFile(std::istream& file, const DecodeCommandOptions& options,
                       ListingDetail detail) {
-  const std::string text = ReadRest(file, options.file, kLargestDocument);
+  const std::string text = ReadRest(file, Utf8Path(options.file), kLargestDocument);
   const auto document = CreatePortablePlatform()->CreateDOMDocument();
   try {
     document->loadXML(text);

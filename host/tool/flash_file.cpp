@@ -12,12 +12,12 @@
 namespace quillmark::host {
 
 Bytes FlashFile::Load() const {
-  if (path_.empty() || !std::filesystem::exists(path_)) {
+  if (path_.empty() || !std::filesystem::exists(Utf8Path(path_))) {
     return {};
   }
   std::string content;
   try {
-    content = ReadFile(path_, size_);
+    content = ReadFile(Utf8Path(path_), size_);
   } catch (const FileTooLarge&) {
     RefuseSize("more");
   }
@@ -31,7 +31,7 @@ void FlashFile::Save(const SimulatedEcu& ecu) {
   if (path_.empty() || (saved_ && ecu.memory_changes() == saved_changes_)) {
     return;
   }
-  OutputFile file(path_, Existing::kReplaced);
+  OutputFile file(Utf8Path(path_), Existing::kReplaced);
   const Bytes content = ecu.ReadMemory(0, size_);
   file.stream().write(reinterpret_cast<const char*>(content.data()),
                       static_cast<std::streamsize>(content.size()));

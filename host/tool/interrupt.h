@@ -10,7 +10,9 @@ namespace quillmark::host {
 
 /// Makes SIGINT, SIGTERM and SIGHUP raise a flag, for commands that look at it and close their
 /// session. A SIGHUP that was ignored stays ignored (nohup). A third SIGINT or SIGTERM ends the
-/// process at once; SIGHUP does not count, since a terminal that closes sends several.
+/// process at once; SIGHUP does not count, since a terminal that closes sends several. On Windows
+/// Ctrl-C and Ctrl-Break are what SIGINT is here, and the end of the window or of the user's
+/// session what SIGHUP is.
 void CatchInterrupts();
 
 /// Whether one of them has come.
@@ -24,7 +26,8 @@ void CatchInterrupts();
 /// the process ends; null: nothing is left.
 void SetLeftBehind(const char* text);
 
-/// A process group that the third signal kills as well; 0: none.
+/// A process group that the third signal kills as well; 0: none. Not on Windows, where a child
+/// process ends with this one.
 void SetGroupToKill(pid_t group);
 
 /// Makes writing to a pipe that nobody reads, and beyond the largest size that a file may have, an

@@ -2,7 +2,6 @@
 #include "host/tool/key_command.h"
 
 #include <fmt/format.h>
-#include <sys/wait.h>
 
 #include <memory>
 #include <optional>
@@ -43,12 +42,12 @@ Bytes KeyOf(const std::string& command, const std::string& output) {
   return *key;
 }
 
-void CheckStatus(const std::string& command, int status) {
-  if (!WIFEXITED(status)) {
+void CheckEnd(const std::string& command, const ChildProcess::End& end) {
+  if (end.by_signal) {
     Raise(command, "was ended by a signal");
   }
-  if (WEXITSTATUS(status) != 0) {
-    Raise(command, fmt::format("failed with status {}", WEXITSTATUS(status)));
+  if (end.status != 0) {
+    Raise(command, fmt::format("failed with status {}", end.status));
   }
 }
 
@@ -63,18 +62,18 @@ class KeyCommand {
     if (!process_ || seed != seed_) {
       Start(seed);
     }
-    const std::optional<int> status = process_->Wait(kMoment);
-    const bool goes_on = !status && Clock::now() - started_ < limit_;
+    const std::optional<ChildProcess::End> end = process_->Wait(kMoment);
+    const bool goes_on = !end && Clock::now() - started_ < limit_;
     ShowErrors(goes_on);
     if (goes_on) {
       return std::nullopt;
     }
     const std::string output = process_->TakeOutput();
     process_.reset();
-    if (!status) {
+    if (!end) {
       Raise(command_, fmt::format("did not end within {} ms", limit_.count()));
     }
-    CheckStatus(command_, *status);
+    CheckEnd(command_, *end);
     return host::KeyOf(command_, output);
   }
 

@@ -1,33 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <CLI/App.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
-#include <string_view>
+#include <string>
+#include <vector>
 
 #include "host/tool/command_line.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/printable_output.h"
+#include "host/tool/terminal.h"
 
 namespace quillmark::host {
 namespace {
-
-std::size_t TerminalColumns() {
-  winsize size{};
-  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size.ws_col : kUsualColumns;
-}
 
 std::unique_ptr<Reporter> ReporterFor(const Command& command) {
   if (command.json) {
     return MakeReporter(ReportStyle::kJson, std::cout);
   }
-  return MakeReporter(::isatty(STDOUT_FILENO) == 1 ? ReportStyle::kTerminal : ReportStyle::kPlain,
-                      std::cout, TerminalColumns);
+  return MakeReporter(
+      IsTerminal(StandardStream::kOutput) ? ReportStyle::kTerminal : ReportStyle::kPlain, std::cout,
+      [] { return TerminalColumns().value_or(kUsualColumns); });
 }
 
 int ToStatus(ExitCode code) { return static_cast<int>(code); }
@@ -70,21 +65,22 @@ int Run(const CLI::App& app, const Command& command) {
 
 int Main(int argc, char** argv) {
   LetWritingFail();
+  const TerminalSettings settings;
+  const std::vector<std::string> words = ProgramArguments(argc, argv);
   const Charset charset = CharsetOfEnvironment();
   const PrintableOutput out(std::cout, charset);
   const PrintableOutput err(std::cerr, charset);
   Command command;
   const auto app = MakeCommandLine(command);
   try {
-    app->parse(ArgumentsOf(argc, argv));
+    app->parse(ArgumentsOf(words));
   } catch (const CLI::Error& error) {
     if (error.get_exit_code() == 0) {  // --help, --version
       app->exit(error);
       return EndOutput(nullptr);
     }
     // The parser may have stopped before it came to the option.
-    command.json =
-        command.json || std::find(argv, argv + argc, std::string_view("--json")) != argv + argc;
+    command.json = command.json || std::find(words.begin(), words.end(), "--json") != words.end();
     return ReportFailure(UsageReport(*app, error), *ReporterFor(command));
   } catch (...) {  // a profile that cannot be used
     return ReportFailure(ReportCurrentException(), *ReporterFor(command));

@@ -54,7 +54,7 @@ void CheckPlace(const Output& output, Existing existing) {
   }
   std::error_code ignored;
   const NamedPath& name = output.name;
-  const fs::file_status found = fs::symlink_status(Trimmed(name.path), ignored);
+  const fs::file_status found = fs::symlink_status(Trimmed(Utf8Path(name.path)), ignored);
   if (fs::is_symlink(found)) {
     Refuse(name, fmt::format("{} would replace a symbolic link", name.option),
            "name the file that it leads to");
@@ -75,11 +75,11 @@ void CheckPlace(const Output& output, Existing existing) {
 
 void CheckAgainst(const NamedPath& other, const Output& output) {
   const NamedPath& name = output.name;
-  if (AreSame(name.path, other.path)) {
+  if (AreSame(Utf8Path(name.path), Utf8Path(other.path))) {
     Refuse(name, fmt::format("{} and {} are the same file", name.option, other.option),
            "name another file");
   }
-  if (output.kind == OutputKind::kFolder && LiesIn(other.path, name.path)) {
+  if (output.kind == OutputKind::kFolder && LiesIn(Utf8Path(other.path), Utf8Path(name.path))) {
     Refuse(other, fmt::format("{} lies in the folder of {}", other.option, name.option),
            "name a file elsewhere: the folder is for what one run leaves alone");
   }
@@ -95,10 +95,11 @@ void CheckOutputs(const std::vector<NamedPath>& inputs, const std::vector<Output
   for (const Output& output : outputs) {
     others.push_back(output.name);
   }
-  std::erase_if(others,
-                [](const NamedPath& name) { return name.path.empty() || IsSpecial(name.path); });
+  std::erase_if(others, [](const NamedPath& name) {
+    return name.path.empty() || IsSpecial(Utf8Path(name.path));
+  });
   for (const Output& output : outputs) {
-    if (output.name.path.empty() || IsSpecial(output.name.path)) {
+    if (output.name.path.empty() || IsSpecial(Utf8Path(output.name.path))) {
       continue;
     }
     for (const NamedPath& other : others) {

@@ -12,6 +12,7 @@
 #include "host/tool/outputs.h"
 #include "host/tool/profile.h"
 #include "host/tool/transfer_options.h"
+#include "quillmark/host/files.h"
 #include "quillmark/host/text.h"
 
 namespace quillmark::host {
@@ -49,7 +50,7 @@ void Report(Reporter& reporter, const PlanCommandOptions& options, const Downloa
 /// Raises ToolError if a document of an earlier plan, which this one replaces, is an image.
 void CheckEarlierDocuments(const PlanCommandOptions& options) {
   std::error_code none;
-  for (const auto& entry : std::filesystem::directory_iterator(options.folder, none)) {
+  for (const auto& entry : std::filesystem::directory_iterator(Utf8Path(options.folder), none)) {
     if (entry.path().filename().string().starts_with("download-")) {
       CheckOutputs(InputsOf(options.transfer, options.profile),
                    {{{"-o", entry.path().string()}, OutputKind::kMadeAgain}}, Existing::kReplaced);
@@ -63,18 +64,18 @@ void Run(const PlanCommandOptions& options, Reporter& reporter) {
   const Images images = ReadImagesOf(options.transfer);
   if (!options.folder.empty()) {
     CheckEarlierDocuments(options);
-    CreateFolders(options.folder);
+    CreateFolders(Utf8Path(options.folder));
   }
   ProgrammerConfig config = MakeConfig(options.link, SessionOptions());
   Apply(options.transfer, config);
-  const DownloadPlan plan = PlanOf(config, options.link.Speed(), images.segments,
-                                   [&options](const DOMDocument& document, std::uint64_t number) {
-                                     if (!options.folder.empty()) {
-                                       WriteFile(std::filesystem::path(options.folder) /
-                                                     fmt::format("download-{:04}.xml", number),
-                                                 document.xml());
-                                     }
-                                   });
+  const DownloadPlan plan =
+      PlanOf(config, options.link.Speed(), images.segments,
+             [&options](const DOMDocument& document, std::uint64_t number) {
+               if (!options.folder.empty()) {
+                 WriteFile(Utf8Path(options.folder) / fmt::format("download-{:04}.xml", number),
+                           document.xml());
+               }
+             });
   ReportImages(reporter, images);
   Report(reporter, options, plan);
 }

@@ -69,6 +69,10 @@ std::string Escaped(char32_t character) {
 }  // namespace
 
 Charset CharsetOfEnvironment() {
+#if defined(_WIN32)
+  // TerminalSettings has set the console to it.
+  return Charset::kUtf8;
+#else
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
     const char* const value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe)
     if (value == nullptr || *value == '\0') {
@@ -82,6 +86,7 @@ Charset CharsetOfEnvironment() {
     return is_utf8 ? Charset::kUtf8 : Charset::kAscii;
   }
   return Charset::kAscii;
+#endif
 }
 
 PrintableOutput::PrintableOutput(std::ostream& stream, Charset charset)

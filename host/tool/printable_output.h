@@ -11,7 +11,8 @@ namespace quillmark::host {
 
 enum class Charset : std::uint8_t { kAscii, kUtf8 };
 
-/// The character set of the locale that the environment names: UTF-8, or nothing beyond ASCII.
+/// The character set of the locale that the environment names: UTF-8, or nothing beyond ASCII. On
+/// Windows, UTF-8.
 [[nodiscard]] Charset CharsetOfEnvironment();
 
 /// Makes a stream harmless for a terminal while it lives: whichever file, ECU or other program a

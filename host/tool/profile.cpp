@@ -7,7 +7,6 @@
 #include <CLI/Error.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -16,6 +15,7 @@
 #include <string_view>
 
 #include "host/tool/exit_code.h"
+#include "host/tool/terminal.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/text.h"
@@ -48,8 +48,7 @@ struct Entry {
 
 /// What an environment variable names; empty for what depends on the current folder.
 fs::path FolderOf(const char* variable) {
-  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
-  const fs::path folder = value == nullptr ? "" : value;
+  const fs::path folder = Utf8Path(EnvironmentVariable(variable));
   return folder.is_absolute() ? folder : fs::path();
 }
 
@@ -57,16 +56,20 @@ fs::path FolderOf(const char* variable) {
 std::string_view Beginning(std::string_view text) { return text.substr(0, kLongestQuoted); }
 
 fs::path ProfileFolder() {
+#if defined(_WIN32)
+  return FolderOf("APPDATA") / "quillmark" / "profiles";
+#else
   const fs::path configuration = FolderOf("XDG_CONFIG_HOME");
   return (configuration.empty() ? FolderOf("HOME") / ".config" : configuration) / "quillmark" /
          "profiles";
+#endif
 }
 
 /// Nothing in the current folder is taken for a profile by mistake: it may name a command to run.
-bool IsName(const std::string& profile) { return profile.find('/') == std::string::npos; }
+bool IsName(const std::string& profile) { return !Utf8Path(profile).has_parent_path(); }
 
 fs::path PathOf(const std::string& profile) {
-  return IsName(profile) ? ProfileFolder() / profile : fs::path(profile);
+  return IsName(profile) ? ProfileFolder() / Utf8Path(profile) : Utf8Path(profile);
 }
 
 std::string ReadText(const std::string& profile) {

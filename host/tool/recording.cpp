@@ -13,6 +13,7 @@
 #include "host/tool/exit_code.h"
 #include "host/tool/outputs.h"
 #include "quillmark/host/artifacts.h"
+#include "quillmark/host/files.h"
 #include "quillmark/host/text.h"
 
 namespace quillmark::host {
@@ -29,7 +30,7 @@ std::string TextOf(const Json& json, int indent) {
 /// Raises CLI::ValidationError for a name without a format.
 TraceFormat FormatOf(const std::string& trace, TransportForm form) {
   try {
-    return TraceFormatOfName(trace, form);
+    return TraceFormatOfName(Utf8Path(trace), form);
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError("--trace", error.what());
   }
@@ -133,10 +134,10 @@ Recording::Recording(const RecordingOptions& options, const LinkOptions& link, R
     : link_(link), reporter_(std::make_unique<RecordingReporter>(*this, console)) {
   const Existing existing = ExistingWith(options.force);
   if (!options.trace.empty()) {
-    trace_.emplace(options.trace, FormatOf(options.trace, link.form), existing);
+    trace_.emplace(Utf8Path(options.trace), FormatOf(options.trace, link.form), existing);
   }
   if (!options.artifacts.empty()) {
-    folder_.emplace(options.artifacts, link.form, existing);
+    folder_.emplace(Utf8Path(options.artifacts), link.form, existing);
     folder_->WriteResult(
         TextOf({{"outcome", "unfinished"},
                 {"message", "the tool is still at work, or was ended in the middle"}},

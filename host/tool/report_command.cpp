@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "host/tool/child_process.h"
 #include "host/tool/command.h"
 #include "host/tool/outputs.h"
 #include "quillmark/host/files.h"
@@ -16,11 +17,12 @@ namespace {
 struct ReportCommandOptions {
   std::string folder;
   std::string output;
+  bool open = false;
 };
 
 Artifacts ReadFolder(const std::string& folder) {
   try {
-    return ReadArtifacts(folder);
+    return ReadArtifacts(Utf8Path(folder));
   } catch (const UnreadableArtifacts& error) {
     throw ToolError(ExitCode::kNoInput, error.what());
   } catch (const DamagedArtifacts& error) {
@@ -39,16 +41,21 @@ std::vector<NamedPath> FilesIn(const std::filesystem::path& folder) {
 }
 
 void Run(const ReportCommandOptions& options, Reporter& reporter) {
-  CheckOutputs(FilesIn(options.folder), {{{"-o", options.output}, OutputKind::kMadeAgain}},
-               Existing::kReplaced);
+  CheckOutputs(FilesIn(Utf8Path(options.folder)),
+               {{{"-o", options.output}, OutputKind::kMadeAgain}}, Existing::kReplaced);
   const Artifacts artifacts = ReadFolder(options.folder);
   const std::string page = RenderPage(artifacts);
-  WriteFile(options.output, page);
+  WriteFile(Utf8Path(options.output), page);
   reporter.Line(fmt::format("outcome   {}", OutcomeOf(artifacts).line));
   for (const std::string& warning : artifacts.warnings) {
     reporter.Line(fmt::format("warning   {}", warning));
   }
   reporter.Line(fmt::format("written   {} to {}", BytesText(page.size()), options.output));
+  if (options.open &&
+      !OpenOnDesktop(std::filesystem::absolute(Utf8Path(options.output)).string())) {
+    throw ToolError(ExitCode::kUnavailable, fmt::format("{}: no browser took it", options.output),
+                    "the page is complete: open it by hand");
+  }
 }
 
 }  // namespace
@@ -61,6 +68,7 @@ void AddReportCommand(CLI::App& app, Command& command) {
   report.add_option("-o,--output", options->output, "the page, one HTML file")
       ->type_name("FILE")
       ->required();
+  report.add_flag("--open", options->open, "open the page in the browser");
   report.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });

@@ -24,8 +24,18 @@ namespace {
 
 constexpr NumberRange kSizeRange = {1, 0x1000000};
 
+constexpr std::uint32_t kSlcanBaud = 115'200;
+
+#if defined(_WIN32)
+constexpr bool kHasPseudoTerminals = false;
+#else
+constexpr bool kHasPseudoTerminals = true;
+#endif
+
 struct SimulateCommandOptions {
   std::string bus;
+  /// Empty for a pseudo-terminal.
+  std::string port;
   LinkOptions link;
   std::uint8_t memory = 0;
   std::uint8_t check_routine = 0x02;
@@ -41,7 +51,7 @@ EcuOptions EcuOptionsOf(const SimulateCommandOptions& options, Bytes first_cells
       SimulatedEcuFor(options.link, options.memory, options.check_routine, options.faults);
   ecu.areas.front().size = options.size;
   ecu.areas.front().first_cells = std::move(first_cells);
-  // A pseudo-terminal carries no break.
+  // Neither a pseudo-terminal nor a serial port tells of a break.
   ecu.needs_break = false;
   return ecu;
 }
@@ -53,6 +63,25 @@ std::unique_ptr<SimulatedAdapter> MakeAdapter(const SimulateCommandOptions& opti
     return CreateKLineAdapter(wire, speed);
   }
   return CreateSlcanAdapter(wire, speed.can_bit_rate);
+}
+
+/// The line to the tester, and what it opens; nothing for a port, whose other end has a name that
+/// only its user knows.
+struct OpenLine {
+  std::unique_ptr<AdapterLine> line;
+  std::string device{};
+};
+
+OpenLine OpenTheLine(const SimulateCommandOptions& options) {
+#if !defined(_WIN32)
+  if (options.port.empty()) {
+    auto terminal = std::make_unique<PseudoTerminal>();
+    std::string device = terminal->device();
+    return {std::move(terminal), std::move(device)};
+  }
+#endif
+  return {OpenAdapterLine(options.port,
+                          IsKLine(options) ? options.link.Speed().k_line_baud : kSlcanBaud)};
 }
 
 std::string UriOf(const SimulateCommandOptions& options, const std::string& device) {
@@ -93,12 +122,16 @@ std::vector<std::string> ArgumentsOfClient(const SimulateCommandOptions& options
 
 void ReportReady(Reporter& reporter, const SimulateCommandOptions& options,
                  const std::string& device) {
-  const std::string uri = UriOf(options, device);
+  const std::string uri = UriOf(options, device.empty() ? "PORT" : device);
   const std::vector<std::string> arguments = ArgumentsOfClient(options);
-  reporter.Line(fmt::format("device    {}", device));
+  reporter.Line(device.empty()
+                    ? fmt::format("port      {}; PORT is the other end of its cable", options.port)
+                    : fmt::format("device    {}", device));
   reporter.Line(fmt::format("try       quillmark flash IMAGE --bus {}{}{}", uri,
                             arguments.empty() ? "" : " ", fmt::join(arguments, " ")));
-  reporter.Event(EventKind::kReady, {{"device", device}, {"bus", uri}, {"arguments", arguments}});
+  reporter.Event(
+      EventKind::kReady,
+      {{"device", device.empty() ? options.port : device}, {"bus", uri}, {"arguments", arguments}});
 }
 
 void Run(const SimulateCommandOptions& options, Reporter& reporter) {
@@ -112,12 +145,12 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   wire.Select(ecu.exchange());
   wire.InjectFaults(InjectorOf(options.faults.wire));
   const auto adapter = MakeAdapter(options, wire);
-  auto terminal = std::make_unique<PseudoTerminal>();
-  ReportReady(reporter, options, terminal->device());
+  OpenLine open = OpenTheLine(options);
+  ReportReady(reporter, options, open.device);
   try {
-    EcuServer(*terminal, wire, *adapter).Run({.stop_requested = Interrupted, .on_quiet = save});
+    EcuServer(*open.line, wire, *adapter).Run({.stop_requested = Interrupted, .on_quiet = save});
   } catch (const BusError& error) {
-    terminal.reset();
+    open.line.reset();
     reporter.Line(fmt::format("unplugged {}", error.what()));
   }
   save();
@@ -130,12 +163,22 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
 
 void AddSimulateCommand(CLI::App& app, Command& command) {
   CLI::App& simulate = *app.add_subcommand(
-      "simulate", "simulate an ECU behind a pseudo-terminal, in real time, until interrupted");
+      "simulate", kHasPseudoTerminals
+                      ? "simulate an ECU behind a pseudo-terminal, in real time, until interrupted"
+                      : "simulate an ECU behind a serial port, in real time, until interrupted");
   const auto options = std::make_shared<SimulateCommandOptions>();
   AddChoice<std::string>(
       simulate, "--bus", {{"slcan", "slcan"}, {"kline", "kline"}},
       [options](const std::string& bus) { options->bus = bus; }, "the adapter to simulate")
       ->required();
+  simulate
+      .add_option("--port", options->port,
+                  kHasPseudoTerminals
+                      ? "a serial port instead of the pseudo-terminal; a null-modem cable connects "
+                        "it to that of the tester"
+                      : "serial port; a null-modem cable connects it to that of the tester")
+      ->type_name("DEVICE")
+      ->required(!kHasPseudoTerminals);
   simulate
       .add_option("--memory", options->memory_file,
                   "keep the flash in this file from run to run, a raw binary from address 0")

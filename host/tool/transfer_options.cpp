@@ -97,11 +97,11 @@ Images ReadImagesOf(const TransferOptions& options) {
   images.files.reserve(options.files.size());
   auto base = options.bases.begin();
   for (const std::string& file : options.files) {
-    const std::string content = ReadFile(file, kLargestImageFile);
+    const std::string content = ReadFile(Utf8Path(file), kLargestImageFile);
     const bool takes_base = options.files.size() == 1 || !HasAddresses(content);
     const bool has_base = takes_base && base != options.bases.end();
     const auto own_base = has_base ? std::optional(*base++) : std::nullopt;
-    images.files.push_back({file, ReadImage(content, file, own_base)});
+    images.files.push_back({file, ReadImage(content, Utf8Path(file), own_base)});
     RequireUsable(images.files.back());
     parts.push_back({images.files.back().file, images.files.back().content.segments});
   }

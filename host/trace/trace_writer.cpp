@@ -51,7 +51,7 @@ void TraceWriter::WriteHead() {
     return;
   }
   if (format_ == TraceFormat::kAsc) {
-    const std::time_t date = began_ / kSecond;
+    const auto date = static_cast<std::time_t>(began_ / kSecond);
     out_ << fmt::format("date {:%a %b %d %H:%M:%S %Y}\n", fmt::gmtime(date))
          << "base hex  timestamps absolute\n"
          << "no internal events logged\n";

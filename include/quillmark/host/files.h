@@ -17,6 +17,12 @@ namespace quillmark::host {
 
 class FileBuffer;
 
+/// A path from its text in UTF-8. The constructors of a path read a text differently on Windows,
+/// where the text of a path is UTF-8 again.
+[[nodiscard]] inline std::filesystem::path Utf8Path(std::string_view text) {
+  return std::u8string(text.begin(), text.end());
+}
+
 /// Writes through a file descriptor. The first write that fails is the last: the stream is bad from
 /// then on, nothing more reaches the file, and the reason is kept.
 class QUILLMARK_API FileStream : public std::ostream {
@@ -129,7 +135,8 @@ class QUILLMARK_API OutputFile {
 
  private:
   void OpenBeside(const std::filesystem::file_status& found);
-  void Open(const std::filesystem::path& path, int flags, unsigned mode);
+  /// Raises CannotCreateFile for -1.
+  void Use(int descriptor);
   [[noreturn]] void RaiseCannotCreate(int error) const;
   void RaiseWhereItFailed() const;
 

@@ -13,11 +13,35 @@
 
 namespace quillmark::host {
 
-/// A pseudo-terminal, seen from the side that plays the device. It is open and raw from the start,
-/// so that it keeps what is written while no program has it open.
+/// The line between a simulated adapter and the program that uses it, seen from the adapter.
 ///
 /// Operations raise BusError if the system fails. Threads: used by one thread at a time.
-class QUILLMARK_API PseudoTerminal {
+class QUILLMARK_API AdapterLine {
+ public:
+  AdapterLine() = default;
+  AdapterLine(const AdapterLine&) = delete;
+  AdapterLine& operator=(const AdapterLine&) = delete;
+  AdapterLine(AdapterLine&&) = delete;
+  AdapterLine& operator=(AdapterLine&&) = delete;
+  virtual ~AdapterLine() = default;
+
+  /// What the other side has written, as soon as that is at least one byte; empty if nothing came
+  /// within `timeout`, and after a signal.
+  [[nodiscard]] virtual Bytes Read(Duration timeout) const = 0;
+
+  /// Like any serial line, it loses what does not fit if nobody reads.
+  virtual void Write(ByteView bytes) const = 0;
+};
+
+/// A serial port such as "COM4" or "/dev/ttyS1" that a null-modem cable connects to the port of the
+/// other program. Raises BusError.
+[[nodiscard]] QUILLMARK_API std::unique_ptr<AdapterLine> OpenAdapterLine(const std::string& device,
+                                                                         std::uint32_t baud);
+
+#if !defined(_WIN32)
+/// A pseudo-terminal, seen from the side that plays the device. It is open and raw from the start,
+/// so that it keeps what is written while no program has it open. Windows has none.
+class QUILLMARK_API PseudoTerminal : public AdapterLine {
  public:
   PseudoTerminal();
   PseudoTerminal(const PseudoTerminal&) = delete;
@@ -25,23 +49,20 @@ class QUILLMARK_API PseudoTerminal {
   PseudoTerminal(PseudoTerminal&&) = delete;
   PseudoTerminal& operator=(PseudoTerminal&&) = delete;
   /// Hangs up.
-  ~PseudoTerminal();
+  ~PseudoTerminal() override;
 
   /// What the other side opens, such as "/dev/pts/3".
   [[nodiscard]] const std::string& device() const { return device_; }
 
-  /// What the other side has written, as soon as that is at least one byte; empty if nothing came
-  /// within `timeout`, and after a signal.
-  [[nodiscard]] Bytes Read(Duration timeout) const;
-
-  /// Like a serial line, it loses what does not fit if nobody reads.
-  void Write(ByteView bytes) const;
+  [[nodiscard]] Bytes Read(Duration timeout) const override;
+  void Write(ByteView bytes) const override;
 
  private:
   int device_side_ = -1;
   int host_side_ = -1;
   std::string device_;
 };
+#endif
 
 /// The adapter between a tester's serial port and a simulated wire. It has no clock of its own: its
 /// wire has the time.
@@ -77,8 +98,8 @@ class QUILLMARK_API SimulatedAdapter {
 [[nodiscard]] QUILLMARK_API std::unique_ptr<SimulatedAdapter> CreateKLineAdapter(
     SimulatedWire& wire, const WireSpeed& speed);
 
-/// Simulates a wire and the adapter on it, in real time, for the program that opens a
-/// pseudo-terminal.
+/// Simulates a wire and the adapter on it, in real time, for the program at the other end of a
+/// line.
 class QUILLMARK_API EcuServer {
  public:
   /// How a run is ended, and what is called while it lasts; both may be empty.
@@ -90,8 +111,8 @@ class QUILLMARK_API EcuServer {
   };
 
   /// All of them must outlive the server.
-  EcuServer(const PseudoTerminal& terminal, SimulatedWire& wire, SimulatedAdapter& adapter)
-      : terminal_(terminal), wire_(wire), adapter_(adapter) {}
+  EcuServer(const AdapterLine& line, SimulatedWire& wire, SimulatedAdapter& adapter)
+      : line_(line), wire_(wire), adapter_(adapter) {}
 
   /// Returns when it is asked to stop. A BusError of the fault injector, which removes the adapter,
   /// passes through.
@@ -103,7 +124,7 @@ class QUILLMARK_API EcuServer {
   /// Until something is due, at most `limit`.
   [[nodiscard]] Duration TimeToNextEvent(Duration limit) const;
 
-  const PseudoTerminal& terminal_;
+  const AdapterLine& line_;
   SimulatedWire& wire_;
   SimulatedAdapter& adapter_;
 };

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <thread>
 
+#include "host/adapters/serial_device.h"
 #include "tests/host/adapters/scripted_device.h"
 
 namespace quillmark::host::testing {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "host/adapters/shared_library.h"
-
 #include <dlfcn.h>
 
+#include "host/adapters/shared_library.h"
 #include "quillmark/host/bus.h"
 
 namespace quillmark::host {

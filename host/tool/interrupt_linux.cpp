@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "host/tool/interrupt.h"
-
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+
+#include "host/tool/interrupt.h"
 
 namespace quillmark::host {
 namespace {

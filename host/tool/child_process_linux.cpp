@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "host/tool/child_process.h"
-
 #include <fcntl.h>
 #include <poll.h>
+#include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "host/tool/child_process.h"
 #include "host/tool/interrupt.h"
 
 namespace quillmark::host {
@@ -53,9 +53,32 @@ constexpr int kNotFound = 127;
   ::_exit(kNotFound);
 }
 
-}  // namespace
+/// One of the outputs of a command, of which no more than a bounded part is kept.
+class Stream {
+ public:
+  Stream();
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  Stream(Stream&&) = delete;
+  Stream& operator=(Stream&&) = delete;
+  ~Stream();
 
-ChildProcess::Stream::Stream() : room_(kMostText) {
+  [[nodiscard]] int read_end() const { return read_end_; }
+  [[nodiscard]] int write_end() const { return write_end_; }
+  /// Once the command has the other end.
+  void CloseWriteEnd();
+  /// Takes what is there.
+  void Read();
+  [[nodiscard]] std::string TakeText() { return std::exchange(text_, {}); }
+
+ private:
+  int read_end_ = -1;
+  int write_end_ = -1;
+  std::size_t room_ = kMostText;
+  std::string text_;
+};
+
+Stream::Stream() {
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
     RaiseErrno("there is no pipe");
@@ -65,20 +88,20 @@ ChildProcess::Stream::Stream() : room_(kMostText) {
   write_end_ = ends[1];
 }
 
-ChildProcess::Stream::~Stream() {
+Stream::~Stream() {
   CloseWriteEnd();
   if (read_end_ != kClosed) {
     ::close(read_end_);
   }
 }
 
-void ChildProcess::Stream::CloseWriteEnd() {
+void Stream::CloseWriteEnd() {
   if (write_end_ != kClosed) {
     ::close(std::exchange(write_end_, kClosed));
   }
 }
 
-void ChildProcess::Stream::Read() {
+void Stream::Read() {
   std::array<char, kMostText> buffer{};
   const ssize_t size = ::read(read_end_, buffer.data(), buffer.size());
   if (size == 0) {
@@ -91,7 +114,37 @@ void ChildProcess::Stream::Read() {
   }
 }
 
-ChildProcess::ChildProcess(const std::string& command) {
+}  // namespace
+
+class ChildProcess::Implementation {
+ public:
+  explicit Implementation(const std::string& command);
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  Implementation(Implementation&&) = delete;
+  Implementation& operator=(Implementation&&) = delete;
+  ~Implementation();
+
+  [[nodiscard]] std::optional<End> Wait(milliseconds time);
+  [[nodiscard]] std::string TakeOutput() { return output_.TakeText(); }
+  [[nodiscard]] std::string TakeErrors() { return errors_.TakeText(); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Read(milliseconds timeout);
+  [[nodiscard]] bool HasEnded();
+  void EndGroup() const;
+  [[nodiscard]] bool AwaitEndOfGroup(Clock::time_point deadline) const;
+
+  Stream output_;
+  Stream errors_;
+  pid_t group_ = 0;
+  /// As waitpid has it.
+  std::optional<int> status_;
+};
+
+ChildProcess::Implementation::Implementation(const std::string& command) {
   // What a command leaves behind becomes a child of this process, which so sees it end.
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   group_ = ::fork();
@@ -106,24 +159,24 @@ ChildProcess::ChildProcess(const std::string& command) {
   SetGroupToKill(group_);
 }
 
-ChildProcess::~ChildProcess() {
+ChildProcess::Implementation::~Implementation() {
   EndGroup();
   SetGroupToKill(0);
 }
 
-std::optional<int> ChildProcess::Wait(milliseconds time) {
+std::optional<ChildProcess::End> ChildProcess::Implementation::Wait(milliseconds time) {
   const Clock::time_point deadline = Clock::now() + time;
   do {
     Read(kLookUp);
     if (HasEnded()) {
       Read(milliseconds(0));
-      return status_;
+      return WIFEXITED(*status_) ? End{.status = WEXITSTATUS(*status_)} : End{.by_signal = true};
     }
   } while (Clock::now() < deadline);
   return std::nullopt;
 }
 
-void ChildProcess::Read(milliseconds timeout) {
+void ChildProcess::Implementation::Read(milliseconds timeout) {
   // A closed one is passed over.
   std::array<pollfd, 2> ready{pollfd{output_.read_end(), POLLIN, 0},
                               pollfd{errors_.read_end(), POLLIN, 0}};
@@ -136,7 +189,7 @@ void ChildProcess::Read(milliseconds timeout) {
   }
 }
 
-bool ChildProcess::HasEnded() {
+bool ChildProcess::Implementation::HasEnded() {
   int status = 0;
   if (!status_ && ::waitpid(group_, &status, WNOHANG) == group_) {
     status_ = status;
@@ -145,7 +198,7 @@ bool ChildProcess::HasEnded() {
 }
 
 /// What the command started may outlive it.
-void ChildProcess::EndGroup() const {
+void ChildProcess::Implementation::EndGroup() const {
   for (const int signal : {SIGTERM, SIGKILL}) {
     ::kill(-group_, signal);
     if (AwaitEndOfGroup(Clock::now() + kGrace)) {
@@ -154,7 +207,7 @@ void ChildProcess::EndGroup() const {
   }
 }
 
-bool ChildProcess::AwaitEndOfGroup(Clock::time_point deadline) const {
+bool ChildProcess::Implementation::AwaitEndOfGroup(Clock::time_point deadline) const {
   for (;;) {
     const pid_t ended = ::waitpid(-group_, nullptr, WNOHANG);
     if (ended < 0) {
@@ -167,6 +220,31 @@ bool ChildProcess::AwaitEndOfGroup(Clock::time_point deadline) const {
       std::this_thread::sleep_for(kShortWait);
     }
   }
+}
+
+ChildProcess::ChildProcess(const std::string& command)
+    : implementation_(std::make_unique<Implementation>(command)) {}
+
+ChildProcess::~ChildProcess() = default;
+
+std::optional<ChildProcess::End> ChildProcess::Wait(milliseconds time) {
+  return implementation_->Wait(time);
+}
+
+std::string ChildProcess::TakeOutput() { return implementation_->TakeOutput(); }
+
+std::string ChildProcess::TakeErrors() { return implementation_->TakeErrors(); }
+
+bool OpenOnDesktop(const std::string& file) {
+  std::string program = "xdg-open";
+  std::string argument = file;
+  std::array<char*, 3> arguments{program.data(), argument.data(), nullptr};
+  pid_t process = 0;
+  int status = 0;
+  // It hands the file to the desktop and ends; where there is no desktop, it may be the browser.
+  return ::posix_spawnp(&process, program.c_str(), nullptr, nullptr, arguments.data(), environ) ==
+             0 &&
+         ::waitpid(process, &status, 0) == process && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 }  // namespace quillmark::host

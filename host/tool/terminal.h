@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The terminal or console that the tool runs at: terminal_linux.cpp or terminal_windows.cpp.
+namespace quillmark::host {
+
+enum class StandardStream : std::uint8_t { kInput, kOutput, kError };
+
+[[nodiscard]] bool IsTerminal(StandardStream stream);
+
+/// The width of the terminal at the standard output, which may change; nothing if it is not known.
+[[nodiscard]] std::optional<std::size_t> TerminalColumns();
+
+/// Drops what was typed and not read.
+void DropTyped();
+
+/// What was typed, as soon as there is something; empty at the end of input, nothing if none came
+/// within `time`. Lines end with a line feed.
+[[nodiscard]] std::optional<std::string> ReadTyped(std::chrono::milliseconds time);
+
+/// Lets a terminal show UTF-8 and act on control sequences while it lives.
+class TerminalSettings {
+ public:
+  TerminalSettings();
+  TerminalSettings(const TerminalSettings&) = delete;
+  TerminalSettings& operator=(const TerminalSettings&) = delete;
+  TerminalSettings(TerminalSettings&&) = delete;
+  TerminalSettings& operator=(TerminalSettings&&) = delete;
+  ~TerminalSettings();
+
+ private:
+  [[maybe_unused]] unsigned code_page_ = 0;
+};
+
+/// The name of the program and its arguments, in UTF-8 where the system says what they are in.
+[[nodiscard]] std::vector<std::string> ProgramArguments(int argc, const char* const* argv);
+
+/// An environment variable; empty if it is not set.
+[[nodiscard]] std::string EnvironmentVariable(const char* name);
+
+}  // namespace quillmark::host
