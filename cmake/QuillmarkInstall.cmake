@@ -55,7 +55,7 @@ if(TARGET quillmark_host)
   install(EXPORT quillmarkHostTargets NAMESPACE quillmark:: DESTINATION ${quillmark_package_dir}
           COMPONENT host_development)
   quillmark_install_pkg_config(quillmark-host host_development "Reprograms ECUs: buses, runner, images, traces, reports"
-                               "quillmark = ${PROJECT_VERSION}" "-lfmt -lnettle -lz -pthread")
+                               "quillmark = ${PROJECT_VERSION}" "-lfmt -lnettle -lsqlite3 -lz -pthread")
 endif()
 
 if(TARGET quillmark_tool)

@@ -51,6 +51,8 @@ function(quillmark_add_command_test name)
   quillmark_has_tools(has_tools ${name} ${arg_NEEDS})
   if(has_tools)
     add_test(NAME ${name} COMMAND ${arg_COMMAND})
-    set_tests_properties(${name} PROPERTIES ENVIRONMENT "${arg_ENVIRONMENT}")
+    # What it starts keeps no records among those of the user.
+    set_tests_properties(${name} PROPERTIES
+                         ENVIRONMENT "XDG_STATE_HOME=${PROJECT_BINARY_DIR}/state;${arg_ENVIRONMENT}")
   endif()
 endfunction()

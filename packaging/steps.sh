@@ -5,6 +5,9 @@
 # What configures without a preset uses the same generator.
 export CMAKE_GENERATOR=Ninja
 
+# What the steps start keeps no records among those of the user.
+export XDG_STATE_HOME=$PWD/build/state
+
 # Builds go through ccache where it is there; nothing needs it.
 if command -v ccache >/dev/null; then
   export CMAKE_CXX_COMPILER_LAUNCHER=ccache

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -17,6 +18,13 @@ namespace fs = std::filesystem;
 
 constexpr unsigned kPermissions = 0777;
 constexpr unsigned kNewFile = 0666;
+
+/// What an environment variable names; empty for what depends on the current folder.
+fs::path FolderIn(const char* variable) {
+  const char* const value = std::getenv(variable);  // NOLINT(concurrency-mt-unsafe)
+  const fs::path folder = value == nullptr ? "" : value;
+  return folder.is_absolute() ? folder : fs::path();
+}
 
 /// A new name in the same folder that nobody can predict. A file system may allow as few as 255
 /// bytes.
@@ -122,6 +130,15 @@ void WriteFile(const fs::path& path, std::string_view content) {
   OutputFile file(path, Existing::kReplaced);
   file.stream() << content;
   file.Commit();
+}
+
+std::filesystem::path UserFolder(const char* variable, const std::filesystem::path& below_home) {
+  const std::filesystem::path folder = FolderIn(variable);
+  if (!folder.empty()) {
+    return folder;
+  }
+  const std::filesystem::path home = FolderIn("HOME");
+  return home.empty() ? home : home / below_home;
 }
 
 void CreateFolders(const std::filesystem::path& folder) {

@@ -28,6 +28,7 @@ void AddProfileCommand(CLI::App& app, Command& command);
 void AddPlanCommand(CLI::App& app, Command& command);
 void AddCallsCommand(CLI::App& app, Command& command);
 void AddDecodeCommand(CLI::App& app, Command& command);
+void AddHistoryCommand(CLI::App& app, Command& command);
 void AddReportCommand(CLI::App& app, Command& command);
 void AddDevicesCommand(CLI::App& app, Command& command);
 void AddSimulateCommand(CLI::App& app, Command& command);

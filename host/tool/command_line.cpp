@@ -114,6 +114,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddReportCommand(*app, command);
 #if !defined(_WIN32)
   AddDevicesCommand(*app, command);
+  AddHistoryCommand(*app, command);
 #endif
   AddSimulateCommand(*app, command);
 #if !defined(_WIN32)

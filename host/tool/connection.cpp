@@ -101,6 +101,9 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
       [](const std::string& text) { std::cerr << "quillmark: warning: " << text << std::endl; });
   programmer_->OnIdentified(
       [this, expected = session.expected_ecu](const Identification& identification) {
+        if (on_identified_) {
+          on_identified_(identification);
+        }
         RequireEcu(expected, identification.record);
         ecu_is_simulated_ =
             ecu_is_simulated_ || RecordText(identification.record).starts_with("SIMULATED ECU ");

@@ -50,6 +50,11 @@ class Connection {
     return bus_->BatteryMillivolts();
   }
 
+  /// Called with each identification, also with that of an ECU that is not the expected one.
+  void OnIdentified(std::function<void(const Identification&)> on_identified) {
+    on_identified_ = std::move(on_identified);
+  }
+
   /// Tells the reporter how far the work is.
   void ShowProgress();
 
@@ -68,6 +73,7 @@ class Connection {
   std::unique_ptr<Bus> bus_;
   std::unique_ptr<Bus> tapped_bus_;
   std::unique_ptr<Programmer> programmer_;
+  std::function<void(const Identification&)> on_identified_;
   bool ecu_is_simulated_;
   std::chrono::milliseconds tester_present_interval_;
   std::chrono::steady_clock::time_point last_look_ = std::chrono::steady_clock::now();

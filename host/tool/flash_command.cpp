@@ -195,12 +195,13 @@ void Save(MemoryFile& backup, const MemoryImage& memory, std::uint8_t fill, Repo
 void Flash(const FlashCommandOptions& options, const Images& images,
            std::optional<MemoryFile>& backup, Recording& recording, Reporter& reporter) {
   ReportSettings(reporter, options);
+  recording.Begin(RunOf("flash", images));
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, images));
   }
   Connection connection(options.link, options.session, ConfigOf(options), reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
-  recording.Follow(connection.programmer());
+  recording.Follow(connection);
   ReportImages(reporter, images);
   connection.ShowProgress();
   Announcement announcement(reporter, options, images.segments);
@@ -237,7 +238,8 @@ void Run(const FlashCommandOptions& options, Reporter& console) {
   CheckOutputs(InputsOf(options.transfer, options.session.profile),
                {{{"--backup", options.flash.backup}, OutputKind::kBackup},
                 {{"--trace", options.recording.trace}, OutputKind::kFile},
-                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder},
+                {{"--records", FileOf(options.recording.records)}, OutputKind::kAddedTo}},
                ExistingWith(options.recording.force));
   std::optional<MemoryFile> backup;
   if (!options.flash.backup.empty()) {

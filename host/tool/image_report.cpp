@@ -102,6 +102,14 @@ Json PlannedImage(const Images& images) {
           {"segments", ranges}};
 }
 
+RunRecord RunOf(const char* command, const Images& images) {
+  RunRecord run{.command = command, .image_sha256 = Sha256Of(images.segments)};
+  for (const NamedImage& image : images.files) {
+    run.images.push_back(image.file);
+  }
+  return run;
+}
+
 void ReportImages(Reporter& reporter, const Images& images) {
   for (const NamedImage& image : images.files) {
     ReportImage(reporter, image);

@@ -49,7 +49,7 @@ bool LiesIn(const fs::path& path, const fs::path& folder) {
 }
 
 void CheckPlace(const Output& output, Existing existing) {
-  if (output.kind == OutputKind::kMadeAgain) {
+  if (output.kind == OutputKind::kMadeAgain || output.kind == OutputKind::kAddedTo) {
     return;
   }
   std::error_code ignored;

@@ -17,6 +17,7 @@ struct NamedPath {
 
 enum class OutputKind : std::uint8_t {
   kFile,
+  kAddedTo,    ///< a file that keeps what it has
   kMadeAgain,  ///< a file that is replaced without a question, since it can be made again
   kBackup,     ///< a file that replaces nothing, whatever was asked for
   kFolder,     ///< for what one command leaves and nothing else

@@ -100,6 +100,7 @@ Profile SettingsOf(const ReadCommandOptions& options) {
 void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& recording,
           Reporter& reporter) {
   ReportSettings(reporter, options);
+  recording.Begin({.command = "read"});
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options));
   }
@@ -107,7 +108,7 @@ void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& record
   config.memory = options.memory;
   Connection connection(options.link, options.session, config, reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
-  recording.Follow(connection.programmer());
+  recording.Follow(connection);
   const auto map = connection.platform().CreateMemoryMap();
   for (const Range& range : options.ranges) {
     map->AddRange(range.start, range.count);
@@ -125,7 +126,8 @@ void Run(const ReadCommandOptions& options, Reporter& console) {
   CheckOutputs({{"--profile", options.session.profile}},
                {{{"-o", options.output}, OutputKind::kFile},
                 {{"--trace", options.recording.trace}, OutputKind::kFile},
-                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder},
+                {{"--records", FileOf(options.recording.records)}, OutputKind::kAddedTo}},
                existing);
   MemoryFile file(options.output, existing);
   CatchInterrupts();

@@ -7,11 +7,13 @@
 #include <CLI/Error.hpp>
 #include <chrono>
 #include <exception>
+#include <iostream>
 #include <stdexcept>
 #include <utility>
 
 #include "host/tool/exit_code.h"
 #include "host/tool/outputs.h"
+#include "host/tool/printable_output.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/text.h"
@@ -128,10 +130,14 @@ void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::st
          "leave plan, documents, replies, trace, log and result in a new folder; see report")
       ->type_name("DIR");
   app.add_flag("--force", options.force, fmt::format("replace existing files of {}", replaced));
+  AddRecordsOptions(app, options.records);
 }
 
 Recording::Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console)
-    : link_(link), reporter_(std::make_unique<RecordingReporter>(*this, console)) {
+    : link_(link),
+      artifacts_(options.artifacts.empty() ? "" : std::filesystem::absolute(options.artifacts)),
+      recorder_(options.records),
+      reporter_(std::make_unique<RecordingReporter>(*this, console)) {
   const Existing existing = ExistingWith(options.force);
   if (!options.trace.empty()) {
     trace_.emplace(Utf8Path(options.trace), FormatOf(options.trace, link.form), existing);
@@ -165,10 +171,23 @@ void Recording::Run(const std::function<void(Reporter& reporter)>& work, const c
   if (defect.empty()) {
     defect = defect_of_result;
   }
+  const std::string defect_of_record = ErrorOf([&] { EndRun(OutcomeState::kDone, defect); });
+  if (defect.empty()) {
+    defect = defect_of_record;
+  }
   if (!defect.empty()) {
     throw ToolError(ExitCode::kInputOutput, fmt::format("{}; {}", defect, effect),
                     "make room on the disk before the next time, or name a file elsewhere");
   }
+}
+
+void Recording::Begin(RunRecord run) {
+  run.started = std::chrono::system_clock::now();
+  run.version = told_.at("version");
+  run.bus = told_.at("bus");
+  run.settings = told_.at("settings").get<std::vector<std::string>>();
+  run.artifacts = artifacts_;
+  recorder_.Begin(run);
 }
 
 void Recording::Plan(const Json& plan) {
@@ -188,16 +207,14 @@ void Recording::Plan(const Json& plan) {
   folder_->WritePlan(TextOf(whole, kOneLine));
 }
 
-std::unique_ptr<Bus> Recording::Tap(Bus& bus) {
-  if (!trace_ && !folder_) {
-    return nullptr;
-  }
-  return std::make_unique<TappedBus>(*this, bus);
-}
+std::unique_ptr<Bus> Recording::Tap(Bus& bus) { return std::make_unique<TappedBus>(*this, bus); }
 
-void Recording::Follow(Programmer& programmer) {
+void Recording::Follow(Connection& connection) {
+  connection.OnIdentified([this](const Identification& identification) {
+    recorder_.Identify(RecordText(identification.record));
+  });
   if (folder_) {
-    programmer.OnDocument([this](const DocumentRun& run) { OnDocument(run); });
+    connection.programmer().OnDocument([this](const DocumentRun& run) { OnDocument(run); });
   }
 }
 
@@ -211,12 +228,11 @@ void Recording::Record(const TraceEntry& entry) {
 }
 
 void Recording::OnEvent(EventKind kind, const Json& members) {
-  if (!log_) {
-    return;
+  if (log_) {
+    Json logged = {{"at", SecondsOf(Now())}};
+    logged.update(members);
+    log_->Event(kind, logged);
   }
-  Json logged = {{"at", SecondsOf(Now())}};
-  logged.update(members);
-  log_->Event(kind, logged);
   if (kind == EventKind::kDone || kind == EventKind::kSettings) {
     told_.update(members);
   } else if (kind == EventKind::kImage || kind == EventKind::kImages) {
@@ -233,10 +249,9 @@ void Recording::OnEvent(EventKind kind, const Json& members) {
 }
 
 void Recording::OnProgress(const Progress& progress) {
-  if (!log_) {
-    return;
+  if (log_) {
+    log_->OnProgress(progress);
   }
-  log_->OnProgress(progress);
   const std::string name(NameOf(progress.phase));
   if (phases_.empty() || phases_.back().name != name || phases_.back().ended) {
     EndPhase();
@@ -275,6 +290,18 @@ void Recording::EndPhase() {
   }
 }
 
+void Recording::EndRun(OutcomeState outcome, const std::string& message) {
+  EndPhase();
+  RunRecord& run = recorder_.run();
+  run.outcome = outcome;
+  run.message = message;
+  run.time = Now();
+  for (const PhaseTimes& phase : phases_) {
+    run.phases.push_back({phase.name, phase.began, *phase.ended});
+  }
+  recorder_.End();
+}
+
 void Recording::WriteResult(Json result) {
   if (!folder_) {
     return;
@@ -298,11 +325,17 @@ void Recording::WriteResult(Json result) {
 /// The failure of the work says more than what else may fail now.
 void Recording::RecordFailure() {
   const FailureReport report = ReportCurrentFailure();
+  const bool is_cancelled = report.code == ExitCode::kInterrupted;
+  try {
+    EndRun(is_cancelled ? OutcomeState::kCancelled : OutcomeState::kFailed, report.message);
+  } catch (const std::exception& error) {
+    std::cerr << OneLine(fmt::format("quillmark: warning: {}", error.what())) << std::endl;
+  }
   try {
     Json event = {{"exit", static_cast<int>(report.code)}, {"message", report.message}};
     event.update(report.details);
     OnEvent(EventKind::kError, event);
-    Json result = {{"outcome", report.code == ExitCode::kInterrupted ? "cancelled" : "failed"}};
+    Json result = {{"outcome", is_cancelled ? "cancelled" : "failed"}};
     result.update(event);
     WriteResult(result);
     Close();

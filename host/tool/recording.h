@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "host/tool/connection.h"
 #include "host/tool/link_options.h"
 #include "host/tool/reporter.h"
+#include "host/tool/run_recorder.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/bus.h"
 #include "quillmark/host/programmer.h"
@@ -22,9 +24,12 @@ struct RecordingOptions {
   std::string trace;
   std::string artifacts;
   bool force = false;  ///< replaces what is there already, a backup apart
+  RecordsOptions records;
 };
 
-/// Adds --trace, --artifacts and --force; `replaced` lists the options that --force is for.
+/// Adds --trace, --artifacts, --force, --records and --no-records; `replaced` lists the options
+/// that
+/// --force is for.
 void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::string& replaced);
 
 /// Records what a command does on a bus, as far as the options ask for it.
@@ -44,14 +49,18 @@ class Recording {
   /// `effect`, which tells what was done nevertheless.
   void Run(const std::function<void(Reporter& reporter)>& work, const char* effect);
 
+  /// Writes down that `run` is about to happen; settings and time are added. Call it when the
+  /// settings have been reported and before anything is sent. Raises ToolError.
+  void Begin(RunRecord run);
+
   [[nodiscard]] bool wants_plan() const { return folder_.has_value(); }
   /// What `work` is about to do, for the folder; the link is added.
   void Plan(const Json& plan);
   /// The bus to use instead of `bus`; null if nothing is to be recorded. Neither `bus` nor the
   /// recording may end before it.
   [[nodiscard]] std::unique_ptr<Bus> Tap(Bus& bus);
-  /// Records the documents that `programmer` runs.
-  void Follow(Programmer& programmer);
+  /// Records which ECU answers, and the documents that the programmer runs.
+  void Follow(Connection& connection);
 
  private:
   class RecordingReporter;
@@ -69,11 +78,14 @@ class Recording {
   void WriteDocument(const DocumentRun& run);
   void EndPhase();
   void WriteResult(Json result);
+  void EndRun(OutcomeState outcome, const std::string& message);
   void RecordFailure();
   void Close();
   [[nodiscard]] Duration Now() const;
 
   LinkOptions link_;
+  std::filesystem::path artifacts_;
+  RunRecorder recorder_;
   std::optional<TraceFile> trace_;
   std::optional<ArtifactFolder> folder_;
   std::unique_ptr<Reporter> log_;

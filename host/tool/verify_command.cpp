@@ -59,6 +59,7 @@ void Report(Reporter& reporter, const ProgramResult& result) {
 void Verify(const VerifyCommandOptions& options, const Images& images, Recording& recording,
             Reporter& reporter) {
   ReportSettings(reporter, options);
+  recording.Begin(RunOf("verify", images));
   if (recording.wants_plan()) {
     recording.Plan(PlanOf(options, images));
   }
@@ -66,7 +67,7 @@ void Verify(const VerifyCommandOptions& options, const Images& images, Recording
   config.memory = options.transfer.memory;
   Connection connection(options.link, options.session, config, reporter,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
-  recording.Follow(connection.programmer());
+  recording.Follow(connection);
   ReportImages(reporter, images);
   connection.ShowProgress();
   const ProgramResult result =
@@ -80,7 +81,8 @@ void Run(const VerifyCommandOptions& options, Reporter& console) {
   const Images images = ReadImagesOf(options.transfer);
   CheckOutputs(InputsOf(options.transfer, options.session.profile),
                {{{"--trace", options.recording.trace}, OutputKind::kFile},
-                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder}},
+                {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder},
+                {{"--records", FileOf(options.recording.records)}, OutputKind::kAddedTo}},
                ExistingWith(options.recording.force));
   CatchInterrupts();
   Recording recording(options.recording, options.link, console);

@@ -151,6 +151,11 @@ class QUILLMARK_API OutputFile {
 /// Writes a whole file and replaces what was there. Raises CannotCreateFile and CannotWriteFile.
 QUILLMARK_API void WriteFile(const std::filesystem::path& path, std::string_view content);
 
+/// Where the environment has the user's files of one kind: the folder that `variable` names, or
+/// `below_home` in $HOME. Empty if neither is an absolute path.
+[[nodiscard]] QUILLMARK_API std::filesystem::path UserFolder(
+    const char* variable, const std::filesystem::path& below_home);
+
 /// Creates a folder with those above it, as far as they do not exist. Raises CannotCreateFile.
 QUILLMARK_API void CreateFolders(const std::filesystem::path& folder);
 

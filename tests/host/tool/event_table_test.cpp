@@ -164,6 +164,7 @@ TEST_F(EventTable, HasEveryEventWithItsMembers) {
   Observe("plan", {image, image});
   Observe("verify", {folder_.Write("same.bin", std::string(4, '\x5A')), "--base", "0"});
   Observe("flash", {image, "--key-command", "echo no key >&2; true"});
+  Observe("history", {});
   ObserveTwoProcesses();
   ObserveAdapters();
   Remember("flash", folder_.Read("done/log.jsonl"));

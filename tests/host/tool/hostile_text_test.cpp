@@ -171,6 +171,12 @@ std::map<std::string, std::vector<Arguments>> Commands(const TemporaryFolder& fo
       {"calls", {{away}, {kHostile, kHostile}}},
       {"decode", {{away}, {image, "--ids", kHostile, "2"}, {folder.Path("")}}},
       {"report", {{away, "-o", folder.Path("r.html")}, {image, kHostile}}},
+      {"history",
+       {{"--records", away},
+        {"--records", image},
+        {"--since", kHostile},
+        {"--outcome", kHostile},
+        {"--search", kHostile, kHostile}}},
       {"simulate", {{"--bus", kHostile}, {"--bus", "slcan", "--memory", away + "/x"}}},
       {"devices", {{kHostile}}},
       {"conformance", {{kHostile}, {"--form", kHostile, "true"}, {"echo", kHostile}}}};

@@ -16,8 +16,8 @@ namespace quillmark::host::testing {
 /// A folder of one test, gone with it.
 class TemporaryFolder {
  public:
-  TemporaryFolder()
-      : path_(std::filesystem::path(::testing::TempDir()) /
+  explicit TemporaryFolder(const std::filesystem::path& place = ::testing::TempDir())
+      : path_(place /
               fmt::format("quillmark_tool_{}_{}", ::getpid(),
                           ::testing::UnitTest::GetInstance()->current_test_info()->name())) {
     std::filesystem::remove_all(path_);
@@ -43,9 +43,10 @@ class TemporaryFolder {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   }
 
-  /// Number of files and folders in it.
+  /// Number of files and folders in it, the records of runs left out.
   [[nodiscard]] std::ptrdiff_t Entries() const {
-    return std::distance(std::filesystem::directory_iterator(path_), {});
+    return std::distance(std::filesystem::directory_iterator(path_), {}) -
+           (std::filesystem::exists(path_ / "state") ? 1 : 0);
   }
 
  private:

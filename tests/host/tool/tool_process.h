@@ -3,6 +3,7 @@
 
 #include <sys/types.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -56,9 +57,11 @@ class ToolProcess {
   std::string output_;
 };
 
-/// Runs the program in a folder of its own.
+/// Runs the program in a folder of its own, and with records of its own.
 class ToolTest : public ::testing::Test {
  protected:
+  ToolTest() { ::setenv("XDG_STATE_HOME", state_.Path("").c_str(), 1); }
+
   ToolResult Run(const std::vector<std::string>& arguments, const std::string& input = "");
 
   /// Interrupts a process whose standard error is the file "stderr", as soon as it has seen the
@@ -66,6 +69,8 @@ class ToolTest : public ::testing::Test {
   void InterruptThreeTimes(const ToolProcess& process);
 
   TemporaryFolder folder_;
+  /// In memory where there is such a folder: a disk takes its time for what it must not lose.
+  TemporaryFolder state_{std::filesystem::exists("/dev/shm") ? "/dev/shm" : folder_.Path("state")};
 };
 
 }  // namespace quillmark::host::testing

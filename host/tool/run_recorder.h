@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <string>
+
+#include "quillmark/host/records.h"
+
+namespace quillmark::host {
+
+/// Where runs are recorded.
+struct RecordsOptions {
+  std::string file;   ///< empty: the usual one
+  bool none = false;  ///< nowhere
+};
+
+/// Adds --records alone, or with --no-records.
+void AddRecordsOption(CLI::App& app, RecordsOptions& options);
+void AddRecordsOptions(CLI::App& app, RecordsOptions& options);
+
+/// The file that the options name; empty if there is none.
+[[nodiscard]] std::string FileOf(const RecordsOptions& options);
+
+/// Keeps the record of one run. A file that was asked for has to be there before anything is sent;
+/// otherwise a run goes on without its record, with a warning on standard error.
+class RunRecorder {
+ public:
+  explicit RunRecorder(const RecordsOptions& options) : options_(options) {}
+
+  /// Writes the run down as unfinished. Raises ToolError (cannot create) if a file was asked for
+  /// and cannot be used.
+  void Begin(const RunRecord& run);
+
+  /// Adds which ECU it is, while a session is open: what does not work at once is left to `End`.
+  void Identify(const std::string& ecu);
+
+  /// What is known of the run.
+  [[nodiscard]] RunRecord& run() { return run_; }
+
+  /// Writes down how it ended. Raises RecordsError if a file was asked for; otherwise warns.
+  void End();
+
+ private:
+  void Warn(const std::string& reason) const;
+  void TellWhatWasSetAside();
+
+  RecordsOptions options_;
+  RunRecord run_;
+#if !defined(_WIN32)
+  /// Null where nothing is recorded.
+  std::unique_ptr<RunRecords> records_;
+#endif
+  /// What the user knows of already.
+  std::filesystem::path told_;
+};
+
+}  // namespace quillmark::host

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: MIT
+// --records of flash, verify and read, and what history shows of it.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "quillmark/host/records.h"
+#include "support/file_limit.h"
+#include "tests/host/tool/images.h"
+#include "tests/host/tool/tool_process.h"
+
+namespace quillmark::host::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+class RecordsOption : public ToolTest {
+ protected:
+  [[nodiscard]] std::vector<std::string> FlashCommand(std::vector<std::string> options = {}) const {
+    options.insert(options.begin(), {"flash", image_, "--records", file_});
+    return options;
+  }
+
+  ToolResult Flash(const std::vector<std::string>& options = {}) {
+    return Run(FlashCommand(options));
+  }
+
+  /// The oldest first.
+  [[nodiscard]] std::vector<RunRecord> Runs() const {
+    std::vector<RunRecord> runs = RunRecords(file_, RunRecords::Use::kRead).Find({});
+    std::reverse(runs.begin(), runs.end());
+    return runs;
+  }
+
+  ToolResult History(std::vector<std::string> options = {}) {
+    options.insert(options.begin(), {"history", "--records", file_});
+    return Run(options);
+  }
+
+  /// A run that an ECU or another program might have left.
+  void Write(const RunRecord& run) const { RunRecords(file_, RunRecords::Use::kWrite).Write(run); }
+
+  const std::string image_ = folder_.Write("a.s19", kTwoSegments);
+  const std::string file_ = folder_.Path("records.sqlite");
+};
+
+TEST_F(RecordsOption, KeepsARunWithAllThatIsKnownOfIt) {
+  const auto before = std::chrono::system_clock::now() - std::chrono::seconds(1);
+  EXPECT_EQ(Flash({"--verify", "--artifacts", folder_.Path("out"), "--block", "64"}).status, 0);
+  ASSERT_THAT(Runs(), SizeIs(1));
+  const RunRecord run = Runs().front();
+  EXPECT_GT(run.started, before);
+  EXPECT_LT(run.started, std::chrono::system_clock::now());
+  EXPECT_EQ(run.command, "flash");
+  EXPECT_EQ(run.bay, "");
+  EXPECT_EQ(run.bus, "sim:");
+  EXPECT_EQ(run.ecu, "SIMULATED ECU 001 REV A");
+  EXPECT_THAT(run.images, ElementsAre(image_));
+  const auto result = nlohmann::json::parse(folder_.Read("out/result.json"));
+  EXPECT_EQ(run.image_sha256, result["image_sha256"]);
+  EXPECT_EQ(run.settings, result["settings"].get<std::vector<std::string>>());
+  EXPECT_THAT(run.settings, ::testing::Contains("block = 64"));
+  EXPECT_EQ(run.outcome, OutcomeState::kDone);
+  EXPECT_EQ(run.message, "");
+  EXPECT_EQ(run.phases.size(), result["phases"].size());
+  EXPECT_EQ(run.phases[1].name, result["phases"][1]["phase"]);
+  EXPECT_GT(run.phases[1].began.count(), 0);
+  EXPECT_GT(run.time, run.phases.back().began);
+  EXPECT_EQ(run.version, result["version"]);
+  EXPECT_EQ(run.artifacts, folder_.Path("out"));
+}
+
+TEST_F(RecordsOption, TellsFailuresFromSuccesses) {
+  EXPECT_EQ(Flash({"--repeat", "0", "--fault", "bad-checksum@2"}).status, 76);
+  EXPECT_EQ(Run({"verify", image_, "--records", file_}).status, 1);
+  EXPECT_EQ(Run({"read", "--range", "0:4", "-o", folder_.Path("m.bin"), "--records", file_}).status,
+            0);
+  EXPECT_EQ(Flash({"--expect-ecu", "ANOTHER"}).status, 69);
+  const std::vector<RunRecord> runs = Runs();
+  ASSERT_THAT(runs, SizeIs(4));
+  EXPECT_EQ(runs[0].outcome, OutcomeState::kFailed);
+  EXPECT_THAT(runs[0].message, StartsWith("download at 0x008000: "));
+  EXPECT_EQ(runs[1].command, "verify");
+  EXPECT_EQ(runs[1].outcome, OutcomeState::kFailed);
+  EXPECT_EQ(runs[2].command, "read");
+  EXPECT_EQ(runs[2].outcome, OutcomeState::kDone);
+  EXPECT_EQ(runs[2].ecu, "SIMULATED ECU 001 REV A");
+  EXPECT_EQ(runs[3].outcome, OutcomeState::kFailed);
+  EXPECT_EQ(runs[3].ecu, "SIMULATED ECU 001 REV A");
+}
+
+TEST_F(RecordsOption, UsesTheUsersStateFolderUnlessTold) {
+  EXPECT_EQ(Run({"history"}).out, "no run fits\n");
+  EXPECT_EQ(Run({"flash", image_, "--no-records"}).status, 0);
+  EXPECT_FALSE(std::filesystem::exists(state_.Path("quillmark")));
+  EXPECT_EQ(Run({"flash", image_}).err, "");
+  EXPECT_TRUE(std::filesystem::exists(state_.Path("quillmark/records.sqlite")));
+  EXPECT_THAT(Run({"history"}).out, HasSubstr("Z  done        flash "));
+}
+
+TEST_F(RecordsOption, RefusesAFileThatCannotHoldRecordsBeforeAnythingIsSent) {
+  static_cast<void>(folder_.Write("file", ""));
+  for (const std::string& file : {folder_.Path("file/records"), folder_.Path("")}) {
+    const ToolResult result = Run({"flash", image_, "--records", file});
+    EXPECT_EQ(result.status, 73);
+    EXPECT_THAT(result.err, HasSubstr("nothing was sent"));
+    EXPECT_THAT(result.out, Not(HasSubstr("identify")));
+  }
+  EXPECT_EQ(Run({"flash", image_, "--records", image_}).status, 73);
+  EXPECT_EQ(folder_.Read("a.s19"), kTwoSegments);
+  EXPECT_EQ(Run({"flash", image_, "--records", file_, "--trace", file_}).status, 73);
+}
+
+TEST_F(RecordsOption, DoesNotStopARunWhoseUsualRecordsCannotBeWritten) {
+  static_cast<void>(state_.Write("quillmark", "no folder"));
+  const ToolResult result = Run({"flash", image_});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.err, AllOf(StartsWith("quillmark: warning: the record of this run is"),
+                                HasSubstr("; --records FILE names another file")));
+  ::unsetenv("XDG_STATE_HOME");
+  ::unsetenv("HOME");
+  const ToolResult homeless = Run({"flash", image_});
+  EXPECT_EQ(homeless.status, 0);
+  EXPECT_THAT(homeless.err, HasSubstr("expected a folder for it in $XDG_STATE_HOME or $HOME"));
+}
+
+TEST_F(RecordsOption, SaysWhereADamagedFileIsKept) {
+  EXPECT_EQ(Flash().status, 0);
+  std::filesystem::resize_file(file_, 5000);
+  EXPECT_EQ(History().status, 65);
+  const ToolResult result = Flash();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.err, AllOf(StartsWith("quillmark: warning: the records in " + file_ +
+                                           " were damaged: they are now in " + file_ + ".damaged-"),
+                                HasSubstr(", and new ones were begun\n")));
+  EXPECT_THAT(Runs(), SizeIs(1));
+}
+
+TEST_F(RecordsOption, IsListedByFilter) {
+  EXPECT_EQ(Flash().status, 0);
+  EXPECT_EQ(Flash({"--repeat", "0", "--fault", "bad-checksum@2"}).status, 76);
+  EXPECT_THAT(History().out,
+              AllOf(HasSubstr("  failed      flash "), HasSubstr("  done        flash "),
+                    HasSubstr("\n                      download at 0x008000: ")));
+  EXPECT_THAT(History({"--outcome", "failed"}).out, Not(HasSubstr("  done ")));
+  EXPECT_THAT(History({"--last", "1"}).out, Not(HasSubstr("  done ")));
+  EXPECT_EQ(History({"--ecu", "REV B"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--image", "b.s19"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--search", "block = 77"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--since", "2100-01-01"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--until", "2000-01-01T12:30"}).out, "no run fits\n");
+  EXPECT_THAT(History({"--ecu", "rev a", "--image", "A.S19", "--since", "2001-02-03"}).out,
+              HasSubstr("SIMULATED ECU 001 REV A  " + image_));
+  for (const char* const wrong : {"2026-02-30", "yesterday", "2026-11-22T1", "2026-11-22ZZ"}) {
+    EXPECT_EQ(History({"--since", wrong}).status, 64) << wrong;
+  }
+  EXPECT_EQ(History({"--outcome", "good"}).status, 64);
+  EXPECT_EQ(Run({"history", "--records", folder_.Path("none")}).status, 66);
+}
+
+TEST_F(RecordsOption, TakesADayAsAWhole) {
+  using namespace std::chrono;
+  Write({.id = NewRunId(), .started = sys_days(2026y / 11 / 22) + 23h + 59min, .command = "read"});
+  EXPECT_THAT(History({"--since", "2026-11-22", "--until", "2026-11-22"}).out,
+              StartsWith("2026-11-22T23:59:00Z  unfinished  read            -  -\n"));
+  EXPECT_EQ(History({"--until", "2026-11-21"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--since", "2026-11-23"}).out, "no run fits\n");
+  EXPECT_EQ(History({"--until", "2026-11-22T23:59Z"}).out, "no run fits\n");
+}
+
+TEST_F(RecordsOption, IsATableThatASpreadsheetTakesForNoFormula) {
+  Write({.id = std::string(32, 'a'),
+         .started =
+             std::chrono::system_clock::time_point(std::chrono::milliseconds(1'795'000'000'042)),
+         .command = "flash",
+         .ecu = "=cmd|' /C calc'!A0",
+         .images = {"+a, \"b\".bin", "c"},
+         .image_sha256 = "ff",
+         .settings = {"form = can", "rl = 0x00"},
+         .phases = {{"erase", Duration(0), Duration(1'500'000)}},
+         .outcome = OutcomeState::kFailed,
+         .message = "-1\n@x",
+         .time = Duration(1'500'000),
+         .version = "0.2.0"});
+  EXPECT_EQ(History({"--csv"}).out,
+            "\"id\",\"started\",\"command\",\"outcome\",\"message\",\"seconds\",\"bay\",\"bus\","
+            "\"ecu\",\"images\",\"image_sha256\",\"settings\",\"phases\",\"version\","
+            "\"artifacts\"\r\n"
+            "\"aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\",\"2026-11-18T11:06:40.042Z\",\"flash\","
+            "\"failed\",\"'-1\n@x\",\"1.5\",\"\",\"\",\"'=cmd|' /C calc'!A0\","
+            "\"'+a, \"\"b\"\".bin; c\",\"ff\",\"form = can; rl = 0x00\",\"erase 1.5\",\"0.2.0\","
+            "\"\"\r\n");
+  EXPECT_EQ(History({"--csv", "--json"}).status, 64);
+}
+
+TEST_F(RecordsOption, ShowsHostileTextAndObeysNone) {
+  const std::string hostile =
+      "\x1B]0;owned\x07\r\n\x9B"
+      "31m";
+  Write({.id = NewRunId(),
+         .command = hostile,
+         .bay = hostile,
+         .ecu = hostile,
+         .images = {hostile},
+         .message = hostile,
+         .version = hostile,
+         .artifacts = hostile});
+  for (const std::vector<std::string>& options :
+       {std::vector<std::string>{}, std::vector<std::string>{"--json"},
+        std::vector<std::string>{"--csv"}}) {
+    const std::string out = History(options).out;
+    EXPECT_THAT(out, HasSubstr("\\u001b]0;owned\\u0007"));
+    EXPECT_THAT(out, AllOf(Not(HasSubstr("\x1B")), Not(HasSubstr("\x07")), Not(HasSubstr("\x9B"))));
+  }
+}
+
+TEST_F(RecordsOption, KeepsRunsOfSeveralProcessesAtOnce) {
+  std::vector<std::unique_ptr<ToolProcess>> flashes;
+  for (int count = 0; count < 6; ++count) {
+    flashes.push_back(std::make_unique<ToolProcess>(
+        FlashCommand(), "/dev/null", folder_.Path("stderr" + std::to_string(count))));
+  }
+  for (const auto& flash : flashes) {
+    EXPECT_EQ(flash->Wait(), 0);
+  }
+  EXPECT_THAT(Runs(), SizeIs(6));
+}
+
+/// Kills at random moments of a flash. `tests/campaign/run --kills N` has N of them.
+class KilledAtAnyMoment : public RecordsOption {
+ protected:
+  static int CountMoments() {
+    const char* const text = std::getenv("QUILLMARK_KILL_MOMENTS");
+    return text == nullptr ? 10 : std::atoi(text);
+  }
+
+  [[nodiscard]] std::vector<std::string> Command() const {
+    return {"flash", big_image_, "--base", "0", "--verify", "--json", "--records", file_};
+  }
+
+  /// How long a flash takes that nothing disturbs.
+  std::chrono::nanoseconds Whole() {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Run(Command()).status, 0);
+    return std::chrono::steady_clock::now() - start;
+  }
+
+  /// What the process said is what had happened before.
+  static void ExpectTruth(const RunRecord& run, const std::string& said) {
+    if (run.outcome == OutcomeState::kDone) {
+      EXPECT_THAT(said, HasSubstr("{\"event\":\"done\""));
+    } else {
+      EXPECT_EQ(run.outcome, OutcomeState::kUnfinished);
+    }
+    if (said.find("\"about-to-erase\"") != std::string::npos) {
+      EXPECT_EQ(run.ecu, "SIMULATED ECU 001 REV A");
+    }
+  }
+
+  const std::string big_image_ = folder_.Write("b.bin", Pattern(20'000));
+};
+
+TEST_F(KilledAtAnyMoment, AFlashIsRecordedAsUnfinishedUnlessItWasDone) {
+  const auto whole = Whole();
+  std::mt19937 random(std::random_device{}());
+  std::vector<RunRecord> before = Runs();
+  int unfinished = 0;
+  for (int i = 0; i < CountMoments(); ++i) {
+    const double moment = std::uniform_real_distribution(0.0, 1.2)(random);
+    SCOPED_TRACE(moment);
+    ToolProcess flash(Command(), "/dev/null", folder_.Path("stderr"));
+    std::this_thread::sleep_for(whole * moment);
+    flash.Signal(SIGKILL);
+    const int status = flash.Wait();
+    ASSERT_EQ(RunRecords(file_, RunRecords::Use::kWrite).set_aside(), "");
+    std::vector<RunRecord> after = Runs();
+    const bool is_recorded = after.size() > before.size();
+    ASSERT_EQ(after.size(), before.size() + (is_recorded ? 1 : 0));
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin()));
+    EXPECT_TRUE(is_recorded || flash.output().find("\"progress\"") == std::string::npos);
+    if (is_recorded) {
+      ExpectTruth(after.back(), flash.output());
+      EXPECT_TRUE(status != 0 || after.back().outcome == OutcomeState::kDone);
+      unfinished += after.back().outcome == OutcomeState::kUnfinished ? 1 : 0;
+    }
+    before = std::move(after);
+  }
+  std::cout << CountMoments() << " kills: " << before.size()
+            << " runs recorded with the first one, " << unfinished << " unfinished\n";
+}
+
+TEST_F(RecordsOption, DoesNotStopARunThatTheDiskHasNoRoomFor) {
+  EXPECT_EQ(Flash().status, 0);
+  const auto room = static_cast<rlim_t>(std::filesystem::file_size(file_));
+  const std::string image = folder_.Write("c.bin", Pattern(100));
+  ToolResult result;
+  for (int count = 0; count < 30 && result.err.empty(); ++count) {
+    const quillmark::testing::FileLimit limit(room, SIG_DFL);
+    result = Run({"flash", image, "--base", "0", "--records", file_});
+  }
+  EXPECT_THAT(result.status, ::testing::AnyOf(73, 74));
+  EXPECT_THAT(result.err, HasSubstr(file_ + ": "));
+  for (const RunRecord& run : Runs()) {
+    EXPECT_NE(run.outcome, OutcomeState::kFailed);
+  }
+}
+
+}  // namespace
+}  // namespace quillmark::host::testing
