@@ -14,7 +14,7 @@ namespace {
 
 class FunctionCalculator final : public ChecksumCalculator {
  public:
-  explicit FunctionCalculator(const BlockChecksum& checksum) : checksum_(checksum) {}
+  explicit FunctionCalculator(BlockChecksum checksum) : checksum_(std::move(checksum)) {}
 
   void Reset() override { bytes_.clear(); }
 

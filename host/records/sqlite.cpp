@@ -15,10 +15,12 @@ Database::Database(const std::filesystem::path& file, int flags) {
   Check(code);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the connection.
 void Database::SetPatience(std::chrono::milliseconds patience) {
   Check(sqlite3_busy_timeout(handle(), static_cast<int>(patience.count())));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the file.
 void Database::Execute(const char* sql) {
   Check(sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr));
 }

@@ -4,6 +4,7 @@
 #include <CLI/App.hpp>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "quillmark/host/records.h"
 
@@ -26,7 +27,7 @@ void AddRecordsOptions(CLI::App& app, RecordsOptions& options);
 /// otherwise a run goes on without its record, with a warning on standard error.
 class RunRecorder {
  public:
-  explicit RunRecorder(const RecordsOptions& options) : options_(options) {}
+  explicit RunRecorder(RecordsOptions options) : options_(std::move(options)) {}
 
   /// Writes the run down as unfinished. Raises ToolError (cannot create) if a file was asked for
   /// and cannot be used.

@@ -33,6 +33,7 @@ class TerminalSettings {
   TerminalSettings& operator=(const TerminalSettings&) = delete;
   TerminalSettings(TerminalSettings&&) = delete;
   TerminalSettings& operator=(TerminalSettings&&) = delete;
+  // NOLINTNEXTLINE(performance-trivially-destructible): on Windows it has work to do.
   ~TerminalSettings();
 
  private:
