@@ -70,7 +70,7 @@ TEST_F(Usage, WithoutACommand) {
   ExpectUsageError(
       {},
       "expected a command, one of flash, verify, read, identify, profile, plan, calls, "
-      "decode, report, devices, simulate, conformance; found none");
+      "decode, report, devices, history, simulate, conformance; found none");
 }
 
 TEST_F(Usage, UnknownCommand) {
