@@ -46,23 +46,24 @@ struct Entry {
                   "quillmark profile prints one; nothing was sent");
 }
 
-/// What an environment variable names; empty for what depends on the current folder.
-fs::path FolderOf(const char* variable) {
-  const fs::path folder = Utf8Path(EnvironmentVariable(variable));
-  return folder.is_absolute() ? folder : fs::path();
-}
-
 /// For messages: a line of a file that is no profile may be long.
 std::string_view Beginning(std::string_view text) { return text.substr(0, kLongestQuoted); }
 
+/// Raises ToolError (no input) where nothing says which it is.
 fs::path ProfileFolder() {
 #if defined(_WIN32)
-  return FolderOf("APPDATA") / "quillmark" / "profiles";
+  const fs::path configuration = Utf8Path(EnvironmentVariable("APPDATA"));
+  const char* const missing = "an absolute path in APPDATA";
 #else
-  const fs::path configuration = FolderOf("XDG_CONFIG_HOME");
-  return (configuration.empty() ? FolderOf("HOME") / ".config" : configuration) / "quillmark" /
-         "profiles";
+  const fs::path configuration = UserFolder("XDG_CONFIG_HOME", ".config");
+  const char* const missing = "an absolute path in HOME or XDG_CONFIG_HOME";
 #endif
+  if (!configuration.is_absolute()) {
+    throw ToolError(ExitCode::kNoInput,
+                    fmt::format("expected {} for the folder of profiles, found none", missing),
+                    "write a profile of this folder as ./NAME; nothing was sent");
+  }
+  return configuration / "quillmark" / "profiles";
 }
 
 /// Nothing in the current folder is taken for a profile by mistake: it may name a command to run.

@@ -105,6 +105,12 @@ TEST_F(ProfileTest, IsNeverFoundByWhatDependsOnTheCurrentFolder) {
   EXPECT_THAT(Run({"profile", "--profile", "p"}).err,
               HasSubstr(folder_.Path("home/.config/quillmark/profiles/p") + ": No such file"));
   EXPECT_EQ(Run({"profile", "--profile", ""}).status, 64);
+
+  ::setenv("HOME", "home", 1);
+  const ToolResult result = Run({"profile", "--profile", "p"});
+  EXPECT_EQ(result.status, 66);
+  EXPECT_THAT(result.err, StartsWith("quillmark: expected an absolute path in HOME or "
+                                     "XDG_CONFIG_HOME for the folder of profiles, found none\n"));
 }
 
 TEST_F(ProfileTest, IsNamedWhereItsOptionsDoNotGoWithTheCommandLine) {
