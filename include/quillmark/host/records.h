@@ -23,19 +23,19 @@ struct RunRecord {
   std::string id{};  ///< of `NewRunId`
   /// Kept to the millisecond.
   std::chrono::system_clock::time_point started{};
-  std::string command{};  ///< "flash", "verify", "read"
-  std::string bay{};      ///< of a station; empty on the command line
-  std::string bus{};      ///< its URI
-  std::string ecu{};      ///< the identification
-  std::vector<std::string> images{};
-  std::string image_sha256{};           ///< of all images together
-  std::vector<std::string> settings{};  ///< lines of a profile
-  std::vector<PhaseTimes> phases{};     ///< in the time of the bus, in microseconds
-  OutcomeState outcome = OutcomeState::kUnfinished;
-  std::string message{};  ///< why it is not done, or what is missing where it is
-  Duration time{};        ///< on the bus
-  std::string version{};  ///< of Quillmark
-  std::filesystem::path artifacts{};
+  std::string command{};                             ///< "flash", "verify", "read"
+  std::string bay{};                                 ///< of a station; empty on the command line
+  std::string bus{};                                 ///< its URI
+  std::string ecu{};                                 ///< the identification
+  std::vector<std::string> images{};                 ///< names of files
+  std::string image_sha256{};                        ///< of all images together
+  std::vector<std::string> settings{};               ///< lines of a profile
+  std::vector<PhaseTimes> phases{};                  ///< in the time of the bus, in microseconds
+  OutcomeState outcome = OutcomeState::kUnfinished;  ///< unfinished until the run has ended
+  std::string message{};              ///< why it is not done, or what is missing where it is
+  Duration time{};                    ///< on the bus
+  std::string version{};              ///< of Quillmark
+  std::filesystem::path artifacts{};  ///< their folder; empty if none were kept
 
   friend bool operator==(const RunRecord&, const RunRecord&) = default;
 };
@@ -48,9 +48,9 @@ struct RunRecord {
 
 /// Which runs are wanted. What is empty excludes none; letters of ASCII are found in either case.
 struct RunFilter {
-  std::string ecu{};    ///< a part of the identification
-  std::string image{};  ///< a part of the name of an image, or of the SHA-256
-  std::optional<OutcomeState> outcome{};
+  std::string ecu{};                      ///< a part of the identification
+  std::string image{};                    ///< a part of the name of an image, or of the SHA-256
+  std::optional<OutcomeState> outcome{};  ///< how it ended
   std::optional<std::chrono::system_clock::time_point> since{};  ///< started then or later
   std::optional<std::chrono::system_clock::time_point> until{};  ///< started before
   std::string text{};                                            ///< a part of any text of the run
@@ -74,6 +74,7 @@ class QUILLMARK_API DamagedRecords : public RecordsError {
 /// changes none. An object is used by one thread at a time.
 class QUILLMARK_API RunRecords {
  public:
+  /// What a file of records is opened for.
   enum class Use { kRead, kWrite };
 
   /// How long a call waits for other processes.
