@@ -133,7 +133,8 @@ if(QUILLMARK_BUILD_PYTHON)
 image files, a runner of documents on slcan, SocketCAN and K line
 adapters, and a simulated ECU."
     "${same_library}, python3 (>= 3.11), python3 (<< 3.12)")
-  install(FILES ${PROJECT_SOURCE_DIR}/examples/python/flash.py ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
+  install(FILES ${PROJECT_SOURCE_DIR}/examples/python/flash.py ${PROJECT_SOURCE_DIR}/examples/python/host.py
+                ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/python3-quillmark/examples COMPONENT python EXCLUDE_FROM_ALL)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian_folder}/python3-quillmark/postinst
                                                 ${debian_folder}/python3-quillmark/prerm)
