@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <utility>
 
+#include "host/ecu/flash_memory.h"
+
 namespace quillmark::campaign {
 namespace {
 
