@@ -2,13 +2,6 @@
 # Sourced by what needs a fresh machine: a minimal Debian 12 system in a folder, made by mmdebstrap. Needs root.
 # shellcheck shell=bash
 
-# The system as mmdebstrap leaves it, and the archives of the packages that are going to be installed into it: only
-# the first run needs the network. None of these packages is installed.
-readonly base=build/minimal-debian.tar
-
-# What README, the pages and the Debian packages have installed.
-packages_for_base() { packaging/install-packages --list build python python-can python-wheel packages && echo sudo; }
-
 # The Debian sources that this machine's apt uses, one per line; none if it has not yet read their lists.
 # shellcheck disable=SC2016
 debian_sources() {
@@ -23,38 +16,55 @@ apt_connection() {
   [[ -z "${https_proxy:-}" ]] || echo "Acquire::https::Proxy \"$https_proxy\";"
 }
 
-# make_base: unless the one from an earlier run holds the same packages.
+# make_base NAME SOURCES WANTED OPTION…: build/NAME.tar, a system as mmdebstrap leaves it with these options, from
+# the Debian sources that match SOURCES. Kept for later runs until WANTED, the packages that it holds, changes: only the
+# first run needs the network.
 make_base() {
-  local wanted certificates=/etc/ssl/certs/ca-certificates.crt
-  local sources=() hooks=()
-  wanted=$(packages_for_base | tr '\n' ' ')
+  local base=build/$1.tar sources=$2 wanted=$3 certificates=/etc/ssl/certs/ca-certificates.crt
+  local lists=() hooks=()
+  shift 3
   if [[ -e "$base" && "$(cat "$base.packages")" == "$wanted" ]]; then
-    echo "minimal Debian system: kept from an earlier run"
+    echo "$base: kept from an earlier run"
     return
   fi
   rm -f "$base"
   mkdir -p build
   apt_connection >"$base.apt"
-  debian_sources >"$base.list" && sources=("$base.list")
+  debian_sources | grep -E "$sources" >"$base.list" && lists=("$base.list")
   if grep --quiet https: "$base.list"; then
     hooks=(--customize-hook="mkdir -p \"\$1/etc/ssl/certs\"; cp $certificates \"\$1$certificates\"")
   fi
-  mmdebstrap --mode=root --variant=minbase --skip=cleanup/apt --aptopt="$base.apt" "${hooks[@]}" \
-    --customize-hook="APT_CONFIG=\$MMDEBSTRAP_APT_CONFIG apt-get --yes --quiet --no-install-recommends \
-      --download-only -o Dir::Cache::Archives=\"\$1/var/cache/apt/archives\" install $wanted" \
-    --format=tar bookworm "$base.part" "${sources[@]}"
+  mmdebstrap --mode=root --variant=minbase --aptopt="$base.apt" "${hooks[@]}" "$@" \
+    --format=tar bookworm "$base.part" "${lists[@]}"
   mv "$base.part" "$base"
   printf '%s' "$wanted" >"$base.packages"
 }
 
+# make_newcomer_base: with the archives of what README, the pages and the Debian packages have installed. None of
+# these packages is installed.
+make_newcomer_base() {
+  local wanted
+  wanted=$(packaging/install-packages --list build python python-can python-wheel packages && echo sudo)
+  wanted=${wanted//$'\n'/ }
+  make_base minimal-debian . "$wanted" --skip=cleanup/apt \
+    --customize-hook="APT_CONFIG=\$MMDEBSTRAP_APT_CONFIG apt-get --yes --quiet --no-install-recommends \
+      --download-only -o Dir::Cache::Archives=\"\$1/var/cache/apt/archives\" install $wanted"
+}
+
 remove_root() { rm -rf --one-file-system "${1:?}"; }
 
-# unpack_base ROOT
+# unpack_base NAME ROOT
 unpack_base() {
-  local root=$1
+  local root=$2
   remove_root "$root"
   mkdir -p "$root"
-  tar --extract --numeric-owner --file "$base" --directory "$root"
+  tar --extract --numeric-owner --file "build/$1.tar" --directory "$root"
+}
+
+# unpack_newcomer_base ROOT: ready to install packages.
+unpack_newcomer_base() {
+  local root=$1
+  unpack_base minimal-debian "$root"
   cp /etc/resolv.conf /etc/hosts "$root/etc"
   # There is no user to answer and no terminal, and recommended packages are not in the base.
   printf '%s\n' 'APT::Get::Assume-Yes "true";' 'APT::Install-Recommends "false";' 'Dpkg::Use-Pty "false";' \

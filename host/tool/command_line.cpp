@@ -100,6 +100,8 @@ void RefuseEmptyValues(CLI::App& command) {
 std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   auto app = std::make_unique<CLI::App>("Reprograms ECUs: plans, writes, reads back and explains.",
                                         "quillmark");
+  // What begins with a slash is a path on Windows too: a command line means the same everywhere.
+  app->allow_windows_style_options(false);
   app->set_version_flag("--version", std::string("quillmark ") + Version());
   app->require_subcommand(1);
   app->footer(ExitCodeHelp());

@@ -1,14 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""serial_ports.py WINE FOLDER PROGRAM TOOL: quillmark.exe (PROGRAM) through COM ports, under Wine.
+"""serial_ports.py WINE FOLDER PROGRAM TOOL [CASE...]: quillmark.exe (PROGRAM) through COM ports, under Wine.
 
 TOOL, quillmark on this machine, simulates the ECU behind a pseudo-terminal, which is a COM port of the Windows that
 FOLDER holds. Each case is run by the tool of this machine too: both end with the same status and say the same, and
 their traces have the same frames in the same order. Times may differ, and so may how often the session was kept
-alive and how often the ECU was asked whether it is done.
+alive and how often the ECU was asked whether it is done. Without a CASE all are run.
 """
 
 import concurrent.futures
-import os
 import pathlib
 import re
 import shutil
@@ -22,6 +21,7 @@ PORTS = 4  # cases at a time: most of a case is waiting
 PATIENCE = 120  # seconds, for a machine that is busy elsewhere
 CAN = ["--bus", "slcan"]
 K_LINE = ["--bus", "kline", "--bitrate", "115200"]
+FIRMWARE = pathlib.Path(__file__).parents[2] / "docs/samples/firmware.srec"
 IMAGE = bytes(range(250)) * 6
 SMALL_IMAGE = bytes(range(200))
 
@@ -36,12 +36,8 @@ def make_windows():
     for port in range(1, PORTS + 1):
         windows("reg", "add", key, "/v", f"COM{port}", "/d", str(link_of(port)), "/f").check_returncode()
     # The ports are made when Windows starts. It runs until the last case has ended, not only while a program does.
-    wineserver("--kill")
-    wineserver("--persistent")
-
-
-def wineserver(option):
-    subprocess.run(["wineserver", option], env={**os.environ, "WINEPREFIX": str(FOLDER / "wine")}, check=True)
+    windows("wineserver", "--kill").check_returncode()
+    windows("wineserver", "--persistent").check_returncode()
 
 
 def link_of(port):
@@ -141,7 +137,24 @@ class Case:
         return defects
 
 
+class Command:
+    """One that needs no adapter."""
+
+    def __init__(self, name, *words):
+        self.name = name
+        self.words = words
+
+    def run(self, _):
+        there = windows(PROGRAM, *self.words)
+        here = subprocess.run([TOOL, *self.words], capture_output=True, timeout=PATIENCE)
+        if there.returncode != here.returncode or said(there.stdout) != said(here.stdout) or not here.stdout:
+            return [f"expected\n{here}\nfound\n{there}"]
+        return []
+
+
 CASES = [
+    Command("version", "--version"),
+    Command("plan", "plan", str(FIRMWARE)),
     Case("can", CAN),
     Case("can-lose-frame", CAN, ["lose-frame@40"]),
     # Which frames are lost depends on how often the ECU was asked.
@@ -172,7 +185,8 @@ def main():
     FOLDER.mkdir(parents=True)
     make_windows()
     free_ports = list(range(1, PORTS + 1))
-    wanted = [case for case in CASES if not sys.argv[5:] or case.name in sys.argv[5:]]
+    names = sys.argv[5:] or [case.name for case in CASES]
+    wanted = [next(case for case in CASES if case.name == name) for name in names]
 
     def run(case):
         port = free_ports.pop()
@@ -189,7 +203,7 @@ def main():
             for defect in defects:
                 print(defect)
             failed += bool(defects)
-    wineserver("--kill")
+    windows("wineserver", "--kill")
     return failed
 
 
