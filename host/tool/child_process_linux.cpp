@@ -156,12 +156,12 @@ ChildProcess::Implementation::Implementation(const std::string& command) {
   }
   output_.CloseWriteEnd();
   errors_.CloseWriteEnd();
-  SetGroupToKill(group_);
+  AddGroupToKill(group_);
 }
 
 ChildProcess::Implementation::~Implementation() {
   EndGroup();
-  SetGroupToKill(0);
+  RemoveGroupToKill(group_);
 }
 
 std::optional<ChildProcess::End> ChildProcess::Implementation::Wait(milliseconds time) {

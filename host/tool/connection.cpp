@@ -5,7 +5,6 @@
 
 #include <CLI/Error.hpp>
 #include <algorithm>
-#include <iostream>
 #include <stdexcept>
 #include <utility>
 
@@ -20,26 +19,6 @@
 
 namespace quillmark::host {
 namespace {
-
-/// What a tool that ends at once leaves of a session.
-const char* LeftBehindOf(EcuMemory memory) {
-  switch (memory) {
-    case EcuMemory::kUntouched:
-      return "nothing was erased or written; the session stays open until it ends by itself";
-    case EcuMemory::kPerhapsErased:
-      return "the ECU's memory is perhaps erased; the session stays open until it ends by itself";
-    case EcuMemory::kPartlyWritten:
-      return "the ECU's memory is erased and partly written; the session stays open until it ends "
-             "by itself";
-    case EcuMemory::kWritten:
-      return "the ECU's memory is written, but not checked; the session stays open until it ends "
-             "by "
-             "itself";
-    case EcuMemory::kChecked:
-      break;
-  }
-  return "the ECU's memory is written and checked; the session stays open until it ends by itself";
-}
 
 /// Raises ToolError (unavailable) for another ECU than the expected one; none is expected if that
 /// is empty.
@@ -72,8 +51,10 @@ ProgrammerConfig MakeConfig(const LinkOptions& link, const SessionOptions& sessi
 }
 
 Connection::Connection(const LinkOptions& link, const SessionOptions& session,
-                       const ProgrammerConfig& config, Reporter& reporter, const BusTap& tap)
-    : reporter_(reporter),
+                       const ProgrammerConfig& config, const Surroundings& surroundings,
+                       const BusTap& tap)
+    : surroundings_(surroundings),
+      reporter_(surroundings.reporter),
       platform_(CreatePortablePlatform()),
       ecu_is_simulated_(session.bus.kind == BusKind::kSimulated),
       tester_present_interval_(session.tester_present_interval) {
@@ -95,10 +76,9 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
   });
   programmer_->OnStopRequested([this] {
     LookForSuspension();
-    return Interrupted();
+    return surroundings_.stop_requested();
   });
-  programmer_->OnWarning(
-      [](const std::string& text) { std::cerr << "quillmark: warning: " << text << std::endl; });
+  programmer_->OnWarning([this](const std::string& text) { reporter_.Warning(text); });
   programmer_->OnIdentified(
       [this, expected = session.expected_ecu](const Identification& identification) {
         if (on_identified_) {
@@ -113,7 +93,7 @@ Connection::Connection(const LinkOptions& link, const SessionOptions& session,
 void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,
                          const ProgrammerConfig& config) {
   if (session.bus.kind != BusKind::kSimulated) {
-    bus_ = host::OpenBus(session.bus);
+    bus_ = surroundings_.open_bus(session.bus);
     return;
   }
   ecu_ = std::make_unique<SimulatedEcu>(
@@ -149,19 +129,28 @@ KeyFunction Connection::MakeKey(const SessionOptions& session) {
 
 void Connection::ShowProgress() {
   programmer_->OnProgress([this](const Progress& progress) {
-    SetLeftBehind(LeftBehindOf(progress.memory));
+    if (surroundings_.on_memory) {
+      surroundings_.on_memory(progress.memory);
+    }
     reporter_.OnProgress(progress);
   });
 }
 
 void Connection::LookForSuspension() {
-  const auto before = std::exchange(last_look_, std::chrono::steady_clock::now());
-  const auto went_on = TakeEndOfSuspension();
-  // While simulated time stands still, no session ends.
-  if (ecu_ || !went_on || *went_on - before <= tester_present_interval_) {
+  const auto before = last_look_;
+  const auto now = std::chrono::steady_clock::now();
+  const auto went_on = LastEndOfSuspension();
+  // After a suspension the signal may reach its handler, on another thread, only after this.
+  looks_again_ = !looks_again_ && now - before > tester_present_interval_ && went_on <= before;
+  if (looks_again_) {
     return;
   }
-  const auto time = std::chrono::duration_cast<Duration>(*went_on - before);
+  last_look_ = now;
+  // While simulated time stands still, no session ends.
+  if (ecu_ || went_on - before <= tester_present_interval_) {
+    return;
+  }
+  const auto time = std::chrono::duration_cast<Duration>(went_on - before);
   reporter_.Line(
       fmt::format("suspended for {} without tester present: the ECU may have ended the session",
                   TimeText(time)));

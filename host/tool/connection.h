@@ -7,8 +7,8 @@
 #include <optional>
 
 #include "host/tool/link_options.h"
-#include "host/tool/reporter.h"
 #include "host/tool/session_options.h"
+#include "host/tool/surroundings.h"
 #include "quillmark/host/bus.h"
 #include "quillmark/host/programmer.h"
 #include "quillmark/host/simulated_ecu.h"
@@ -31,10 +31,10 @@ using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 class Connection {
  public:
   /// Raises BusError if an adapter cannot be opened, and CLI::ValidationError for settings that
-  /// cannot work. `reporter`, which outlives the connection, is told of what happens beside the
-  /// work: a key command's words, a suspension.
+  /// cannot work. The reporter of `surroundings` is told of what happens beside the work: a key
+  /// command's words, a suspension.
   Connection(const LinkOptions& link, const SessionOptions& session, const ProgrammerConfig& config,
-             Reporter& reporter, const BusTap& tap = {});
+             const Surroundings& surroundings, const BusTap& tap = {});
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   Connection(Connection&&) = delete;
@@ -67,6 +67,7 @@ class Connection {
   /// Tells of a suspension since the last look that may have cost the session.
   void LookForSuspension();
 
+  Surroundings surroundings_;
   Reporter& reporter_;
   std::shared_ptr<PortablePlatform> platform_;
   std::unique_ptr<SimulatedEcu> ecu_;
@@ -77,6 +78,7 @@ class Connection {
   bool ecu_is_simulated_;
   std::chrono::milliseconds tester_present_interval_;
   std::chrono::steady_clock::time_point last_look_ = std::chrono::steady_clock::now();
+  bool looks_again_ = false;
 };
 
 }  // namespace quillmark::host

@@ -3,10 +3,10 @@
 
 #include <fmt/format.h>
 
+#include <CLI/Error.hpp>
 #include <new>
 #include <string_view>
 
-#include "host/tool/interrupt.h"
 #include "quillmark/error.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/bus.h"
@@ -115,11 +115,9 @@ FailureReport ReportOf(ExitCode code, const std::string& message, const std::str
   return {code, message, {"next      " + next}, {{"next", next}}};
 }
 
-FailureReport ReportOf(const ProgrammingError& error) {
-  // Whatever an interrupted command failed with, such as a key command that got the signal too, the
-  // interruption is the reason.
+FailureReport ReportOf(const ProgrammingError& error, bool was_stopped) {
   Failure failure = error.failure();
-  if (Interrupted()) {
+  if (was_stopped) {
     failure.cause = Cause::kCancelled;
   }
   const CauseInfo info = Describe(failure.cause);
@@ -160,11 +158,13 @@ std::string ExitCodeHelp() {
   return help;
 }
 
-FailureReport ReportCurrentException() {
+FailureReport ReportCurrentException(bool was_stopped) {
   try {
     throw;
   } catch (const ProgrammingError& error) {
-    return ReportOf(error);
+    return ReportOf(error, was_stopped);
+  } catch (const CLI::Error& error) {
+    return {ExitCode::kUsage, error.what()};
   } catch (const ToolError& error) {
     return ReportOf(error.code(), error.what(),
                     error.next().empty() ? NextStep(error.code()) : error.next());

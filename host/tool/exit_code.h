@@ -64,7 +64,8 @@ struct FailureReport {
   Json details = Json::object();  ///< phase, cause, address, … as far as they are known
 };
 
-/// The report on the exception in flight.
-[[nodiscard]] FailureReport ReportCurrentException();
+/// The report on the exception in flight. Whatever a stopped command failed with, such as a key
+/// command that got the signal too, the stop is the reason.
+[[nodiscard]] FailureReport ReportCurrentException(bool was_stopped);
 
 }  // namespace quillmark::host

@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <optional>
 
 namespace quillmark::host {
 
@@ -18,17 +17,18 @@ void CatchInterrupts();
 /// Whether one of them has come.
 [[nodiscard]] bool Interrupted();
 
-/// When the process went on after it had been suspended (Ctrl-Z); nothing if it was not since the
-/// last call.
-[[nodiscard]] std::optional<std::chrono::steady_clock::time_point> TakeEndOfSuspension();
+/// When the process last went on after it had been suspended (Ctrl-Z); the origin of the clock if
+/// it never was.
+[[nodiscard]] std::chrono::steady_clock::time_point LastEndOfSuspension();
 
 /// What the third signal leaves behind, for the message that it ends with. `text` must live until
 /// the process ends; null: nothing is left.
 void SetLeftBehind(const char* text);
 
-/// A process group that the third signal kills as well; 0: none. Not on Windows, where a child
-/// process ends with this one.
-void SetGroupToKill(pid_t group);
+/// A process group that the third signal kills as well, until it is removed. Not on Windows, where
+/// a child process ends with this one. Threads: any.
+void AddGroupToKill(pid_t group);
+void RemoveGroupToKill(pid_t group);
 
 /// Makes writing to a pipe that nobody reads, and beyond the largest size that a file may have, an
 /// error instead of the end of the process, which would leave an ECU half written.

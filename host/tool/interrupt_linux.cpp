@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -14,13 +15,16 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr int kSignalThatEndsAtOnce = 3;
+/// More than programs run at once.
+constexpr std::size_t kMostGroups = 1024;
 
 std::atomic<bool> interrupted = false;
-/// In ticks of the clock; 0: it did not.
+/// In ticks of the clock; 0: it never did.
 std::atomic<Clock::rep> went_on_at = 0;
 std::atomic<int> requests_to_end = 0;
 std::atomic<const char*> left_behind = nullptr;
-std::atomic<pid_t> group_to_kill = 0;
+/// 0: free.
+std::array<std::atomic<pid_t>, kMostGroups> groups_to_kill{};
 template <typename... Value>
 constexpr bool kAreLockFree = (std::atomic<Value>::is_always_lock_free && ...);
 static_assert(kAreLockFree<bool, int, const char*, pid_t, Clock::rep>,
@@ -37,8 +41,10 @@ void EndAtOnce(int signal) {
   const char* const text = left_behind;
   Say(text == nullptr ? "nothing is left behind" : text);
   Say("\n");
-  if (const pid_t group = group_to_kill; group != 0) {
-    ::kill(-group, SIGKILL);
+  for (const std::atomic<pid_t>& place : groups_to_kill) {
+    if (const pid_t group = place; group != 0) {
+      ::kill(-group, SIGKILL);
+    }
   }
   std::signal(signal, SIG_DFL);
   std::raise(signal);
@@ -62,6 +68,15 @@ extern "C" void OnContinued(int /*signal*/) {
   went_on_at = Clock::now().time_since_epoch().count();
 }
 
+void ReplaceGroup(pid_t old_group, pid_t new_group) {
+  for (std::atomic<pid_t>& place : groups_to_kill) {
+    pid_t expected = old_group;
+    if (place.compare_exchange_strong(expected, new_group)) {
+      return;
+    }
+  }
+}
+
 bool IsIgnored(int signal) {
   struct sigaction action {};
   return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
@@ -80,14 +95,13 @@ void CatchInterrupts() {
 
 bool Interrupted() { return interrupted; }
 
-std::optional<Clock::time_point> TakeEndOfSuspension() {
-  const Clock::rep ticks = went_on_at.exchange(0);
-  return ticks == 0 ? std::nullopt : std::optional(Clock::time_point(Clock::duration(ticks)));
-}
+Clock::time_point LastEndOfSuspension() { return Clock::time_point(Clock::duration(went_on_at)); }
 
 void SetLeftBehind(const char* text) { left_behind = text; }
 
-void SetGroupToKill(pid_t group) { group_to_kill = group; }
+void AddGroupToKill(pid_t group) { ReplaceGroup(0, group); }
+
+void RemoveGroupToKill(pid_t group) { ReplaceGroup(group, 0); }
 
 void LetWritingFail() {
   std::signal(SIGPIPE, SIG_IGN);

@@ -62,12 +62,13 @@ void CatchInterrupts() { SetConsoleCtrlHandler(&OnControl, TRUE); }
 bool Interrupted() { return interrupted; }
 
 /// Nobody suspends a program from a console of Windows.
-std::optional<std::chrono::steady_clock::time_point> TakeEndOfSuspension() { return std::nullopt; }
+std::chrono::steady_clock::time_point LastEndOfSuspension() { return {}; }
 
 void SetLeftBehind(const char* text) { left_behind = text; }
 
 /// The job of a child process ends with this one.
-void SetGroupToKill(pid_t /*group*/) {}
+void AddGroupToKill(pid_t /*group*/) {}
+void RemoveGroupToKill(pid_t /*group*/) {}
 
 /// It does already.
 void LetWritingFail() {}

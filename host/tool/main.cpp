@@ -58,7 +58,7 @@ int Run(const CLI::App& app, const Command& command) {
     // Options that depend on one another are only found wrong by the command.
     return ReportFailure(UsageReport(app, error), *reporter);
   } catch (...) {
-    return ReportFailure(ReportCurrentException(), *reporter);
+    return ReportFailure(ReportCurrentException(Interrupted()), *reporter);
   }
   return EndOutput(command.effect);
 }
@@ -83,7 +83,7 @@ int Main(int argc, char** argv) {
     command.json = command.json || std::find(words.begin(), words.end(), "--json") != words.end();
     return ReportFailure(UsageReport(*app, error), *ReporterFor(command));
   } catch (...) {  // a profile that cannot be used
-    return ReportFailure(ReportCurrentException(), *ReporterFor(command));
+    return ReportFailure(ReportCurrentException(Interrupted()), *ReporterFor(command));
   }
   return Run(*app, command);
 }

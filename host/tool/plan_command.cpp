@@ -70,12 +70,12 @@ void Run(const PlanCommandOptions& options, Reporter& reporter) {
   Apply(options.transfer, config);
   const DownloadPlan plan =
       PlanOf(config, options.link.Speed(), images.segments,
-             [&options](const DOMDocument& document, std::uint64_t number) {
+             {.on_document = [&options](const DOMDocument& document, std::uint64_t number) {
                if (!options.folder.empty()) {
                  WriteFile(Utf8Path(options.folder) / fmt::format("download-{:04}.xml", number),
                            document.xml());
                }
-             });
+             }});
   ReportImages(reporter, images);
   Report(reporter, options, plan);
 }

@@ -7,7 +7,6 @@
 
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
-#include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/memory_file.h"
 #include "host/tool/number.h"
@@ -98,7 +97,8 @@ Profile SettingsOf(const ReadCommandOptions& options) {
 }
 
 void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& recording,
-          Reporter& reporter) {
+          const Surroundings& surroundings) {
+  Reporter& reporter = surroundings.reporter;
   ReportSettings(reporter, options);
   recording.Begin({.command = "read"});
   if (recording.wants_plan()) {
@@ -106,7 +106,7 @@ void Read(const ReadCommandOptions& options, MemoryFile& file, Recording& record
   }
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.memory;
-  Connection connection(options.link, options.session, config, reporter,
+  Connection connection(options.link, options.session, config, surroundings,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection);
   const auto map = connection.platform().CreateMemoryMap();
@@ -130,9 +130,9 @@ void Run(const ReadCommandOptions& options, Reporter& console) {
                 {{"--records", FileOf(options.recording.records)}, OutputKind::kAddedTo}},
                existing);
   MemoryFile file(options.output, existing);
-  CatchInterrupts();
-  Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Read(options, file, recording, reporter); }, kReadEffect);
+  Recording recording(options.recording, options.link, SurroundingsOfProcess(console));
+  recording.Run([&](const Surroundings& around) { Read(options, file, recording, around); },
+                kReadEffect);
 }
 
 }  // namespace

@@ -7,13 +7,11 @@
 #include <CLI/Error.hpp>
 #include <chrono>
 #include <exception>
-#include <iostream>
 #include <stdexcept>
 #include <utility>
 
 #include "host/tool/exit_code.h"
 #include "host/tool/outputs.h"
-#include "host/tool/printable_output.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/text.h"
@@ -43,17 +41,6 @@ std::string DateNow() {
   return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(now));
 }
 
-/// The report on the exception in flight, wrong options included.
-FailureReport ReportCurrentFailure() {
-  try {
-    throw;
-  } catch (const CLI::Error& error) {
-    return {ExitCode::kUsage, error.what()};
-  } catch (...) {
-    return ReportCurrentException();
-  }
-}
-
 /// What `work` raises, in words; empty for nothing.
 template <typename Work>
 std::string ErrorOf(Work work) {
@@ -74,6 +61,7 @@ class Recording::RecordingReporter : public Reporter {
       : recording_(recording), console_(console) {}
 
   void Line(const std::string& text) override { console_.Line(text); }
+  void Warning(const std::string& text) override { console_.Warning(text); }
 
   void Event(EventKind kind, const Json& members) override {
     console_.Event(kind, members);
@@ -133,11 +121,14 @@ void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::st
   AddRecordsOptions(app, options.records);
 }
 
-Recording::Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console)
+Recording::Recording(const RecordingOptions& options, const LinkOptions& link,
+                     const Surroundings& surroundings)
     : link_(link),
+      surroundings_(surroundings),
       artifacts_(options.artifacts.empty() ? "" : std::filesystem::absolute(options.artifacts)),
-      recorder_(options.records),
-      reporter_(std::make_unique<RecordingReporter>(*this, console)) {
+      bay_(options.bay),
+      recorder_(options.records, surroundings.reporter),
+      reporter_(std::make_unique<RecordingReporter>(*this, surroundings.reporter)) {
   const Existing existing = ExistingWith(options.force);
   if (!options.trace.empty()) {
     trace_.emplace(Utf8Path(options.trace), FormatOf(options.trace, link.form), existing);
@@ -154,9 +145,11 @@ Recording::Recording(const RecordingOptions& options, const LinkOptions& link, R
 
 Recording::~Recording() = default;
 
-void Recording::Run(const std::function<void(Reporter& reporter)>& work, const char* effect) {
+void Recording::Run(const std::function<void(const Surroundings& surroundings)>& work,
+                    const char* effect) {
   try {
-    work(*reporter_);
+    work({*reporter_, surroundings_.stop_requested, surroundings_.ask, surroundings_.on_memory,
+          surroundings_.open_bus});
   } catch (...) {
     RecordFailure();
     throw;
@@ -187,6 +180,7 @@ void Recording::Begin(RunRecord run) {
   run.bus = told_.at("bus");
   run.settings = told_.at("settings").get<std::vector<std::string>>();
   run.artifacts = artifacts_;
+  run.bay = bay_;
   recorder_.Begin(run);
 }
 
@@ -324,12 +318,12 @@ void Recording::WriteResult(Json result) {
 
 /// The failure of the work says more than what else may fail now.
 void Recording::RecordFailure() {
-  const FailureReport report = ReportCurrentFailure();
+  const FailureReport report = ReportCurrentException(surroundings_.stop_requested());
   const bool is_cancelled = report.code == ExitCode::kInterrupted;
   try {
     EndRun(is_cancelled ? OutcomeState::kCancelled : OutcomeState::kFailed, report.message);
   } catch (const std::exception& error) {
-    std::cerr << OneLine(fmt::format("quillmark: warning: {}", error.what())) << std::endl;
+    surroundings_.reporter.Warning(error.what());
   }
   try {
     Json event = {{"exit", static_cast<int>(report.code)}, {"message", report.message}};

@@ -10,8 +10,8 @@
 
 #include "host/tool/connection.h"
 #include "host/tool/link_options.h"
-#include "host/tool/reporter.h"
 #include "host/tool/run_recorder.h"
+#include "host/tool/surroundings.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/bus.h"
 #include "quillmark/host/programmer.h"
@@ -25,29 +25,30 @@ struct RecordingOptions {
   std::string artifacts;
   bool force = false;  ///< replaces what is there already, a backup apart
   RecordsOptions records;
+  std::string bay;  ///< of a station or a job; empty on the command line
 };
 
 /// Adds --trace, --artifacts, --force, --records and --no-records; `replaced` lists the options
-/// that
-/// --force is for.
+/// that --force is for.
 void AddRecordingOptions(CLI::App& app, RecordingOptions& options, const std::string& replaced);
 
 /// Records what a command does on a bus, as far as the options ask for it.
 class Recording {
  public:
   /// Creates the files. Raises ToolError (cannot create), CannotCreateFile and CLI::ValidationError
-  /// before anything is sent. `console` must outlive the recording.
-  Recording(const RecordingOptions& options, const LinkOptions& link, Reporter& console);
+  /// before anything is sent. The reporter of `surroundings` must outlive the recording.
+  Recording(const RecordingOptions& options, const LinkOptions& link,
+            const Surroundings& surroundings);
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
   Recording(Recording&&) = delete;
   Recording& operator=(Recording&&) = delete;
   ~Recording();
 
-  /// Runs `work`, which reports to what it is given, and records how it ends. Raises what `work`
-  /// raises; where that was done, ToolError (input/output) if not everything could be written, with
-  /// `effect`, which tells what was done nevertheless.
-  void Run(const std::function<void(Reporter& reporter)>& work, const char* effect);
+  /// Runs `work` in the surroundings with a reporter that records as well, and records how it ends.
+  /// Raises what `work` raises; where that was done, ToolError (input/output) if not everything
+  /// could be written, with `effect`, which tells what was done nevertheless.
+  void Run(const std::function<void(const Surroundings& surroundings)>& work, const char* effect);
 
   /// Writes down that `run` is about to happen; settings and time are added. Call it when the
   /// settings have been reported and before anything is sent. Raises ToolError.
@@ -84,7 +85,9 @@ class Recording {
   [[nodiscard]] Duration Now() const;
 
   LinkOptions link_;
+  Surroundings surroundings_;
   std::filesystem::path artifacts_;
+  std::string bay_;
   RunRecorder recorder_;
   std::optional<TraceFile> trace_;
   std::optional<ArtifactFolder> folder_;

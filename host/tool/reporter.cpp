@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <iostream>
 #include <optional>
 #include <utility>
 
@@ -14,7 +15,14 @@
 namespace quillmark::host {
 namespace {
 
-class PlainReporter : public Reporter {
+class StreamReporter : public Reporter {
+ public:
+  void Warning(const std::string& text) override {
+    std::cerr << OneLine("quillmark: warning: " + text) << std::endl;
+  }
+};
+
+class PlainReporter : public StreamReporter {
  public:
   explicit PlainReporter(std::ostream& out) : out_(out) {}
 
@@ -40,7 +48,7 @@ class PlainReporter : public Reporter {
   unsigned tenth_ = 0;
 };
 
-class TerminalReporter : public Reporter {
+class TerminalReporter : public StreamReporter {
  public:
   TerminalReporter(std::ostream& out, std::function<std::size_t()> columns)
       : out_(out), columns_(std::move(columns)) {}
@@ -93,7 +101,7 @@ class TerminalReporter : public Reporter {
   Clock::time_point next_drawing_;
 };
 
-class JsonReporter : public Reporter {
+class JsonReporter : public StreamReporter {
  public:
   explicit JsonReporter(std::ostream& out) : out_(out) {}
 

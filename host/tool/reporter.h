@@ -57,6 +57,8 @@ class Reporter {
 
   /// A line for people.
   virtual void Line(const std::string& text) = 0;
+  /// What a user should know although the work goes on; apart from the other lines.
+  virtual void Warning(const std::string& text) = 0;
   /// A line of JSON for machines: `{"event":NAME, …}`.
   virtual void Event(EventKind kind, const Json& members) = 0;
   /// Whether an event is reported at all, for one that takes long to put together.
@@ -75,8 +77,9 @@ enum class ReportStyle : std::uint8_t {
 
 inline constexpr std::size_t kUsualColumns = 80;
 
-/// A reporter on `out`, which outlives it and is flushed after each line. `columns` tells the width
-/// of the terminal, which may change, whenever something is drawn.
+/// A reporter on `out`, which outlives it and is flushed after each line; warnings go to the
+/// standard error. `columns` tells the width of the terminal, which may change, whenever something
+/// is drawn.
 [[nodiscard]] std::unique_ptr<Reporter> MakeReporter(
     ReportStyle style, std::ostream& out,
     std::function<std::size_t()> columns = [] { return kUsualColumns; });

@@ -4,10 +4,8 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <iostream>
 
 #include "host/tool/exit_code.h"
-#include "host/tool/printable_output.h"
 
 namespace quillmark::host {
 
@@ -99,10 +97,10 @@ void RunRecorder::End() {
 }
 
 void RunRecorder::Warn(const std::string& reason) const {
-  std::cerr << OneLine(fmt::format("quillmark: warning: the record of this run is incomplete: {}; "
-                                   "--records FILE names another file, --no-records leaves it out",
-                                   reason))
-            << std::endl;
+  reporter_.Warning(
+      fmt::format("the record of this run is incomplete: {}; --records FILE names "
+                  "another file, --no-records leaves it out",
+                  reason));
 }
 
 void RunRecorder::TellWhatWasSetAside() {
@@ -110,11 +108,9 @@ void RunRecorder::TellWhatWasSetAside() {
     return;
   }
   told_ = records_->set_aside();
-  std::cerr << OneLine(
-                   fmt::format("quillmark: warning: the records in {} were damaged: they are now "
-                               "in {}, and new ones were begun",
-                               FileOf(options_), told_.string()))
-            << std::endl;
+  reporter_.Warning(
+      fmt::format("the records in {} were damaged: they are now in {}, and new ones were begun",
+                  FileOf(options_), told_.string()));
 }
 
 #endif

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "host/tool/reporter.h"
 #include "quillmark/host/records.h"
 
 namespace quillmark::host {
@@ -24,10 +25,12 @@ void AddRecordsOptions(CLI::App& app, RecordsOptions& options);
 [[nodiscard]] std::string FileOf(const RecordsOptions& options);
 
 /// Keeps the record of one run. A file that was asked for has to be there before anything is sent;
-/// otherwise a run goes on without its record, with a warning on standard error.
+/// otherwise a run goes on without its record, with a warning.
 class RunRecorder {
  public:
-  explicit RunRecorder(RecordsOptions options) : options_(std::move(options)) {}
+  /// `reporter`, which outlives the recorder, gets the warnings.
+  RunRecorder(RecordsOptions options, Reporter& reporter)
+      : options_(std::move(options)), reporter_(reporter) {}
 
   /// Writes the run down as unfinished. Raises ToolError (cannot create) if a file was asked for
   /// and cannot be used.
@@ -47,6 +50,7 @@ class RunRecorder {
   void TellWhatWasSetAside();
 
   RecordsOptions options_;
+  [[maybe_unused]] Reporter& reporter_;
   RunRecord run_;
 #if !defined(_WIN32)
   /// Null where nothing is recorded.

@@ -7,7 +7,6 @@
 #include <optional>
 
 #include "host/tool/exit_code.h"
-#include "host/tool/interrupt.h"
 #include "host/tool/number.h"
 #include "quillmark/host/files.h"
 
@@ -91,28 +90,36 @@ void CheckTransferOptions(const TransferOptions& options, const LinkOptions& lin
   }
 }
 
-Images ReadImagesOf(const TransferOptions& options) {
+Images ImagesOf(const std::vector<NamedContent>& files, const std::vector<std::uint32_t>& bases) {
   Images images;
   std::vector<ImagePart> parts;
-  images.files.reserve(options.files.size());
-  auto base = options.bases.begin();
-  for (const std::string& file : options.files) {
-    const std::string content = ReadFile(Utf8Path(file), kLargestImageFile);
-    const bool takes_base = options.files.size() == 1 || !HasAddresses(content);
-    const bool has_base = takes_base && base != options.bases.end();
+  images.files.reserve(files.size());
+  auto base = bases.begin();
+  for (const auto& [file, content] : files) {
+    const bool takes_base = files.size() == 1 || !HasAddresses(content);
+    const bool has_base = takes_base && base != bases.end();
     const auto own_base = has_base ? std::optional(*base++) : std::nullopt;
     images.files.push_back({file, ReadImage(content, Utf8Path(file), own_base)});
     RequireUsable(images.files.back());
     parts.push_back({images.files.back().file, images.files.back().content.segments});
   }
-  if (base != options.bases.end()) {
+  if (base != bases.end()) {
     throw MisplacedBase(
         fmt::format("expected --base once for each raw binary, found it {} times "
                     "for {} of them",
-                    options.bases.size(), base - options.bases.begin()));
+                    bases.size(), base - bases.begin()));
   }
   images.segments = JoinImages(parts);
   return images;
+}
+
+Images ReadImagesOf(const TransferOptions& options) {
+  std::vector<NamedContent> files;
+  files.reserve(options.files.size());
+  for (const std::string& file : options.files) {
+    files.push_back({file, ReadFile(Utf8Path(file), kLargestImageFile)});
+  }
+  return ImagesOf(files, options.bases);
 }
 
 std::vector<NamedPath> InputsOf(const TransferOptions& options, const std::string& profile) {
@@ -130,11 +137,9 @@ void Apply(const TransferOptions& transfer, ProgrammerConfig& config) {
   config.max_block = transfer.block;
 }
 
-DownloadPlan PlanOf(
-    const ProgrammerConfig& config, const WireSpeed& speed, const ImageSegments& segments,
-    std::function<void(const DOMDocument& document, std::uint64_t number)> on_document) {
-  auto plan =
-      PlanDownload(config, speed, segments, {std::move(on_document), [] { return Interrupted(); }});
+DownloadPlan PlanOf(const ProgrammerConfig& config, const WireSpeed& speed,
+                    const ImageSegments& segments, const PlanCallbacks& callbacks) {
+  auto plan = PlanDownload(config, speed, segments, callbacks);
   if (!plan) {
     throw ToolError(ExitCode::kInterrupted, "interrupted before anything was sent");
   }

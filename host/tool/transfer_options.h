@@ -3,7 +3,6 @@
 
 #include <CLI/App.hpp>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -49,8 +48,19 @@ struct Images {
   ImageSegments segments;
 };
 
-/// The images, each with data and with addresses of 24 bits. Raises ToolError (data) for others,
-/// and what ReadImageFile and JoinImages raise.
+/// The bytes of an image file, under the name that messages have for it.
+struct NamedContent {
+  std::string file;
+  std::string content;
+};
+
+/// The images, each with data and with addresses of 24 bits. `bases` are those of the raw binaries
+/// among them, in their order. Raises ToolError (data) for others, and what ReadImage and
+/// JoinImages raise.
+[[nodiscard]] Images ImagesOf(const std::vector<NamedContent>& files,
+                              const std::vector<std::uint32_t>& bases);
+
+/// The images that the options name. Also raises CannotReadFile.
 [[nodiscard]] Images ReadImagesOf(const TransferOptions& options);
 
 /// What a command reads, for CheckOutputs: the images, and the profile if that is not empty.
@@ -60,10 +70,8 @@ struct Images {
 /// Tells a programmer where an image goes and how it is cut.
 void Apply(const TransferOptions& transfer, ProgrammerConfig& config);
 
-/// What a download would send; `on_document` as in PlanCallbacks. Raises ToolError where it is
-/// interrupted.
-[[nodiscard]] DownloadPlan PlanOf(
-    const ProgrammerConfig& config, const WireSpeed& speed, const ImageSegments& segments,
-    std::function<void(const DOMDocument& document, std::uint64_t number)> on_document = {});
+/// What a download would send. Raises ToolError where it is stopped.
+[[nodiscard]] DownloadPlan PlanOf(const ProgrammerConfig& config, const WireSpeed& speed,
+                                  const ImageSegments& segments, const PlanCallbacks& callbacks);
 
 }  // namespace quillmark::host

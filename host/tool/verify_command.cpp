@@ -6,7 +6,6 @@
 #include "host/tool/command.h"
 #include "host/tool/connection.h"
 #include "host/tool/image_report.h"
-#include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/outputs.h"
 #include "host/tool/profile.h"
@@ -57,7 +56,8 @@ void Report(Reporter& reporter, const ProgramResult& result) {
 }
 
 void Verify(const VerifyCommandOptions& options, const Images& images, Recording& recording,
-            Reporter& reporter) {
+            const Surroundings& surroundings) {
+  Reporter& reporter = surroundings.reporter;
   ReportSettings(reporter, options);
   recording.Begin(RunOf("verify", images));
   if (recording.wants_plan()) {
@@ -65,7 +65,7 @@ void Verify(const VerifyCommandOptions& options, const Images& images, Recording
   }
   ProgrammerConfig config = MakeConfig(options.link, options.session);
   config.memory = options.transfer.memory;
-  Connection connection(options.link, options.session, config, reporter,
+  Connection connection(options.link, options.session, config, surroundings,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection);
   ReportImages(reporter, images);
@@ -84,9 +84,8 @@ void Run(const VerifyCommandOptions& options, Reporter& console) {
                 {{"--artifacts", options.recording.artifacts}, OutputKind::kFolder},
                 {{"--records", FileOf(options.recording.records)}, OutputKind::kAddedTo}},
                ExistingWith(options.recording.force));
-  CatchInterrupts();
-  Recording recording(options.recording, options.link, console);
-  recording.Run([&](Reporter& reporter) { Verify(options, images, recording, reporter); },
+  Recording recording(options.recording, options.link, SurroundingsOfProcess(console));
+  recording.Run([&](const Surroundings& around) { Verify(options, images, recording, around); },
                 kVerifyEffect);
 }
 

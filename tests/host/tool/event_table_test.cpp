@@ -148,7 +148,7 @@ nlohmann::json DetailsOfAFullFailure() {
   try {
     throw ProgrammingError(failure);
   } catch (...) {
-    return ReportCurrentException().details;
+    return ReportCurrentException(false).details;
   }
 }
 
