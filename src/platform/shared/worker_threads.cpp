@@ -119,14 +119,14 @@ void WorkerCount::Increment() {
 
 void WorkerCount::Decrement() {
   --state_;
-  state_.notify_all();
+  change_.Notify(state_);
 }
 
 std::size_t WorkerCount::Value() const { return CountHere(state_); }
 
 void WorkerCount::WaitForZero() const {
   for (State state = state_; CountHere(state) != 0; state = state_) {
-    state_.wait(state);
+    change_.WaitWhile(state_, state);
   }
 }
 

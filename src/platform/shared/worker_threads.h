@@ -3,6 +3,7 @@
 
 #include <any>
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -25,6 +26,32 @@ using ThreadLauncher = std::function<void(std::function<void()>)>;
 /// Makes an object of a class for the platform on which it will work.
 using ClassFactory = std::function<std::shared_ptr<Object>(const std::shared_ptr<Platform>&)>;
 
+/// How a thread waits until a count changes.
+class CountChange {
+ public:
+  using State = std::uint64_t;
+
+#ifdef _WIN32
+  // Below std::atomic there is no futex here. g++ 12 then looks at the value before it takes its
+  // lock, and a notification in between is lost. Nothing forks either, so a lock may be held.
+  void Notify(std::atomic<State>& /*state*/) {
+    const std::lock_guard lock(mutex_);
+    changed_.notify_all();
+  }
+  void WaitWhile(const std::atomic<State>& state, State old) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return state != old; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+#else
+  static void Notify(std::atomic<State>& state) { state.notify_all(); }
+  static void WaitWhile(const std::atomic<State>& state, State old) { state.wait(old); }
+#endif
+};
+
 /// Counts the workers of this process: a forked child has none of its parent's, and meets no lock
 /// that one of them held. Shared with every worker, since a platform may be destroyed before its
 /// last worker ends.
@@ -37,13 +64,14 @@ class WorkerCount {
 
  private:
   /// The process that counted last, and its count in the low bits.
-  using State = std::uint64_t;
+  using State = CountChange::State;
   static constexpr unsigned kCountBits = 32;
 
   [[nodiscard]] static State Here(std::uint32_t count);
   [[nodiscard]] static std::uint32_t CountHere(State state);
 
   std::atomic<State> state_ = 0;
+  mutable CountChange change_;
 };
 
 /// The workers of a platform: all of them, and those of each client. Threads: any.

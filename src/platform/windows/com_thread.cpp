@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/portable/portable_platform_factory.h"
 #include "platform/windows/windows_platform.h"
 
 namespace quillmark::windows {
@@ -81,3 +82,14 @@ void LaunchComThread(std::function<void()> function) {
 }
 
 }  // namespace quillmark::windows
+
+namespace quillmark::portable {
+
+// Not a detached std::thread: where one ends while it is being detached, the thread library of
+// MinGW was seen to leave a lock behind on which a later thread spins for ever (in
+// pthread_getspecific).
+void LaunchDetachedThread(std::function<void()> function) {
+  windows::LaunchComThread(std::move(function));
+}
+
+}  // namespace quillmark::portable
