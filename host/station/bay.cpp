@@ -57,7 +57,7 @@ std::vector<BayPhase> PhasesOf(const FlashOptions& flash) {
 
 /// What reading back takes: replies carry less than half of what the requests of a download do.
 Duration UploadTime(const DownloadPlan& plan) {
-  constexpr std::int64_t kPercentOfDownload = 130;
+  constexpr std::int64_t kPercentOfDownload = 140;
   const auto sent = std::max<std::int64_t>(static_cast<std::int64_t>(plan.sent_bytes), 1);
   return plan.wire_time * static_cast<std::int64_t>(plan.image_bytes) / sent * kPercentOfDownload /
          100;
@@ -222,7 +222,10 @@ bool Bay::Start(BayWork work, const std::string& artifacts,
   }
   stop_ = false;
   Update([&](BayState& state) {
-    BayState fresh{.revision = state.revision, .work = work, .is_running = true};
+    BayState fresh;
+    fresh.revision = state.revision;
+    fresh.work = work;
+    fresh.is_running = true;
     fresh.ecu = std::move(state.ecu);
     fresh.artifacts = artifacts;
     state = std::move(fresh);
@@ -245,7 +248,8 @@ void Bay::Run(const std::function<void(const Surroundings&)>& body) {
   if (listeners_.open_bus) {
     surroundings.open_bus = listeners_.open_bus;
   }
-  FailureReport outcome{.code = ExitCode::kDone};
+  FailureReport outcome;
+  outcome.code = ExitCode::kDone;
   try {
     body(surroundings);
   } catch (...) {
