@@ -53,27 +53,33 @@ constexpr std::array kMigrations{
        ) STRICT;
        CREATE INDEX runs_by_start ON runs (started);
        PRAGMA application_id = 0x514D524B;)",
+    // `writes` counts how often a run was written. `forwarded` is the count that a server has, 0
+    // for none, and null for a run that stays here.
+    R"(ALTER TABLE runs ADD COLUMN station TEXT NOT NULL DEFAULT '';
+       ALTER TABLE runs ADD COLUMN writes INTEGER NOT NULL DEFAULT 1;
+       ALTER TABLE runs ADD COLUMN forwarded INTEGER;
+       CREATE INDEX runs_to_forward ON runs (number) WHERE forwarded < writes;)",
 };
 constexpr auto kVersion = static_cast<std::int64_t>(kMigrations.size());
 
 constexpr std::string_view kWrite =
-    "INSERT INTO runs (id, started, command, bay, bus, ecu, images, image_sha256, settings, phases,"
-    " outcome, message, microseconds, version, artifacts)"
-    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15)"
-    " ON CONFLICT (id) DO UPDATE SET started = ?2, command = ?3, bay = ?4, bus = ?5, ecu = ?6,"
-    " images = ?7, image_sha256 = ?8, settings = ?9, phases = ?10, outcome = ?11, message = ?12,"
-    " microseconds = ?13, version = ?14, artifacts = ?15";
+    "INSERT INTO runs (id, started, command, station, bay, bus, ecu, images, image_sha256,"
+    " settings, phases, outcome, message, microseconds, version, artifacts)"
+    " VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14, ?15, ?16)"
+    " ON CONFLICT (id) DO UPDATE SET started = ?2, command = ?3, station = ?4, bay = ?5, bus = ?6,"
+    " ecu = ?7, images = ?8, image_sha256 = ?9, settings = ?10, phases = ?11, outcome = ?12,"
+    " message = ?13, microseconds = ?14, version = ?15, artifacts = ?16, writes = writes + 1";
 
 constexpr std::string_view kFind =
-    "SELECT id, started, command, bay, bus, ecu, images, image_sha256, settings, phases, outcome,"
-    " message, microseconds, version, artifacts FROM runs"
+    "SELECT id, started, command, station, bay, bus, ecu, images, image_sha256, settings, phases,"
+    " outcome, message, microseconds, version, artifacts FROM runs"
     " WHERE instr(lower(ecu), lower(?1))"
     " AND (instr(lower(images), lower(?2)) OR instr(image_sha256, lower(?2)))"
     " AND (?3 = '' OR outcome = ?3) AND started >= ?4 AND started < ?5"
-    " AND instr(lower(id || char(10) || command || char(10) || bay || char(10) || bus || char(10) "
-    "||"
-    " ecu || char(10) || images || char(10) || image_sha256 || char(10) || settings || char(10) ||"
-    " outcome || char(10) || message || char(10) || version || char(10) || artifacts), lower(?6))"
+    " AND instr(lower(id || char(10) || command || char(10) || station || char(10) || bay || "
+    "char(10) || bus || char(10) || ecu || char(10) || images || char(10) || image_sha256 ||"
+    " char(10) || settings || char(10) || outcome || char(10) || message || char(10) || version ||"
+    " char(10) || artifacts), lower(?6)) AND instr(lower(station), lower(?8))"
     " ORDER BY started DESC, number DESC LIMIT ?7";
 
 std::string TextOf(const Json& json) {
@@ -117,18 +123,19 @@ RunRecord RunOf(const Statement& row) {
   return {.id = row.Text(0),
           .started = Clock::time_point(milliseconds(row.Number(1))),
           .command = row.Text(2),
-          .bay = row.Text(3),
-          .bus = row.Text(4),
-          .ecu = row.Text(5),
-          .images = Json::parse(row.Text(6)).get<std::vector<std::string>>(),
-          .image_sha256 = row.Text(7),
-          .settings = Json::parse(row.Text(8)).get<std::vector<std::string>>(),
-          .phases = PhasesOf(row.Text(9)),
-          .outcome = OutcomeOf(row.Text(10)),
-          .message = row.Text(11),
-          .time = Duration(row.Number(12)),
-          .version = row.Text(13),
-          .artifacts = row.Text(14)};
+          .station = row.Text(3),
+          .bay = row.Text(4),
+          .bus = row.Text(5),
+          .ecu = row.Text(6),
+          .images = Json::parse(row.Text(7)).get<std::vector<std::string>>(),
+          .image_sha256 = row.Text(8),
+          .settings = Json::parse(row.Text(9)).get<std::vector<std::string>>(),
+          .phases = PhasesOf(row.Text(10)),
+          .outcome = OutcomeOf(row.Text(11)),
+          .message = row.Text(12),
+          .time = Duration(row.Number(13)),
+          .version = row.Text(14),
+          .artifacts = row.Text(15)};
 }
 
 /// Lets one process at a time look at a folder and rename what is in it. The lock ends with its
@@ -188,18 +195,19 @@ class RunRecords::File {
           .Bind(1, run.id)
           .Bind(2, ToNumber(run.started))
           .Bind(3, run.command)
-          .Bind(4, run.bay)
-          .Bind(5, run.bus)
-          .Bind(6, run.ecu)
-          .Bind(7, TextOf(Json(run.images)))
-          .Bind(8, run.image_sha256)
-          .Bind(9, TextOf(Json(run.settings)))
-          .Bind(10, TextOf(run.phases))
-          .Bind(11, NameOf(run.outcome))
-          .Bind(12, run.message)
-          .Bind(13, run.time.count())
-          .Bind(14, run.version)
-          .Bind(15, run.artifacts.string())
+          .Bind(4, run.station)
+          .Bind(5, run.bay)
+          .Bind(6, run.bus)
+          .Bind(7, run.ecu)
+          .Bind(8, TextOf(Json(run.images)))
+          .Bind(9, run.image_sha256)
+          .Bind(10, TextOf(Json(run.settings)))
+          .Bind(11, TextOf(run.phases))
+          .Bind(12, NameOf(run.outcome))
+          .Bind(13, run.message)
+          .Bind(14, run.time.count())
+          .Bind(15, run.version)
+          .Bind(16, run.artifacts.string())
           .Step();
       transaction.Commit();
     });
@@ -217,7 +225,8 @@ class RunRecords::File {
           .Bind(4, filter.since ? ToNumber(*filter.since) : INT64_MIN)
           .Bind(5, filter.until ? ToNumber(*filter.until) : INT64_MAX)
           .Bind(6, filter.text)
-          .Bind(7, filter.most ? static_cast<std::int64_t>(*filter.most) : kAll);
+          .Bind(7, filter.most ? static_cast<std::int64_t>(*filter.most) : kAll)
+          .Bind(8, filter.station);
       while (rows.Step()) {
         runs.push_back(RunOf(rows));
       }
@@ -251,11 +260,11 @@ class RunRecords::File {
     const int create = use == Use::kWrite ? SQLITE_OPEN_CREATE : 0;
     database_.emplace(path_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_EXRESCODE | create);
     database_->SetPatience(kPatience);
+    RequireOwn();
     // The disk has a run, and no longer its journal, before the next step of it begins. A journal
     // that is rolled back, and not a write-ahead log, keeps all of the records in one file, also
     // for who copies it, and works where folders are on a network.
     database_->Execute("PRAGMA journal_mode = DELETE; PRAGMA synchronous = EXTRA");
-    RequireOwn();
     Migrate();
     if (use == Use::kRead) {
       database_->Execute("PRAGMA query_only = ON");
@@ -286,7 +295,8 @@ class RunRecords::File {
       return;
     }
     Transaction transaction(*database_);
-    // Another process may have been faster.
+    // Another process may have been faster, also one of a later version.
+    RequireOwn();
     for (std::int64_t version = Version(); version < kVersion; ++version) {
       database_->Execute(kMigrations.at(static_cast<std::size_t>(version)));
       database_->Execute(fmt::format("PRAGMA user_version = {}", version + 1).c_str());

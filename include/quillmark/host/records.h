@@ -23,10 +23,11 @@ struct RunRecord {
   std::string id{};  ///< of `NewRunId`
   /// Kept to the millisecond.
   std::chrono::system_clock::time_point started{};
-  std::string command{};                             ///< "flash", "verify", "read"
-  std::string bay{};                                 ///< of a station; empty on the command line
-  std::string bus{};                                 ///< its URI
-  std::string ecu{};                                 ///< the identification
+  std::string command{};  ///< "flash", "verify", "read"
+  std::string station{};  ///< the place that it ran at; empty before records knew of stations
+  std::string bay{};      ///< of a station; empty on the command line
+  std::string bus{};      ///< its URI
+  std::string ecu{};      ///< the identification
   std::vector<std::string> images{};                 ///< names of files
   std::string image_sha256{};                        ///< of all images together
   std::vector<std::string> settings{};               ///< lines of a profile
@@ -48,6 +49,7 @@ struct RunRecord {
 
 /// Which runs are wanted. What is empty excludes none; letters of ASCII are found in either case.
 struct RunFilter {
+  std::string station{};                  ///< a part of its name
   std::string ecu{};                      ///< a part of the identification
   std::string image{};                    ///< a part of the name of an image, or of the SHA-256
   std::optional<OutcomeState> outcome{};  ///< how it ended
@@ -80,9 +82,10 @@ class QUILLMARK_API RunRecords {
   /// How long a call waits for other processes.
   static constexpr std::chrono::milliseconds kPatience{10'000};
 
-  /// Opens the file. For writing, the file and its folders are created where they are missing,
-  /// and a damaged file gets another name and is replaced by an empty one. Raises RecordsError,
-  /// also for a database of another program or of a later version; for reading, DamagedRecords.
+  /// Opens the file, and brings one of an earlier version up to this one, whole or not at all. For
+  /// writing, the file and its folders are created where they are missing, and a damaged file gets
+  /// another name and is replaced by an empty one. Raises RecordsError, also for a database of
+  /// another program or of a later version, which is left as it is; for reading, DamagedRecords.
   RunRecords(const std::filesystem::path& file, Use use);
   RunRecords(const RunRecords&) = delete;
   RunRecords& operator=(const RunRecords&) = delete;

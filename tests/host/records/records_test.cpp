@@ -15,6 +15,7 @@
 #include <string>
 #include <thread>
 
+#include "support/file_limit.h"
 #include "tests/host/tool/temporary_folder.h"
 
 namespace quillmark::host::testing {
@@ -33,6 +34,7 @@ RunRecord Flash(int second) {
   return {.id = NewRunId(),
           .started = At(second),
           .command = "flash",
+          .station = "line 3",
           .bus = "sim:",
           .ecu = "ECU 7 REV B",
           .images = {"a, \"b\".s19", "c.hex"},
@@ -88,6 +90,7 @@ TEST_F(Records, GiveBackWhatWasWritten) {
 
 TEST_F(Records, FindByEachFilter) {
   RunRecord other = Flash(10);
+  other.station = "line 4";
   other.ecu = "ANOTHER 100%";
   other.images = {"z.bin"};
   other.image_sha256 = "ffff";
@@ -97,6 +100,8 @@ TEST_F(Records, FindByEachFilter) {
   RunRecords records(file_, Use::kWrite);
   records.Write(other);
   records.Write(plain);
+  EXPECT_THAT(Found({.station = "LINE 4"}), ElementsAre(other));
+  EXPECT_THAT(Found({.text = "line 4"}), ElementsAre(other));
   EXPECT_THAT(Found({.ecu = "another 1"}), ElementsAre(other));
   EXPECT_THAT(Found({.ecu = "%"}), ElementsAre(other));
   EXPECT_THAT(Found({.image = "Z.bin"}), ElementsAre(other));
@@ -244,19 +249,147 @@ TEST_F(Records, GoIntoANewFileWhereTheirsIsDamagedOrGoneMeanwhile) {
 
 TEST_F(Records, AreNotTakenFromAnotherProgram) {
   std::filesystem::create_directories(folder_.Path("state"));
-  Sql("CREATE TABLE songs (title TEXT)");
+  Sql("CREATE TABLE songs (title TEXT); PRAGMA journal_mode = WAL");
+  const std::string before = folder_.Read("state/records.sqlite");
   EXPECT_EQ(MessageOf(Use::kWrite), file_ + ": is a database of another program");
   EXPECT_EQ(MessageOf(Use::kRead), file_ + ": is a database of another program");
+  EXPECT_EQ(folder_.Read("state/records.sqlite"), before);
 }
 
 TEST_F(Records, AreNotTouchedWhereALaterVersionHasWrittenThem) {
   RunRecords(file_, Use::kWrite).Write(Flash(1));
-  Sql("PRAGMA user_version = 99");
-  EXPECT_THAT(MessageOf(Use::kWrite),
-              HasSubstr("expected records of version 1 or earlier, found 99"));
-  Sql("PRAGMA user_version = 1");
+  Sql("PRAGMA user_version = 99; PRAGMA journal_mode = WAL");
+  const std::string before = folder_.Read("state/records.sqlite");
+  for (const Use use : {Use::kWrite, Use::kRead}) {
+    EXPECT_THAT(MessageOf(use), HasSubstr("expected records of version 2 or earlier, found 99"));
+  }
+  EXPECT_EQ(folder_.Read("state/records.sqlite"), before);
+  Sql("PRAGMA user_version = 2");
   EXPECT_THAT(Found(), SizeIs(1));
 }
+
+/// A file as a version of the past made it, with one run.
+struct EarlierVersion {
+  int version;
+  const char* file;
+};
+
+constexpr EarlierVersion kEarlierVersions[] = {
+    {1,
+     R"(CREATE TABLE runs (
+          number INTEGER PRIMARY KEY,
+          id TEXT NOT NULL UNIQUE CHECK (length(id) = 32),
+          started INTEGER NOT NULL,
+          command TEXT NOT NULL,
+          bay TEXT NOT NULL,
+          bus TEXT NOT NULL,
+          ecu TEXT NOT NULL,
+          images TEXT NOT NULL,
+          image_sha256 TEXT NOT NULL,
+          settings TEXT NOT NULL,
+          phases TEXT NOT NULL,
+          outcome TEXT NOT NULL CHECK (outcome IN ('unfinished', 'done', 'failed', 'cancelled')),
+          message TEXT NOT NULL,
+          microseconds INTEGER NOT NULL,
+          version TEXT NOT NULL,
+          artifacts TEXT NOT NULL
+        ) STRICT;
+        CREATE INDEX runs_by_start ON runs (started);
+        PRAGMA application_id = 0x514D524B;
+        INSERT INTO runs VALUES (7, '0123456789abcdef0123456789abcdef', 1700000001000, 'flash', 'left',
+          'sim:', 'ECU 7 REV B', '["a.s19"]', '0123abcd', '["form = can"]',
+          '[{"phase":"erase","began":100,"ended":2100}]', 'failed', 'why', 4711, '0.2.0', '/tmp/out');
+        PRAGMA user_version = 1;)"},
+};
+
+class RecordsOfAnEarlierVersion : public Records,
+                                  public ::testing::WithParamInterface<EarlierVersion> {
+ protected:
+  RecordsOfAnEarlierVersion() {
+    std::filesystem::create_directories(folder_.Path("state"));
+    Sql(GetParam().file);
+  }
+
+  static RunRecord Kept() {
+    return {.id = "0123456789abcdef0123456789abcdef",
+            .started = At(1),
+            .command = "flash",
+            .bay = "left",
+            .bus = "sim:",
+            .ecu = "ECU 7 REV B",
+            .images = {"a.s19"},
+            .image_sha256 = "0123abcd",
+            .settings = {"form = can"},
+            .phases = {{"erase", Duration(100), Duration(2100)}},
+            .outcome = OutcomeState::kFailed,
+            .message = "why",
+            .time = Duration(4711),
+            .version = "0.2.0",
+            .artifacts = "/tmp/out"};
+  }
+
+  /// Of the file as it is, as another program sees it.
+  [[nodiscard]] std::string Dump() const {
+    std::string text;
+    sqlite3* handle = nullptr;
+    EXPECT_EQ(sqlite3_open(file_.c_str(), &handle), SQLITE_OK);
+    const auto append = [](void* to, int count, char** cells, char** /*names*/) {
+      for (int cell = 0; cell < count; ++cell) {
+        *static_cast<std::string*>(to) += std::string(cells[cell] == nullptr ? "" : cells[cell]);
+        *static_cast<std::string*>(to) += '\n';
+      }
+      return 0;
+    };
+    for (const char* const query :
+         {"PRAGMA integrity_check", "PRAGMA user_version", "SELECT sql FROM sqlite_schema",
+          "SELECT * FROM runs ORDER BY number"}) {
+      EXPECT_EQ(sqlite3_exec(handle, query, append, &text, nullptr), SQLITE_OK);
+    }
+    sqlite3_close(handle);
+    return text;
+  }
+};
+
+TEST_P(RecordsOfAnEarlierVersion, AreBroughtUpToThisOne) {
+  EXPECT_THAT(Found(), ElementsAre(Kept()));
+  const RunRecord later = Flash(2);
+  RunRecords(file_, Use::kWrite).Write(later);
+  EXPECT_THAT(Found(), ElementsAre(later, Kept()));
+}
+
+TEST_P(RecordsOfAnEarlierVersion, AreWholeWhereverBringingThemUpIsKilled) {
+  const std::string original = folder_.Read("state/records.sqlite");
+  const std::string before = Dump();
+  constexpr std::size_t kSector = 512;
+  int killed = 0;
+  for (std::size_t room = 0;; room += kSector) {
+    static_cast<void>(folder_.Write("state/records.sqlite", original));
+    const pid_t process = ::fork();
+    if (process == 0) {
+      // The kernel kills whoever writes beyond, into the journal or into the file.
+      const quillmark::testing::FileLimit limit(room, SIG_DFL);
+      const RunRecords records(file_, Use::kWrite);
+      ::_exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(process, &status, 0), process);
+    if (WIFEXITED(status)) {
+      EXPECT_EQ(WEXITSTATUS(status), 0);
+      break;
+    }
+    ASSERT_EQ(WTERMSIG(status), SIGXFSZ);
+    ++killed;
+    EXPECT_EQ(Dump(), before) << "killed at " << room;
+    EXPECT_THAT(Found(), ElementsAre(Kept()));
+  }
+  EXPECT_GT(killed, 4);
+  EXPECT_NE(Dump(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RecordsOfAnEarlierVersion, ::testing::ValuesIn(kEarlierVersions),
+                         [](const auto& info) {
+                           return "Version" + std::to_string(info.param.version);
+                         });
 
 TEST_F(Records, OfAnEmptyFileAreNone) {
   std::filesystem::create_directories(folder_.Path("state"));
