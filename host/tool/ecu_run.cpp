@@ -71,11 +71,12 @@ void CheckBattery(Reporter& reporter, Connection& connection,
     return;
   }
   if (!millivolts) {
-    throw ToolError(ExitCode::kUnavailable,
-                    fmt::format("expected a battery of at least {}, but this adapter cannot tell "
-                                "its voltage; nothing was erased",
-                                VoltsText(*least_millivolts)),
-                    "measure the voltage and leave out --min-voltage, or use another adapter");
+    throw ToolError(
+        ExitCode::kUnavailable,
+        fmt::format("expected a battery of at least {}, but this adapter cannot tell "
+                    "its voltage; nothing was erased",
+                    VoltsText(*least_millivolts)),
+        "measure the voltage and flash with --min-voltage none, or use another adapter");
   }
   if (*millivolts < *least_millivolts) {
     throw ToolError(ExitCode::kUnavailable,
@@ -184,7 +185,9 @@ Profile SettingsOf(const FlashSettings& flash) {
   for (const Setting& setting : ProfileOf(flash.transfer)) {
     settings.push_back(setting);
   }
-  settings.push_back(RoutineSetting(flash.flash.check_routine));
+  for (const Setting& setting : ProfileOf(flash.flash)) {
+    settings.push_back(setting);
+  }
   return settings;
 }
 

@@ -31,7 +31,9 @@ void AddGroupToKill(pid_t group);
 void RemoveGroupToKill(pid_t group);
 
 /// Makes writing to a pipe that nobody reads, and beyond the largest size that a file may have, an
-/// error instead of the end of the process, which would leave an ECU half written.
+/// error instead of the end of the process, which would leave an ECU half written. So is writing to
+/// a standard stream that was closed before the process began: no file that is opened takes its
+/// place.
 void LetWritingFail();
 
 }  // namespace quillmark::host

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -106,6 +107,13 @@ void RemoveGroupToKill(pid_t group) { ReplaceGroup(group, 0); }
 void LetWritingFail() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) == -1) {
+      // The lowest number that is free is that of the stream. What is open the wrong way round
+      // fails as the closed one did.
+      ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
 }
 
 }  // namespace quillmark::host

@@ -4,7 +4,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 
 #include "host/tool/exit_code.h"
@@ -34,6 +36,12 @@ bool IsSpecial(const fs::path& path) {
   std::error_code ignored;
   const fs::file_status found = fs::status(path, ignored);
   return fs::exists(found) && !fs::is_regular_file(found) && !fs::is_directory(found);
+}
+
+bool IsStandardOutput(const std::string& path) {
+  constexpr std::array<std::string_view, 4> kNames{"-", "/dev/stdout", "/dev/fd/1",
+                                                   "/proc/self/fd/1"};
+  return std::find(kNames.begin(), kNames.end(), path) != kNames.end();
 }
 
 bool AreSame(const fs::path& a, const fs::path& b) {
@@ -93,6 +101,12 @@ void CheckOutputs(const std::vector<NamedPath>& inputs, const std::vector<Output
                   Existing existing) {
   std::vector<NamedPath> others = inputs;
   for (const Output& output : outputs) {
+    if (IsStandardOutput(output.name.path)) {
+      Refuse(output.name,
+             fmt::format("{} names the standard output, which has what the command says",
+                         output.name.option),
+             "name a file");
+    }
     others.push_back(output.name);
   }
   std::erase_if(others, [](const NamedPath& name) {

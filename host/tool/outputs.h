@@ -33,8 +33,9 @@ struct Output {
 
 /// Raises ToolError (cannot create) for an output that would cost data: one that is the same file
 /// as an input or as another output, whatever it is called; one that is a symbolic link; one that
-/// exists and is to be kept, as a backup always is; a file in the folder of another output. Devices
-/// and pipes are left out. What a folder may hold is for its owner to check.
+/// exists and is to be kept, as a backup always is; a file in the folder of another output. So it
+/// does for the standard output, which has other text. Other devices and pipes are left out. What a
+/// folder may hold is for its owner to check.
 void CheckOutputs(const std::vector<NamedPath>& inputs, const std::vector<Output>& outputs,
                   Existing existing);
 

@@ -31,10 +31,11 @@ constexpr std::uint64_t kLargestProfile = 65536;
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kKeyCommand = "key-command";
 constexpr std::size_t kLongestQuoted = 60;
-constexpr std::array<std::string_view, 18> kNames{
+constexpr std::array<std::string_view, 19> kNames{
     "form",           "ids", "address", "flow-control", "expect-ecu", "key-command",
     "key-timeout",    "p2",  "p2-star", "max-pending",  "repeat",     "max-wait-frames",
-    "tester-present", "rl",  "routine", "fill",         "align",      "block"};
+    "tester-present", "rl",  "routine", "fill",         "align",      "block",
+    "min-voltage"};
 
 struct Entry {
   std::size_t line;
@@ -264,9 +265,15 @@ Profile ProfileOf(const TransferOptions& transfer) {
           {"block", std::to_string(transfer.block)}};
 }
 
-Setting MemorySetting(std::uint8_t memory) { return {"rl", ByteText(memory)}; }
+Profile ProfileOf(const FlashOptions& flash) {
+  Profile profile{{"routine", ByteText(flash.check_routine)}};
+  if (flash.least_millivolts) {
+    profile.push_back({"min-voltage", fmt::format("{:g}", *flash.least_millivolts / 1e3)});
+  }
+  return profile;
+}
 
-Setting RoutineSetting(std::uint8_t routine) { return {"routine", ByteText(routine)}; }
+Setting MemorySetting(std::uint8_t memory) { return {"rl", ByteText(memory)}; }
 
 void ReportSettings(Reporter& reporter, const SessionOptions& session, const Profile& settings,
                     const Profile& defaults) {

@@ -36,8 +36,8 @@ void AddEcuOptions(CLI::App& app, LinkOptions& link, SessionOptions& session);
 /// The settings that are in effect, given or not, as far as they apply to the form.
 [[nodiscard]] Profile ProfileOf(const LinkOptions& link, const SessionOptions& session);
 [[nodiscard]] Profile ProfileOf(const TransferOptions& transfer);
+[[nodiscard]] Profile ProfileOf(const FlashOptions& flash);
 [[nodiscard]] Setting MemorySetting(std::uint8_t memory);
-[[nodiscard]] Setting RoutineSetting(std::uint8_t routine);
 
 /// Tells with what a command works: this program, the bus, and the settings. People are told of
 /// those that are not `defaults`. A key command is not shown, since it may hold a secret.

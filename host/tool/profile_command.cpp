@@ -16,7 +16,7 @@ struct ProfileCommandOptions {
   LinkOptions link;
   SessionOptions session;
   TransferOptions transfer;
-  std::uint8_t check_routine = FlashOptions{}.check_routine;
+  FlashOptions flash;
 };
 
 /// Whether a profile with this value, as it leaves the tool, gives it back.
@@ -37,7 +37,9 @@ void Run(const ProfileCommandOptions& options, Reporter& reporter) {
   for (const Setting& setting : ProfileOf(options.transfer)) {
     profile.push_back(setting);
   }
-  profile.push_back(RoutineSetting(options.check_routine));
+  for (const Setting& setting : ProfileOf(options.flash)) {
+    profile.push_back(setting);
+  }
   for (const Setting& setting : profile) {
     if (!CanBeShown(setting.value)) {
       throw CLI::ValidationError(
@@ -59,7 +61,8 @@ void AddProfileCommand(CLI::App& app, Command& command) {
   const auto options = std::make_shared<ProfileCommandOptions>();
   AddEcuOptions(profile, options->link, options->session);
   AddCuttingOptions(profile, options->transfer);
-  AddRoutineOption(profile, options->check_routine);
+  AddRoutineOption(profile, options->flash.check_routine);
+  AddVoltageOption(profile, options->flash.least_millivolts);
   profile.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });

@@ -77,7 +77,7 @@ void RunRecorder::Identify(const std::string& ecu) {
   try {
     records_->Write(run_, kPatience);
   } catch (const RecordsError&) {
-    return;
+    // End() tries again, and tells.
   }
 }
 

@@ -20,7 +20,8 @@ constexpr NumberRange kTimeRange = {1, 600'000};
 constexpr NumberRange kRepeatRange = {0, 100};
 constexpr NumberRange kWaitFrameRange = {0, 1'000'000};
 constexpr NumberRange kPendingRange = {0, 1'000'000};
-constexpr std::string_view kNoLogRecord = "none";
+/// Where a log record or a voltage of the battery is not wanted.
+constexpr std::string_view kNone = "none";
 /// Before the bytes of an expected identification that is not text.
 constexpr std::string_view kHexPrefix = "hex:";
 
@@ -33,29 +34,33 @@ Bytes DefaultLogRecord() {
 }
 
 std::optional<Bytes> ParseLogRecord(const std::string& text) {
-  if (text == kNoLogRecord) {
+  if (text == kNone) {
     return std::nullopt;
   }
   auto record = BytesOfHex(text);
   if (!record || record->size() != kLogRecordSize) {
     throw CLI::ValidationError("--log-record",
                                fmt::format("expected {} hexadecimal digits or \"{}\", found \"{}\"",
-                                           2 * kLogRecordSize, kNoLogRecord, text));
+                                           2 * kLogRecordSize, kNone, text));
   }
   return record;
 }
 
-/// In millivolts.
-std::uint32_t ParseVoltage(const std::string& text) {
+/// In millivolts; nothing if no voltage is asked for.
+std::optional<std::uint32_t> ParseVoltage(const std::string& text) {
+  constexpr double kLeastVolts = 0.001;
   constexpr double kMostVolts = 60;
+  if (text == kNone) {
+    return std::nullopt;
+  }
   double volts = 0;
   const auto [end, error] =
       std::from_chars(text.data(), text.data() + text.size(), volts, std::chars_format::fixed);
   const bool is_number = error == std::errc() && end == text.data() + text.size();
-  if (!is_number || !(volts > 0 && volts <= kMostVolts)) {
+  if (!is_number || !(volts >= kLeastVolts && volts <= kMostVolts)) {
     throw CLI::ValidationError(
-        "--min-voltage",
-        fmt::format("expected a voltage of more than 0 to 60 V, found \"{}\"", text));
+        "--min-voltage", fmt::format("expected a voltage from {} to {} V, or {}, found \"{}\"",
+                                     kLeastVolts, kMostVolts, kNone, text));
   }
   return static_cast<std::uint32_t>(std::lround(volts * 1000));
 }
@@ -178,6 +183,15 @@ void AddRoutineOption(CLI::App& app, std::uint8_t& routine) {
   AddNumber(app, "--routine", routine, kByteRange, "identifier of the check routine; default 2");
 }
 
+void AddVoltageOption(CLI::App& app, std::optional<std::uint32_t>& least_millivolts) {
+  app.add_option_function<std::string>(
+         "--min-voltage",
+         [&least_millivolts](const std::string& text) { least_millivolts = ParseVoltage(text); },
+         "refuse to erase below this voltage of the vehicle's battery, such as 11.5, and with an "
+         "adapter that cannot tell it; none: at any, the default")
+      ->type_name("VOLTS");
+}
+
 void AddFlashOptions(CLI::App& app, FlashOptions& options) {
   options.log_record = DefaultLogRecord();
   AddRoutineOption(app, options.check_routine);
@@ -191,12 +205,7 @@ void AddFlashOptions(CLI::App& app, FlashOptions& options) {
                  "before the erase, read what the image will replace into this new file, in the "
                  "format of its extension as for read")
       ->type_name("FILE");
-  app.add_option_function<std::string>(
-         "--min-voltage",
-         [&options](const std::string& text) { options.least_millivolts = ParseVoltage(text); },
-         "refuse to erase below this voltage of the vehicle's battery, such as 11.5, and with an "
-         "adapter that cannot tell it")
-      ->type_name("VOLTS");
+  AddVoltageOption(app, options.least_millivolts);
   app.add_flag("--yes", options.yes, "do not ask on a terminal before the ECU is erased");
 }
 

@@ -60,4 +60,7 @@ void AddFlashOptions(CLI::App& app, FlashOptions& options);
 /// Adds --routine alone.
 void AddRoutineOption(CLI::App& app, std::uint8_t& routine);
 
+/// Adds --min-voltage alone.
+void AddVoltageOption(CLI::App& app, std::optional<std::uint32_t>& least_millivolts);
+
 }  // namespace quillmark::host

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <iostream>
 #include <memory>
 #include <vector>
 
@@ -147,6 +148,9 @@ void Run(const SimulateCommandOptions& options, Reporter& reporter) {
   const auto adapter = MakeAdapter(options, wire);
   OpenLine open = OpenTheLine(options);
   ReportReady(reporter, options, open.device);
+  if (!std::cout) {
+    return;  // Nobody learns where the ECU is.
+  }
   try {
     EcuServer(*open.line, wire, *adapter).Run({.stop_requested = Interrupted, .on_quiet = save});
   } catch (const BusError& error) {

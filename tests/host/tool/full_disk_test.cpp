@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The commands that write, if their files may not grow beyond some size. What that makes of a
 // backup is in backup_test.cpp.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 #include "support/file_limit.h"
 #include "tests/host/tool/images.h"
@@ -14,6 +17,7 @@ namespace quillmark::host::testing {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 class FullDisk : public ToolTest {
  protected:
@@ -107,11 +111,32 @@ TEST_F(FullDisk, OfStandardOutputIsNoticedByEveryCommand) {
            {"decode", trace},
            {"decode", documents + "/download-0001.xml"},
            {"report", artifacts, "-o", folder_.Path("r.html")},
+           {"simulate", "--bus", "slcan"},
            {"calls"}}) {
     ToolProcess process(arguments, "", "/dev/full", ToolProcess::Output::kQuestionOnTerminal);
     process.Write("{\"call\":\"StartDiag\"}\n\x04");
     EXPECT_EQ(process.Wait(), 74) << arguments.front();
     EXPECT_THAT(process.output(), HasSubstr("cannot write to standard output"));
+  }
+}
+
+using ClosedStream = ToolTest;
+
+TEST_F(ClosedStream, IsNoFileThatTheToolOpens) {
+  struct Closed {
+    const char* stream;
+    int status;
+  };
+  for (const auto& [stream, status] : {Closed{"<&-", 0}, Closed{">&-", 74}, Closed{"2>&-", 0}}) {
+    const std::string trace = folder_.Path("t.log");
+    const std::string command =
+        fmt::format("'{}' flash '{}' --base 0 --yes --no-records --force --trace '{}' {}",
+                    QUILLMARK_TOOL, folder_.Write("a.bin", Pattern(100)), trace, stream);
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), status) << stream;
+    std::istringstream lines(folder_.Read("t.log"));
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_THAT(line, StartsWith("("));
+    }
   }
 }
 

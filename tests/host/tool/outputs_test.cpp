@@ -107,6 +107,13 @@ TEST_F(Outputs, LeaveAFolderToItself) {
   EXPECT_EQ(refusal(Path("./")), image_ + ": IMAGE lies in the folder of -o");
 }
 
+TEST_F(Outputs, AreNotAddedToWhatTheCommandSays) {
+  for (const std::string name : {"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"}) {
+    EXPECT_EQ(Refusal(OutputKind::kFile, name),
+              name + ": -o names the standard output, which has what the command says");
+  }
+}
+
 TEST_F(Outputs, MayBeOneDevice) {
   fs::create_symlink("/dev/null", Path("device"));
   CheckOutputs({{"IMAGE", "/dev/null"}},

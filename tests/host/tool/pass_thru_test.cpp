@@ -246,10 +246,11 @@ using Voltages = ToolTest;
 
 TEST_F(Voltages, AreNumbersOfVolts) {
   const std::string image = folder_.Write("a.s19", kTwoSegments);
-  for (const char* const text : {"x", "-1", "0", "61", "11,5", "1e1", "nan", "inf"}) {
+  for (const char* const text : {"x", "-1", "0", "0.0001", "61", "11,5", "1e1", "nan", "inf"}) {
     const ToolResult result = Run({"flash", image, "--min-voltage", text});
     EXPECT_EQ(result.status, 64) << text;
-    EXPECT_THAT(result.err, HasSubstr("--min-voltage: expected a voltage of more than 0 to 60 V"));
+    EXPECT_THAT(result.err,
+                HasSubstr("--min-voltage: expected a voltage from 0.001 to 60 V, or none"));
   }
   EXPECT_EQ(Run({"flash", image, "--min-voltage", "11.5"}).status, 69) << "sim: has no battery";
 }

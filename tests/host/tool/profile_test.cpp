@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Profiles: files of settings for --profile.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <rapidcheck.h>
 
@@ -37,7 +38,8 @@ constexpr const char* kEverySetting =
     "fill = 0x00\n"
     "align = 32\n"
     "block = 64\n"
-    "routine = 0x07\n";
+    "routine = 0x07\n"
+    "min-voltage = 11.5\n";
 
 class ProfileTest : public ToolTest {
  protected:
@@ -162,6 +164,7 @@ TEST_F(ProfileTest, GivesEverySettingBack) {
     }
     add("--max-pending", {number(0, 1'000'000)});
     add("--repeat", {number(0, 100)});
+    add("--min-voltage", {fmt::format("{}.{}", number(1, 59), number(0, 9999))});
     add("--max-wait-frames", {number(0, 1'000'000)});
     const auto text = *rc::gen::container<std::string>(rc::gen::inRange(' ', '\x7F'));
     add("--key-command", {"." + text + "."});
@@ -190,6 +193,17 @@ TEST_F(ProfileTest, OfAnEcuReachesIt) {
   EXPECT_EQ(
       Run({"read", "--range", "0:16", "-o", folder_.Path("r.bin"), "--profile", profile}).status,
       0);
+}
+
+TEST_F(ProfileTest, AsksForABatteryUnlessTheCommandLineDoesNot) {
+  const std::vector<std::string> flash = {"flash", folder_.Write("a.s19", kTwoSegments),
+                                          "--profile", folder_.Write("p", "min-voltage = 11.5\n")};
+  const ToolResult refused = Run(flash);
+  EXPECT_EQ(refused.status, 69);
+  EXPECT_THAT(refused.err, HasSubstr("expected a battery of at least 11.5 V"));
+  std::vector<std::string> all_the_same = flash;
+  all_the_same.insert(all_the_same.end(), {"--min-voltage", "none"});
+  EXPECT_EQ(Run(all_the_same).status, 0);
 }
 
 TEST_F(ProfileTest, ThatIsDamagedIsRefusedWithItsLine) {
