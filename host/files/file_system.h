@@ -9,6 +9,12 @@
 /// file_system_windows.cpp. Errors are values of errno, 0 for success.
 namespace quillmark::host {
 
+/// Whether the system reads this name as that of a device, in whichever folder: `nul` and `com1` on
+/// Windows, nothing elsewhere.
+[[nodiscard]] bool NamesDevice(const std::filesystem::path& path);
+/// What keeps a file that exists from being replaced, as far as that shows beforehand; else 0.
+[[nodiscard]] int ErrorOfReplacing(const std::filesystem::path& path);
+
 /// A descriptor for writing, or -1 with `errno` set. A file that is created did not exist before;
 /// it may be moved while it is open. `mode`: its permissions, less those that the process masks.
 [[nodiscard]] int CreateNewFile(const std::filesystem::path& path, unsigned mode);

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "host/files/file_system.h"
 
@@ -54,6 +56,21 @@ int Open(const fs::path& path, DWORD disposition) {
 }
 
 }  // namespace
+
+/// The full name of a device begins with it.
+bool NamesDevice(const fs::path& path) {
+  constexpr std::wstring_view kDevices = L"\\\\.\\";
+  std::wstring name(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+  GetFullPathNameW(path.c_str(), static_cast<DWORD>(name.size()), name.data(), nullptr);
+  return name.starts_with(kDevices);
+}
+
+int ErrorOfReplacing(const fs::path& path) {
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  const bool is_read_only =
+      attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+  return is_read_only ? EACCES : 0;
+}
 
 int CreateNewFile(const fs::path& path, unsigned /*mode*/) { return Open(path, CREATE_NEW); }
 

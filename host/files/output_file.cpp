@@ -47,7 +47,7 @@ OutputFile::OutputFile(fs::path path, Existing existing)
   if (path_.empty()) {
     RaiseCannotCreate(ENOENT);
   }
-  if (fs::exists(found) && !fs::is_regular_file(found)) {
+  if (NamesDevice(path_) || (fs::exists(found) && !fs::is_regular_file(found))) {
     Use(OpenDevice(path_));
     return;
   }
@@ -63,6 +63,9 @@ void OutputFile::OpenBeside(const fs::file_status& found) {
   if (replaces) {
     // A link stays and leads to the new file.
     place_ = fs::canonical(path_);
+    if (const int error = ErrorOfReplacing(place_); error != 0) {
+      RaiseCannotCreate(error);
+    }
   }
   const fs::path unfinished = UnfinishedName(place_);
   Use(CreateNewFile(unfinished, mode));

@@ -26,7 +26,25 @@ std::string QuotedOr(const std::vector<std::string>& words, const char* nothing)
   return words.empty() ? nothing : fmt::format("\"{}\"", words.front());
 }
 
+#if defined(_WIN32)
+/// Of a command that other systems have; empty for any other word.
+std::string WhyItIsMissing(const std::string& command) {
+  if (command == "history") {
+    return "there is no record of runs on Windows; --artifacts keeps what one run did";
+  }
+  return command == "conformance" ? "runners are tested on Linux" : "";
+}
+#else
+std::string WhyItIsMissing(const std::string& /*command*/) { return ""; }
+#endif
+
 std::string AboutTheCommand(const CLI::App& app) {
+  if (const std::vector<std::string> words = app.remaining(); !words.empty()) {
+    const std::string reason = WhyItIsMissing(words.front());
+    if (!reason.empty()) {
+      return fmt::format("{}: {}", words.front(), reason);
+    }
+  }
   std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
     names.push_back(command->get_name());
@@ -104,6 +122,8 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   app->allow_windows_style_options(false);
   app->set_version_flag("--version", std::string("quillmark ") + Version());
   app->require_subcommand(1);
+  // On Windows the parser would take the path /images/a.hex for an option.
+  app->allow_windows_style_options(false);
   app->footer(ExitCodeHelp());
   AddFlashCommand(*app, command);
   AddVerifyCommand(*app, command);

@@ -184,7 +184,8 @@ FailureReport ReportCurrentException(bool was_stopped) {
     return ReportOf(ExitCode::kCannotCreate, error.what(), NextStep(ExitCode::kCannotCreate));
   } catch (const CannotWriteFile& error) {
     return ReportOf(ExitCode::kInputOutput, error.what(),
-                    "make room on the disk, or name a file elsewhere");
+                    error.error() == EACCES ? "close what has the file open, or name another file"
+                                            : "make room on the disk, or name a file elsewhere");
   } catch (const MisplacedBase& error) {
     return ReportOf(ExitCode::kUsage, error.what(),
                     "give --base once for each raw binary, in their order, and for no other file");

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "host/tool/interrupt.h"
 
@@ -22,42 +23,72 @@ void Say(const char* text) {
               nullptr);
 }
 
-/// Returns what a control handler returns to have the process ended.
-BOOL EndAtOnce() {
+/// Without the ends of libraries, which might wait for what the main thread holds.
+void EndAtOnce() {
   Say("\nquillmark: ended at once; ");
   const char* const text = left_behind;
   Say(text == nullptr ? "nothing is left behind" : text);
   Say("\n");
-  return FALSE;
+  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(STATUS_CONTROL_C_EXIT));
 }
 
-BOOL OnInterrupt() {
+void OnInterrupt() {
   interrupted = true;
   const int requests = ++requests_to_end;
   if (requests >= kRequestThatEndsAtOnce) {
-    return EndAtOnce();
-  }
-  if (requests > 1) {
+    EndAtOnce();
+  } else if (requests > 1) {
     Say("\nquillmark: still closing the session; once more ends at once\n");
   }
-  return TRUE;
 }
 
-/// Called on a thread of its own. Windows ends the process when it returns from the end of the
-/// window, of the user's session or of the system, and some seconds later at the latest: until then
-/// the main thread closes the session, and ends the process itself.
+/// Windows ends the process when this returns, and some seconds later at the latest: until then the
+/// main thread closes the session, and ends the process itself.
+[[noreturn]] void AwaitEnd() {
+  interrupted = true;
+  for (;;) {
+    Sleep(INFINITE);
+  }
+}
+
+/// Called on a thread of its own.
 BOOL WINAPI OnControl(DWORD event) {
   if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
-    return OnInterrupt();
+    OnInterrupt();
+    return TRUE;
   }
-  interrupted = true;
-  Sleep(INFINITE);
-  return TRUE;
+  AwaitEnd();
+}
+
+LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
+  if (message == WM_ENDSESSION && first != FALSE) {
+    AwaitEnd();
+  }
+  return DefWindowProcW(window, message, first, second);
+}
+
+/// Windows tells a process that has loaded the libraries for windows of the end of the user's
+/// session only through a window.
+void ServeHiddenWindow() {
+  WNDCLASSW type{};
+  type.lpfnWndProc = &OnMessage;
+  type.hInstance = GetModuleHandleW(nullptr);
+  type.lpszClassName = L"quillmark";
+  RegisterClassW(&type);
+  CreateWindowW(type.lpszClassName, L"quillmark", 0, 0, 0, 0, 0, nullptr, nullptr, type.hInstance,
+                nullptr);
+  MSG message{};
+  while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+    DispatchMessageW(&message);
+  }
 }
 
 }  // namespace
 
-void CatchInterrupts() { SetConsoleCtrlHandler(&OnControl, TRUE); }
+void CatchInterrupts() {
+  SetConsoleCtrlHandler(&OnControl, TRUE);
+  std::thread(&ServeHiddenWindow).detach();
+}
 
 bool Interrupted() { return interrupted; }
 

@@ -65,7 +65,7 @@ int Run(const CLI::App& app, const Command& command) {
 
 int Main(int argc, char** argv) {
   LetWritingFail();
-  const TerminalSettings settings;
+  const TerminalOutput terminal;
   const std::vector<std::string> words = ProgramArguments(argc, argv);
   const Charset charset = CharsetOfEnvironment();
   const PrintableOutput out(std::cout, charset);

@@ -70,7 +70,7 @@ std::string Escaped(char32_t character) {
 
 Charset CharsetOfEnvironment() {
 #if defined(_WIN32)
-  // TerminalSettings has set the console to it.
+  // TerminalOutput has a console show it.
   return Charset::kUtf8;
 #else
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {

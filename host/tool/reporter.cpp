@@ -3,9 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <chrono>
 #include <iostream>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "host/tool/printable_output.h"
@@ -80,6 +82,7 @@ class TerminalReporter : public StreamReporter {
       }
       out_ << '\n' << std::flush;
       last_.reset();
+      drawn_ = 0;
     }
   }
 
@@ -88,8 +91,11 @@ class TerminalReporter : public StreamReporter {
 
   void Draw() {
     constexpr TerminalControl kStartOfLine{"\r"};
-    constexpr TerminalControl kEraseRestOfLine{"\x1B[K"};
-    out_ << kStartOfLine << ProgressBar(*last_, columns_() - 1) << kEraseRestOfLine << std::flush;
+    const std::size_t width = columns_() - 1;
+    const std::string text = ProgressBar(*last_, width);
+    // Blanks over what was longer: not every console of Windows acts on control sequences.
+    out_ << kStartOfLine << fmt::format("{:{}}", text, std::min(drawn_, width)) << std::flush;
+    drawn_ = text.size();
     is_drawn_ = true;
     next_drawing_ = Clock::now() + std::chrono::milliseconds(100);
   }
@@ -98,6 +104,8 @@ class TerminalReporter : public StreamReporter {
   std::function<std::size_t()> columns_;
   std::optional<Progress> last_;
   bool is_drawn_ = false;
+  /// How much of the line has been drawn on.
+  std::size_t drawn_ = 0;
   Clock::time_point next_drawing_;
 };
 

@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -25,19 +27,20 @@ void DropTyped();
 /// within `time`. Lines end with a line feed.
 [[nodiscard]] std::optional<std::string> ReadTyped(std::chrono::milliseconds time);
 
-/// Lets a terminal show UTF-8 and act on control sequences while it lives.
-class TerminalSettings {
+/// While it lives, the standard output and error show UTF-8 at a terminal, and a file or pipe gets
+/// every byte as it is written.
+class TerminalOutput {
  public:
-  TerminalSettings();
-  TerminalSettings(const TerminalSettings&) = delete;
-  TerminalSettings& operator=(const TerminalSettings&) = delete;
-  TerminalSettings(TerminalSettings&&) = delete;
-  TerminalSettings& operator=(TerminalSettings&&) = delete;
-  // NOLINTNEXTLINE(performance-trivially-destructible): on Windows it has work to do.
-  ~TerminalSettings();
+  TerminalOutput();
+  TerminalOutput(const TerminalOutput&) = delete;
+  TerminalOutput& operator=(const TerminalOutput&) = delete;
+  TerminalOutput(TerminalOutput&&) = delete;
+  TerminalOutput& operator=(TerminalOutput&&) = delete;
+  ~TerminalOutput();
 
  private:
-  [[maybe_unused]] unsigned code_page_ = 0;
+  /// Empty where the streams do so by themselves.
+  std::vector<std::unique_ptr<std::streambuf>> consoles_;
 };
 
 /// The name of the program and its arguments, in UTF-8 where the system says what they are in.

@@ -31,8 +31,8 @@ std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {
   return std::string(buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size));
 }
 
-TerminalSettings::TerminalSettings() = default;
-TerminalSettings::~TerminalSettings() = default;
+TerminalOutput::TerminalOutput() = default;
+TerminalOutput::~TerminalOutput() = default;
 
 std::vector<std::string> ProgramArguments(int argc, const char* const* argv) {
   return {argv, argv + argc};

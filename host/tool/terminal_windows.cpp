@@ -2,20 +2,21 @@
 #include <windows.h>
 // It needs the types of windows.h.
 #include <shellapi.h>
+// They need the C library's own types.
+#include <fcntl.h>
+#include <io.h>
 
 #include <algorithm>
 #include <array>
 #include <condition_variable>
-#include <filesystem>
+#include <cstdio>
+#include <iostream>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <thread>
 
 #include "host/tool/terminal.h"
-
-#ifndef ENABLE_VIRTUAL_TERMINAL_PROCESSING
-#define ENABLE_VIRTUAL_TERMINAL_PROCESSING 0x0004
-#endif
 
 namespace quillmark::host {
 namespace {
@@ -25,18 +26,82 @@ HANDLE HandleOf(StandardStream stream) {
   return GetStdHandle(kHandles.at(static_cast<std::size_t>(stream)));
 }
 
-/// UTF-16 of Windows as UTF-8.
-std::string Utf8Of(const wchar_t* text) { return std::filesystem::path(text).string(); }
+/// UTF-16 of Windows as UTF-8. Half a surrogate pair becomes U+FFFD.
+std::string Utf8Of(std::wstring_view text) {
+  const int size = static_cast<int>(text.size());
+  std::string utf8(text.size() * 3, '\0');
+  const int used = WideCharToMultiByte(CP_UTF8, 0, text.data(), size, utf8.data(),
+                                       static_cast<int>(utf8.size()), nullptr, nullptr);
+  utf8.resize(static_cast<std::size_t>(used));
+  return utf8;
+}
+
+/// The other way round. What is not UTF-8 becomes U+FFFD.
+std::wstring Wide(std::string_view utf8) {
+  const int size = static_cast<int>(utf8.size());
+  std::wstring text(utf8.size(), L'\0');
+  const int used = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, text.data(), size);
+  text.resize(static_cast<std::size_t>(used));
+  return text;
+}
+
+/// Has a stream write to the console while it lives: in Unicode, whatever the console's code page
+/// is. Each write has to end with a whole character, as those of PrintableOutput do.
+class ConsoleOutput : public std::streambuf {
+ public:
+  ConsoleOutput(std::ostream& stream, HANDLE console)
+      : stream_(stream), target_(stream.rdbuf()), console_(console) {
+    stream_.rdbuf(this);
+  }
+  ConsoleOutput(const ConsoleOutput&) = delete;
+  ConsoleOutput& operator=(const ConsoleOutput&) = delete;
+  ConsoleOutput(ConsoleOutput&&) = delete;
+  ConsoleOutput& operator=(ConsoleOutput&&) = delete;
+  /// Gives the stream its own buffer back.
+  ~ConsoleOutput() override { stream_.rdbuf(target_); }
+
+ protected:
+  std::streamsize xsputn(const char* text, std::streamsize size) override {
+    return Write({text, static_cast<std::size_t>(size)}) ? size : 0;
+  }
+
+  int_type overflow(int_type character) override {
+    if (traits_type::eq_int_type(character, traits_type::eof())) {
+      return traits_type::not_eof(character);
+    }
+    const char byte = traits_type::to_char_type(character);
+    return Write({&byte, 1}) ? character : traits_type::eof();
+  }
+
+ private:
+  /// The console takes no more than its buffer holds at a time.
+  static constexpr std::size_t kMostAtOnce = 4096;
+
+  [[nodiscard]] bool Write(std::string_view utf8) {
+    const std::wstring text = Wide(utf8);
+    for (std::size_t at = 0; at < text.size();) {
+      const auto size = static_cast<DWORD>(std::min(text.size() - at, kMostAtOnce));
+      DWORD written = 0;
+      if (WriteConsoleW(console_, text.data() + at, size, &written, nullptr) == FALSE ||
+          written == 0) {
+        return false;
+      }
+      at += written;
+    }
+    return true;
+  }
+
+  std::ostream& stream_;
+  std::streambuf* target_;
+  HANDLE console_;
+};
 
 /// One read of the console, which cannot be given up once it has begun: it goes on in a thread of
 /// its own.
 class PendingRead {
  public:
   void Run() {
-    std::array<char, 64> buffer{};
-    DWORD size = 0;
-    ::ReadFile(HandleOf(StandardStream::kInput), buffer.data(), buffer.size(), &size, nullptr);
-    std::string text(buffer.data(), size);
+    std::string text = Utf8Of(Read());
     std::erase(text, '\r');
     const std::lock_guard lock(mutex_);
     text_ = std::move(text);
@@ -50,6 +115,18 @@ class PendingRead {
   }
 
  private:
+  /// Empty once the console is gone. Ctrl-C ends a read without a character, and is not an answer.
+  static std::wstring Read() {
+    std::array<wchar_t, 64> buffer{};
+    DWORD size = 0;
+    BOOL done = TRUE;
+    while (done != FALSE && size == 0) {
+      done = ReadConsoleW(HandleOf(StandardStream::kInput), buffer.data(), buffer.size(), &size,
+                          nullptr);
+    }
+    return {buffer.data(), size};
+  }
+
   std::mutex mutex_;
   std::condition_variable done_;
   std::optional<std::string> text_;
@@ -85,17 +162,20 @@ std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {
   return text;
 }
 
-TerminalSettings::TerminalSettings() : code_page_(GetConsoleOutputCP()) {
-  SetConsoleOutputCP(CP_UTF8);
-  for (const StandardStream stream : {StandardStream::kOutput, StandardStream::kError}) {
-    DWORD mode = 0;
-    if (GetConsoleMode(HandleOf(stream), &mode) != FALSE) {
-      SetConsoleMode(HandleOf(stream), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+TerminalOutput::TerminalOutput() {
+  // The C library would write a carriage return before each line feed.
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+  const auto show = [this](StandardStream number, std::ostream& stream) {
+    if (IsTerminal(number)) {
+      consoles_.push_back(std::make_unique<ConsoleOutput>(stream, HandleOf(number)));
     }
-  }
+  };
+  show(StandardStream::kOutput, std::cout);
+  show(StandardStream::kError, std::cerr);
 }
 
-TerminalSettings::~TerminalSettings() { SetConsoleOutputCP(code_page_); }
+TerminalOutput::~TerminalOutput() = default;
 
 /// Those of `argv` have lost every character that is not in the code page of the system.
 std::vector<std::string> ProgramArguments(int /*argc*/, const char* const* /*argv*/) {

@@ -12,6 +12,7 @@ namespace quillmark::host::testing {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -174,7 +175,7 @@ TEST_F(FlashCommand, DrawsABarOnATerminal) {
   EXPECT_EQ(process.Wait(), 0);
   EXPECT_THAT(process.output(),
               AllOf(HasSubstr("\rdownload  [-"), HasSubstr("#] 100 %  5,000 of 5,000 B"),
-                    HasSubstr("\x1B[K\r\n\rcheck\x1B[K\r\n")));
+                    ContainsRegex("\r\n\rcheck *\r\n")));
 }
 
 TEST_F(FlashCommand, DrawsNoLineThatIsWiderThanTheTerminal) {
@@ -183,11 +184,12 @@ TEST_F(FlashCommand, DrawsNoLineThatIsWiderThanTheTerminal) {
                       folder_.Path("stderr"), ToolProcess::Output::kTerminal, 20);
   EXPECT_EQ(process.Wait(), 0);
   std::istringstream drawings(process.output());
-  for (std::string drawing; std::getline(drawings, drawing, '\r');) {
-    const std::size_t end = drawing.find("\x1B[K");
-    EXPECT_TRUE(end == std::string::npos || end < 20) << drawing;
+  std::string drawing;
+  std::getline(drawings, drawing, '\r');  // what came before the first
+  while (std::getline(drawings, drawing, '\r')) {
+    EXPECT_TRUE(drawing.starts_with('\n') || drawing.size() < 20) << drawing;
   }
-  EXPECT_THAT(process.output(), HasSubstr("\rdownload   40 %\x1B[K\r"));
+  EXPECT_THAT(process.output(), ContainsRegex("\rdownload   40 % *\r"));
 }
 
 TEST_F(FlashCommand, CarriesOnWhereNobodyReadsItsOutput) {

@@ -65,7 +65,7 @@ std::string HarmIn(const std::string& text, bool utf8) {
 
 /// What a terminal was told beside the tool's own redrawing of a line.
 std::string WithoutOwnControls(std::string text) {
-  for (const std::string control : {"\r\n", "\r", "\x1B[K"}) {
+  for (const std::string control : {"\r\n", "\r"}) {
     for (std::size_t at = text.find(control); at != std::string::npos; at = text.find(control)) {
       text.replace(at, control.size(), control == "\r\n" ? "\n" : "");
     }

@@ -76,8 +76,19 @@ TEST(TerminalReporter, RedrawsALineInPlaceAndKeepsItsLastState) {
   reporter->Line("after");
   EXPECT_EQ(Occurrences(out.str(), "\n"), 3U);
   EXPECT_EQ(Occurrences(out.str(), "\rdownload  [---------------]   0 %"), 1U);
-  EXPECT_NE(out.str().find("100 %  1,000 of 1,000 B   10.0 kB/s  0.10 s\x1B[K\nafter\n"),
+  EXPECT_NE(out.str().find("100 %  1,000 of 1,000 B   10.0 kB/s  0.10 s     \nafter\n"),
             std::string::npos);
+}
+
+TEST(TerminalReporter, LeavesNothingOfALongerLineBehind) {
+  std::ostringstream out;
+  const auto reporter = MakeReporter(ReportStyle::kTerminal, out, [] { return 40; });
+  reporter->OnProgress(At(Phase::kDownload, 10, 1000));
+  reporter->OnProgress(At(Phase::kDownload, 0, 0));
+  const std::string drawn = out.str();
+  const std::size_t second = drawn.rfind('\r');
+  EXPECT_EQ(drawn.substr(second),
+            "\rdownload" + std::string(second - std::string("\rdownload").size(), ' '));
 }
 
 TEST(TerminalReporter, FitsEachLineToTheWidthOfThatMoment) {
@@ -89,7 +100,7 @@ TEST(TerminalReporter, FitsEachLineToTheWidthOfThatMoment) {
   reporter->OnProgress(At(Phase::kDownload, 400, 1000));
   EXPECT_EQ(out.str(),
             "\rdownload  [###------------]  20 %    200 of 1,000 B    2.0 kB/s  0.40 s left"
-            "\x1B[K\rdownload   40 %\x1B[K");
+            "\rdownload   40 %    ");
 }
 
 TEST(JsonReporter, PrintsAnEventForEachPercent) {
