@@ -15,6 +15,8 @@ namespace {
 constexpr std::uint64_t kAddressEnd = 0x1000000;
 constexpr std::uint64_t kLastIdentifier = 0x1FFFFFFF;
 constexpr std::uint64_t kHighestBitRate = 100'000'000;
+/// What fits into the answer of an adapter.
+constexpr std::uint64_t kMostMillivolts = 0xFFFFFFFF;
 /// A flash may read everything twice and send it once.
 constexpr std::uint64_t kMostBytes = 4 * kAddressEnd;
 
@@ -107,6 +109,14 @@ PhaseTimes PhaseOf(const JsonField& object) {
   return phase;
 }
 
+AdapterVersions VersionsOf(const JsonField& object) {
+  AdapterVersions versions;
+  ReadText(object, "firmware", versions.firmware);
+  ReadText(object, "library", versions.library);
+  ReadText(object, "api", versions.api);
+  return versions;
+}
+
 }  // namespace
 
 CommandPlan PlanOf(const JsonField& object) {
@@ -145,6 +155,10 @@ CommandResult ResultOf(const JsonField& object) {
   }
   ReadText(object, "message", result.message);
   ReadText(object, "ecu", result.ecu);
+  if (const auto adapter = object.Member("adapter")) {
+    result.adapter = VersionsOf(*adapter);
+  }
+  result.battery_millivolts = NumberOf(object, "battery_millivolts", 0, kMostMillivolts);
   ReadText(object, "ecu_state", result.ecu_state);
   ReadText(object, "next", result.next);
   ReadText(object, "read_back_sha256", result.read_back_sha256);
@@ -170,6 +184,12 @@ void LogReader::Add(const JsonField& event) {
   const Duration time = at ? at->Time() : result_.time;
   // Not before the last one: so the phases stay in order.
   result_.time = std::max(result_.time, time);
+  if (name == "adapter") {
+    result_.adapter = VersionsOf(event);
+  }
+  if (name == "battery") {
+    result_.battery_millivolts = NumberOf(event, "millivolts", 0, kMostMillivolts);
+  }
   if (name == "error") {
     ReadText(event, "message", error_);
   }

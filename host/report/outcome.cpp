@@ -66,6 +66,20 @@ std::string BusText(const CommandPlan& plan, const Exchange& exchange) {
   return text;
 }
 
+/// What was opened, and what it said of itself.
+std::string AdapterText(const std::string& bus, const AdapterVersions& versions) {
+  std::string text = bus;
+  const auto add = [&text](const char* name, const std::string& version) {
+    if (!version.empty()) {
+      text += fmt::format("{}{} {}", text.empty() ? "" : ", ", name, version);
+    }
+  };
+  add("firmware", versions.firmware);
+  add("library", versions.library);
+  add("API", versions.api);
+  return text;
+}
+
 }  // namespace
 
 std::string_view NameOf(PlannedCommand command) {
@@ -117,10 +131,14 @@ std::vector<std::pair<std::string, std::string>> FactsOf(const Artifacts& artifa
   add("SHA-256 read back", artifacts.result.read_back_sha256);
   add("File", plan.output);
   add("Bus", BusText(plan, decoding.exchange));
+  add("Adapter", AdapterText(plan.bus, artifacts.result.adapter));
+  if (const auto millivolts = artifacts.result.battery_millivolts) {
+    add("Battery", fmt::format("{:g} V before the erase", *millivolts / 1e3));
+  }
   add("Frames", WithThousands(decoding.frames.size()));
   add("Started", plan.started);
   if (!plan.version.empty()) {
-    add("Tool", fmt::format("quillmark {}, {}", plan.version, plan.bus));
+    add("Tool", "quillmark " + plan.version);
   }
   return facts;
 }

@@ -85,6 +85,9 @@ struct CommandResult {
   OutcomeState state = OutcomeState::kUnfinished;
   /// Why it failed; if it is done, what is missing in the folder; if it was killed, how far it got.
   std::string message{};
+  AdapterVersions adapter{};  ///< what the adapter said of itself
+  /// Of the battery before the erase, where the adapter could tell.
+  std::optional<std::uint32_t> battery_millivolts{};
   std::string ecu{};                 ///< what the ECU said it is
   std::string ecu_state{};           ///< of a failure: the state that it is probably in
   std::string next{};                ///< of a failure: what to do next

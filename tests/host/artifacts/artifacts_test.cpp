@@ -24,10 +24,15 @@ constexpr const char* kPlan =
     "\n";
 constexpr const char* kResult =
     R"({"outcome":"failed","exit":76,"message":"no","ecu":"X","sent_bytes":4,"seconds":0.5,)"
+    R"("adapter":{"firmware":"1.2","library":"3","api":"04.04"},"battery_millivolts":12600,)"
     R"("phases":[{"phase":"erase","began":0.25,"ended":0.5}]})"
     "\n";
 constexpr const char* kLog =
     R"({"event":"image","at":0.0,"file":"a.s19","bytes":4})"
+    "\n"
+    R"({"event":"adapter","at":0.0,"firmware":"1.2","library":"3","api":"04.04"})"
+    "\n"
+    R"({"event":"battery","at":0.1,"millivolts":12600})"
     "\n"
     R"({"event":"progress","phase":"erase","bytes":0,"total":0,"seconds":0.25})"
     "\n"
@@ -70,6 +75,13 @@ class ReadArtifactsTest : public ::testing::Test {
   std::string trace_ = kTrace;
 };
 
+void ExpectTheAdapter(const CommandResult& result) {
+  EXPECT_EQ(result.adapter.firmware, "1.2");
+  EXPECT_EQ(result.adapter.library, "3");
+  EXPECT_EQ(result.adapter.api, "04.04");
+  EXPECT_EQ(result.battery_millivolts, 12'600);
+}
+
 TEST_F(ReadArtifactsTest, TakesEverythingThatTheFilesSay) {
   const Artifacts artifacts = Read();
   EXPECT_THAT(artifacts.warnings, IsEmpty());
@@ -83,6 +95,7 @@ TEST_F(ReadArtifactsTest, TakesEverythingThatTheFilesSay) {
   const CommandResult& result = artifacts.result;
   EXPECT_EQ(result.state, OutcomeState::kFailed);
   EXPECT_EQ(result.message, "no");
+  ExpectTheAdapter(result);
   EXPECT_EQ(result.time, std::chrono::milliseconds(500));
   EXPECT_THAT(result.phases, ElementsAre(PhaseTimes{"erase", std::chrono::milliseconds(250),
                                                     std::chrono::milliseconds(500)}));
@@ -213,6 +226,7 @@ TEST_F(ReadArtifactsTest, TellsFromTheLogHowFarAnUnfinishedCommandWas) {
               "Flash not finished: the tool is still at work, or was ended in phase download, 2 of "
               "4 bytes done");
     EXPECT_EQ(artifacts.result.ecu, "Y");
+    ExpectTheAdapter(artifacts.result);
     using std::chrono::milliseconds;
     EXPECT_THAT(artifacts.result.phases,
                 ElementsAre(PhaseTimes{"erase", milliseconds(250), milliseconds(750)},

@@ -8,6 +8,7 @@ namespace quillmark::host::testing {
 namespace {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -43,6 +44,20 @@ TEST(PageData, HoldsExchangesMessagesAndFramesInColumns) {
                             "address":[0],"size":[0]})"));
   EXPECT_EQ(data["frames"], 2);
   EXPECT_EQ(data["memory"], Json::parse(R"([[4096,16,"planned"]])"));
+}
+
+TEST(PageData, NamesTheAdapterWithWhatItSaysOfItself) {
+  Artifacts artifacts = SeedRefused();
+  artifacts.plan.version = "1.0";
+  artifacts.plan.bus = "j2534:bench";
+  const auto facts = [&] { return PageDataOf(artifacts).columns["facts"]; };
+  EXPECT_THAT(facts(), Contains(Json{"Adapter", "j2534:bench"}));
+  artifacts.result.adapter = {.firmware = "2.1", .library = "<b>", .api = "04.04"};
+  artifacts.result.battery_millivolts = 12'600;
+  EXPECT_THAT(facts(),
+              AllOf(Contains(Json{"Adapter", "j2534:bench, firmware 2.1, library <b>, API 04.04"}),
+                    Contains(Json{"Battery", "12.6 V before the erase"}),
+                    Contains(Json{"Tool", "quillmark 1.0"})));
 }
 
 TEST(PageData, PacksTheFramesAColumnAfterTheOther) {
