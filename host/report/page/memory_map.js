@@ -12,17 +12,34 @@ const MEMORY_STATES = {
 };
 
 class MemoryMap {
-  constructor(model, place, readout, legend) {
-    this.ranges = model.memory.map(([start, count, state]) => ({ start, end: start + count, state }));
-    this.starts = this.ranges.map((range) => range.start);
+  constructor(model, place, readout, legend, states = MEMORY_STATES) {
+    this.states = states;
     this.canvas = place.querySelector("canvas");
     this.readout = readout;
     this.legend = legend;
     this.selected = -1;
     this.hovered = -1;
-    const last = this.ranges.length > 0 ? this.ranges[this.ranges.length - 1].end : 16;
-    this.view = new View(this.starts[0] ?? 0, last, 16);
-    this.readout.textContent = this.summary();
+    this.show(model.memory);
+  }
+
+  /** Takes ranges in the order of their addresses; where they are the same part of the memory, it is seen as before. */
+  show(memory) {
+    this.ranges = memory.map(([start, count, state]) => ({ start, end: start + count, state }));
+    this.starts = this.ranges.map((range) => range.start);
+    const view = new View(this.starts[0] ?? 0, this.ranges[this.ranges.length - 1]?.end ?? 16, 16);
+    if (view.first !== this.view?.first || view.last !== this.view?.last) {
+      this.view = view;
+    }
+    this.selected = Math.min(this.selected, this.ranges.length - 1);
+    this.hovered = Math.min(this.hovered, this.ranges.length - 1);
+    if (this.hovered < 0) {
+      this.tell();
+    }
+  }
+
+  /** What is selected, or everything. */
+  tell() {
+    this.readout.textContent = this.selected >= 0 ? this.describe(this.ranges[this.selected]) : this.summary();
   }
 
   summary() {
@@ -30,14 +47,14 @@ class MemoryMap {
     for (const { start, end, state } of this.ranges) {
       bytes[state] = (bytes[state] || 0) + end - start;
     }
-    const parts = Object.keys(MEMORY_STATES).filter((state) => bytes[state])
-      .map((state) => `${countText(bytes[state], "byte")} ${MEMORY_STATES[state].text}`);
+    const parts = Object.keys(this.states).filter((state) => bytes[state])
+      .map((state) => `${countText(bytes[state], "byte")} ${this.states[state].text}`);
     return parts.join(", ") || "no memory was concerned";
   }
 
   describe({ start, end, state }) {
     return `${addressText(start)} to ${addressText(end - 1)}, ${countText(end - start, "byte")}: `
-      + MEMORY_STATES[state].text;
+      + this.states[state].text;
   }
 
   draw() {
@@ -59,7 +76,7 @@ class MemoryMap {
     let drawnTo = -1;
     for (let i = first; i < this.ranges.length && this.ranges[i].start < view.to; ++i) {
       const { start, end, state } = this.ranges[i];
-      const look = MEMORY_STATES[state];
+      const look = this.states[state];
       const x = view.x(start);
       // Never narrower than a pixel: a failed byte must be seen in a megabyte.
       const right = Math.max(view.x(end), x + (state === "failed" ? 3 : 1));
@@ -98,9 +115,9 @@ class MemoryMap {
 
   drawLegend(colour) {
     const present = new Set(this.ranges.map((range) => range.state));
-    this.legend.replaceChildren(...Object.keys(MEMORY_STATES).filter((state) => present.has(state))
+    this.legend.replaceChildren(...Object.keys(this.states).filter((state) => present.has(state))
       .map((state) => {
-        const look = MEMORY_STATES[state];
+        const look = this.states[state];
         const paint = (context) => fillBox(context, 0, 0, 18, 12, colour(look.colour), look.pattern,
           colour(look.ink || "ground"));
         return legendEntry(paint, look.text);
@@ -162,7 +179,7 @@ class MemoryMap {
 
   leave() {
     this.hovered = -1;
-    this.readout.textContent = this.selected >= 0 ? this.describe(this.ranges[this.selected]) : this.summary();
+    this.tell();
     this.draw();
   }
 

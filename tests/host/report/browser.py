@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """A headless Chromium, driven by chromedriver over its HTTP protocol with the standard library alone."""
 
+import base64
 import json
 import re
 import shutil
@@ -68,8 +69,39 @@ class Browser:
         self.driver.stdout.close()
         shutil.rmtree(self.profile, ignore_errors=True)
 
-    def open(self, path):
-        self._call("POST", self.session + "/url", {"url": f"file://{path}"})
+    def open(self, place):
+        """Opens a file, or an address."""
+        url = f"file://{place}" if str(place).startswith("/") else str(place)
+        self._call("POST", self.session + "/url", {"url": url})
+
+    def reload(self):
+        self._call("POST", self.session + "/refresh", {})
+
+    def window(self):
+        """Opens another window and goes there. Returns both, for `go_to`."""
+        first = self._call("GET", self.session + "/window")
+        second = self._call("POST", self.session + "/window/new", {"type": "tab"})["handle"]
+        self.go_to(second)
+        return first, second
+
+    def go_to(self, window):
+        self._call("POST", self.session + "/window", {"handle": window})
+
+    def close_window(self):
+        self._call("DELETE", self.session + "/window")
+
+    def resize(self, width, height):
+        self.command("Emulation.setDeviceMetricsOverride",
+                     {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+
+    def choose_file(self, selector, path):
+        """As a user does in the dialogue of the browser."""
+        element = self._call("POST", self.session + "/element", {"using": "css selector", "value": selector})
+        place = f"{self.session}/element/{next(iter(element.values()))}/value"
+        self._call("POST", place, {"text": str(path)})
+
+    def screenshot(self, path):
+        path.write_bytes(base64.b64decode(self._call("GET", self.session + "/screenshot")))
 
     def run(self, script, *arguments):
         return self._call("POST", self.session + "/execute/sync", {"script": script, "args": list(arguments)})
