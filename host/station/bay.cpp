@@ -7,7 +7,6 @@
 #include <exception>
 #include <utility>
 
-#include "host/tool/progress_text.h"
 #include "quillmark/host/text.h"
 
 namespace quillmark::host {
@@ -108,7 +107,11 @@ std::string SummaryOf(const BayState& state) {
   if (!state.progress) {
     return state.work == BayWork::kIdentify ? "identify" : "prepare";
   }
-  return ProgressText(*state.progress);
+  const std::string phase(NameOf(state.progress->phase));
+  return state.bytes_a_second == 0
+             ? phase
+             : fmt::format("{}  {}", phase,
+                           RateText(state.progress->bytes_done, state.progress->phase_time));
 }
 
 /// Keeps what is told, and passes it on.

@@ -63,8 +63,7 @@ struct BayState {
   std::size_t first_line = 0;
 };
 
-/// "download  38 %  12.3 kB/s  4.2 s left", "waits for an answer", "done", …: what a bay does in
-/// one line.
+/// "download  12.3 kB/s", "waits for an answer", "done", …: what a bay does, in a few words.
 [[nodiscard]] std::string SummaryOf(const BayState& state);
 
 /// A place where one ECU is identified and flashed, on a thread of the bay's own. Nothing in a bay

@@ -323,15 +323,15 @@ void Station::Place::RequireIdle() const {
 
 void Station::Place::Load(const HttpRequest& request) {
   RequireIdle();
-  std::vector<std::uint32_t> bases;
-  if (const auto base = NumberIn(request, "base", UINT32_MAX)) {
-    bases.push_back(static_cast<std::uint32_t>(*base));
+  std::optional<std::uint32_t> base;
+  if (const auto number = NumberIn(request, "base", UINT32_MAX)) {
+    base = static_cast<std::uint32_t>(*number);
   }
   Loaded image;
   const std::string name = FileNameOf(TextIn(request, "name"));
   try {
-    image.run =
-        std::make_shared<FlashRun>(bay_.settings(), ImagesOf({{name, request.body}}, bases));
+    image.run = std::make_shared<FlashRun>(
+        bay_.settings(), std::make_shared<Images>(ImagesOf({{name, request.body, base}})));
     const DownloadPlan& plan = image.run->Plan([this] { return is_ending_.load(); });
     const ImageSegments& segments = image.run->images().segments;
     image.summary = {{"number", 0},

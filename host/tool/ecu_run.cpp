@@ -191,9 +191,10 @@ Profile SettingsOf(const FlashSettings& flash) {
   return settings;
 }
 
-FlashRun::FlashRun(FlashSettings settings) : FlashRun(settings, ReadImagesOf(settings.transfer)) {}
+FlashRun::FlashRun(FlashSettings settings)
+    : FlashRun(settings, std::make_shared<Images>(ReadImagesOf(settings.transfer))) {}
 
-FlashRun::FlashRun(FlashSettings settings, Images images)
+FlashRun::FlashRun(FlashSettings settings, std::shared_ptr<const Images> images)
     : settings_(std::move(settings)), images_(std::move(images)) {
   CheckLinkOptions(settings_.link);
   CheckTransferOptions(settings_.transfer, settings_.link);
@@ -207,7 +208,7 @@ FlashRun::FlashRun(FlashSettings settings, Images images)
 
 const DownloadPlan& FlashRun::Plan(const std::function<bool()>& stop_requested) {
   if (!plan_) {
-    plan_ = PlanOf(ConfigOf(settings_), settings_.link.Speed(), images_.segments,
+    plan_ = PlanOf(ConfigOf(settings_), settings_.link.Speed(), images_->segments,
                    {.stop_requested = stop_requested});
   }
   return *plan_;
@@ -219,7 +220,7 @@ Json FlashRun::ToJson(const DownloadPlan& plan) const {
     blocks.push_back({block.start, block.count});
   }
   return {{"command", "flash"},
-          {"image", PlannedImage(images_)},
+          {"image", PlannedImage(*images_)},
           {"memory", settings_.transfer.memory},
           {"fill", settings_.transfer.fill},
           {"fill_bytes", plan.fill_bytes()},
@@ -244,16 +245,16 @@ void FlashRun::Flash(std::optional<MemoryFile>& backup, Recording& recording,
                      const Surroundings& surroundings) {
   Reporter& reporter = surroundings.reporter;
   ReportSettings(reporter, settings_);
-  recording.Begin(RunOf("flash", images_));
+  recording.Begin(RunOf("flash", *images_));
   if (recording.wants_plan()) {
     recording.Plan(ToJson(Plan(surroundings.stop_requested)));
   }
   Connection connection(settings_.link, settings_.session, ConfigOf(settings_), surroundings,
                         [&recording](Bus& bus) { return recording.Tap(bus); });
   recording.Follow(connection);
-  ReportImages(reporter, images_);
+  ReportImages(reporter, *images_);
   connection.ShowProgress();
-  Announcement announcement(surroundings, settings_, images_.segments);
+  Announcement announcement(surroundings, settings_, images_->segments);
   Programmer::ProgramOptions what{.verify = settings_.flash.verify};
   what.confirm = [&, is_checked = false](const Identification& ecu) mutable {
     if (!std::exchange(is_checked, true)) {
@@ -269,7 +270,7 @@ void FlashRun::Flash(std::optional<MemoryFile>& backup, Recording& recording,
     };
   }
   try {
-    const auto memory = ImageOf(images_.segments, connection.platform());
+    const auto memory = ImageOf(images_->segments, connection.platform());
     const ProgramResult result = connection.programmer().Program(memory, what);
     reporter.EndProgress();
     Report(reporter, result);

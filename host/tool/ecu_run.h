@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -39,16 +40,17 @@ void AddEcuFlashOptions(CLI::App& app, FlashSettings& settings);
 
 /// One flash of one ECU: identification, battery, record, backup, question, programming, artifacts.
 /// It depends on nothing of its process but files; several may run at once, each on its own thread.
+/// An object is used by one thread at a time.
 class FlashRun {
  public:
   /// Checks the settings, the images and the files against each other. Creates and sends nothing.
   /// Raises CLI::ValidationError, ToolError and what ReadImagesOf raises.
   explicit FlashRun(FlashSettings settings);
-  /// With these images instead of those that the settings name.
-  FlashRun(FlashSettings settings, Images images);
+  /// With these images instead of those that the settings name; several runs may share them.
+  FlashRun(FlashSettings settings, std::shared_ptr<const Images> images);
 
   [[nodiscard]] const FlashSettings& settings() const { return settings_; }
-  [[nodiscard]] const Images& images() const { return images_; }
+  [[nodiscard]] const Images& images() const { return *images_; }
 
   /// Leaves artifacts in this folder instead of the one of the settings; empty: none.
   void LeaveArtifactsIn(const std::string& folder) { settings_.recording.artifacts = folder; }
@@ -66,7 +68,7 @@ class FlashRun {
   [[nodiscard]] Json ToJson(const DownloadPlan& plan) const;
 
   FlashSettings settings_;
-  Images images_;
+  std::shared_ptr<const Images> images_;
   std::optional<DownloadPlan> plan_;
 };
 

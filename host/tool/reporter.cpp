@@ -111,7 +111,7 @@ class TerminalReporter : public StreamReporter {
 
 class JsonReporter : public StreamReporter {
  public:
-  explicit JsonReporter(std::ostream& out) : out_(out) {}
+  JsonReporter(std::ostream& out, Json common) : out_(out), common_(std::move(common)) {}
 
   void Line(const std::string& /*text*/) override {}
 
@@ -119,6 +119,7 @@ class JsonReporter : public StreamReporter {
 
   void Event(EventKind kind, const Json& members) override {
     Json event = {{"event", kEventNames.at(static_cast<std::size_t>(kind))}};
+    event.update(common_);
     event.update(members);
     out_ << event.dump(-1, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
   }
@@ -142,6 +143,7 @@ class JsonReporter : public StreamReporter {
 
  private:
   std::ostream& out_;
+  Json common_;
   std::optional<Phase> phase_;
   unsigned percent_ = 0;
 };
@@ -149,10 +151,10 @@ class JsonReporter : public StreamReporter {
 }  // namespace
 
 std::unique_ptr<Reporter> MakeReporter(ReportStyle style, std::ostream& out,
-                                       std::function<std::size_t()> columns) {
+                                       std::function<std::size_t()> columns, const Json& common) {
   switch (style) {
     case ReportStyle::kJson:
-      return std::make_unique<JsonReporter>(out);
+      return std::make_unique<JsonReporter>(out, common);
     case ReportStyle::kTerminal:
       return std::make_unique<TerminalReporter>(out, std::move(columns));
     case ReportStyle::kPlain:

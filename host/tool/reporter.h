@@ -79,9 +79,10 @@ inline constexpr std::size_t kUsualColumns = 80;
 
 /// A reporter on `out`, which outlives it and is flushed after each line; warnings go to the
 /// standard error. `columns` tells the width of the terminal, which may change, whenever something
-/// is drawn.
+/// is drawn. Every event has the members `common`.
 [[nodiscard]] std::unique_ptr<Reporter> MakeReporter(
     ReportStyle style, std::ostream& out,
-    std::function<std::size_t()> columns = [] { return kUsualColumns; });
+    std::function<std::size_t()> columns = [] { return kUsualColumns; },
+    const Json& common = Json::object());
 
 }  // namespace quillmark::host

@@ -20,6 +20,9 @@ enum class StandardStream : std::uint8_t { kInput, kOutput, kError };
 /// The width of the terminal at the standard output, which may change; nothing if it is not known.
 [[nodiscard]] std::optional<std::size_t> TerminalColumns();
 
+/// The same for its height.
+[[nodiscard]] std::optional<std::size_t> TerminalRows();
+
 /// Drops what was typed and not read.
 void DropTyped();
 

@@ -19,6 +19,12 @@ std::optional<std::size_t> TerminalColumns() {
   return known ? std::optional<std::size_t>(size.ws_col) : std::nullopt;
 }
 
+std::optional<std::size_t> TerminalRows() {
+  winsize size{};
+  const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
+  return known ? std::optional<std::size_t>(size.ws_row) : std::nullopt;
+}
+
 void DropTyped() { ::tcflush(STDIN_FILENO, TCIFLUSH); }
 
 std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {

@@ -147,6 +147,14 @@ std::optional<std::size_t> TerminalColumns() {
   return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
 }
 
+std::optional<std::size_t> TerminalRows() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (GetConsoleScreenBufferInfo(HandleOf(StandardStream::kOutput), &info) == FALSE) {
+    return std::nullopt;
+  }
+  return static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top + 1);
+}
+
 void DropTyped() { FlushConsoleInputBuffer(HandleOf(StandardStream::kInput)); }
 
 std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {

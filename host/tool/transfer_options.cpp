@@ -90,24 +90,14 @@ void CheckTransferOptions(const TransferOptions& options, const LinkOptions& lin
   }
 }
 
-Images ImagesOf(const std::vector<NamedContent>& files, const std::vector<std::uint32_t>& bases) {
+Images ImagesOf(const std::vector<NamedContent>& files) {
   Images images;
   std::vector<ImagePart> parts;
   images.files.reserve(files.size());
-  auto base = bases.begin();
-  for (const auto& [file, content] : files) {
-    const bool takes_base = files.size() == 1 || !HasAddresses(content);
-    const bool has_base = takes_base && base != bases.end();
-    const auto own_base = has_base ? std::optional(*base++) : std::nullopt;
-    images.files.push_back({file, ReadImage(content, Utf8Path(file), own_base)});
+  for (const auto& [file, content, base] : files) {
+    images.files.push_back({file, ReadImage(content, Utf8Path(file), base)});
     RequireUsable(images.files.back());
     parts.push_back({images.files.back().file, images.files.back().content.segments});
-  }
-  if (base != bases.end()) {
-    throw MisplacedBase(
-        fmt::format("expected --base once for each raw binary, found it {} times "
-                    "for {} of them",
-                    bases.size(), base - bases.begin()));
   }
   images.segments = JoinImages(parts);
   return images;
@@ -116,10 +106,22 @@ Images ImagesOf(const std::vector<NamedContent>& files, const std::vector<std::u
 Images ReadImagesOf(const TransferOptions& options) {
   std::vector<NamedContent> files;
   files.reserve(options.files.size());
+  auto base = options.bases.begin();
   for (const std::string& file : options.files) {
-    files.push_back({file, ReadFile(Utf8Path(file), kLargestImageFile)});
+    files.push_back({file, ReadFile(Utf8Path(file), kLargestImageFile), std::nullopt});
+    const bool takes_base = options.files.size() == 1 || !HasAddresses(files.back().content);
+    if (takes_base && base != options.bases.end()) {
+      files.back().base = *base++;
+    }
   }
-  return ImagesOf(files, options.bases);
+  Images images = ImagesOf(files);
+  if (base != options.bases.end()) {
+    throw MisplacedBase(
+        fmt::format("expected --base once for each raw binary, found it {} times "
+                    "for {} of them",
+                    options.bases.size(), base - options.bases.begin()));
+  }
+  return images;
 }
 
 std::vector<NamedPath> InputsOf(const TransferOptions& options, const std::string& profile) {

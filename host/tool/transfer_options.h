@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,13 +53,12 @@ struct Images {
 struct NamedContent {
   std::string file;
   std::string content;
+  std::optional<std::uint32_t> base;  ///< where a raw binary begins
 };
 
-/// The images, each with data and with addresses of 24 bits. `bases` are those of the raw binaries
-/// among them, in their order. Raises ToolError (data) for others, and what ReadImage and
-/// JoinImages raise.
-[[nodiscard]] Images ImagesOf(const std::vector<NamedContent>& files,
-                              const std::vector<std::uint32_t>& bases);
+/// The images, each with data and with addresses of 24 bits. Raises ToolError (data) for others,
+/// and what ReadImage and JoinImages raise.
+[[nodiscard]] Images ImagesOf(const std::vector<NamedContent>& files);
 
 /// The images that the options name. Also raises CannotReadFile.
 [[nodiscard]] Images ReadImagesOf(const TransferOptions& options);

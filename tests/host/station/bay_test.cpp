@@ -17,12 +17,12 @@ using ::testing::Contains;
 using ::testing::HasSubstr;
 
 /// Bytes without a run of fill.
-Images Pattern(std::size_t size) {
+std::shared_ptr<const Images> Pattern(std::size_t size) {
   std::string content(size, '\0');
   for (std::size_t i = 0; i < size; ++i) {
     content[i] = static_cast<char>(i * 7 + 1);
   }
-  return ImagesOf({{"a.bin", content}}, {0x1000});
+  return std::make_shared<Images>(ImagesOf({{"a.bin", content, 0x1000}}));
 }
 
 FlashSettings Settings(TransportForm form = TransportForm::kPlainCan) {
