@@ -121,6 +121,9 @@ ECU through slcan, SocketCAN and K line adapters, keeps traces that
 can-utils and Wireshark read, and simulates an ECU to try it all on."
   "${same_host_library}")
 
+# Loaded where a server is named for the records.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS libpq5)
+
 # Something to try at once.
 install(FILES ${PROJECT_SOURCE_DIR}/docs/samples/hello.srec
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/quillmark-tools/examples COMPONENT tools EXCLUDE_FROM_ALL)

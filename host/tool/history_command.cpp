@@ -30,6 +30,9 @@ struct HistoryCommandOptions {
   RecordsOptions records;
   RunFilter filter;
   bool csv = false;
+  bool all_stations = false;
+  bool forward = false;
+  bool schema = false;
 };
 
 constexpr std::array kOutcomes{OutcomeState::kDone, OutcomeState::kFailed, OutcomeState::kCancelled,
@@ -96,6 +99,7 @@ Json ToJson(const RunRecord& run) {
           {"outcome", NameOf(run.outcome)},
           {"message", run.message},
           {"seconds", SecondsOf(run.time)},
+          {"station", run.station},
           {"bay", run.bay},
           {"bus", run.bus},
           {"ecu", run.ecu},
@@ -135,37 +139,45 @@ void PrintRow(const std::vector<std::string>& texts) {
 }
 
 void PrintTable(const std::vector<RunRecord>& runs) {
-  PrintRow({"id", "started", "command", "outcome", "message", "seconds", "bay", "bus", "ecu",
-            "images", "image_sha256", "settings", "phases", "version", "artifacts"});
+  PrintRow({"id", "started", "command", "outcome", "message", "seconds", "station", "bay", "bus",
+            "ecu", "images", "image_sha256", "settings", "phases", "version", "artifacts"});
   for (const RunRecord& run : runs) {
     PrintRow({run.id, TextOf(run.started), run.command, std::string(NameOf(run.outcome)),
-              run.message, fmt::format("{}", SecondsOf(run.time)), run.bay, run.bus, run.ecu,
-              fmt::format("{}", fmt::join(run.images, "; ")), run.image_sha256,
+              run.message, fmt::format("{}", SecondsOf(run.time)), run.station, run.bay, run.bus,
+              run.ecu, fmt::format("{}", fmt::join(run.images, "; ")), run.image_sha256,
               fmt::format("{}", fmt::join(run.settings, "; ")), PhasesText(run), run.version,
               run.artifacts.string()});
   }
 }
 
-void Print(const RunRecord& run, Reporter& reporter) {
+void Print(const RunRecord& run, bool with_station, Reporter& reporter) {
   const std::string started = TextOf(run.started).substr(0, sizeof "2026-11-22T18:30:00" - 1);
-  reporter.Line(fmt::format("{}Z  {:10}  {:6}  {:>9}  {}{}{}", started, NameOf(run.outcome),
+  const std::string station = run.station.empty() ? "-" : run.station;
+  reporter.Line(fmt::format("{}Z  {:10}  {:6}  {:>9}  {}{}{}{}", started, NameOf(run.outcome),
                             run.command, run.time.count() > 0 ? TimeText(run.time) : "-",
-                            run.ecu.empty() ? "-" : run.ecu, run.images.empty() ? "" : "  ",
-                            fmt::join(run.images, ", ")));
+                            with_station ? station + "  " : "", run.ecu.empty() ? "-" : run.ecu,
+                            run.images.empty() ? "" : "  ", fmt::join(run.images, ", ")));
   if (!run.message.empty()) {
     reporter.Line("                      " + run.message);
   }
   reporter.Event(EventKind::kRun, ToJson(run));
 }
 
-/// Nothing was ever recorded where the usual file is missing.
-std::vector<RunRecord> RunsOf(const HistoryCommandOptions& options) {
+/// Null where nothing was ever recorded.
+std::unique_ptr<RunRecords> RecordsOf(const HistoryCommandOptions& options) {
   const std::string file = FileOf(options.records);
   if (options.records.file.empty() && !std::filesystem::exists(file)) {
-    return {};
+    return nullptr;
   }
+  return std::make_unique<RunRecords>(file, RunRecords::Use::kRead);
+}
+
+/// Raises what `use` raises on records as ToolError.
+template <typename Use>
+auto WithFile(const HistoryCommandOptions& options, Use use) {
   try {
-    return RunRecords(file, RunRecords::Use::kRead).Find(options.filter);
+    const auto records = RecordsOf(options);
+    return use(records.get());
   } catch (const DamagedRecords& error) {
     throw ToolError(ExitCode::kData, error.what(),
                     "the next run that is recorded there keeps the file under another name, and "
@@ -175,14 +187,58 @@ std::vector<RunRecord> RunsOf(const HistoryCommandOptions& options) {
   }
 }
 
+/// Calls `use` with the server that the options name.
+template <typename Use>
+auto WithServer(const HistoryCommandOptions& options, const char* option, Use use) {
+  if (options.records.server.empty()) {
+    throw CLI::ValidationError(
+        option, "expected --records postgresql://HOST/DATABASE as well, found no server");
+  }
+  try {
+    StationRecords server(options.records.server);
+    return use(server);
+  } catch (const RecordsError& error) {
+    throw ToolError(
+        ExitCode::kUnavailable, error.what(),
+        "look after the server and the connection to it; what is recorded here is kept");
+  }
+}
+
+void Forward(const HistoryCommandOptions& options, Reporter& reporter) {
+  const std::size_t count = WithFile(options, [&options](RunRecords* records) {
+    return WithServer(options, "--forward", [records](StationRecords& server) {
+      return records == nullptr ? 0 : records->ForwardTo(server);
+    });
+  });
+  reporter.Line("forwarded " + CountText(count, "run"));
+}
+
+std::vector<RunRecord> RunsOf(const HistoryCommandOptions& options) {
+  if (options.all_stations) {
+    return WithServer(options, "--all-stations",
+                      [&options](StationRecords& server) { return server.Find(options.filter); });
+  }
+  return WithFile(options, [&options](const RunRecords* records) {
+    return records == nullptr ? std::vector<RunRecord>{} : records->Find(options.filter);
+  });
+}
+
 void Run(const HistoryCommandOptions& options, Reporter& reporter) {
+  if (options.schema) {
+    std::cout << StationRecords::Schema();
+    return;
+  }
+  if (options.forward) {
+    Forward(options, reporter);
+    return;
+  }
   const std::vector<RunRecord> runs = RunsOf(options);
   if (options.csv) {
     PrintTable(runs);
     return;
   }
   for (const RunRecord& run : runs) {
-    Print(run, reporter);
+    Print(run, options.all_stations, reporter);
   }
   if (runs.empty()) {
     reporter.Line("no run fits");
@@ -197,6 +253,17 @@ void AddHistoryCommand(CLI::App& app, Command& command) {
   const auto options = std::make_shared<HistoryCommandOptions>();
   AddRecordsOption(history, options->records);
   RunFilter& filter = options->filter;
+  CLI::Option* const all_stations =
+      history.add_flag("--all-stations", options->all_stations,
+                       "the runs of all stations, from the server that --records names");
+  CLI::Option* const forward = history.add_flag(
+      "--forward", options->forward, "send what the server does not have yet, and list nothing");
+  CLI::Option* const schema = history.add_flag(
+      "--schema", options->schema, "print the SQL that makes the tables of a server, for psql");
+  all_stations->excludes(forward)->excludes(schema);
+  forward->excludes(schema);
+  history.add_option("--station", filter.station, "a part of the name of the station")
+      ->type_name("TEXT");
   history.add_option("--ecu", filter.ecu, "a part of the identification of the ECU")
       ->type_name("TEXT");
   history.add_option("--image", filter.image, "a part of the name of an image, or of its SHA-256")

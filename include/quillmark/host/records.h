@@ -71,6 +71,8 @@ class QUILLMARK_API DamagedRecords : public RecordsError {
   using RecordsError::RecordsError;
 };
 
+class StationRecords;
+
 /// The records of all runs, a row each, in an SQLite file that several processes may use at once.
 /// What was written is on the disk when the call returns: a crash or a power cut loses no run and
 /// changes none. An object is used by one thread at a time.
@@ -99,6 +101,16 @@ class QUILLMARK_API RunRecords {
   /// Adds a run, or replaces all that is known of the one with this id. Raises RecordsError.
   void Write(const RunRecord& run, std::chrono::milliseconds patience = kPatience);
 
+  /// From now on, what is written is meant for a server too: `ForwardTo` sends it. A run that was
+  /// not written after this call stays in the file alone.
+  void KeepForServer() { is_for_server_ = true; }
+
+  /// Sends what the server does not have yet, the oldest run first, and notes that it has it. The
+  /// server gets a run by its id: one that was sent before, by this process or another, is not
+  /// there twice, and an earlier state of it replaces no later one. Returns how many runs were
+  /// sent. Raises RecordsError if it was not all: what was not sent is sent by the next call.
+  std::size_t ForwardTo(StationRecords& server);
+
   /// The runs that fit, the last one first. Raises RecordsError.
   [[nodiscard]] std::vector<RunRecord> Find(const RunFilter& filter) const;
 
@@ -111,6 +123,44 @@ class QUILLMARK_API RunRecords {
   std::filesystem::path path_;
   std::filesystem::path set_aside_;
   std::unique_ptr<File> file_;
+  bool is_for_server_ = false;
+};
+
+/// The records of several stations, in one PostgreSQL database. No call waits longer for the server
+/// than it may, but for the system to look up the name of a host. The client library of PostgreSQL
+/// is loaded when the first object is made. An object is used by one thread at a time.
+class QUILLMARK_API StationRecords {
+ public:
+  /// How long a connection or a statement waits for the server.
+  static constexpr std::chrono::milliseconds kPatience{10'000};
+
+  /// Whether a text is the URL of a server and not the name of a file: it begins with
+  /// "postgresql://" or "postgres://".
+  [[nodiscard]] static bool IsServer(std::string_view text);
+
+  /// SQL for an administrator, who gives it to psql: makes the tables, or brings those of an
+  /// earlier version up to this one.
+  [[nodiscard]] static std::string_view Schema();
+
+  /// Nothing is sent before the first call. `url` is one of libpq; a password comes from the
+  /// environment or the password file, as libpq has it. Raises std::invalid_argument for a URL with
+  /// a password, which it does not repeat, and RecordsError without the client library.
+  explicit StationRecords(const std::string& url, std::chrono::milliseconds patience = kPatience);
+  StationRecords(const StationRecords&) = delete;
+  StationRecords& operator=(const StationRecords&) = delete;
+  StationRecords(StationRecords&&) = delete;
+  StationRecords& operator=(StationRecords&&) = delete;
+  ~StationRecords();
+
+  /// The runs of all stations that fit, the last one first. Texts are as they were written, but for
+  /// U+FFFD where something was no UTF-8, or a null character. Raises RecordsError.
+  [[nodiscard]] std::vector<RunRecord> Find(const RunFilter& filter);
+
+ private:
+  friend RunRecords;
+  class Server;
+
+  std::unique_ptr<Server> server_;
 };
 
 /// records.sqlite in the user's state folder: in $XDG_STATE_HOME/quillmark, or else in
