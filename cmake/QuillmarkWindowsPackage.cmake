@@ -8,6 +8,8 @@ if(QUILLMARK_WINDOWS_BITS EQUAL 64)
   install(FILES ${generated}/quillmark.tlb ${generated}/quillmark_com.h LICENSE DESTINATION .)
   install(FILES packaging/windows/README.txt packaging/windows/register.cmd packaging/windows/unregister.cmd
           DESTINATION .)
+  install(FILES docs/workshop.md docs/windows-identify.png docs/windows-flash.png docs/windows-done.png
+                docs/windows-report.png DESTINATION docs)
   install(FILES examples/windows/example.vbs examples/windows/example.cpp DESTINATION examples)
   install(FILES examples/csharp/Quillmark.cs examples/csharp/Host.cs DESTINATION examples/csharp)
 endif()
