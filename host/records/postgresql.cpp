@@ -201,7 +201,7 @@ class PostgresqlConnection::Implementation {
       }
     }
     if (error) {
-      throw *error;
+      throw PostgresqlError(*error);
     }
     return rows;
   }

@@ -160,6 +160,7 @@ RunRecord RunOf(const std::vector<std::string>& row) {
 
 std::vector<std::string> TextsOf(const Statement& row, int columns) {
   std::vector<std::string> texts;
+  texts.reserve(static_cast<std::size_t>(columns));
   for (int column = 0; column < columns; ++column) {
     texts.push_back(row.Text(column));
   }
@@ -309,7 +310,7 @@ std::string ServerTextOf(const std::string& text) {
 std::string LowerDecoded(std::string_view text) {
   std::string decoded;
   for (std::size_t at = 0; at < text.size(); ++at) {
-    unsigned char byte = static_cast<unsigned char>(text[at]);
+    auto byte = static_cast<unsigned char>(text[at]);
     if (byte == '%' && at + 2 < text.size() &&
         std::from_chars(&text[at + 1], &text[at + 1] + 2, byte, 16).ptr == &text[at + 1] + 2) {
       at += 2;
