@@ -387,8 +387,8 @@ TEST_P(RecordsOfAnEarlierVersion, AreWholeWhereverBringingThemUpIsKilled) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, RecordsOfAnEarlierVersion, ::testing::ValuesIn(kEarlierVersions),
-                         [](const auto& info) {
-                           return "Version" + std::to_string(info.param.version);
+                         [](const auto& each) {
+                           return "Version" + std::to_string(each.param.version);
                          });
 
 TEST_F(Records, OfAnEmptyFileAreNone) {
