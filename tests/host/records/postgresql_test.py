@@ -50,6 +50,13 @@ class Server:
         (self.folder / "data" / "pg_hba.conf").write_text(
             "local all admin trust\nlocal plant guarded scram-sha-256\nlocal plant all trust\n")
         self.start()
+        try:
+            self.make_tables()
+        except BaseException:
+            self.close()
+            raise
+
+    def make_tables(self):
         self.sql("CREATE DATABASE plant", database="postgres")
         self.sql(tool("history", "--schema").stdout)
         self.sql("CREATE ROLE stations; GRANT USAGE ON SCHEMA quillmark TO stations;"
