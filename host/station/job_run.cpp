@@ -306,8 +306,7 @@ class Board {
   /// Takes the lines away, for others above them.
   void Clear() {
     if (drawn_ > 0) {
-      const std::string up = fmt::format("\x1B[{}A\r\x1B[J", drawn_);
-      std::cout << TerminalControl{up} << std::flush;
+      TakeBackLines(drawn_);
       drawn_ = 0;
     }
   }

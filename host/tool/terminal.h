@@ -23,6 +23,10 @@ enum class StandardStream : std::uint8_t { kInput, kOutput, kError };
 /// The same for its height.
 [[nodiscard]] std::optional<std::size_t> TerminalRows();
 
+/// Takes away the last lines that the standard output has shown on a terminal; the next text takes
+/// their place.
+void TakeBackLines(std::size_t count);
+
 /// Drops what was typed and not read.
 void DropTyped();
 

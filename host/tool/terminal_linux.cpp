@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cstdlib>
+#include <iostream>
 
+#include "host/tool/printable_output.h"
 #include "host/tool/terminal.h"
 
 namespace quillmark::host {
@@ -23,6 +25,11 @@ std::optional<std::size_t> TerminalRows() {
   winsize size{};
   const bool known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0;
   return known ? std::optional<std::size_t>(size.ws_row) : std::nullopt;
+}
+
+void TakeBackLines(std::size_t count) {
+  const std::string sequence = "\x1B[" + std::to_string(count) + "A\r\x1B[J";
+  std::cout << TerminalControl{sequence} << std::flush;
 }
 
 void DropTyped() { ::tcflush(STDIN_FILENO, TCIFLUSH); }

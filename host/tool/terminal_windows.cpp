@@ -155,6 +155,23 @@ std::optional<std::size_t> TerminalRows() {
   return static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top + 1);
 }
 
+/// Without control sequences, which not every console acts on.
+void TakeBackLines(std::size_t count) {
+  std::cout.flush();
+  const HANDLE console = HandleOf(StandardStream::kOutput);
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (GetConsoleScreenBufferInfo(console, &info) == FALSE) {
+    return;
+  }
+  const auto lines = static_cast<SHORT>(
+      std::min(count, static_cast<std::size_t>(std::max<SHORT>(info.dwCursorPosition.Y, 0))));
+  const COORD first{0, static_cast<SHORT>(info.dwCursorPosition.Y - lines)};
+  const DWORD cells = static_cast<DWORD>(info.dwSize.X) * static_cast<DWORD>(lines + 1);
+  DWORD done = 0;
+  FillConsoleOutputCharacterW(console, L' ', cells, first, &done);
+  SetConsoleCursorPosition(console, first);
+}
+
 void DropTyped() { FlushConsoleInputBuffer(HandleOf(StandardStream::kInput)); }
 
 std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {

@@ -173,6 +173,17 @@ def the_bar_fits_the_window():
     expect("\x1b" not in console.screen.text() and "[K" not in console.screen.text(), "no control sequence", bars)
 
 
+def the_lines_of_a_job_take_their_own_places():
+    images = [{"file": "größe 日.s19"}]
+    job = {"defaults": {"images": images}, "bays": [{"bay": "links"}, {"bay": "rechts", "form": "kline"}]}
+    (HERE / "job.json").write_text(json.dumps(job, ensure_ascii=False))
+    console = Console("flash", "--job", "job.json", "--yes")
+    status = console.end()
+    text = console.screen.text()
+    expect(status == 0 and "links   [" in text and "100 %  done" in text, "a line for each bay", text)
+    expect(not re.search(r"\x1b|\[\d*[AJK]", text), "no control sequence", text)
+
+
 def hostile_text_is_shown():
     (HERE / "key.txt").write_bytes("\x1b]0;owned\x07\x1b[2J ü 日 \u202e\r\n".encode())
     console = Console("flash", "größe 日.s19", "--yes", "--key-command", "type key.txt& rem")
@@ -273,6 +284,7 @@ CASES = [
     anything_but_yes_is_a_no,
     control_c_is_no_answer,
     the_bar_fits_the_window,
+    the_lines_of_a_job_take_their_own_places,
     hostile_text_is_shown,
     interrupted_while_the_key_is_computed,
     a_console_that_is_redirected_gets_bytes,
