@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/memory.h"
 #include "bench/reply_documents.h"

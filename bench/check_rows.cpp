@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/reply_documents.h"
 #include "bench/session.h"

@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/inputs.h"
 #include "bench/table.h"
 

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/memory.h"
+#include "bench/table.h"
 
 namespace quillmark::bench {
 namespace {

@@ -3,7 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/memory.h"
 #include "bench/session.h"

@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/inputs.h"
 #include "bench/measure.h"
 #include "bench/table.h"

@@ -4,7 +4,6 @@
 #include <thread>
 #include <vector>
 
-#include "bench/groups.h"
 #include "bench/measure.h"
 #include "bench/reference.h"
 #include "bench/session.h"
