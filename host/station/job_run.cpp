@@ -229,6 +229,7 @@ class CheckedJob {
     std::shared_ptr<const Images>& images = images_[key];
     if (!images) {
       std::vector<NamedContent> files;
+      files.reserve(key.size());
       for (const auto& [file, base] : key) {
         files.push_back({file, ReadFile(Utf8Path(file), kLargestImageFile), base});
       }
