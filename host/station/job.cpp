@@ -345,14 +345,14 @@ std::string InLowerCase(std::string text) {
   return text;
 }
 
-JobBay BayOf(const Json& value, const Json& defaults, const std::string& place) {
+JobBay BayOf(const Json& value, const Json& defaults, const std::string& place, JobFor use) {
   RequireObject(value, place);
   JobBay bay;
   bay.place = place;
   bay.name = NameOfBay(Require(value, place, "bay", "a name"), place + ".bay");
   TakeMembers(defaults, "$.defaults", bay);
   TakeMembers(value, place, bay);
-  if (bay.images.empty()) {
+  if (bay.images.empty() && use == JobFor::kFlash) {
     Refuse(place, "expected the member \"images\" here or in $.defaults, found none");
   }
   return bay;
@@ -396,7 +396,7 @@ std::vector<std::string> CommandLineOf(const JobBay& bay, const fs::path& folder
 
 }  // namespace
 
-std::vector<JobBay> ParseJob(std::string_view text) {
+std::vector<JobBay> ParseJob(std::string_view text, JobFor use) {
   const Json job = ParseJson(text);
   RequireObject(job, "$");
   for (const auto& [name, ignored] : job.items()) {
@@ -410,7 +410,7 @@ std::vector<JobBay> ParseJob(std::string_view text) {
   std::map<std::string, std::string> places;
   for (const Json& each :
        RequireArray(Require(job, "$", "bays", "an array"), "$.bays", kMostBays)) {
-    bays.push_back(BayOf(each, defaults, fmt::format("$.bays[{}]", bays.size())));
+    bays.push_back(BayOf(each, defaults, fmt::format("$.bays[{}]", bays.size()), use));
     const auto& [name, place] = std::pair(bays.back().name, bays.back().place);
     const auto [other, is_new] = places.emplace(InLowerCase(name), place);
     if (!is_new) {

@@ -32,9 +32,15 @@ struct JobBay {
   std::vector<Option> options;
 };
 
+/// What a job is read for.
+enum class JobFor : std::uint8_t {
+  kFlash,    ///< each bay has images
+  kStation,  ///< a bay may be without: the page chooses them
+};
+
 /// Reads the text of a job: at least one bay, each with a name of its own and images. Raises
 /// ToolError (data), whose text names the place in it.
-[[nodiscard]] std::vector<JobBay> ParseJob(std::string_view text);
+[[nodiscard]] std::vector<JobBay> ParseJob(std::string_view text, JobFor use = JobFor::kFlash);
 
 /// The settings of a bay. Names of files are below `folder` if they are relative; the name of a
 /// profile without a folder is looked up as everywhere. Raises ToolError for what an option does

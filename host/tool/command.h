@@ -33,6 +33,7 @@ void AddReportCommand(CLI::App& app, Command& command);
 void AddDevicesCommand(CLI::App& app, Command& command);
 void AddSimulateCommand(CLI::App& app, Command& command);
 void AddConformanceCommand(CLI::App& app, Command& command);
+void AddStationCommand(CLI::App& app, Command& command);
 
 /// Adds --json.
 void AddJsonOption(CLI::App& app, Command& command);

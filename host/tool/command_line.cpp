@@ -141,6 +141,7 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddSimulateCommand(*app, command);
 #if !defined(_WIN32)
   AddConformanceCommand(*app, command);
+  AddStationCommand(*app, command);
 #endif
   for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {
     RefuseEmptyValues(*each);

@@ -146,7 +146,7 @@ class RunChart {
       counts[outcome] = (counts[outcome] || 0) + 1;
     }
     return Object.keys(OUTCOMES).filter((outcome) => counts[outcome])
-      .map((outcome) => `${counts[outcome].toLocaleString("en-US")} ${outcome}`).join(", ");
+      .map((outcome) => `${counts[outcome].toLocaleString("en-US")} ${outcome}`).join(", ") || "No run fits.";
   }
 
   valueAt(x) { return this.view.value(x - CHART.left); }
@@ -258,6 +258,7 @@ export class RunHistory {
     this.count.textContent = runs.length === MOST_RUNS ? `the last ${countText(MOST_RUNS, "run")}`
       : countText(runs.length, "run");
     this.rows.replaceChildren(...runs.map((run) => this.row(run)));
+    this.chart.place.hidden = runs.length === 0;
     this.chart.show([...runs].reverse());
   }
 

@@ -106,6 +106,18 @@ class EventTable : public ToolTest {
     Remember("simulate", simulator.output());
   }
 
+  /// A station that is ended at once.
+  void ObserveStation() {
+    const std::string bays = folder_.Write("bays.json", R"({"bays": [{"bay": "a"}]})");
+    ToolProcess station({"station", "--bays", bays, "--records", folder_.Path("records"),
+                         "--artifacts", folder_.Path("runs"), "--json"},
+                        "/dev/null", folder_.Path("stderr"));
+    ASSERT_TRUE(station.ReadUntil("\n"));
+    station.Signal(SIGTERM);
+    EXPECT_EQ(station.Wait(), 0);
+    Remember("station", station.output());
+  }
+
   /// A pass-thru adapter, in the list and at work.
   void ObserveAdapters() {
     const PassThruSimulator simulator(folder_);
@@ -166,6 +178,7 @@ TEST_F(EventTable, HasEveryEventWithItsMembers) {
   Observe("flash", {image, "--key-command", "echo no key >&2; true"});
   Observe("history", {});
   ObserveTwoProcesses();
+  ObserveStation();
   ObserveAdapters();
   Remember("flash", folder_.Read("done/log.jsonl"));
   Remember("flash", folder_.Read("failed/log.jsonl"));

@@ -179,7 +179,14 @@ std::map<std::string, std::vector<Arguments>> Commands(const TemporaryFolder& fo
         {"--search", kHostile, kHostile}}},
       {"simulate", {{"--bus", kHostile}, {"--bus", "slcan", "--memory", away + "/x"}}},
       {"devices", {{kHostile}}},
-      {"conformance", {{kHostile}, {"--form", kHostile, "true"}, {"echo", kHostile}}}};
+      {"conformance", {{kHostile}, {"--form", kHostile, "true"}, {"echo", kHostile}}},
+      {"station",
+       {{"--bays", away},
+        {"--bays", image},
+        {"--bays", folder.Write("bays", R"({"bays": [{"bay": ")" + kHostileJson + R"("}]})")},
+        {"--profile", kHostile},
+        {"--profile", folder.Write("empty", ""), "--listen", kHostile},
+        {kHostile}}}};
 }
 
 TEST_P(HostileText, OfACommandLineIsShownHarmlesslyByEveryCommand) {

@@ -70,14 +70,14 @@ TEST_F(Usage, WithoutACommand) {
   ExpectUsageError(
       {},
       "expected a command, one of flash, verify, read, identify, profile, plan, calls, "
-      "decode, report, devices, history, simulate, conformance; found none");
+      "decode, report, devices, history, simulate, conformance, station; found none");
 }
 
 TEST_F(Usage, UnknownCommand) {
   const ToolResult result = Run({"flsh", "a.s19"});
   EXPECT_EQ(result.status, 64);
   EXPECT_THAT(result.err,
-              HasSubstr("conformance; found \"flsh\"\nnext      quillmark --help lists"));
+              HasSubstr("conformance, station; found \"flsh\"\nnext      quillmark --help lists"));
 }
 
 TEST_F(Usage, WithoutAnImage) {

@@ -1,0 +1,468 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Uses the page of a station in headless Chromium: flashes, failures, windows, hostile texts, keyboard and screens.
+
+With QUILLMARK_SCREENSHOTS=FOLDER the pictures of docs/station.md are made there."""
+
+import json
+import os
+import pathlib
+import pty
+import re
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+import tty
+import unittest
+
+import folders
+from browser import Browser
+
+TOOL = sys.argv.pop(1)
+SOURCES = pathlib.Path(__file__).resolve().parents[3]
+
+# A busy machine takes its time; nothing here is measured.
+MOST_SECONDS = 120
+
+MARKUP = "<img src=x onerror='window.struck=1'><b>\"&amp;"
+
+PHASES = {"identify": "silent", "unlock": "refuse-key", "erase": "negative@0x31:0x22",
+          "download": "negative@0x34:0x72", "check": "bad-cell@0x8010", "verify": "negative@0x35:0x22"}
+
+
+class Simulator:
+    """A simulated ECU in real time behind a pseudo-terminal."""
+
+    def __init__(self, *options):
+        self.process = subprocess.Popen([TOOL, "simulate", "--bus", "slcan", "--json", *options],
+                                        stdout=subprocess.PIPE, text=True)
+        self.device = json.loads(self.process.stdout.readline())["device"]
+
+    def end(self):
+        self.process.send_signal(signal.SIGINT)
+        self.process.wait()
+        self.process.stdout.close()
+
+
+class Forger:
+    """Stands between a tester and a simulated ECU, and lets the ECU say that it is somebody else."""
+
+    def __init__(self, device, words):
+        self.words = [(old.encode().hex().upper().encode(), new.encode().hex().upper().encode()) for old, new in words]
+        self.inner = os.open(device, os.O_RDWR | os.O_NOCTTY)
+        self.outer, side = pty.openpty()
+        tty.setraw(side)
+        self.device = os.ttyname(side)
+        self.side = side
+        for source, target, forges in ((self.outer, self.inner, False), (self.inner, self.outer, True)):
+            threading.Thread(target=self._pass, args=(source, target, forges), daemon=True).start()
+
+    def _pass(self, source, target, forges):
+        rest = b""
+        while True:
+            try:
+                rest += os.read(source, 4096)
+            except OSError:
+                return
+            # A frame is whole at its end; so a word is never split.
+            whole, end, rest = rest.rpartition(b"\r") if forges else (rest, b"", b"")
+            for old, new in self.words if forges else ():
+                whole = whole.replace(old, new)
+            os.write(target, whole + end)
+
+
+class Station:
+    def __init__(self, folder, bays):
+        self.folder = pathlib.Path(folder)
+        file = self.folder / "bays.json"
+        file.write_text(json.dumps({"bays": bays}))
+        self.records = self.folder / "records.sqlite"
+        self.process = subprocess.Popen(
+            [TOOL, "station", "--bays", file, "--records", self.records, "--artifacts", self.folder / "runs", "--json",
+             "--no-open"], stdout=subprocess.PIPE, text=True)
+        self.url = json.loads(self.process.stdout.readline())["url"]
+
+    def end(self):
+        """Ends it as a user does."""
+        self.process.send_signal(signal.SIGINT)
+        status = self.process.wait()
+        self.process.stdout.close()
+        return status
+
+
+class StationTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.browser = Browser()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.browser.__exit__()
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="quillmark-station-")
+        self.addCleanup(folder.cleanup)
+        self.path = pathlib.Path(folder.name)
+        self.image = pathlib.Path(folders.write_image(self.path / "image.bin"))
+        self.small = self.path / "small.bin"
+        self.small.write_bytes(self.image.read_bytes()[:1500])
+        self.browser.resize(1280, 1000)
+
+    def start(self, *bays):
+        station = Station(self.path, bays)
+        self.addCleanup(lambda: station.process.poll() is None and station.end())
+        self.browser.open("about:blank")
+        self.browser.errors()
+        self.browser.open(station.url)
+        self.wait("document.body.getAttribute('aria-busy') === 'false' && document.body.dataset.link === 'there'")
+        return station
+
+    def simulate(self, *options):
+        simulator = Simulator(*options)
+        self.addCleanup(simulator.end)
+        return simulator
+
+    def real_bay(self, name, **options):
+        return {"bay": name, "bus": f"slcan:{self.simulate().device}", **options}
+
+    def wait(self, condition):
+        end = time.monotonic() + MOST_SECONDS
+        while not self.browser.run(f"return Boolean({condition})"):
+            if time.monotonic() > end:
+                self.fail(f"waited for {condition}\n{self.browser.run('return document.body.innerText')}")
+            time.sleep(0.02)
+
+    def text(self, selector):
+        return self.browser.run("return document.querySelector(arguments[0]).innerText", selector)
+
+    def click(self, selector):
+        self.wait(f"(e => e && e.ariaDisabled !== 'true' && e.offsetParent !== null)(document.querySelector('{selector}'))")
+        self.browser.run("document.querySelector(arguments[0]).click()", selector)
+
+    def choose(self, bay, image):
+        self.browser.choose_file(f"#bay-{bay}-file", image)
+        self.wait(f"!document.querySelector('#bay-{bay}-base').hidden")
+        self.browser.run("document.querySelector(arguments[0]).value = '0x8000'", f"#bay-{bay}-address")
+        self.click(f"#bay-{bay}-base button")
+        self.wait(f"!document.querySelector('#bay-{bay}-plan').hidden")
+
+    def begin(self, bay, image):
+        """Up to the question."""
+        self.choose(bay, image)
+        self.click(f"#bay-{bay}-flash")
+        self.wait(f"!document.querySelector('#bay-{bay}-question').hidden")
+
+    def wait_for(self, bay, state):
+        self.wait(f"document.querySelector('#bay-{bay}-state').dataset.state === '{state}'")
+
+    def wait_for_download(self, bay):
+        self.wait(f"/download, [1-9]/.test(document.querySelector('#bay-{bay}-numbers').innerText)")
+
+    def picture(self, name):
+        if "QUILLMARK_SCREENSHOTS" in os.environ:
+            self.browser.resize(1280, 700)
+            self.browser.run("document.activeElement.blur(); scrollTo(0, 0)")
+            self.browser.screenshot(pathlib.Path(os.environ["QUILLMARK_SCREENSHOTS"]) / name)
+            self.browser.resize(1280, 1000)
+
+    def assert_quiet(self):
+        """The page has complained about nothing but answers that a test asked for."""
+        self.assertEqual([error for error in self.browser.errors() if "422" not in error], [])
+
+    def test_flashes_two_ecus_at_once(self):
+        station = self.start(self.real_bay("left", verify=True), self.real_bay("right"))
+        for bay in (0, 1):
+            self.choose(bay, self.image)
+            plan = self.text(f"#bay-{bay}-plan")
+            for part in ("image.bin", "34,096 bytes in 1 segment", "30,064 bytes in 235 blocks", "4,032 bytes",
+                         "4,032 bytes left out as fill, 30,064 bytes to be written"):
+                self.assertIn(part, plan)
+        for bay in (0, 1):
+            self.click(f"#bay-{bay}-flash")
+        for bay in (0, 1):
+            self.wait(f"!document.querySelector('#bay-{bay}-question').hidden")
+            question = self.text(f"#bay-{bay}-question")
+            self.assertIn("Erase SIMULATED ECU 001 REV A?", question)
+            self.assertIn("write 34,096 bytes into 008000 to 01052F", question)
+        self.picture("question.png")
+        for bay in (0, 1):
+            self.click(f"#bay-{bay}-yes")
+        for bay in (0, 1):
+            self.wait_for_download(bay)
+            self.assertRegex(self.text(f"#bay-{bay}-numbers"),
+                             r"^\d+ % · download, [\d,]+ of 34,096 bytes, .*B/s.* · about \d+ (second|minute)s? left$")
+            self.assertGreater(self.browser.run(f"return document.querySelector('#bay-{bay}-bar').value"), 0)
+        self.picture("station.png")
+        for bay in (0, 1):
+            self.wait_for(bay, "done")
+        self.assertIn("34,096 bytes written into SIMULATED ECU 001 REV A, read back and found equal", self.text("#bay-0-line"))
+        self.assertIn("30,064 bytes written and verified", self.text("#bay-0-readout"))
+        self.assertIn("30,064 bytes written, 4,032", self.text("#bay-1-readout"))
+        self.wait("document.querySelectorAll('#run-rows tr').length === 2 && "
+                  "document.querySelector('#run-readout').innerText === '2 done'")
+        self.assert_quiet()
+        self.look_at_log()
+        self.look_at_report()
+        self.assertEqual(station.end(), 0)
+
+    def test_first_steps_of_the_page_work(self):
+        page = (SOURCES / "docs/station.md").read_text()
+        script = re.search(r"<!-- runs -->\n```sh\n(.*?)```", page, re.DOTALL)[1]
+        self.assertIn("build/bays.json", script)
+        folder = self.path / "build/release/host/tool"
+        folder.mkdir(parents=True)
+        (folder / "quillmark").symlink_to(TOOL)
+        # The simulators end with their shell's group.
+        shell = subprocess.Popen(["bash", "-ec", script + "\necho ready\nwait"], cwd=self.path, stdout=subprocess.PIPE,
+                                 text=True, start_new_session=True)
+        self.addCleanup(shell.stdout.close)
+        self.addCleanup(shell.wait)
+        self.addCleanup(lambda: os.killpg(shell.pid, signal.SIGTERM))
+        self.assertEqual(shell.stdout.readline(), "ready\n")
+        self.start(*json.loads((self.path / "build/bays.json").read_text())["bays"])
+        for bay in (0, 1):
+            self.browser.choose_file(f"#bay-{bay}-file", SOURCES / "docs/samples/firmware.srec")
+            self.click(f"#bay-{bay}-flash")
+        for bay in (0, 1):
+            self.click(f"#bay-{bay}-yes")
+        for bay in (0, 1):
+            self.wait_for(bay, "done")
+            self.assertIn("8,192 bytes written", self.text(f"#bay-{bay}-line"))
+
+    def look_at_log(self):
+        self.click("#bay-0-details summary")
+        self.wait("document.querySelector('#bay-0-log').innerText.includes('about to  erase memory 00')")
+        self.browser.command("Browser.grantPermissions", {"permissions": ["clipboardReadWrite", "clipboardSanitizedWrite"]})
+        self.click("#bay-0-copy")
+        self.wait("document.querySelector('#bay-0-copy').innerText === 'Copied'")
+
+    def look_at_report(self):
+        for selector in ("#bay-0-more a", "#run-rows a"):
+            address = self.browser.run("return document.querySelector(arguments[0]).href", selector)
+            first, _second = self.browser.window()
+            self.browser.open(address)
+            self.wait("document.body.getAttribute('aria-busy') === 'false'")
+            self.assertIn("Flashed 30,064 bytes", self.text("h1"))
+            self.assertIn("SIMULATED ECU 001", self.text("#facts"))
+            # Its script runs, but it is nobody's page: it cannot ask the station for anything.
+            self.assertEqual(self.browser.run("return self.origin"), "null")
+            self.assert_quiet()
+            self.browser.close_window()
+            self.browser.go_to(first)
+
+    def test_stops_a_flash(self):
+        self.start(self.real_bay("left"))
+        self.begin(0, self.image)
+        self.click("#bay-0-yes")
+        self.wait_for_download(0)
+        self.click("#bay-0-stop")
+        self.wait_for(0, "cancelled")
+        self.assertRegex(self.text("#bay-0-more"), r"erased, [\d,]+ of 34,?096 bytes are written and confirmed")
+        self.wait("document.querySelector('#run-rows [data-state=cancelled]')")
+
+    def test_leaves_the_ecu_alone_after_a_no(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.begin(0, self.small)
+        self.click("#bay-0-no")
+        self.wait_for(0, "cancelled")
+        self.assertNotIn("erased,", self.text("#bay-0-more"))
+
+    def test_says_in_words_how_each_phase_fails(self):
+        self.start(*({"bay": phase, "bus": "sim:", "fault": [fault], "verify": True, "p2": 500}
+                     for phase, fault in PHASES.items()))
+        for bay, phase in enumerate(PHASES):
+            with self.subTest(phase):
+                self.choose(bay, self.small)
+                self.click(f"#bay-{bay}-flash")
+                asks = list(PHASES).index(phase) >= list(PHASES).index("erase")
+                if phase == "unlock" or asks:
+                    self.wait(f"!document.querySelector('#bay-{bay}-question').hidden")
+                    self.click(f"#bay-{bay}-yes")
+                self.wait_for(bay, "failed")
+                self.assertTrue(self.text(f"#bay-{bay}-line").startswith(phase), self.text(f"#bay-{bay}-line"))
+                self.assertIn("next", self.text(f"#bay-{bay}-more"))
+        self.assert_quiet()
+
+    def test_identifies(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.click("#bay-0-identify")
+        self.wait_for(0, "done")
+        self.assertEqual(self.text("#bay-0-line"), "SIMULATED ECU 001 REV A")
+
+    def test_goes_on_without_the_page_and_in_two_windows(self):
+        self.start(self.real_bay("left"))
+        self.begin(0, self.image)
+        self.browser.reload()
+        self.wait("!document.querySelector('#bay-0-question')?.hidden")
+        self.click("#bay-0-yes")
+        self.wait_for_download(0)
+        self.browser.reload()
+        self.wait("document.querySelector('#bay-0-numbers')?.innerText.includes('download')")
+        address = self.browser.run("return location.href")
+        self.assertNotIn("token", address)
+        first, second = self.browser.window()
+        self.browser.open(address)
+        self.wait("document.querySelector('#bay-0-numbers')?.innerText.includes('download')")
+        self.click("#bay-0-stop")
+        self.wait_for(0, "cancelled")
+        self.browser.close_window()
+        self.browser.go_to(first)
+        self.wait_for(0, "cancelled")
+        self.assertNotEqual(first, second)
+
+    def test_is_told_nothing_without_the_token(self):
+        station = self.start({"bay": "left", "bus": "sim:"})
+        self.browser.command("Network.clearBrowserCookies", {})
+        self.browser.open("about:blank")
+        self.browser.open(station.url.split("#", maxsplit=1)[0])
+        self.wait("!document.querySelector('#problem').hidden")
+        self.assertIn("without the token", self.text("#problem"))
+        self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 0)
+        self.assertIsNone(self.browser.run("return document.cookie || null"))
+
+    def test_says_that_the_station_is_lost(self):
+        station = self.start({"bay": "left", "bus": "sim:"})
+        station.process.kill()
+        station.process.wait()
+        station.process.stdout.close()
+        self.wait("!document.querySelector('#problem').hidden")
+        self.assertIn("does not answer", self.text("#problem"))
+        self.assertTrue(self.browser.run("return document.querySelector('#bays').inert"))
+
+    def assert_not_struck(self):
+        self.assertEqual(self.browser.run("return document.querySelectorAll('main img, .bay b, #history b').length"), 0)
+        self.assertIsNone(self.browser.run("return window.struck ?? null"))
+
+    def test_shows_what_an_ecu_says_as_text(self):
+        # Letters of the identification as they lie in its frames.
+        forger = Forger(self.simulate().device, [("LATED E", "<b>bo</"), ("CU 001 ", "b><img>")])
+        self.start({"bay": "left", "bus": f"slcan:{forger.device}"})
+        self.click("#bay-0-identify")
+        self.wait_for(0, "done")
+        self.assertEqual(self.text("#bay-0-line"), "SIMU<b>bo</b><img>REV A")
+        self.assert_not_struck()
+
+    def test_shows_what_files_commands_and_records_say_as_text(self):
+        shown = "\\u001b[31m" + MARKUP
+        image = self.path / (MARKUP.replace("/", "") + ".bin")
+        image.write_bytes(self.small.read_bytes())
+        command = self.path / "key"
+        command.write_text(f"#!/bin/sh\ncat >&2 <<'END'\n{MARKUP}\nEND\nexit 1\n")
+        command.chmod(0o755)
+        station = self.start({"bay": "left", "bus": "sim:", "key-command": str(command)})
+        self.begin(0, image)
+        self.assertIn(image.name, self.text("#bay-0-facts"))
+        self.click("#bay-0-yes")
+        self.wait_for(0, "failed")
+        self.click("#bay-0-details summary")
+        self.wait("document.querySelector('#bay-0-log').innerText.includes('onerror')")
+        with sqlite3.connect(station.records) as records:
+            records.execute("UPDATE runs SET ecu = ?, bay = ?, message = ?", (shown, MARKUP, MARKUP))
+        records.close()
+        self.browser.reload()
+        self.wait("document.querySelector('#run-rows tr')")
+        self.assertIn(MARKUP, self.text("#run-rows"))
+        self.browser.run("document.querySelector('#run-chart').focus()")
+        self.browser.press("right")
+        self.wait("document.querySelector('#run-readout').innerText.includes('onerror')")
+        self.assert_not_struck()
+
+    def test_takes_a_file_that_is_dropped(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.browser.run("""
+            const files = new DataTransfer();
+            files.items.add(new File([arguments[0]], "hello.srec"));
+            document.querySelector(".bay").dispatchEvent(
+              new DragEvent("drop", { dataTransfer: files, bubbles: true, cancelable: true }));
+            """, "S10B0000616263646566676899\nS9030000FC\n".replace("99", "D0"))
+        self.wait("!document.querySelector('#bay-0-plan').hidden || !document.querySelector('#bay-0-problem').hidden")
+        self.assertIn("hello.srec", self.text(".bay"))
+
+    def test_says_what_is_wrong_with_a_file(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        damaged = self.path / "damaged.hex"
+        damaged.write_text(":0000000\n")
+        self.browser.choose_file("#bay-0-file", damaged)
+        self.wait("!document.querySelector('#bay-0-problem').hidden")
+        self.assertIn("damaged.hex:1:", self.text("#bay-0-problem"))
+
+    def focused(self):
+        return self.browser.run("return document.activeElement.id")
+
+    def test_works_with_the_keyboard_alone(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.choose(0, self.small)
+        self.browser.run("document.querySelector('#bay-0-file').focus()")
+        while self.focused() != "bay-0-flash":
+            self.browser.press("tab")
+        self.browser.press("enter")
+        self.wait("document.activeElement.id === 'bay-0-question'")
+        # What comes first does what is asked for; nothing erases by itself.
+        self.browser.press("tab")
+        self.assertEqual(self.focused(), "bay-0-yes")
+        self.browser.press("tab")
+        self.assertEqual(self.focused(), "bay-0-no")
+        self.browser.press("enter")
+        self.wait_for(0, "cancelled")
+        spoken = self.text("#bay-0-spoken")
+        self.assertTrue(spoken.startswith("left: "), spoken)
+
+    def test_filters_the_history(self):
+        self.start({"bay": "left", "bus": "sim:"}, {"bay": "right", "bus": "sim:", "fault": ["negative@0x34:0x72"]})
+        for bay, state in ((0, "done"), (1, "failed")):
+            self.begin(bay, self.small)
+            self.click(f"#bay-{bay}-yes")
+            self.wait_for(bay, state)
+        self.wait("document.querySelectorAll('#run-rows tr').length === 2")
+        for selector, value, count in (("#run-outcome", "failed", 1), ("#run-outcome", "", 2), ("#run-search", "RIGHT", 1),
+                                       ("#run-search", "nobody", 0), ("#run-search", "", 2),
+                                       ("#run-since", "2199-01-01", 0), ("#run-since", "", 2), ("#run-until", "2001-01-01", 0)):
+            self.browser.run("const filter = document.querySelector(arguments[0]); filter.value = arguments[1];"
+                             "filter.dispatchEvent(new Event('input'))", selector, value)
+            self.wait(f"document.querySelectorAll('#run-rows tr').length === {count}")
+
+    def test_fits_every_screen_in_both_schemes(self):
+        self.start(*({"bay": f"bay-{i}", "bus": "sim:"} for i in range(16)))
+        self.choose(0, self.small)
+        for scheme in ("light", "dark"):
+            self.browser.command("Emulation.setEmulatedMedia",
+                                 {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
+            for width, columns in ((360, 1), (1280, 2), (2560, 4)):
+                self.browser.resize(width, 900)
+                self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), width)
+                self.assertEqual(self.browser.run(
+                    "return getComputedStyle(document.querySelector('.bays')).gridTemplateColumns.split(' ').length"), columns)
+            self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 16)
+        self.browser.command("Emulation.setEmulatedMedia", {"features": []})
+        self.assert_quiet()
+
+    def test_uses_nothing_from_elsewhere(self):
+        station = self.start({"bay": "left", "bus": "sim:"})
+        own = station.url.split("#", maxsplit=1)[0]
+        for address in self.browser.run("return performance.getEntriesByType('resource').map((each) => each.name)"):
+            self.assertTrue(address.startswith((own, "data:")), address)
+        blocked = self.browser.run("""
+            const script = document.createElement("script");
+            script.textContent = "window.struck = 1";
+            document.body.append(script);
+            return window.struck === undefined;""")
+        self.assertTrue(blocked)
+
+    def test_names_all_that_can_be_used(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.choose(0, self.small)
+        nodes = self.browser.command("Accessibility.getFullAXTree", {})["nodes"]
+        usable = {"button", "textbox", "searchbox", "combobox", "link", "progressbar", "alertdialog", "article", "region"}
+        nameless = [node for node in nodes if not node.get("ignored")
+                    and node.get("role", {}).get("value") in usable and not node.get("name", {}).get("value")]
+        self.assertEqual(nameless, [])
+        ids = self.browser.run("return [...document.querySelectorAll('[id]')].map((each) => each.id)")
+        self.assertEqual(len(ids), len(set(ids)))
+
+
+if __name__ == "__main__":
+    unittest.main()
