@@ -27,6 +27,9 @@ constexpr milliseconds kLookUp{20};
 /// Between SIGTERM and SIGKILL.
 constexpr milliseconds kGrace{1000};
 constexpr milliseconds kShortWait{5};
+/// For a program that was told to end.
+constexpr milliseconds kTimeToEnd{1000};
+constexpr milliseconds kPollInterval{10};
 /// As much as a pipe holds.
 constexpr std::size_t kMostText = 65536;
 constexpr int kClosed = -1;
@@ -35,6 +38,12 @@ constexpr int kNotFound = 127;
 
 [[noreturn]] void RaiseErrno(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// `status` is as waitpid has it.
+ProcessEnd EndOf(int status) {
+  return WIFEXITED(status) ? ProcessEnd{.status = WEXITSTATUS(status)}
+                           : ProcessEnd{.by_signal = true, .status = WTERMSIG(status)};
 }
 
 /// In the child, where nothing may be called that takes a lock or memory.
@@ -52,6 +61,20 @@ constexpr int kNotFound = 127;
   }
   ::_exit(kNotFound);
 }
+
+/// Both ends of a pipe, closed in programs that are started.
+struct Pipe {
+  Pipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+      RaiseErrno("there is no pipe");
+    }
+    read_end = ends[0];
+    write_end = ends[1];
+  }
+  int read_end = -1;
+  int write_end = -1;
+};
 
 /// One of the outputs of a command, of which no more than a bounded part is kept.
 class Stream {
@@ -79,13 +102,10 @@ class Stream {
 };
 
 Stream::Stream() {
-  std::array<int, 2> ends{};
-  if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-    RaiseErrno("there is no pipe");
-  }
-  ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
-  read_end_ = ends[0];
-  write_end_ = ends[1];
+  const Pipe ends;
+  ::fcntl(ends.read_end, F_SETFL, O_NONBLOCK);
+  read_end_ = ends.read_end;
+  write_end_ = ends.write_end;
 }
 
 Stream::~Stream() {
@@ -125,7 +145,7 @@ class ChildProcess::Implementation {
   Implementation& operator=(Implementation&&) = delete;
   ~Implementation();
 
-  [[nodiscard]] std::optional<End> Wait(milliseconds time);
+  [[nodiscard]] std::optional<ProcessEnd> Wait(milliseconds time);
   [[nodiscard]] std::string TakeOutput() { return output_.TakeText(); }
   [[nodiscard]] std::string TakeErrors() { return errors_.TakeText(); }
 
@@ -164,13 +184,13 @@ ChildProcess::Implementation::~Implementation() {
   RemoveGroupToKill(group_);
 }
 
-std::optional<ChildProcess::End> ChildProcess::Implementation::Wait(milliseconds time) {
+std::optional<ProcessEnd> ChildProcess::Implementation::Wait(milliseconds time) {
   const Clock::time_point deadline = Clock::now() + time;
   do {
     Read(kLookUp);
     if (HasEnded()) {
       Read(milliseconds(0));
-      return WIFEXITED(*status_) ? End{.status = WEXITSTATUS(*status_)} : End{.by_signal = true};
+      return EndOf(*status_);
     }
   } while (Clock::now() < deadline);
   return std::nullopt;
@@ -227,13 +247,133 @@ ChildProcess::ChildProcess(const std::string& command)
 
 ChildProcess::~ChildProcess() = default;
 
-std::optional<ChildProcess::End> ChildProcess::Wait(milliseconds time) {
+std::optional<ProcessEnd> ChildProcess::Wait(milliseconds time) {
   return implementation_->Wait(time);
 }
 
 std::string ChildProcess::TakeOutput() { return implementation_->TakeOutput(); }
 
 std::string ChildProcess::TakeErrors() { return implementation_->TakeErrors(); }
+
+class PipedProcess::Implementation {
+ public:
+  explicit Implementation(const std::vector<std::string>& command);
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+  Implementation(Implementation&&) = delete;
+  Implementation& operator=(Implementation&&) = delete;
+  ~Implementation();
+
+  void Write(std::string_view text) const;
+  [[nodiscard]] std::optional<std::string> Read(milliseconds time) const;
+  [[nodiscard]] ProcessEnd AwaitEnd();
+
+ private:
+  pid_t process_ = 0;
+  int input_ = kClosed;
+  int output_ = kClosed;
+};
+
+PipedProcess::Implementation::Implementation(const std::vector<std::string>& command) {
+  const Pipe input;
+  const Pipe output;
+  posix_spawn_file_actions_t files{};
+  ::posix_spawn_file_actions_init(&files);
+  ::posix_spawn_file_actions_adddup2(&files, input.read_end, STDIN_FILENO);
+  ::posix_spawn_file_actions_adddup2(&files, output.write_end, STDOUT_FILENO);
+  posix_spawnattr_t attributes{};
+  ::posix_spawnattr_init(&attributes);
+  sigset_t defaults{};
+  ::sigemptyset(&defaults);
+  ::sigaddset(&defaults, SIGPIPE);
+  ::sigaddset(&defaults, SIGXFSZ);
+  ::posix_spawnattr_setsigdefault(&attributes, &defaults);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  std::vector<char*> words;
+  words.reserve(command.size() + 1);
+  for (const std::string& word : command) {
+    words.push_back(const_cast<char*>(word.c_str()));  // execve changes none
+  }
+  words.push_back(nullptr);
+  const int error =
+      ::posix_spawnp(&process_, words.front(), &files, &attributes, words.data(), environ);
+  ::posix_spawn_file_actions_destroy(&files);
+  ::posix_spawnattr_destroy(&attributes);
+  ::close(input.read_end);
+  ::close(output.write_end);
+  input_ = input.write_end;
+  output_ = output.read_end;
+  if (error != 0) {
+    ::close(input_);
+    ::close(output_);
+    throw std::system_error(error, std::generic_category());
+  }
+}
+
+PipedProcess::Implementation::~Implementation() {
+  ::close(input_);
+  ::close(output_);
+  if (process_ != 0) {
+    static_cast<void>(AwaitEnd());
+  }
+}
+
+void PipedProcess::Implementation::Write(std::string_view text) const {
+  while (!text.empty()) {
+    const ssize_t size = ::write(input_, text.data(), text.size());
+    if (size < 0 && errno == EINTR) {
+      continue;
+    }
+    if (size < 0) {
+      return;
+    }
+    text.remove_prefix(static_cast<std::size_t>(size));
+  }
+}
+
+std::optional<std::string> PipedProcess::Implementation::Read(milliseconds time) const {
+  pollfd ready{output_, POLLIN, 0};
+  if (::poll(&ready, 1, static_cast<int>(time.count())) == 0) {
+    return std::nullopt;
+  }
+  std::array<char, 4096> buffer{};
+  for (;;) {
+    const ssize_t size = ::read(output_, buffer.data(), buffer.size());
+    if (size >= 0) {
+      return std::string(buffer.data(), static_cast<std::size_t>(size));
+    }
+    if (errno != EINTR) {
+      RaiseErrno("");
+    }
+  }
+}
+
+ProcessEnd PipedProcess::Implementation::AwaitEnd() {
+  int status = 0;
+  for (auto waited = milliseconds(0); waited < kTimeToEnd; waited += kPollInterval) {
+    if (::waitpid(process_, &status, WNOHANG) != 0) {
+      process_ = 0;
+      return EndOf(status);
+    }
+    std::this_thread::sleep_for(kPollInterval);
+  }
+  ::kill(process_, SIGKILL);
+  ::waitpid(std::exchange(process_, 0), &status, 0);
+  return EndOf(status);
+}
+
+PipedProcess::PipedProcess(const std::vector<std::string>& command)
+    : implementation_(std::make_unique<Implementation>(command)) {}
+
+PipedProcess::~PipedProcess() = default;
+
+void PipedProcess::Write(std::string_view text) { implementation_->Write(text); }
+
+std::optional<std::string> PipedProcess::Read(milliseconds time) {
+  return implementation_->Read(time);
+}
+
+ProcessEnd PipedProcess::AwaitEnd() { return implementation_->AwaitEnd(); }
 
 bool OpenOnDesktop(const std::string& file) {
   std::string program = "xdg-open";

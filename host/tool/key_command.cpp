@@ -42,7 +42,7 @@ Bytes KeyOf(const std::string& command, const std::string& output) {
   return *key;
 }
 
-void CheckEnd(const std::string& command, const ChildProcess::End& end) {
+void CheckEnd(const std::string& command, const ProcessEnd& end) {
   if (end.by_signal) {
     Raise(command, "was ended by a signal");
   }
@@ -62,7 +62,7 @@ class KeyCommand {
     if (!process_ || seed != seed_) {
       Start(seed);
     }
-    const std::optional<ChildProcess::End> end = process_->Wait(kMoment);
+    const std::optional<ProcessEnd> end = process_->Wait(kMoment);
     const bool goes_on = !end && Clock::now() - started_ < limit_;
     ShowErrors(goes_on);
     if (goes_on) {

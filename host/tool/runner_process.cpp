@@ -1,24 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "host/tool/runner_process.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <charconv>
-#include <csignal>
 #include <cstdint>
-#include <cstring>
 #include <functional>
-#include <limits>
 #include <map>
-#include <optional>
-#include <thread>
+#include <system_error>
 #include <utility>
 
 #include "quillmark/error.h"
@@ -31,30 +20,10 @@ using std::chrono::milliseconds;
 
 /// For a process that computes; simulated time costs none.
 constexpr std::chrono::seconds kMostSilence{60};
-constexpr std::chrono::seconds kTimeToEnd{1};
-constexpr milliseconds kPollInterval{10};
 constexpr std::size_t kLongestLine = 1U << 24U;
 constexpr std::size_t kMostShown = 60;
 /// How often a process may go on after its bus has failed.
 constexpr int kMostErrors = 1000;
-
-[[noreturn]] void RaiseSystemError(const std::string& what, int number) {
-  throw RunnerProcessError(fmt::format("{}: {}", what, std::strerror(number)));
-}
-
-/// Both ends of a pipe, closed in programs that are started.
-struct Pipe {
-  Pipe() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-      RaiseSystemError("there is no pipe", errno);
-    }
-    read_end = ends[0];
-    write_end = ends[1];
-  }
-  int read_end = -1;
-  int write_end = -1;
-};
 
 /// A document as one line: the ends of its lines have no meaning.
 std::string OneLineOf(const DOMDocument& document) {
@@ -155,47 +124,12 @@ void TakeDocument(const RunnerTask& task, std::string_view text) {
 
 }  // namespace
 
-RunnerProcess::RunnerProcess(const std::vector<std::string>& command) : name_(command.at(0)) {
-  const Pipe input;
-  const Pipe output;
-  posix_spawn_file_actions_t files{};
-  ::posix_spawn_file_actions_init(&files);
-  ::posix_spawn_file_actions_adddup2(&files, input.read_end, STDIN_FILENO);
-  ::posix_spawn_file_actions_adddup2(&files, output.write_end, STDOUT_FILENO);
-  posix_spawnattr_t attributes{};
-  ::posix_spawnattr_init(&attributes);
-  sigset_t defaults{};
-  ::sigemptyset(&defaults);
-  ::sigaddset(&defaults, SIGPIPE);
-  ::sigaddset(&defaults, SIGXFSZ);
-  ::posix_spawnattr_setsigdefault(&attributes, &defaults);
-  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-  std::vector<char*> words;
-  words.reserve(command.size() + 1);
-  for (const std::string& word : command) {
-    words.push_back(const_cast<char*>(word.c_str()));  // execve changes none
-  }
-  words.push_back(nullptr);
-  const int error =
-      ::posix_spawnp(&process_, name_.c_str(), &files, &attributes, words.data(), environ);
-  ::posix_spawn_file_actions_destroy(&files);
-  ::posix_spawnattr_destroy(&attributes);
-  ::close(input.read_end);
-  ::close(output.write_end);
-  input_ = input.write_end;
-  output_ = output.read_end;
-  if (error != 0) {
-    ::close(input_);
-    ::close(output_);
-    RaiseSystemError(fmt::format("\"{}\" cannot be started", name_), error);
-  }
-}
-
-RunnerProcess::~RunnerProcess() {
-  ::close(input_);
-  ::close(output_);
-  if (process_ != 0) {
-    static_cast<void>(AwaitEnd());
+RunnerProcess::RunnerProcess(const std::vector<std::string>& command) {
+  try {
+    process_.emplace(command);
+  } catch (const std::system_error& error) {
+    throw RunnerProcessError(
+        fmt::format("\"{}\" cannot be started: {}", command.at(0), error.code().message()));
   }
 }
 
@@ -208,6 +142,9 @@ void RunnerProcess::Run(const RunnerTask& task) {
   } catch (const RunnerProcessError& error) {
     failure_ = error.what();
     throw;
+  } catch (const std::system_error& error) {
+    failure_ = "its output cannot be read: " + error.code().message();
+    throw RunnerProcessError(failure_);
   }
 }
 
@@ -236,22 +173,12 @@ void RunnerProcess::Converse(const RunnerTask& task) {
   throw RunnerProcessError("it goes on after its bus has failed");
 }
 
-void RunnerProcess::WriteLine(std::string_view line) const {
-  const std::string text = std::string(line) + '\n';
-  for (std::size_t written = 0; written < text.size();) {
-    const ssize_t size = ::write(input_, text.data() + written, text.size() - written);
-    if (size < 0 && errno == EINTR) {
-      continue;
-    }
-    if (size < 0) {
-      return;  // It has ended; what it wrote before, or its status, tells more.
-    }
-    written += static_cast<std::size_t>(size);
-  }
+void RunnerProcess::WriteLine(std::string_view line) {
+  // If it has ended, what it wrote before, or its status, tells more.
+  process_->Write(std::string(line) + '\n');
 }
 
 std::string RunnerProcess::ReadLine() {
-  std::array<char, 4096> buffer{};
   for (std::size_t looked_at = 0;;) {
     const std::size_t end = begun_.find('\n', looked_at);
     if (end != std::string::npos) {
@@ -266,44 +193,23 @@ std::string RunnerProcess::ReadLine() {
       throw RunnerProcessError("it writes a line that does not end");
     }
     looked_at = begun_.size();
-    AwaitOutput();
-    const ssize_t size = ::read(output_, buffer.data(), buffer.size());
-    if (size == 0) {
+    const std::optional<std::string> text = process_->Read(kMostSilence);
+    if (!text) {
+      throw RunnerProcessError(
+          fmt::format("it has written no line for {} s", kMostSilence.count()));
+    }
+    if (text->empty()) {
       throw RunnerProcessError(HowItEnded());
     }
-    if (size < 0 && errno != EINTR) {
-      RaiseSystemError("its output cannot be read", errno);
-    }
-    begun_.append(buffer.data(), size < 0 ? 0 : static_cast<std::size_t>(size));
-  }
-}
-
-void RunnerProcess::AwaitOutput() const {
-  pollfd ready{output_, POLLIN, 0};
-  if (::poll(&ready, 1, static_cast<int>(milliseconds(kMostSilence).count())) == 0) {
-    throw RunnerProcessError(fmt::format("it has written no line for {} s", kMostSilence.count()));
+    begun_ += *text;
   }
 }
 
 std::string RunnerProcess::HowItEnded() {
   constexpr std::string_view kWhen = "before it had written done";
-  const int status = AwaitEnd();
-  return WIFEXITED(status) ? fmt::format("it ended with status {} {}", WEXITSTATUS(status), kWhen)
-                           : fmt::format("it was ended by signal {} {}", WTERMSIG(status), kWhen);
-}
-
-int RunnerProcess::AwaitEnd() {
-  int status = 0;
-  for (auto waited = milliseconds(0); waited < kTimeToEnd; waited += kPollInterval) {
-    if (::waitpid(process_, &status, WNOHANG) != 0) {
-      process_ = 0;
-      return status;
-    }
-    std::this_thread::sleep_for(kPollInterval);
-  }
-  ::kill(process_, SIGKILL);
-  ::waitpid(std::exchange(process_, 0), &status, 0);
-  return status;
+  const ProcessEnd end = process_->AwaitEnd();
+  return end.by_signal ? fmt::format("it was ended by signal {} {}", end.status, kWhen)
+                       : fmt::format("it ended with status {} {}", end.status, kWhen);
 }
 
 }  // namespace quillmark::host

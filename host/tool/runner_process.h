@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "host/tool/child_process.h"
 #include "quillmark/host/conformance.h"
 
 namespace quillmark::host {
@@ -20,8 +20,7 @@ class RunnerProcessError : public std::runtime_error {
 };
 
 /// Another process that runs documents, in any language. It speaks lines of text: this one writes
-/// to its standard input and reads its standard output, as the page
-/// "Testing a runner" says. It
+/// to its standard input and reads its standard output, as the page "Testing a runner" says. It
 /// keeps the standard error.
 ///
 /// Threads: used by one thread at a time.
@@ -29,12 +28,6 @@ class RunnerProcess {
  public:
   /// Starts the program, which is looked for in PATH. Raises RunnerProcessError.
   explicit RunnerProcess(const std::vector<std::string>& command);
-  RunnerProcess(const RunnerProcess&) = delete;
-  RunnerProcess& operator=(const RunnerProcess&) = delete;
-  RunnerProcess(RunnerProcess&&) = delete;
-  RunnerProcess& operator=(RunnerProcess&&) = delete;
-  /// Closes the process's input, which tells it to end. After a second it is killed.
-  ~RunnerProcess();
 
   /// Has the process run a document, which then holds what it made of it. Raises
   /// RunnerProcessError, also for each task after such a failure.
@@ -45,17 +38,11 @@ class RunnerProcess {
 
  private:
   void Converse(const RunnerTask& task);
-  void WriteLine(std::string_view line) const;
+  void WriteLine(std::string_view line);
   [[nodiscard]] std::string ReadLine();
-  void AwaitOutput() const;
   [[nodiscard]] std::string HowItEnded();
-  /// Its status, as waitpid has it, once it has ended. After a second it is killed.
-  int AwaitEnd();
 
-  std::string name_;
-  pid_t process_ = 0;
-  int input_ = -1;
-  int output_ = -1;
+  std::optional<PipedProcess> process_;
   /// What was read and is not a whole line yet.
   std::string begun_;
   std::string failure_;
