@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <windows.h>
 
+#include <array>
+#include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <system_error>
 
 #include "host/adapters/shared_library.h"
@@ -11,15 +14,39 @@
 namespace quillmark::host {
 namespace {
 
-constexpr bool kIs64Bit = sizeof(void*) == 8;
+/// A number in the header of a library, the lowest byte first.
+std::optional<std::uint32_t> NumberAt(std::istream& file, std::streamoff place, std::size_t size) {
+  std::array<char, 4> bytes{};
+  file.seekg(place);
+  file.read(bytes.data(), static_cast<std::streamsize>(size));
+  if (!file) {
+    return std::nullopt;
+  }
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    number |= static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes.at(i))) << 8 * i;
+  }
+  return number;
+}
 
 /// `error` is that of the attempt to load `path`.
 [[noreturn]] void RaiseCannotLoad(const std::string& path, DWORD error) {
+  const std::filesystem::path file = Utf8Path(path);
+  std::error_code ignored;
+  if (!std::filesystem::exists(file, ignored)) {
+    throw BusError(path + " cannot be loaded: there is no such file");
+  }
+  const std::optional<int> bits = LibraryBits(file);
+  if (error == ERROR_BAD_EXE_FORMAT && bits && *bits != kProgramBits) {
+    const std::string other = std::to_string(*bits);
+    throw BusError(path + " is a library for " + other + "-bit programs, this is the " +
+                   std::to_string(kProgramBits) +
+                   "-bit quillmark: use the quillmark.exe in the folder " + other);
+  }
   if (error == ERROR_BAD_EXE_FORMAT) {
-    throw BusError(path + " is a library for " + (kIs64Bit ? "32" : "64") +
-                   "-bit programs, this is the " + (kIs64Bit ? "64" : "32") +
-                   "-bit quillmark: use the quillmark.exe in the folder " +
-                   (kIs64Bit ? "32" : "64"));
+    throw BusError(path + " cannot be loaded: it is " +
+                   (bits ? "damaged, or needs a library that is"
+                         : "no library for Windows on this processor"));
   }
   throw BusError(path +
                  " cannot be loaded: " + std::system_category().message(static_cast<int>(error)));
@@ -50,6 +77,31 @@ class LoadedLibrary : public SharedLibrary {
 };
 
 }  // namespace
+
+std::optional<int> LibraryBits(const std::filesystem::path& file) {
+  constexpr std::uint32_t kDosSignature = 0x5A4D;
+  constexpr std::streamoff kHeaderPlace = 0x3C;
+  constexpr std::uint32_t kSignature = 0x4550;
+  std::error_code ignored;
+  // Nothing is opened that would be more than read, such as a port.
+  if (!std::filesystem::is_regular_file(file, ignored)) {
+    return std::nullopt;
+  }
+  std::ifstream content(file, std::ios::binary);
+  const std::optional<std::uint32_t> header = NumberAt(content, kHeaderPlace, 4);
+  if (!header || NumberAt(content, 0, 2) != kDosSignature ||
+      NumberAt(content, *header, 4) != kSignature) {
+    return std::nullopt;
+  }
+  switch (NumberAt(content, static_cast<std::streamoff>(*header) + 4, 2).value_or(0)) {
+    case IMAGE_FILE_MACHINE_I386:
+      return 32;
+    case IMAGE_FILE_MACHINE_AMD64:
+      return 64;
+    default:
+      return std::nullopt;
+  }
+}
 
 std::unique_ptr<SharedLibrary> LoadSharedLibrary(const std::string& path) {
   return std::make_unique<LoadedLibrary>(path);

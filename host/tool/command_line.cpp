@@ -134,13 +134,13 @@ std::unique_ptr<CLI::App> MakeCommandLine(Command& command) {
   AddCallsCommand(*app, command);
   AddDecodeCommand(*app, command);
   AddReportCommand(*app, command);
-#if !defined(_WIN32)
   AddDevicesCommand(*app, command);
+#if !defined(_WIN32)
   AddHistoryCommand(*app, command);
 #endif
   AddSimulateCommand(*app, command);
-#if !defined(_WIN32)
   AddConformanceCommand(*app, command);
+#if !defined(_WIN32)
   AddStationCommand(*app, command);
 #endif
   for (CLI::App* const each : app->get_subcommands([](const CLI::App*) { return true; })) {

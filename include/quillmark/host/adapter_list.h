@@ -40,20 +40,28 @@ struct QUILLMARK_API AdapterPlaces {
   /// Of this system and this user.
   AdapterPlaces();
 
-  /// `*.json` with FUNCTION_LIB, NAME and VENDOR. Empty where the user has no home.
+  /// The folder of `*.json` with FUNCTION_LIB, NAME and VENDOR; empty where the user has no home.
+  /// On Windows the key of the registry with a key for each library, below HKEY_LOCAL_MACHINE.
   std::filesystem::path pass_thru;
-  /// Where serial ports are.
-  std::filesystem::path devices = "/dev";
-  /// Where the kernel describes network interfaces.
-  std::filesystem::path networks = "/sys/class/net";
+  /// The folder of serial ports; on Windows the key of the registry that names them.
+  std::filesystem::path devices;
+  /// The folder in which the kernel describes network interfaces; empty on Windows.
+  std::filesystem::path networks;
 };
 
 /// Pass-thru libraries, serial ports and CAN interfaces, each sorted by its name. What cannot be
-/// read becomes a warning. Nothing is opened but the files that describe pass-thru libraries.
+/// read becomes a warning. No adapter is opened: read are the files that describe pass-thru
+/// libraries and, on Windows, the beginning of the libraries, which tells for which programs they
+/// are.
+///
+/// On Windows both views of the registry are read, first that of this program's width: a library
+/// that only programs of the other width can load is in the list, and its description says so.
 [[nodiscard]] QUILLMARK_API AdapterList ListAdapters(const AdapterPlaces& places = {});
 
-/// The file of a pass-thru library that is given by its path, which has a slash, or by the name
-/// with which it is registered. Raises BusError for a name that is not, with those that are.
+/// The file of a pass-thru library that is given by its path, which has a slash (on Windows or a
+/// backslash), or by the name
+/// with which it is registered; on Windows, of two that share a name, the one that this program can
+/// load. Raises BusError for a name that is not registered, with those that are.
 [[nodiscard]] QUILLMARK_API std::string FindPassThruLibrary(const std::string& device,
                                                             const AdapterPlaces& places = {});
 
