@@ -43,7 +43,8 @@ AdapterEntry AdapterOf(const PassThruEntries& entries, const PassThruEntry& entr
   }
   const std::string uri = "j2534:" + DeviceOf(entries, entry);
   for (const std::string& protocol : entry.protocols) {
-    adapter.uris.push_back(uri + "?protocol=" + protocol);
+    adapter.uris.push_back(uri);
+    adapter.uris.back().append("?protocol=").append(protocol);
   }
   if (adapter.uris.empty()) {
     adapter.uris.push_back(uri);

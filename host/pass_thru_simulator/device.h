@@ -73,7 +73,8 @@ class Device {
   [[nodiscard]] std::uint32_t Connect(std::uint32_t protocol, std::uint32_t flags,
                                       std::uint32_t baud);
   void Disconnect(std::uint32_t channel);
-  [[nodiscard]] bool HasChannels() const { return !channels_.empty(); }
+  /// Whether a channel is left to disconnect: nobody can on an adapter that is gone.
+  [[nodiscard]] bool HasChannels() const { return !is_gone_ && !channels_.empty(); }
 
   /// At most `most` messages; waits for all of them until `timeout`. `status` says why there are
   /// fewer.

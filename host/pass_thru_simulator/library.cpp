@@ -2,7 +2,6 @@
 // The exported functions. The library is built twice, with 32 and with 64 bits for the interface's
 // `unsigned long`.
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <initializer_list>
 #include <mutex>
@@ -10,6 +9,8 @@
 
 #include "host/pass_thru_simulator/settings.h"
 #include "host/tool/flash_file.h"
+#include "host/tool/terminal.h"
+#include "quillmark/host/files.h"
 
 #ifdef _WIN32
 #define QUILLMARK_EXPORT extern "C" __declspec(dllexport)
@@ -94,8 +95,7 @@ class Library {
     if (device_) {
       throw Refusal(kDeviceInUse, "the adapter is open already");
     }
-    const char* const words = std::getenv(kSettingsVariable);
-    settings_ = ParseSettings(words == nullptr ? "" : words);
+    settings_ = ParseSettings(EnvironmentVariable(kSettingsVariable));
     calls_.clear();
     violations_ = 0;
     device_.emplace(settings_.device, [this](const std::string& text) { Complain(text); });
@@ -163,7 +163,7 @@ class Library {
 
   void Report(const std::string& line) const {
     if (!settings_.report.empty()) {
-      std::ofstream(settings_.report, std::ios::app) << line << '\n';
+      std::ofstream(Utf8Path(settings_.report), std::ios::app) << line << '\n';
     }
   }
 

@@ -43,6 +43,8 @@ struct EcuSettings {
   LinkOptions link;
   std::uint8_t memory = 0;
   std::uint8_t check_routine = 0x02;
+  /// How long erase and check run; nothing: as long as a simulated ECU needs.
+  std::optional<std::chrono::milliseconds> routine_time{};
   Faults faults;
 };
 
@@ -50,6 +52,9 @@ void AddEcuOptions(CLI::App& app, EcuSettings& ecu) {
   AddLinkOptions(app, ecu.link);
   AddMemoryOption(app, ecu.memory);
   AddRoutineOption(app, ecu.check_routine);
+  app.add_option_function<std::string>("--routine-time", [&ecu](const std::string& text) {
+    ecu.routine_time = std::chrono::milliseconds(ParseNumber("--routine-time", text, kTimeRange));
+  });
   app.add_option_function<std::vector<std::string>>(
          "--fault",
          [&ecu](const std::vector<std::string>& texts) { ecu.faults = ParseFaults(texts); })
@@ -100,6 +105,8 @@ Settings ParseSettings(const std::string& words) {
     LinkOptions link = ecu->link;
     link.form = form;
     EcuOptions options = SimulatedEcuFor(link, ecu->memory, ecu->check_routine, ecu->faults);
+    options.timing.erase_time = ecu->routine_time.value_or(options.timing.erase_time);
+    options.timing.check_time = ecu->routine_time.value_or(options.timing.check_time);
     options.areas.front().size = size;
     options.areas.front().first_cells = file.Load();
     return options;

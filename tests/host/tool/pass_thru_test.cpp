@@ -168,6 +168,7 @@ TEST_P(FaultyPassThru, EndsAsOnAnyOtherBus) {
           HasSubstr(is_unplugged ? "ERR_DEVICE_NOT_CONNECTED: the device is gone" : fault.message),
           HasSubstr("\nstep      download"), HasSubstr(fault.state), HasSubstr("\nnext      ")));
   EXPECT_NE(Kept(image.size()), image);
+  EXPECT_EQ(simulator_.Report(), kNoViolations);
 }
 
 INSTANTIATE_TEST_SUITE_P(Faults, FaultyPassThru, ::testing::ValuesIn(kFlashFaults),
@@ -281,6 +282,16 @@ TEST_F(Devices, AreListedWithTheBusThatReachesThem) {
   EXPECT_EQ(identified.status, 0) << identified.err;
   EXPECT_THAT(identified.out, HasSubstr("adapter   firmware 1.0 simulated, library 1.0, API 04.04\n"
                                         "identification  SIMULATED ECU"));
+}
+
+TEST_F(Devices, AreQuotedForTheShellWhereTheirNamesNeedIt) {
+  Register("bench.json", R"({"NAME":"Bob's $HOME","VENDOR":"v","FUNCTION_LIB":"/opt/b.so"})");
+  EXPECT_THAT(Run({"devices"}).out, HasSubstr(R"(  --bus 'j2534:Bob'\''s $HOME')"));
+}
+
+TEST_F(Devices, AreWarnedOfInOneLine) {
+  Register("a\nquillmark: all is well.json", "{");
+  EXPECT_THAT(Run({"devices"}).err, HasSubstr("a\\u000aquillmark: all is well.json: expected"));
 }
 
 TEST_F(Devices, AreEventsForMachines) {
