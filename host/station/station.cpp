@@ -240,6 +240,7 @@ class Station::Place {
   [[nodiscard]] const Bay& bay() const { return bay_; }
 
  private:
+  // NOLINTNEXTLINE(bugprone-exception-escape): moving Json throws nothing, though it checks itself
   struct Loaded {
     std::uint64_t number = 0;
     std::shared_ptr<FlashRun> run;

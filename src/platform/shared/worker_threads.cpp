@@ -112,21 +112,21 @@ class Worker {
 }  // namespace
 
 void WorkerCount::Increment() {
-  State state = state_;
-  while (!state_.compare_exchange_weak(state, Here(CountHere(state) + 1))) {
+  State state = state_.value;
+  while (!state_.value.compare_exchange_weak(state, Here(CountHere(state) + 1))) {
   }
 }
 
 void WorkerCount::Decrement() {
-  --state_;
-  change_.Notify(state_);
+  --state_.value;
+  state_.Notify();
 }
 
-std::size_t WorkerCount::Value() const { return CountHere(state_); }
+std::size_t WorkerCount::Value() const { return CountHere(state_.value); }
 
 void WorkerCount::WaitForZero() const {
-  for (State state = state_; CountHere(state) != 0; state = state_) {
-    change_.WaitWhile(state_, state);
+  for (State state = state_.value; CountHere(state) != 0; state = state_.value) {
+    state_.WaitWhile(state);
   }
 }
 

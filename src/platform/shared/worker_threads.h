@@ -26,29 +26,31 @@ using ThreadLauncher = std::function<void(std::function<void()>)>;
 /// Makes an object of a class for the platform on which it will work.
 using ClassFactory = std::function<std::shared_ptr<Object>(const std::shared_ptr<Platform>&)>;
 
-/// How a thread waits until a count changes.
-class CountChange {
+/// A number that a thread can wait to see changed.
+class WaitableNumber {
  public:
-  using State = std::uint64_t;
+  using Value = std::uint64_t;
+
+  std::atomic<Value> value = 0;
 
 #ifdef _WIN32
   // Below std::atomic there is no futex here. g++ 12 then looks at the value before it takes its
   // lock, and a notification in between is lost. Nothing forks either, so a lock may be held.
-  void Notify(std::atomic<State>& /*state*/) {
+  void Notify() {
     const std::lock_guard lock(mutex_);
     changed_.notify_all();
   }
-  void WaitWhile(const std::atomic<State>& state, State old) {
+  void WaitWhile(Value old) const {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return state != old; });
+    changed_.wait(lock, [&] { return value != old; });
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
+  mutable std::mutex mutex_;
+  mutable std::condition_variable changed_;
 #else
-  static void Notify(std::atomic<State>& state) { state.notify_all(); }
-  static void WaitWhile(const std::atomic<State>& state, State old) { state.wait(old); }
+  void Notify() { value.notify_all(); }
+  void WaitWhile(Value old) const { value.wait(old); }
 #endif
 };
 
@@ -64,14 +66,13 @@ class WorkerCount {
 
  private:
   /// The process that counted last, and its count in the low bits.
-  using State = CountChange::State;
+  using State = WaitableNumber::Value;
   static constexpr unsigned kCountBits = 32;
 
   [[nodiscard]] static State Here(std::uint32_t count);
   [[nodiscard]] static std::uint32_t CountHere(State state);
 
-  std::atomic<State> state_ = 0;
-  mutable CountChange change_;
+  WaitableNumber state_;
 };
 
 /// The workers of a platform: all of them, and those of each client. Threads: any.
