@@ -343,7 +343,7 @@ TEST_F(RecordsOption, DoesNotStopARunThatTheDiskHasNoRoomFor) {
   const auto room = static_cast<rlim_t>(std::filesystem::file_size(file_));
   const std::string image = folder_.Write("c.bin", Pattern(100));
   ToolResult result;
-  for (int count = 0; count < 30 && result.err.empty(); ++count) {
+  for (int count = 0; count < 30 && result.status == 0; ++count) {
     const quillmark::testing::FileLimit limit(room, SIG_DFL);
     result = Run({"flash", image, "--base", "0", "--records", file_});
   }
