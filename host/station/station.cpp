@@ -218,7 +218,7 @@ RunFilter FilterOf(const HttpRequest& request) {
 /// on one of them alone.
 class Station::Place {
  public:
-  Place(std::size_t number, StationBay bay, std::filesystem::path artifacts,
+  Place(std::size_t number, StationBay&& bay, std::filesystem::path artifacts,
         Bay::Listeners listeners)
       : number_(number),
         artifacts_(std::move(artifacts)),
@@ -421,12 +421,14 @@ Station::Station(Settings settings, std::vector<StationBay> bays) : settings_(st
         Bay::Listeners{.on_change = [this, number] { server_->Tell(number); },
                        .open_bus = settings_.open_bus}));
   }
-  server_ = std::make_unique<HttpServer>(HttpServer::Settings{
-      .address = settings_.address,
-      .port = settings_.port,
-      .routes = Routes(),
-      .events = {places_.size(),
-                 [this](std::size_t number) { return AnswerOf(places_[number]->ToJson()).body; }}});
+  const auto state_of = [this](std::size_t number) {
+    return AnswerOf(places_[number]->ToJson()).body;
+  };
+  server_ =
+      std::make_unique<HttpServer>(HttpServer::Settings{.address = settings_.address,
+                                                        .port = settings_.port,
+                                                        .routes = Routes(),
+                                                        .events = {places_.size(), state_of}});
 }
 
 Station::~Station() {

@@ -191,7 +191,7 @@ Profile SettingsOf(const FlashSettings& flash) {
   return settings;
 }
 
-FlashRun::FlashRun(FlashSettings settings)
+FlashRun::FlashRun(const FlashSettings& settings)
     : FlashRun(settings, std::make_shared<Images>(ReadImagesOf(settings.transfer))) {}
 
 FlashRun::FlashRun(FlashSettings settings, std::shared_ptr<const Images> images)

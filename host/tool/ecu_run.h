@@ -45,7 +45,7 @@ class FlashRun {
  public:
   /// Checks the settings, the images and the files against each other. Creates and sends nothing.
   /// Raises CLI::ValidationError, ToolError and what ReadImagesOf raises.
-  explicit FlashRun(FlashSettings settings);
+  explicit FlashRun(const FlashSettings& settings);
   /// With these images instead of those that the settings name; several runs may share them.
   FlashRun(FlashSettings settings, std::shared_ptr<const Images> images);
 

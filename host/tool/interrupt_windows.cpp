@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <future>
 #include <thread>
 
 #include "host/tool/interrupt.h"
@@ -60,34 +61,61 @@ BOOL WINAPI OnControl(DWORD event) {
   AwaitEnd();
 }
 
-LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
-  if (message == WM_ENDSESSION && first != FALSE) {
-    AwaitEnd();
+/// Hears of the end of the user's session: Windows tells a process that has loaded the libraries
+/// for windows of it only through a window.
+class HiddenWindow {
+ public:
+  HiddenWindow() : thread_([this] { Serve(); }) {}
+  HiddenWindow(const HiddenWindow&) = delete;
+  HiddenWindow& operator=(const HiddenWindow&) = delete;
+  HiddenWindow(HiddenWindow&&) = delete;
+  HiddenWindow& operator=(HiddenWindow&&) = delete;
+  /// Under Wine, a process that ends while one of its threads makes a window can end with another
+  /// status than its own.
+  ~HiddenWindow() {
+    if (session_ends) {
+      thread_.detach();
+      return;
+    }
+    PostThreadMessageW(thread_with_queue_.get_future().get(), WM_QUIT, 0, 0);
+    thread_.join();
   }
-  return DefWindowProcW(window, message, first, second);
-}
 
-/// Windows tells a process that has loaded the libraries for windows of the end of the user's
-/// session only through a window.
-void ServeHiddenWindow() {
-  WNDCLASSW type{};
-  type.lpfnWndProc = &OnMessage;
-  type.hInstance = GetModuleHandleW(nullptr);
-  type.lpszClassName = L"quillmark";
-  RegisterClassW(&type);
-  CreateWindowW(type.lpszClassName, L"quillmark", 0, 0, 0, 0, 0, nullptr, nullptr, type.hInstance,
-                nullptr);
-  MSG message{};
-  while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-    DispatchMessageW(&message);
+ private:
+  static LRESULT CALLBACK OnMessage(HWND window, UINT message, WPARAM first, LPARAM second) {
+    if (message == WM_ENDSESSION && first != FALSE) {
+      session_ends = true;
+      AwaitEnd();
+    }
+    return DefWindowProcW(window, message, first, second);
   }
-}
+
+  void Serve() {
+    WNDCLASSW type{};
+    type.lpfnWndProc = &OnMessage;
+    type.hInstance = GetModuleHandleW(nullptr);
+    type.lpszClassName = L"quillmark";
+    RegisterClassW(&type);
+    CreateWindowW(type.lpszClassName, L"quillmark", 0, 0, 0, 0, 0, nullptr, nullptr, type.hInstance,
+                  nullptr);
+    thread_with_queue_.set_value(GetCurrentThreadId());
+    MSG message{};
+    while (GetMessageW(&message, nullptr, 0, 0) > 0) {
+      DispatchMessageW(&message);
+    }
+  }
+
+  static inline std::atomic<bool> session_ends = false;
+
+  std::promise<DWORD> thread_with_queue_;
+  std::thread thread_;
+};
 
 }  // namespace
 
 void CatchInterrupts() {
   SetConsoleCtrlHandler(&OnControl, TRUE);
-  std::thread(&ServeHiddenWindow).detach();
+  static const HiddenWindow window;
 }
 
 bool Interrupted() { return interrupted; }
