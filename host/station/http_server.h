@@ -139,8 +139,8 @@ class HttpServer {
 /// The value of a cookie in the header Cookie; empty if it is not there.
 [[nodiscard]] std::string_view CookieIn(std::string_view header, std::string_view name);
 
-/// The names and values of a query, such as "name=a%20b&base=0". Raises HttpError for an escape
-/// that is none, and for control characters.
+/// The names and values of a query, such as "name=a%20b&base=0". Raises HttpError for an invalid
+/// escape, and for control characters.
 [[nodiscard]] std::map<std::string, std::string> ParseQuery(std::string_view query);
 
 /// What the stars of `pattern` stand for in `path`. False if it does not fit.

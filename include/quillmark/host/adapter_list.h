@@ -59,9 +59,9 @@ struct QUILLMARK_API AdapterPlaces {
 [[nodiscard]] QUILLMARK_API AdapterList ListAdapters(const AdapterPlaces& places = {});
 
 /// The file of a pass-thru library that is given by its path, which has a slash (on Windows or a
-/// backslash), or by the name
-/// with which it is registered; on Windows, of two that share a name, the one that this program can
-/// load. Raises BusError for a name that is not registered, with those that are.
+/// backslash), or by the name with which it is registered; on Windows, of two that share a name,
+/// the one that this program can load. Raises BusError for a name that is not registered, with
+/// those that are.
 [[nodiscard]] QUILLMARK_API std::string FindPassThruLibrary(const std::string& device,
                                                             const AdapterPlaces& places = {});
 
