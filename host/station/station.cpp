@@ -9,11 +9,12 @@
 //   POST /api/bays/N/image           takes the body; ?name= of its file, &base= of a raw binary
 //   POST /api/bays/N/unload          forgets the image
 //   POST /api/bays/N/identify
-//   POST /api/bays/N/flash           ?image= its number, so that nobody flashes what he has not
-//   seen POST /api/bays/N/answer          ?question= its number, &answer=yes or no POST
-//   /api/bays/N/stop GET  /api/runs                   the record; ?search= &ecu= &image= &outcome=
-//   &since= &until= in
-//                                    milliseconds since 1970, &last= at most so many
+//   POST /api/bays/N/flash           ?image= its number: what was looked at is what is flashed
+//   POST /api/bays/N/answer          ?question= its number, &answer=yes or no
+//   POST /api/bays/N/stop
+//   GET  /api/runs                   the record; ?search= &ecu= &image= &outcome=
+//                                    &since= &until= in milliseconds since 1970,
+//                                    &last= at most so many
 //   GET  /api/runs/ID/report         the report of a run, a page
 //
 // N counts from 0. No request names a file, a folder, a device or a command.
