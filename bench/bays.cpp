@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "host/station/bay.h"
+#include "host/tool/paced_bus.h"
 #include "quillmark/host/simulated_bus.h"
 #include "quillmark/host/simulated_ecu.h"
 
@@ -49,38 +50,31 @@ double ThreadTime() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
 
-/// A simulated wire that is as fast as a real one: who asks too late has lost that time, as with a
-/// real ECU. As a USB adapter does, it hands over what came within a millisecond together.
-class RealTimeWire : public Bus {
+/// A simulated wire that adds the processor time that it takes to `cost`.
+class MeasuredWire : public Bus {
  public:
-  explicit RealTimeWire(std::atomic<double>& cost) : cost_(cost), bus_(ecu_) {}
+  explicit MeasuredWire(std::atomic<double>& cost) : cost_(cost), bus_(ecu_) {}
 
   void Select(const Exchange& exchange) override { bus_.Select(exchange); }
-
   void Send(ByteView frame) override {
-    origin_ = std::max(origin_, Clock::now() - bus_.Now());
-    Take([&] { bus_.Send(frame); });
+    Measure([&] { bus_.Send(frame); });
   }
-
   [[nodiscard]] std::optional<Bytes> Receive(std::chrono::milliseconds timeout) override {
     std::optional<Bytes> frame;
-    Take([&] { frame = bus_.Receive(timeout); });
+    Measure([&] { frame = bus_.Receive(timeout); });
     return frame;
   }
-
   void Wait(std::chrono::milliseconds time) override {
-    Take([&] { bus_.Wait(time); });
+    Measure([&] { bus_.Wait(time); });
   }
   void Break(std::chrono::milliseconds low) override {
-    Take([&] { bus_.Break(low); });
+    Measure([&] { bus_.Break(low); });
   }
-  [[nodiscard]] Duration Now() const override {
-    return std::chrono::duration_cast<Duration>(Clock::now().time_since_epoch());
-  }
+  [[nodiscard]] Duration Now() const override { return bus_.Now(); }
 
  private:
   template <typename Work>
-  void Take(Work work) {
+  void Measure(Work work) {
     // The clock of a thread takes longer than most calls: few are measured for all.
     constexpr unsigned kOneOf = 16;
     const bool is_measured = ++calls_ % kOneOf == 0;
@@ -89,16 +83,11 @@ class RealTimeWire : public Bus {
     if (is_measured) {
       cost_ += kOneOf * (ThreadTime() - began);
     }
-    const Clock::time_point due = origin_ + bus_.Now();
-    if (due - Clock::now() > 1ms) {
-      std::this_thread::sleep_until(due);
-    }
   }
 
   std::atomic<double>& cost_;
   SimulatedEcu ecu_{EcuOptions{}};
   SimulatedBus bus_;
-  Clock::time_point origin_{};
   unsigned calls_ = 0;
 };
 
@@ -199,7 +188,9 @@ Measured Flash(const std::vector<std::string>& buses, std::atomic<double>* cost)
     watches.push_back(std::make_unique<Stopwatch>());
     Bay::Listeners listeners{.on_change = {}, .reporter = watches.back().get(), .open_bus = {}};
     if (cost != nullptr) {
-      listeners.open_bus = [cost](const BusUri&) { return std::make_unique<RealTimeWire>(*cost); };
+      listeners.open_bus = [cost](const BusUri&) {
+        return std::make_unique<PacedBus>(std::make_unique<MeasuredWire>(*cost));
+      };
     }
     bays.push_back(std::make_unique<Bay>(std::to_string(bays.size()), SettingsFor(bus), listeners));
   }

@@ -125,12 +125,24 @@ class Parser {
     }
     const std::string_view name = text.substr(0, equals);
     const std::string_view value = text.substr(equals + 1);
-    const bool known = (uri_.kind == BusKind::kSlcan && ReadSlcanParameter(name, value)) ||
+    const bool known = (uri_.kind == BusKind::kSimulated && ReadSimulatorParameter(name, value)) ||
+                       (uri_.kind == BusKind::kSlcan && ReadSlcanParameter(name, value)) ||
                        (uri_.kind == BusKind::kKLine && ReadKLineParameter(name, value)) ||
                        (uri_.kind == BusKind::kPassThru && ReadPassThruParameter(name, value));
     if (!known) {
       Refuse(text_, "there is no parameter " + Quoted(name) + " for this bus");
     }
+  }
+
+  bool ReadSimulatorParameter(std::string_view name, std::string_view value) {
+    if (name != "time") {
+      return false;
+    }
+    if (value != "real" && value != "computed") {
+      Refuse(text_, "time must be real or computed");
+    }
+    uri_.takes_real_time = value == "real";
+    return true;
   }
 
   bool ReadSlcanParameter(std::string_view name, std::string_view value) {

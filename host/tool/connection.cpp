@@ -12,6 +12,7 @@
 #include "host/tool/image_report.h"
 #include "host/tool/interrupt.h"
 #include "host/tool/key_command.h"
+#include "host/tool/paced_bus.h"
 #include "host/tool/simulated_ecu_options.h"
 #include "quillmark/host/open_bus.h"
 #include "quillmark/host/simulated_bus.h"
@@ -103,6 +104,9 @@ void Connection::OpenBus(const LinkOptions& link, const SessionOptions& session,
     bus->InjectFaults(InjectorOf(session.faults.wire));
   }
   bus_ = std::move(bus);
+  if (session.bus.takes_real_time) {
+    bus_ = std::make_unique<PacedBus>(std::move(bus_));
+  }
 }
 
 void Connection::ReportAdapter() {

@@ -47,6 +47,9 @@ struct BusUri {
   std::chrono::milliseconds p3{55};
   /// The pause between two bytes of the tester.
   std::chrono::milliseconds p4{5};
+  /// `sim:`: whether what happens on the bus takes as long as on a real one; otherwise only as long
+  /// as it takes to compute.
+  bool takes_real_time = false;
 
   friend bool operator==(const BusUri&, const BusUri&) = default;
 };

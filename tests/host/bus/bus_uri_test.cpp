@@ -21,6 +21,12 @@ std::string ErrorOf(std::string_view uri) {
 
 TEST(BusUri, OfTheSimulator) { EXPECT_EQ(ParseBusUri("sim:"), BusUri{}); }
 
+TEST(BusUri, OfTheSimulatorInRealTime) {
+  EXPECT_TRUE(ParseBusUri("sim:?time=real").takes_real_time);
+  EXPECT_FALSE(ParseBusUri("sim:?time=computed").takes_real_time);
+  EXPECT_THAT(ErrorOf("sim:?time=slow"), HasSubstr("time must be real or computed"));
+}
+
 TEST(BusUri, OfASerialCanAdapter) {
   const BusUri uri = ParseBusUri("slcan:/dev/ttyACM0");
   EXPECT_EQ(uri.kind, BusKind::kSlcan);

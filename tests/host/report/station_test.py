@@ -115,11 +115,14 @@ class StationTest(unittest.TestCase):
     def start(self, *bays):
         station = Station(self.path, bays)
         self.addCleanup(lambda: station.process.poll() is None and station.end())
+        self.open_page(station.url)
+        return station
+
+    def open_page(self, url):
         self.browser.open("about:blank")
         self.browser.errors()
-        self.browser.open(station.url)
+        self.browser.open(url)
         self.wait("document.body.getAttribute('aria-busy') === 'false' && document.body.dataset.link === 'there'")
-        return station
 
     def simulate(self, *options):
         simulator = Simulator(*options)
@@ -209,29 +212,41 @@ class StationTest(unittest.TestCase):
         self.look_at_report()
         self.assertEqual(station.end(), 0)
 
-    def test_first_steps_of_the_page_work(self):
-        page = (SOURCES / "docs/station.md").read_text()
-        script = re.search(r"<!-- runs -->\n```sh\n(.*?)```", page, re.DOTALL)[1]
-        self.assertIn("build/bays.json", script)
-        folder = self.path / "build/release/host/tool"
-        folder.mkdir(parents=True)
-        (folder / "quillmark").symlink_to(TOOL)
-        # The simulators end with their shell's group.
-        shell = subprocess.Popen(["bash", "-ec", script + "\necho ready\nwait"], cwd=self.path, stdout=subprocess.PIPE,
-                                 text=True, start_new_session=True)
-        self.addCleanup(shell.stdout.close)
-        self.addCleanup(shell.wait)
-        self.addCleanup(lambda: os.killpg(shell.pid, signal.SIGTERM))
-        self.assertEqual(shell.stdout.readline(), "ready\n")
-        self.start(*json.loads((self.path / "build/bays.json").read_text())["bays"])
+    def test_readme_leads_to_two_flashed_ecus(self):
+        """Its command, word for word, and then what it says to do in both bays."""
+        command, text = re.search(r"```sh\n([^\n]* station [^\n]*)\n```\n\n(.*?)\n\n", (SOURCES / "README.md").read_text(),
+                                  re.DOTALL).groups()
+        self.readme_station(command)
+        [image] = re.findall("`(.*?)`", text)
         for bay in (0, 1):
-            self.browser.choose_file(f"#bay-{bay}-file", SOURCES / "docs/samples/firmware.srec")
-            self.click(f"#bay-{bay}-flash")
-        for bay in (0, 1):
-            self.click(f"#bay-{bay}-yes")
+            self.browser.choose_file(f"#bay-{bay}-file", SOURCES / image)
+        buttons = [" ".join(words.split()) for words in re.findall(r"\*\*(.*?)\*\*", text, re.DOTALL)]
+        self.assertEqual(len(buttons), 2)
+        for button in buttons:
+            for bay in (0, 1):
+                self.press_button(bay, button)
         for bay in (0, 1):
             self.wait_for(bay, "done")
             self.assertIn("8,192 bytes written", self.text(f"#bay-{bay}-line"))
+
+    def readme_station(self, command):
+        """Runs it beside a build that has the tool, with records of its own, and opens the address that it prints."""
+        tool = self.path / "build/release/host/tool"
+        tool.mkdir(parents=True)
+        (tool / "quillmark").symlink_to(TOOL)
+        (self.path / "docs").symlink_to(SOURCES / "docs")
+        station = subprocess.Popen(["bash", "-c", "exec " + command], cwd=self.path, stdout=subprocess.PIPE, text=True,
+                                   env={**os.environ, "XDG_STATE_HOME": str(self.path / "state")})
+        self.addCleanup(station.stdout.close)
+        self.addCleanup(station.wait)
+        self.addCleanup(station.send_signal, signal.SIGINT)
+        self.open_page(station.stdout.readline().split()[1])
+
+    def press_button(self, bay, text):
+        found = (f"[...document.querySelectorAll('.bay')[{bay}].querySelectorAll('button')].find((each) =>"
+                 f" each.innerText === '{text}' && each.ariaDisabled !== 'true' && each.offsetParent !== null)")
+        self.wait(found)
+        self.browser.run(f"{found}.click()")
 
     def look_at_log(self):
         self.click("#bay-0-details summary")

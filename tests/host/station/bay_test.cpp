@@ -7,6 +7,9 @@
 #include <chrono>
 #include <thread>
 
+#include "host/tool/paced_bus.h"
+#include "quillmark/host/simulated_bus.h"
+#include "quillmark/host/simulated_ecu.h"
 #include "tests/host/tool/temporary_folder.h"
 
 namespace quillmark::host {
@@ -193,6 +196,31 @@ TEST(Bays, DoNotWaitForOneAnother) {
   EXPECT_TRUE(slow.State().is_running);
   static_cast<void>(folder.Write("go", ""));
   EXPECT_EQ(Await(slow, HasEnded).outcome->code, ExitCode::kUnavailable);
+}
+
+TEST(PacedBus, TakesAsLongAsTheSimulatedOneSays) {
+  SimulatedEcu ecu{EcuOptions{}};
+  PacedBus bus(std::make_unique<SimulatedBus>(ecu));
+  bus.Select({});
+  std::this_thread::sleep_for(30ms);  // of the tester, who cannot make up for it
+  const Duration began = bus.Now();
+  bus.Send(Bytes(8));
+  bus.Wait(30ms);
+  EXPECT_GE(bus.Now() - began, 29ms);
+}
+
+TEST(PacedBus, IsTheOneOfASimulatorInRealTime) {
+  FlashSettings settings = Settings();
+  settings.session.bus = ParseBusUri("sim:?time=real");
+  settings.flash.yes = true;
+  Bay bay("left", settings, {});
+  const auto began = std::chrono::steady_clock::now();
+  ASSERT_TRUE(bay.StartFlash(RunOf(bay)));
+  bay.Wait();
+  ASSERT_EQ(bay.State().outcome->code, ExitCode::kDone);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+  EXPECT_GE(took.count(), bay.State().result["seconds"].get<double>());
+  EXPECT_GE(took.count(), 0.5);
 }
 
 }  // namespace
