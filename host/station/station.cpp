@@ -12,10 +12,12 @@
 //   POST /api/bays/N/flash           ?image= its number: what was looked at is what is flashed
 //   POST /api/bays/N/answer          ?question= its number, &answer=yes or no
 //   POST /api/bays/N/stop
-//   GET  /api/runs                   the record; ?search= &ecu= &image= &outcome=
+//   GET  /api/runs                   the record; ?search= &station= &ecu= &image= &outcome=
 //                                    &since= &until= in milliseconds since 1970,
 //                                    &last= at most so many
 //   GET  /api/runs/ID/report         the report of a run, a page
+//   GET  /api/stations/runs          the same of all stations, from their server, and the problem
+//                                    where that does not answer
 //
 // N counts from 0. No request names a file, a folder, a device or a command.
 #include "host/station/station.h"
@@ -164,6 +166,7 @@ Json ToJson(const RunRecord& run) {
   return {{"id", run.id},
           {"started", started},
           {"command", run.command},
+          {"station", run.station},
           {"bay", run.bay},
           {"bus", run.bus},
           {"ecu", run.ecu},
@@ -174,6 +177,14 @@ Json ToJson(const RunRecord& run) {
           {"seconds", SecondsOf(run.time)},
           {"version", run.version},
           {"has_report", !run.artifacts.empty()}};
+}
+
+Json ToJson(const std::vector<RunRecord>& runs) {
+  Json all = Json::array();
+  for (const RunRecord& run : runs) {
+    all.push_back(ToJson(run));
+  }
+  return all;
 }
 
 std::optional<OutcomeState> OutcomeIn(const HttpRequest& request) {
@@ -203,6 +214,7 @@ std::optional<std::chrono::system_clock::time_point> TimeIn(const HttpRequest& r
 
 RunFilter FilterOf(const HttpRequest& request) {
   RunFilter filter;
+  filter.station = TextIn(request, "station");
   filter.ecu = TextIn(request, "ecu");
   filter.image = TextIn(request, "image");
   filter.text = TextIn(request, "search");
@@ -515,7 +527,9 @@ std::vector<HttpRoute> Station::Routes() {
             for (const auto& place : places_) {
               bays.push_back(place->ToJson());
             }
-            return Json{{"bays", bays}, {"has_records", !settings_.records.empty()}};
+            return Json{{"bays", bays},
+                        {"has_records", !settings_.records.empty()},
+                        {"has_server", !settings_.server.empty()}};
           }),
       get("/api/bays/*/memory", false,
           [this](const HttpRequest& request) { return PlaceOf(request).Memory(); }),
@@ -523,11 +537,15 @@ std::vector<HttpRoute> Station::Routes() {
           [this](const HttpRequest& request) { return PlaceOf(request).Log(); }),
       get("/api/runs", true,
           [this](const HttpRequest& request) {
-            Json runs = Json::array();
-            for (const RunRecord& run : RunsOf(FilterOf(request))) {
-              runs.push_back(ToJson(run));
+            return Json{{"runs", ToJson(RunsOf(FilterOf(request)))}};
+          }),
+      get("/api/stations/runs", true,
+          [this](const HttpRequest& request) {
+            try {
+              return Json{{"runs", ToJson(RunsOfAll(FilterOf(request)))}, {"problem", ""}};
+            } catch (const RecordsError& error) {
+              return Json{{"runs", Json::array()}, {"problem", error.what()}};
             }
-            return Json{{"runs", runs}};
           }),
       {"GET", "/api/bays/*/report", 0, false, true,
        [this](const HttpRequest& request) { return PlaceOf(request).Report(); }},
@@ -558,6 +576,36 @@ std::vector<RunRecord> Station::RunsOf(const RunFilter& filter) const {
     return {};
   }
   return RunRecords(file, RunRecords::Use::kRead).Find(filter);
+}
+
+/// Of the threads that answer, one at a time waits for the server, and none soon after it has not
+/// answered: the others are there for images.
+std::vector<RunRecord> Station::RunsOfAll(const RunFilter& filter) {
+  using Clock = std::chrono::steady_clock;
+  constexpr milliseconds kPatience{2000};
+  constexpr milliseconds kPause{3000};
+  if (settings_.server.empty()) {
+    return {};
+  }
+  const std::unique_lock lock(server_mutex_, milliseconds(1000));
+  if (!lock) {
+    throw RecordsError("no answer yet");
+  }
+  if (Clock::now() < ask_again_) {
+    throw RecordsError(server_problem_);
+  }
+  try {
+    std::vector<RunRecord> runs = StationRecords(settings_.server, kPatience).Find(filter);
+    for (RunRecord& run : runs) {
+      // A folder of another machine, perhaps.
+      run.artifacts.clear();
+    }
+    return runs;
+  } catch (const RecordsError& error) {
+    server_problem_ = error.what();
+    ask_again_ = Clock::now() + kPause;
+    throw;
+  }
 }
 
 }  // namespace quillmark::host

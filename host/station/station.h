@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,7 @@ class Station {
     std::string address = "127.0.0.1";  ///< one of this machine's loopback addresses
     std::uint16_t port = 0;             ///< 0: any that is free
     std::string records;                ///< the file that the page shows; empty: none
+    std::string server;                 ///< the URL of that with all stations' runs; empty: none
     std::filesystem::path artifacts;    ///< each flash leaves a folder in it; empty: none does
     /// Opens a bus that is not `sim:`; empty: OpenBus.
     std::function<std::unique_ptr<Bus>(const BusUri&)> open_bus{};
@@ -66,8 +69,13 @@ class Station {
                                  std::function<void(Place&, const HttpRequest&)> ask,
                                  std::size_t most_body = 0);
   [[nodiscard]] std::vector<RunRecord> RunsOf(const RunFilter& filter) const;
+  /// Those that the server has. Raises RecordsError.
+  [[nodiscard]] std::vector<RunRecord> RunsOfAll(const RunFilter& filter);
 
   Settings settings_;
+  std::timed_mutex server_mutex_;
+  std::string server_problem_;
+  std::chrono::steady_clock::time_point ask_again_;
   std::vector<std::unique_ptr<Place>> places_;
   std::unique_ptr<HttpServer> server_;
 };

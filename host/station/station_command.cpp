@@ -164,6 +164,7 @@ void Run(const StationOptions& options, Reporter& reporter) {
     station.emplace(Station::Settings{.address = options.listen,
                                       .port = options.port,
                                       .records = FileOf(options.records),
+                                      .server = options.records.server,
                                       .artifacts = ArtifactsOf(options)},
                     std::move(bays));
   } catch (const CannotListen& error) {

@@ -11,13 +11,10 @@ const MEMORY_STATES = {
   planned: { text: "not reached", colour: "planned", pattern: "hatch", ink: "muted" },
 };
 
-class MemoryMap {
+class MemoryMap extends AxisPicture {
   constructor(model, place, readout, legend, states = MEMORY_STATES) {
+    super(place, readout, legend);
     this.states = states;
-    this.canvas = place.querySelector("canvas");
-    this.readout = readout;
-    this.legend = legend;
-    this.selected = -1;
     this.hovered = -1;
     this.show(model.memory);
   }
@@ -37,10 +34,11 @@ class MemoryMap {
     }
   }
 
-  /** What is selected, or everything. */
-  tell() {
-    this.readout.textContent = this.selected >= 0 ? this.describe(this.ranges[this.selected]) : this.summary();
-  }
+  get count() { return this.ranges.length; }
+
+  began(i) { return this.ranges[i].start; }
+
+  ended(i) { return this.ranges[i].end; }
 
   summary() {
     const bytes = {};
@@ -52,7 +50,8 @@ class MemoryMap {
     return parts.join(", ") || "no memory was concerned";
   }
 
-  describe({ start, end, state }) {
+  describe(i) {
+    const { start, end, state } = this.ranges[i];
     return `${addressText(start)} to ${addressText(end - 1)}, ${countText(end - start, "byte")}: `
       + this.states[state].text;
   }
@@ -66,7 +65,7 @@ class MemoryMap {
     context.fillStyle = colour("raised");
     context.fillRect(0, 0, width, 44);
     this.drawRanges(context, colour);
-    this.drawAxis(context, colour, width);
+    drawTicks(context, colour, this.view, binaryStep(this.view.span, Math.max(2, width / 130)), 44, addressText);
     this.drawLegend(colour);
   }
 
@@ -96,23 +95,6 @@ class MemoryMap {
     }
   }
 
-  drawAxis(context, colour, width) {
-    const step = binaryStep(this.view.span, Math.max(2, width / 130));
-    context.fillStyle = colour("muted");
-    context.strokeStyle = colour("line");
-    context.font = `12px ${getComputedStyle(document.body).fontFamily}`;
-    context.textAlign = "center";
-    context.lineWidth = 1;
-    context.beginPath();
-    for (const at of multiplesOf(step, this.view)) {
-      const x = Math.round(this.view.x(at)) + 0.5;
-      context.moveTo(x, 44);
-      context.lineTo(x, 52);
-      context.fillText(addressText(at), Math.min(Math.max(x, 32), width - 32), 68);
-    }
-    context.stroke();
-  }
-
   drawLegend(colour) {
     const present = new Set(this.ranges.map((range) => range.state));
     this.legend.replaceChildren(...Object.keys(this.states).filter((state) => present.has(state))
@@ -124,43 +106,15 @@ class MemoryMap {
       }));
   }
 
-  valueAt(x) { return this.view.value(x); }
-
-  /** Where keys zoom: at the selected range, if it is seen. */
-  center() {
-    const range = this.ranges[this.selected];
-    const middle = range ? (range.start + range.end) / 2 : NaN;
-    return middle >= this.view.from && middle <= this.view.to ? middle : (this.view.from + this.view.to) / 2;
-  }
-
-  step(by) {
-    if (this.ranges.length === 0) {
-      return;
-    }
-    const wanted = this.selected < 0 && by === 1 ? 0 : this.selected + by;
-    this.selected = Math.min(Math.max(wanted, 0), this.ranges.length - 1);
-    const range = this.ranges[this.selected];
-    this.view.reveal(range.start, range.end);
-    this.readout.textContent = this.describe(range);
+  /** Shows it as large as it can be. */
+  open(i) {
+    const { start, end } = this.ranges[i];
+    const span = Math.max((end - start) * 1.1, this.view.smallest);
+    this.view.show((start + end - span) / 2, span);
     this.draw();
   }
 
-  enter() {
-    const range = this.ranges[this.selected];
-    if (range) {
-      const span = Math.max((range.end - range.start) * 1.1, this.view.smallest);
-      this.view.show((range.start + range.end - span) / 2, span);
-      this.draw();
-    }
-  }
-
-  focus() {
-    if (this.selected >= 0) {
-      this.readout.textContent = this.describe(this.ranges[this.selected]);
-    }
-  }
-
-  rangeAt(x) {
+  itemAt(x) {
     const address = this.view.value(x);
     const reach = this.view.span / this.view.width * 2;
     const i = Math.max(0, lowerBound(this.starts, address + 1e-9) - 1);
@@ -170,9 +124,9 @@ class MemoryMap {
 
   hover(x) {
     const address = Math.floor(this.view.value(x));
-    this.hovered = this.rangeAt(x);
+    this.hovered = this.itemAt(x);
     this.readout.textContent = this.hovered >= 0
-      ? `${addressText(address)} in ${this.describe(this.ranges[this.hovered])}`
+      ? `${addressText(address)} in ${this.describe(this.hovered)}`
       : `${addressText(address)}, not in the image`;
     this.draw();
   }
@@ -184,7 +138,7 @@ class MemoryMap {
   }
 
   click(x) {
-    this.selected = this.rangeAt(x);
+    this.selected = this.itemAt(x);
     this.draw();
   }
 }

@@ -4,19 +4,22 @@
 const LANE = { height: 22, bar: 12, top: 26, gutter: 224 };
 const SHORTEST_WAIT = 0.005;
 
-class TimeAxis {
+class TimeAxis extends AxisPicture {
   constructor(model, place, readout, legend, reveal) {
+    super(place, readout, legend, LANE.gutter);
     this.model = model;
-    this.canvas = place.querySelector("canvas");
-    this.readout = readout;
-    this.legend = legend;
-    this.reveal = reveal;
-    this.selected = -1;
+    this.open = reveal;
     this.view = new View(0, model.duration, 0.0001);
     this.lanes = [...model.names, "waiting"];
     this.height = LANE.top + this.lanes.length * LANE.height + 30;
-    this.readout.textContent = this.summary();
+    this.tell();
   }
+
+  get count() { return this.model.exchanges.count; }
+
+  began(i) { return this.model.exchanges.began[i]; }
+
+  ended(i) { return this.model.exchanges.ended[i]; }
 
   summary() {
     const { exchanges } = this.model;
@@ -47,7 +50,7 @@ class TimeAxis {
     const colour = palette();
     const context = prepare(this.canvas, width, this.height, this.view);
     this.view.width = width - LANE.gutter;
-    context.font = `12px ${getComputedStyle(document.body).fontFamily}`;
+    context.font = fontOf(12);
     context.textBaseline = "middle";
     this.drawLanes(context, colour, width);
     context.save();
@@ -56,7 +59,10 @@ class TimeAxis {
     context.clip();
     context.translate(LANE.gutter, 0);
     this.drawPhases(context, colour);
-    this.drawTicks(context, colour);
+    const step = decimalStep(this.view.span, Math.max(2, this.view.width / 110));
+    const digits = Math.max(0, -Math.floor(Math.log10(step) + 1e-9));
+    drawTicks(context, colour, this.view, step, LANE.top + this.lanes.length * LANE.height,
+      (at) => `${at.toFixed(digits)} s`);
     this.drawExchanges(context, colour);
     context.restore();
     this.drawLegend(colour);
@@ -93,24 +99,6 @@ class TimeAxis {
         labelledTo = at + needed + 8;
       }
     }
-  }
-
-  drawTicks(context, colour) {
-    const { view } = this;
-    const step = decimalStep(view.span, Math.max(2, view.width / 110));
-    const digits = Math.max(0, -Math.floor(Math.log10(step) + 1e-9));
-    const y = LANE.top + this.lanes.length * LANE.height;
-    context.textAlign = "center";
-    context.strokeStyle = colour("line");
-    context.fillStyle = colour("muted");
-    context.beginPath();
-    for (const at of multiplesOf(step, view)) {
-      const x = view.x(at);
-      context.moveTo(Math.round(x) + 0.5, y);
-      context.lineTo(Math.round(x) + 0.5, y + 6);
-      context.fillText(`${at.toFixed(digits)} s`, Math.min(Math.max(x, 22), view.width - 26), y + 17);
-    }
-    context.stroke();
   }
 
   lookOf(i) {
@@ -180,44 +168,7 @@ class TimeAxis {
       (context) => fillBox(context, 0, 0, 18, 12, colour(fill), pattern, colour(ink || "ground")), text)));
   }
 
-  valueAt(x) { return this.view.value(x - LANE.gutter); }
-
-  center() {
-    const at = this.selected >= 0 ? this.model.exchanges.began[this.selected] : NaN;
-    return at >= this.view.from && at <= this.view.to ? at : (this.view.from + this.view.to) / 2;
-  }
-
-  select(i) {
-    const { exchanges } = this.model;
-    this.selected = i;
-    this.view.reveal(exchanges.began[i], exchanges.ended[i]);
-    this.readout.textContent = this.describe(i);
-    this.draw();
-  }
-
-  step(by) {
-    const { exchanges } = this.model;
-    if (exchanges.count === 0) {
-      return;
-    }
-    // Without a selection the first step goes to what is seen first.
-    const from = this.selected < 0 ? lowerBound(exchanges.began, this.view.from) - Math.max(by, 0) : this.selected;
-    this.select(Math.min(Math.max(from + by, 0), exchanges.count - 1));
-  }
-
-  enter() {
-    if (this.selected >= 0) {
-      this.reveal(this.selected);
-    }
-  }
-
-  focus() {
-    if (this.selected >= 0) {
-      this.readout.textContent = this.describe(this.selected);
-    }
-  }
-
-  exchangeAt(x, y) {
+  itemAt(x, y) {
     const { exchanges } = this.model;
     const lane = Math.floor((y - LANE.top) / LANE.height);
     const time = this.valueAt(x);
@@ -238,22 +189,10 @@ class TimeAxis {
   }
 
   hover(x, y) {
-    const i = this.exchangeAt(x, y);
+    const i = this.itemAt(x, y);
     const time = this.valueAt(x);
     const phase = this.phaseAt(time);
     this.readout.textContent = i >= 0 ? this.describe(i)
       : `${clockText(Math.max(time, 0))} s${phase ? ` in ${phase.name}` : ""}`;
-  }
-
-  leave() {
-    this.readout.textContent = this.selected >= 0 ? this.describe(this.selected) : this.summary();
-  }
-
-  click(x, y) {
-    const i = this.exchangeAt(x, y);
-    if (i >= 0) {
-      this.select(i);
-      this.reveal(i);
-    }
   }
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the two pictures share: a stretch of numbers on the screen that one can zoom and pan, with
-// keys, wheel and buttons, and the colours of the page.
+// What the pictures share: items on an axis that one can zoom and pan, with keys, wheel and buttons, its ticks, and the
+// colours of the page.
 
 /** Which part of `first` to `last` is seen, on `width` pixels. */
 class View {
@@ -118,10 +118,111 @@ function binaryStep(span, count) {
   return 2 ** Math.max(0, Math.ceil(Math.log2(span / count)));
 }
 
+/** Ticks below an axis at `y`, a multiple of `step` apart, with a label of each that fits. */
+function drawTicks(context, colour, view, step, y, label) {
+  context.font = fontOf(12);
+  context.textAlign = "center";
+  context.textBaseline = "middle";
+  context.strokeStyle = colour("line");
+  context.fillStyle = colour("muted");
+  context.lineWidth = 1;
+  context.beginPath();
+  let free = 0;
+  for (const at of multiplesOf(step, view)) {
+    const x = Math.round(view.x(at)) + 0.5;
+    context.moveTo(x, y);
+    context.lineTo(x, y + 6);
+    const text = label(at);
+    const half = context.measureText(text).width / 2;
+    const middle = Math.min(Math.max(x, half), view.width - half);
+    if (middle - half >= free) {
+      context.fillText(text, middle, y + 18);
+      free = middle + half + 8;
+    }
+  }
+  context.stroke();
+}
+
+function fontOf(size) {
+  return `${size}px ${getComputedStyle(document.body).fontFamily}`;
+}
+
 /**
- * Lets keys, wheel, buttons and resizing work on a picture, which has `view`, `draw()`,
- * `center()`, `step(by)`, `enter()`, `hover(x, y)` and `leave()`.
+ * Items in the order of an axis, which begins `left` pixels from the edge; one of them may be selected. A picture has
+ * `view`, `draw()`, `count`, `began(i)` and `ended(i)` on the axis, `itemAt(x, y)` or -1, `describe(i)`, and `summary()`
+ * of all; `open(i)` is what Enter and a click do with one.
  */
+class AxisPicture {
+  constructor(place, readout, legend, left = 0) {
+    this.place = place;
+    this.canvas = place.querySelector("canvas");
+    this.readout = readout;
+    this.legend = legend;
+    this.left = left;
+    this.selected = -1;
+  }
+
+  valueAt(x) { return this.view.value(x - this.left); }
+
+  /** Where keys zoom: at what is selected, if it is seen. */
+  center() {
+    const at = this.selected < 0 ? NaN : (this.began(this.selected) + this.ended(this.selected)) / 2;
+    return at >= this.view.from && at <= this.view.to ? at : (this.view.from + this.view.to) / 2;
+  }
+
+  select(i) {
+    this.selected = i;
+    this.view.reveal(this.began(i), this.ended(i));
+    this.tell();
+    this.draw();
+  }
+
+  step(by) {
+    if (this.count === 0) {
+      return;
+    }
+    // Without a selection the first step goes to what is seen first.
+    const from = this.selected < 0 ? this.firstSeen() - Math.sign(by) : this.selected;
+    this.select(Math.min(Math.max(from + by, 0), this.count - 1));
+  }
+
+  firstSeen() {
+    let i = 0;
+    while (i < this.count - 1 && this.began(i) < this.view.from) {
+      ++i;
+    }
+    return i;
+  }
+
+  /** What is selected, or everything. */
+  tell() {
+    this.readout.textContent = this.selected >= 0 ? this.describe(this.selected) : this.summary();
+  }
+
+  enter() {
+    if (this.selected >= 0) {
+      this.open(this.selected);
+    }
+  }
+
+  focus() {
+    if (this.selected >= 0) {
+      this.tell();
+    }
+  }
+
+  leave() { this.tell(); }
+
+  click(x, y) {
+    const i = this.itemAt(x, y);
+    if (i >= 0) {
+      this.select(i);
+      this.open(i);
+    }
+  }
+}
+
+/** Lets keys, wheel, buttons and resizing work on a picture, which has `hover(x, y)` as well. */
 function makeNavigable(picture, place, tools, name) {
   const redraw = () => picture.draw();
   const zoom = (factor) => { picture.view.zoom(picture.center(), factor); redraw(); };

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The record of runs: search, filters, a table, and a picture of outcomes and durations over time.
 
-/* global View, countText, decimalStep, element, legendEntry, makeNavigable, multiplesOf, palette, prepare, timeText */
+/* global AxisPicture, View, countText, decimalStep, drawTicks, element, fontOf, legendEntry, makeNavigable, multiplesOf,
+   palette, prepare, timeText */
 
 import { get } from "./connection.js";
 
@@ -16,6 +17,11 @@ const SECOND = 1000;
 const TIME_STEPS = [1, 5, 15, 30, 60, 300, 900, 1800, 3600, 3 * 3600, 6 * 3600, 12 * 3600, 86400, 2 * 86400, 7 * 86400,
   14 * 86400, 30 * 86400, 91 * 86400, 365 * 86400, 3650 * 86400].map((seconds) => seconds * SECOND);
 const MOST_RUNS = 500;
+// How long until the runs are asked for again, in milliseconds: while somebody types, for what other stations did, and
+// where something does not answer.
+const TYPING = 200;
+const OTHERS = 30000;
+const AWAY = 5000;
 
 function dateText(time) {
   return new Date(time).toLocaleString(undefined, { dateStyle: "medium", timeStyle: "medium" });
@@ -44,17 +50,20 @@ function drawMark(context, x, y, { shape }, colour) {
 }
 
 /** The runs on an axis of time, higher the longer they took. */
-class RunChart {
-  constructor(onEnter) {
+class RunChart extends AxisPicture {
+  constructor(open) {
     const find = (id) => document.getElementById(id);
-    this.place = find("run-chart");
-    this.canvas = this.place.querySelector("canvas");
-    this.readout = find("run-readout");
-    this.legend = find("run-legend");
-    this.onEnter = onEnter;
+    super(find("run-chart"), find("run-readout"), find("run-legend"), CHART.left);
+    this.open = (i) => open(this.runs[i]);
     this.show([]);
     makeNavigable(this, this.place, find("run-tools"), "history");
   }
+
+  get count() { return this.runs.length; }
+
+  began(i) { return this.runs[i].started; }
+
+  ended(i) { return this.runs[i].started; }
 
   /** Takes the runs in the order of their start. */
   show(runs) {
@@ -65,15 +74,13 @@ class RunChart {
     const margin = Math.max((last - first) * 0.03, SECOND);
     this.view = new View(first - margin, last + margin, SECOND);
     this.longest = Math.max(1, ...runs.map((run) => run.seconds));
-    this.leave();
+    this.tell();
     this.draw();
   }
 
   y(seconds) {
     return CHART.height - CHART.bottom - seconds / this.longest * (CHART.height - CHART.bottom - CHART.top);
   }
-
-  x(time) { return CHART.left + this.view.x(time); }
 
   draw() {
     const width = this.place.clientWidth;
@@ -82,13 +89,14 @@ class RunChart {
     this.view.width = Math.max(width - CHART.left - 12, 1);
     context.fillStyle = colour("raised");
     context.fillRect(CHART.left, 0, width - CHART.left, CHART.height - CHART.bottom);
-    context.font = `12px ${getComputedStyle(document.body).fontFamily}`;
+    context.font = fontOf(12);
     context.textBaseline = "middle";
     this.drawDurations(context, colour, width);
-    this.drawTimes(context, colour, width);
+    context.translate(CHART.left, 0);
+    this.drawTimes(context, colour);
     this.runs.forEach((run) => {
-      const x = this.x(run.started);
-      if (x >= CHART.left && x <= width) {
+      const x = this.view.x(run.started);
+      if (x >= 0 && x <= this.view.width) {
         drawMark(context, x, this.y(run.seconds), OUTCOMES[run.outcome], colour(OUTCOMES[run.outcome].colour));
       }
     });
@@ -112,18 +120,13 @@ class RunChart {
     context.stroke();
   }
 
-  drawTimes(context, colour, width) {
+  drawTimes(context, colour) {
     const step = TIME_STEPS.find((each) => this.view.span / each <= Math.max(2, this.view.width / 140))
       ?? TIME_STEPS[TIME_STEPS.length - 1];
     const format = new Intl.DateTimeFormat(undefined, step < 86400 * SECOND
       ? { month: "short", day: "numeric", hour: "2-digit", minute: "2-digit", ...(step < 60 * SECOND ? { second: "2-digit" } : {}) }
       : { year: "numeric", month: "short", day: "numeric" });
-    context.textAlign = "center";
-    context.fillStyle = colour("muted");
-    for (const at of multiplesOf(step, this.view)) {
-      const x = this.x(at);
-      context.fillText(format.format(at), Math.min(Math.max(x, CHART.left + 40), width - 50), CHART.height - 12);
-    }
+    drawTicks(context, colour, this.view, step, CHART.height - CHART.bottom, (at) => format.format(at));
   }
 
   drawSelection(context, colour) {
@@ -131,12 +134,13 @@ class RunChart {
     if (run) {
       context.strokeStyle = colour("ink");
       context.lineWidth = 2;
-      context.strokeRect(this.x(run.started) - 8, this.y(run.seconds) - 8, 16, 16);
+      context.strokeRect(this.view.x(run.started) - 8, this.y(run.seconds) - 8, 16, 16);
     }
   }
 
-  describe(run) {
-    return [dateText(run.started), run.outcome, timeText(run.seconds), run.bay, run.ecu, run.images.join(", ")]
+  describe(i) {
+    const run = this.runs[i];
+    return [dateText(run.started), run.outcome, timeText(run.seconds), run.station, run.bay, run.ecu, run.images.join(", ")]
       .filter(Boolean).join(", ");
   }
 
@@ -149,112 +153,105 @@ class RunChart {
       .map((outcome) => `${counts[outcome].toLocaleString("en-US")} ${outcome}`).join(", ") || "No run fits.";
   }
 
-  valueAt(x) { return this.view.value(x - CHART.left); }
-
-  center() {
-    const at = this.runs[this.selected]?.started ?? NaN;
-    return at >= this.view.from && at <= this.view.to ? at : (this.view.from + this.view.to) / 2;
-  }
-
-  select(i) {
-    this.selected = i;
-    const run = this.runs[i];
-    this.view.reveal(run.started, run.started);
-    this.readout.textContent = this.describe(run);
-    this.draw();
-  }
-
-  step(by) {
-    if (this.runs.length > 0) {
-      const from = this.selected < 0 ? (by > 0 ? -1 : this.runs.length) : this.selected;
-      this.select(Math.min(Math.max(from + by, 0), this.runs.length - 1));
-    }
-  }
-
-  enter() {
-    if (this.selected >= 0) {
-      this.onEnter(this.runs[this.selected]);
-    }
-  }
-
-  focus() {
-    if (this.selected >= 0) {
-      this.readout.textContent = this.describe(this.runs[this.selected]);
-    }
-  }
-
-  runAt(x, y) {
-    return this.runs.findIndex((run) => Math.hypot(this.x(run.started) - x, this.y(run.seconds) - y) < 9);
+  itemAt(x, y) {
+    return this.runs.findIndex((run) => Math.hypot(this.left + this.view.x(run.started) - x, this.y(run.seconds) - y) < 9);
   }
 
   hover(x, y) {
-    const i = this.runAt(x, y);
+    const i = this.itemAt(x, y);
     if (i >= 0) {
-      this.readout.textContent = this.describe(this.runs[i]);
-    }
-  }
-
-  leave() {
-    this.readout.textContent = this.selected >= 0 ? this.describe(this.runs[this.selected]) : this.summary();
-  }
-
-  click(x, y) {
-    const i = this.runAt(x, y);
-    if (i >= 0) {
-      this.select(i);
-      this.enter();
+      this.readout.textContent = this.describe(i);
     }
   }
 }
 
 export class RunHistory {
-  constructor() {
+  /** `hasServer`: whether runs of other stations are to be had. */
+  constructor(hasServer) {
     const find = (id) => document.getElementById(id);
+    this.hasServer = hasServer;
     this.rows = find("run-rows");
     this.count = find("run-count");
-    this.search = find("run-search");
-    this.outcome = find("run-outcome");
-    this.since = find("run-since");
-    this.until = find("run-until");
+    this.problem = find("run-problem");
+    this.filters = { search: find("run-search"), station: find("run-station"), outcome: find("run-outcome"),
+      since: find("run-since"), until: find("run-until") };
     this.asked = 0;
+    this.shown = "";
+    this.later = 0;
     find("history").hidden = false;
+    find("history").classList.toggle("alone", !hasServer);
     this.chart = new RunChart((run) => this.reveal(run));
-    let pause = 0;
-    for (const filter of [this.search, this.outcome, this.since, this.until]) {
-      filter.addEventListener("input", () => {
-        clearTimeout(pause);
-        pause = setTimeout(() => this.load(), 200);
-      });
+    for (const filter of Object.values(this.filters)) {
+      filter.addEventListener("input", () => this.loadIn(TYPING));
     }
   }
 
   filter() {
-    const filter = { last: MOST_RUNS, search: this.search.value, outcome: this.outcome.value };
+    const { search, station, outcome, since, until } = this.filters;
+    const filter = { last: MOST_RUNS, search: search.value, station: station.value, outcome: outcome.value };
     // Days are those of the one who looks.
-    if (this.since.value) {
-      filter.since = Math.max(0, new Date(`${this.since.value}T00:00`).getTime());
+    if (since.value) {
+      filter.since = Math.max(0, new Date(`${since.value}T00:00`).getTime());
     }
-    if (this.until.value) {
-      const day = new Date(`${this.until.value}T00:00`);
+    if (until.value) {
+      const day = new Date(`${until.value}T00:00`);
       day.setDate(day.getDate() + 1);
       filter.until = Math.max(0, day.getTime());
     }
     return filter;
   }
 
-  async load() {
-    const asked = ++this.asked;
-    try {
-      const { runs } = await get("/api/runs", this.filter());
-      if (asked === this.asked) {
-        this.show(runs);
-      }
-    } catch (error) {
-      this.count.textContent = error.message;
-    }
+  loadIn(milliseconds) {
+    clearTimeout(this.later);
+    this.later = setTimeout(() => this.load(), milliseconds);
   }
 
+  async load() {
+    const asked = ++this.asked;
+    const isCurrent = () => asked === this.asked;
+    clearTimeout(this.later);
+    try {
+      const filter = this.filter();
+      const { runs } = await get("/api/runs", filter);
+      if (!this.hasServer) {
+        return isCurrent() && this.show(runs);
+      }
+      // What is here need not wait for a server that may be away.
+      if (isCurrent() && (this.shown === "" || !this.problem.hidden)) {
+        this.show(runs);
+      }
+      const all = await get("/api/stations/runs", filter);
+      if (isCurrent()) {
+        const here = new Set(runs.map((run) => run.id));
+        this.show([...runs, ...all.runs.filter((run) => !here.has(run.id))]
+          .sort((one, other) => other.started - one.started).slice(0, MOST_RUNS));
+        this.showProblem(all.problem && `The server of all stations does not answer (${all.problem}). These are the runs `
+          + "of this station alone. Flashing goes on; the server gets their records later.");
+        this.loadIn(all.problem ? AWAY : OTHERS);
+      }
+    } catch (error) {
+      if (isCurrent()) {
+        this.showProblem(error.message);
+        this.loadIn(AWAY);
+      }
+    }
+    return undefined;
+  }
+
+  showProblem(text) {
+    if (this.problem.textContent !== text) {
+      this.problem.textContent = text;
+    }
+    this.problem.hidden = text === "";
+  }
+
+  /** What is the same as before keeps its focus and its selection. */
   show(runs) {
+    const text = JSON.stringify(runs);
+    if (this.shown === text) {
+      return;
+    }
+    this.shown = text;
     this.count.textContent = runs.length === MOST_RUNS ? `the last ${countText(MOST_RUNS, "run")}`
       : countText(runs.length, "run");
     this.rows.replaceChildren(...runs.map((run) => this.row(run)));
@@ -275,8 +272,8 @@ export class RunHistory {
       report.append(element("a", { href: `/api/runs/${run.id}/report`, target: "_blank", rel: "noopener",
         "aria-label": `Report of ${text}` }, "Report"));
     }
-    row.append(element("td", {}, dateText(run.started)), outcome, element("td", {}, run.bay),
-      element("td", {}, run.ecu), element("td", { title: run.image_sha256 }, run.images.join(", ")),
+    row.append(element("td", {}, dateText(run.started)), outcome, element("td", { class: "station" }, run.station),
+      element("td", {}, run.bay), element("td", {}, run.ecu), element("td", { title: run.image_sha256 }, run.images.join(", ")),
       element("td", { class: "number" }, run.seconds > 0 ? timeText(run.seconds) : "–"), report);
     return row;
   }

@@ -42,7 +42,7 @@ async function main() {
       bay.show(each);
     }
     if (state.has_records) {
-      runs = new RunHistory();
+      runs = new RunHistory(state.has_server);
       runs.load();
     }
     showTitle(bays);

@@ -22,6 +22,9 @@ import threading
 import time
 import unittest
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "report"))
+from browser import Browser  # noqa: E402
+
 TOOL = pathlib.Path(sys.argv[1]).resolve()
 BIN = pathlib.Path(sys.argv[2])
 NOBODY = 65534
@@ -360,6 +363,96 @@ class Tables(OnServer):
         for _ in range(2):
             self.assertEqual(self.station.flash().stderr, "")
         self.expect_same(self.station)
+
+
+# In a bay of the page, as its own script does it: an image, the answer to the question, until the end.
+FLASH = """
+    return (async (bay) => {
+      const ask = async (path, body) => (await fetch(path, body === undefined ? {} : { method: "POST", body })).json();
+      const until = async (fits) => {
+        for (;;) {
+          const state = (await ask("/api/state")).bays[bay];
+          if (fits(state)) {
+            return state;
+          }
+          await new Promise((resolve) => setTimeout(resolve, 20));
+        }
+      };
+      const path = `/api/bays/${bay}`;
+      const { image } = await ask(`${path}/image?name=a.bin&base=0x1000`, Uint8Array.from({ length: 2048 }, (_, i) => i * 7));
+      await ask(`${path}/flash?image=${image.number}`, "");
+      const { question } = await until((state) => state.question !== null);
+      await ask(`${path}/answer?question=${question.number}&answer=yes`, "");
+      return (await until((state) => state.work === "nothing")).outcome.state;
+    })(...arguments);"""
+
+
+class Page(OnServer):
+    """The page of a station among others."""
+
+    def setUp(self):
+        super().setUp()
+        self.other = Station(self.server, "line 4", self.folder.name)
+        self.assertEqual(self.other.flash().returncode, 0)
+        bays = pathlib.Path(self.folder.name, "bays.json")
+        bays.write_text(json.dumps({"bays": [{"bay": "left"}, {"bay": "right"}]}))
+        process = subprocess.Popen([TOOL, "station", "--bays", bays, "--station", self.station.name, *self.station.places(),
+                                    "--artifacts", bays.parent / "runs", "--json"], stdout=subprocess.PIPE, text=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.send_signal, signal.SIGINT)
+        self.browser = Browser()
+        self.addCleanup(self.browser.__exit__)
+        self.browser.open(json.loads(process.stdout.readline())["url"])
+
+    def flash(self, bay):
+        self.assertEqual(self.browser.run(FLASH, bay), "done")
+
+    def expect_rows(self, *stations):
+        """Those of the runs, the last one first."""
+        shown = None
+        deadline = time.monotonic() + LONG
+        while shown != list(stations):
+            self.assertLess(time.monotonic(), deadline, f"{shown}\n{self.browser.run('return document.body.innerText')}")
+            time.sleep(0.05)
+            shown = self.browser.run("return [...document.querySelectorAll('#run-rows tr')].filter((row) =>"
+                                     " !row.innerText.includes('unfinished')).map((row) => row.cells[2].innerText)")
+
+    def problem(self):
+        return self.browser.run("const place = document.getElementById('run-problem');"
+                                "return place.hidden ? '' : place.innerText")
+
+    def type_station(self, text):
+        self.browser.run("const filter = document.getElementById('run-station'); filter.value = arguments[0];"
+                         "filter.dispatchEvent(new Event('input'))", text)
+
+    def test_shows_the_runs_of_all_stations_and_sends_those_of_its_bays_once(self):
+        self.expect_rows("line 4")
+        self.flash(0)
+        self.flash(1)
+        self.expect_rows("line 3", "line 3", "line 4")
+        self.expect_same(self.station, self.other)
+        self.assertEqual(self.problem(), "")
+        self.assertIn("3 done", self.browser.run("return document.getElementById('run-readout').innerText"))
+        # A report is of this machine; the folder that another one names is nothing here.
+        self.assertEqual(self.browser.run("return document.querySelectorAll('#run-rows a').length"), 2)
+        self.type_station("LINE 4")
+        self.expect_rows("line 4")
+        self.type_station("5")
+        self.expect_rows()
+
+    def test_goes_on_without_the_server_and_says_so(self):
+        self.expect_rows("line 4")
+        self.server.kill()
+        self.flash(0)
+        self.flash(1)
+        self.expect_rows("line 3", "line 3")
+        self.assertIn("The server of all stations does not answer", self.problem())
+        self.server.start()
+        self.flash(0)
+        self.expect_rows("line 3", "line 3", "line 3", "line 4")
+        self.assertEqual(self.problem(), "")
+        self.expect_same(self.station, self.other)
 
 
 class Campaign(OnServer):
