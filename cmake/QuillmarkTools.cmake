@@ -10,7 +10,7 @@ find_program(QUILLMARK_TOOL_python3 NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH
 # quillmark_leave_out(TEST PACKAGE...)
 function(quillmark_leave_out test)
   list(JOIN ARGN " " packages)
-  set(line "${test} is left out: it needs the Debian packages ${packages}")
+  set(line "${test} is left out: it needs the packages ${packages}")
   if(QUILLMARK_REQUIRED_TESTS AND test MATCHES "${QUILLMARK_REQUIRED_TESTS}")
     message(SEND_ERROR "${line}")
   else()

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Uses the page of a station in headless Chromium: flashes, failures, windows, hostile texts, keyboard and screens.
+"""station_test.py TOOL [CLASS]: uses the page of a station in headless Chromium: flashes, failures, windows, hostile texts,
+keyboard and screens. AccessibilityTest needs axe-core, in the file that QUILLMARK_AXE names.
 
 With QUILLMARK_SCREENSHOTS=FOLDER the pictures of docs/station.md are made there."""
 
@@ -23,6 +24,7 @@ import folders
 from browser import Browser
 
 TOOL = sys.argv.pop(1)
+AXE = pathlib.Path(os.environ.get("QUILLMARK_AXE", ""))
 SOURCES = pathlib.Path(__file__).resolve().parents[3]
 
 # A busy machine takes its time; nothing here is measured.
@@ -94,7 +96,7 @@ class Station:
         return status
 
 
-class StationTest(unittest.TestCase):
+class Page(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.browser = Browser()
@@ -176,6 +178,8 @@ class StationTest(unittest.TestCase):
         """The page has complained about nothing but answers that a test asked for."""
         self.assertEqual([error for error in self.browser.errors() if "422" not in error], [])
 
+
+class StationTest(Page):
     def test_flashes_two_ecus_at_once(self):
         station = self.start(self.real_bay("left", verify=True), self.real_bay("right"))
         for bay in (0, 1):
@@ -479,5 +483,79 @@ class StationTest(unittest.TestCase):
         self.assertEqual(len(ids), len(set(ids)))
 
 
+class AccessibilityTest(Page):
+    """What axe-core finds in each state of the page, on a desk and on a phone, light and dark."""
+
+    def check(self, state):
+        if not self.browser.run("return 'axe' in window"):
+            # By the DevTools: the page itself lets no script in but its own.
+            self.browser.command("Runtime.evaluate", {"expression": AXE.read_text()})
+        for scheme in ("light", "dark"):
+            self.browser.command("Emulation.setEmulatedMedia",
+                                 {"features": [{"name": "prefers-color-scheme", "value": scheme},
+                                               {"name": "prefers-reduced-motion", "value": "reduce"}]})
+            for width in (1280, 360):
+                self.browser.resize(width, 900)
+                found = self.browser.run("return axe.run()")
+                self.assertGreater(len(found["passes"]), 10)
+                for problem in found["violations"]:
+                    places = [f"{node['html']}: {node['failureSummary']}" for node in problem["nodes"]]
+                    with self.subTest(state=state, scheme=scheme, width=width):
+                        self.assertNotIn(problem["impact"], ("serious", "critical"), "\n".join([problem["help"], *places]))
+        self.browser.command("Emulation.setEmulatedMedia", {"features": []})
+        self.browser.resize(1280, 1000)
+
+    def test_a_flash_from_the_first_look_to_the_history(self):
+        self.start({"bay": "left", "bus": "sim:?time=real", "bitrate": 10000, "verify": True},
+                   {"bay": "right", "bus": "sim:", "fault": [PHASES["download"]]}, {"bay": "third", "bus": "sim:"})
+        self.check("empty")
+        self.choose(0, self.image)
+        self.check("planned")
+        self.click("#bay-0-flash")
+        self.wait("!document.querySelector('#bay-0-question').hidden")
+        self.check("question")
+        self.click("#bay-0-yes")
+        self.wait_for_download(0)
+        self.check("flashing")
+        self.begin(1, self.small)
+        self.click("#bay-1-yes")
+        self.wait_for(1, "failed")
+        self.begin(2, self.small)
+        self.click("#bay-2-yes")
+        self.wait_for(2, "done")
+        self.click("#bay-2-details summary")
+        self.wait("document.querySelectorAll('#run-rows tr').length === 3")
+        self.browser.run("document.querySelector('#run-chart').focus()")
+        self.browser.press("right", "enter")
+        self.check("failed, done and history")
+        self.click("#bay-0-stop")
+        self.wait_for(0, "cancelled")
+        self.check("cancelled")
+
+    def test_what_goes_wrong(self):
+        station = self.start({"bay": "left", "bus": "sim:"})
+        self.browser.choose_file("#bay-0-file", self.image)
+        self.wait("!document.querySelector('#bay-0-base').hidden")
+        self.check("where a binary begins")
+        damaged = self.path / "damaged.hex"
+        damaged.write_text(":0000000\n")
+        self.browser.choose_file("#bay-0-file", damaged)
+        self.wait("!document.querySelector('#bay-0-problem').hidden")
+        self.check("a wrong file")
+        station.process.kill()
+        station.process.wait()
+        self.wait("!document.querySelector('#problem').hidden")
+        self.check("lost")
+        station.process.stdout.close()
+
+    def test_the_report(self):
+        for options in (["--verify"], ["--fault", PHASES["download"], "--repeat", "0"]):
+            folder = self.path / options[0].strip("-")
+            folders.flash(TOOL, folder, *options, status=76 if "--fault" in options else 0)
+            self.browser.open(folders.report(TOOL, folder))
+            self.wait("document.body.getAttribute('aria-busy') === 'false'")
+            self.check(f"report of {options[0]}")
+
+
 if __name__ == "__main__":
-    unittest.main()
+    unittest.main(defaultTest="StationTest")
