@@ -133,6 +133,16 @@ class ReportTest(unittest.TestCase):
         self.browser.press("0")
         self.assertEqual(self.view("#memory-map"), whole)
 
+    def test_goes_to_the_first_and_the_last_item_by_keyboard(self):
+        for key, exchange, memory in (("home", r"^0\.0\d+ s, ", "^0x008000 to "), ("end", r"^[1-9]\.\d+ s, ", " to 0x01052F, ")):
+            self.open(self.good)
+            self.focus("#time-axis")
+            self.browser.press(key)
+            self.assertRegex(self.text("#time-readout"), exchange)
+            self.focus("#memory-map")
+            self.browser.press(key)
+            self.assertRegex(self.text("#memory-readout"), memory)
+
     def test_zooms_the_time_by_keyboard_and_leads_to_the_table(self):
         self.open(self.good)
         self.focus("#time-axis")
