@@ -38,10 +38,8 @@ std::string_view KeyAdvice(std::uint8_t response_code) {
              "security access after a few";
     case kExceededNumberOfAttempts:
       return "the ECU got too many wrong keys and has closed its security access for a while: "
-             "leave "
-             "it switched on, wait for its delay (seconds to minutes), find out the right key, "
-             "then "
-             "try once; no further key was sent";
+             "leave it switched on, wait for its delay (seconds to minutes), find out the right "
+             "key, then try once; no further key was sent";
     case kRequiredTimeDelayNotExpired:
       return "the ECU still waits out its delay after wrong keys: leave it switched on, wait until "
              "the delay has passed (seconds to minutes), then try once with the right key; no key "
@@ -76,14 +74,13 @@ std::string_view CauseAdvice(Cause cause) {
 
 std::string_view MemoryAdvice(const Failure& failure) {
   if (failure.memory == EcuMemory::kUntouched) {
-    return "run the command again";
+    return "try again";
   }
   if (failure.memory == EcuMemory::kChecked && failure.cause != Cause::kDifference) {
     return "the program is complete; flash again if what was left out is needed";
   }
   return "keep the ECU powered and flash the whole image again, which erases it anew; until then "
-         "it "
-         "has no program to run";
+         "it has no program to run";
 }
 
 /// What must be kept meanwhile; empty if there is nothing.

@@ -192,7 +192,7 @@ FailureReport ReportCurrentException(bool was_stopped) {
   } catch (const BusError& error) {
     return ReportOf(
         ExitCode::kInputOutput, error.what(),
-        "look at the adapter, its cable, the device in --bus, and whether you may use it");
+        "look at the adapter, its cable, the name of the device, and whether you may use it");
   } catch (const Error& error) {
     return {ExitCode::kInternal, fmt::format("error {}: {}", error.Number(), error.Description())};
   } catch (const std::bad_alloc&) {

@@ -42,14 +42,14 @@ TEST(AdviceText, NeverSendsAnyoneToRetryAKeyBlindly) {
   for (const int code : {0x35, 0x36, 0x37}) {
     Failure failure = FailureIn(Phase::kUnlock, Cause::kUnexpectedReply, EcuMemory::kUntouched);
     failure.response_code = static_cast<std::uint8_t>(code);
-    EXPECT_THAT(AdviceText(failure), ::testing::Not(HasSubstr("run the command again")));
+    EXPECT_THAT(AdviceText(failure), ::testing::Not(HasSubstr("try again")));
     EXPECT_THAT(AdviceText(failure), HasSubstr("right key"));
   }
 }
 
 TEST(AdviceText, DependsOnCauseAndMemory) {
   EXPECT_EQ(AdviceText(FailureIn(Phase::kIdentify, Cause::kBus, EcuMemory::kUntouched)),
-            "look at the adapter and its cable, plug it in again; then run the command again");
+            "look at the adapter and its cable, plug it in again; then try again");
   EXPECT_THAT(AdviceText(FailureIn(Phase::kDownload, Cause::kCancelled, EcuMemory::kPartlyWritten)),
               StartsWith("keep the ECU powered and flash the whole image again"));
   EXPECT_THAT(AdviceText(FailureIn(Phase::kClose, Cause::kSilence, EcuMemory::kChecked)),

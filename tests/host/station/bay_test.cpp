@@ -93,7 +93,7 @@ TEST(Bay, LeavesTheEcuAloneAfterANo) {
   EXPECT_TRUE(bay.Answer(false));
   const BayState ended = Await(bay, HasEnded);
   EXPECT_EQ(ended.outcome->code, ExitCode::kInterrupted);
-  EXPECT_EQ(ended.outcome->details["next"], "run the command again");
+  EXPECT_EQ(ended.outcome->details["next"], "try again");
   EXPECT_EQ(bay.memory(), EcuMemory::kUntouched);
 }
 

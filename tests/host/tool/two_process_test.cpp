@@ -367,7 +367,7 @@ TEST_F(TargetUri, OfADeviceThatIsNotThere) {
   EXPECT_EQ(result.status, 74);
   EXPECT_EQ(result.err,
             "quillmark: /dev/none cannot be opened: No such file or directory\n"
-            "next      look at the adapter, its cable, the device in --bus, and whether you may "
+            "next      look at the adapter, its cable, the name of the device, and whether you may "
             "use it\n");
 }
 
