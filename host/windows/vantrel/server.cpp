@@ -10,9 +10,7 @@
 #include "base/com/com_ptr.h"
 #include "base/com/registration.h"
 #include "base/com/status.h"
-#include "host/windows/vantrel/byte_string_object.h"
-#include "host/windows/vantrel/checksum_calculator_object.h"
-#include "host/windows/vantrel/collections.h"
+#include "host/windows/vantrel/host_types.h"
 #include "platform/portable/memory_byte_string.h"
 #include "platform/portable/reference_types.h"
 
