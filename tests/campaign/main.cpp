@@ -1,22 +1,159 @@
 // SPDX-License-Identifier: MIT
 // Flashes a simulated ECU many times while things go wrong, and checks after each flash that it
-// ended as it has to (laws.h) and left nothing behind. tests/campaign/run builds and runs it.
+// ended as it has to (BrokenLaws) and left nothing behind. tests/campaign/run builds and runs it.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <exception>
+#include <iomanip>
 #include <iostream>
 #include <map>
 #include <optional>
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
-#include "campaign/laws.h"
+#include "campaign/fault.h"
 #include "campaign/live_memory.h"
-#include "campaign/tally.h"
+#include "campaign/scenario.h"
+#include "campaign/workbench.h"
 
 namespace quillmark::campaign {
 namespace {
+
+/// Counts what happened in a campaign. Takes no memory for it.
+class Tally {
+ public:
+  void Add(const Scenario& scenario, const Outcome& outcome);
+
+  void Print(std::ostream& out) const;
+
+  /// Flashes with verification, and those of them that succeeded.
+  [[nodiscard]] std::uint64_t verified() const { return verified_; }
+  [[nodiscard]] std::uint64_t verified_successes() const { return verified_successes_; }
+
+ private:
+  static constexpr std::size_t kPhases = static_cast<std::size_t>(host::Phase::kClose) + 1;
+
+  struct Ends {
+    std::uint64_t happened = 0;
+    std::uint64_t succeeded = 0;
+  };
+
+  std::uint64_t flashes_ = 0;
+  std::uint64_t undisturbed_ = 0;
+  std::uint64_t succeeded_ = 0;
+  std::uint64_t verified_ = 0;
+  std::uint64_t verified_successes_ = 0;
+  std::uint64_t unverified_wrong_ = 0;
+  std::array<Ends, kFaultKinds> faults_{};
+  std::array<std::uint64_t, kPhases> failures_{};
+  std::uint64_t host_failures_ = 0;
+};
+
+constexpr int kNameWidth = 38;
+constexpr int kNumberWidth = 9;
+
+void PrintRow(std::ostream& out, std::string_view name, std::uint64_t number) {
+  out << std::left << std::setw(kNameWidth) << name << std::right << std::setw(kNumberWidth)
+      << number << '\n';
+}
+
+void Tally::Add(const Scenario& scenario, const Outcome& outcome) {
+  ++flashes_;
+  undisturbed_ += outcome.faults.empty() ? 1 : 0;
+  succeeded_ += outcome.succeeded ? 1 : 0;
+  verified_ += scenario.verify ? 1 : 0;
+  verified_successes_ += scenario.verify && outcome.succeeded ? 1 : 0;
+  unverified_wrong_ += !scenario.verify && outcome.succeeded && !outcome.memory_is_right ? 1 : 0;
+  for (const FaultKind kind : outcome.faults) {
+    Ends& ends = faults_[static_cast<std::size_t>(kind)];
+    ++ends.happened;
+    ends.succeeded += outcome.succeeded ? 1 : 0;
+  }
+  if (outcome.failure) {
+    ++failures_.at(static_cast<std::size_t>(outcome.failure->phase));
+  }
+  host_failures_ += outcome.host_failed ? 1 : 0;
+}
+
+void Tally::Print(std::ostream& out) const {
+  PrintRow(out, "flashes", flashes_);
+  PrintRow(out, "  without a fault that happened", undisturbed_);
+  PrintRow(out, "  successes", succeeded_);
+  PrintRow(out, "  verified", verified_);
+  PrintRow(out, "  verified successes", verified_successes_);
+  PrintRow(out, "  wrong without verification", unverified_wrong_);
+  out << "\nfault" << std::setw(kNameWidth + kNumberWidth - 5) << "happened"
+      << std::setw(kNumberWidth + 2) << "succeeded" << '\n';
+  for (std::size_t kind = 0; kind < faults_.size(); ++kind) {
+    if (faults_[kind].happened == 0) {
+      continue;
+    }
+    out << std::left << std::setw(kNameWidth) << NameOf(static_cast<FaultKind>(kind)) << std::right
+        << std::setw(kNumberWidth) << faults_[kind].happened << std::setw(kNumberWidth + 2)
+        << faults_[kind].succeeded << '\n';
+  }
+  out << "\nfailed in phase\n";
+  for (std::size_t phase = 0; phase < failures_.size(); ++phase) {
+    PrintRow(out, host::NameOf(static_cast<host::Phase>(phase)), failures_[phase]);
+  }
+  PrintRow(out, "(by the host's own exception)", host_failures_);
+}
+
+bool NamesItsStep(const Outcome& outcome) {
+  const host::Failure& failure = *outcome.failure;
+  const std::string_view name = host::NameOf(outcome.phase);
+  return failure.phase == outcome.phase && !failure.text.empty() &&
+         std::string_view(outcome.message).substr(0, name.size()) == name;
+}
+
+/// Whether the host's own handler or backup threw: such an exception reaches the host unchanged.
+/// One from the key function becomes a failure of the programmer.
+bool ThrewByItself(const Outcome& outcome) {
+  for (const FaultKind kind : outcome.faults) {
+    if (kind == FaultKind::kThrowingHandler || kind == FaultKind::kThrowingBackup) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/// What two flashes of a scenario, the one with faults and the one after it, did wrong; empty if
+/// all is well:
+///
+/// - with verification, success means that the ECU's memory holds the image;
+/// - without a fault that happened, a flash succeeds;
+/// - where a backup was asked for, nothing is changed before the host keeps it, and without a fault
+///   it is what the ECU held;
+/// - a failure names the phase that the host was told last, in its text as well;
+/// - the programmer is usable for the next flash.
+std::vector<std::string> BrokenLaws(const Scenario& scenario, const Outcome& faulty,
+                                    const Outcome& again) {
+  std::vector<std::string> broken;
+  const auto require = [&](bool holds, const char* text) {
+    if (!holds) {
+      broken.emplace_back(text);
+    }
+  };
+  require(!faulty.succeeded || !scenario.verify || faulty.memory_is_right,
+          "reported a success although the memory differs from the image");
+  require(!faulty.faults.empty() || faulty.succeeded, "failed without a fault");
+  require(!faulty.faults.empty() || faulty.memory_is_right,
+          "wrote something else, without a fault");
+  require(!scenario.backup || faulty.backup_was_kept || !faulty.memory_was_changed,
+          "changed the memory before its content was kept");
+  require(!scenario.backup || !faulty.faults.empty() || faulty.backup_is_right,
+          "read back something else, without a fault");
+  require(!faulty.failure || NamesItsStep(faulty), "failed without naming the step");
+  require(!faulty.host_failed || ThrewByItself(faulty), "let an exception through");
+  require(again.succeeded && again.memory_is_right && (!scenario.backup || again.backup_is_right),
+          "could not be used for the next flash");
+  return broken;
+}
 
 using Clock = std::chrono::steady_clock;
 
