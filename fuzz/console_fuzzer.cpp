@@ -7,7 +7,7 @@
 #include <string>
 
 #include "fuzz/support/law.h"
-#include "host/calls/json.h"
+#include "host/calls/json_value.h"
 #include "quillmark/host/console.h"
 #include "quillmark/quillmark.h"
 #include "support/failing_platform.h"

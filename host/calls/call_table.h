@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/calls/arguments.h"
-#include "host/calls/json.h"
+#include "host/calls/json_value.h"
 #include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/host/console.h"
 

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
 
-#include "host/calls/json.h"
 #include "quillmark/byte_string.h"
 #include "quillmark/diag_on_can_reprog.h"
 #include "quillmark/dom.h"
@@ -15,6 +15,9 @@
 #include "quillmark/platform.h"
 
 namespace quillmark::host {
+
+/// Keeps the keys of an object in the order in which they were set.
+using Json = nlohmann::ordered_json;
 
 /// A value of a request and its place for messages, such as "checkupload: argument 2, Image[0].at".
 struct JsonValue {

@@ -12,7 +12,6 @@
 #include "host/tool/link_options.h"
 #include "host/tool/number.h"
 #include "host/tool/session_options.h"
-#include "host/tool/simulated_ecu_options.h"
 #include "host/tool/transfer_options.h"
 
 namespace quillmark::host::pass_thru {

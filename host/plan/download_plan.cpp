@@ -5,12 +5,18 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 
-#include "host/plan/wire_plan.h"
 #include "host/programmer/image_parts.h"
 #include "host/programmer/session.h"
+#include "host/runner/message_reader.h"
+#include "quillmark/dom.h"
+#include "quillmark/error.h"
+#include "quillmark/host/decode.h"
 #include "quillmark/host/plan.h"
 #include "quillmark/host/text.h"
 #include "quillmark/host/transfer.h"
@@ -18,6 +24,92 @@
 
 namespace quillmark::host {
 namespace {
+
+/// Adds up what the documents of a download will put on the wire.
+class WirePlan {
+ public:
+  /// `plan` must outlive this.
+  WirePlan(const Exchange& exchange, const WireSpeed& speed, DownloadPlan& plan)
+      : exchange_(exchange), speed_(speed), plan_(plan) {}
+
+  /// Adds a document of the component that has not been run. Raises Error 13 if it has no steps.
+  void Add(const DOMDocument& document);
+
+ private:
+  void AddSent(ByteView frame, RequestReader& reader);
+  void AddPauses(const IXMLDOMNode& steps, std::string_view name);
+  void AddRequest(ByteView request);
+
+  Exchange exchange_;
+  WireSpeed speed_;
+  DownloadPlan& plan_;
+};
+
+constexpr std::size_t kCanFrameSize = 8;
+constexpr std::size_t kAcknowledgementSize = 1;
+
+[[noreturn]] void Refuse(const std::string& what) {
+  throw Error(error_number::kTypeMismatch, "not a request document: " + what);
+}
+
+// A document says how the ECU's frame begins: in plain CAN form it is padded, a gateway's
+// acknowledgement may be anything, and the reply to a block is known to its end.
+std::size_t SizeOfReply(std::string_view expected, TransportForm form) {
+  if (form == TransportForm::kPlainCan) {
+    return kCanFrameSize;
+  }
+  return expected.empty() ? kAcknowledgementSize : expected.size() / 2;
+}
+
+std::shared_ptr<IXMLDOMNode> ParentOfSteps(const DOMDocument& document, TransportForm form) {
+  auto steps = document.selectSingleNode(form == TransportForm::kKLine ? "/k" : "/can/x");
+  if (!steps) {
+    Refuse("it has no steps");
+  }
+  return steps;
+}
+
+// Times add up in any order, and so each kind of step is read for itself, without a node object for
+// each of thousands.
+void WirePlan::Add(const DOMDocument& document) {
+  const auto steps = ParentOfSteps(document, exchange_.form);
+  RequestReader reader(exchange_.form);
+  steps->readChildTexts("s", "d", [&](const ChildText& frame) {
+    const std::optional<Bytes> bytes = BytesOfHex(frame.text);
+    if (!bytes || bytes->empty()) {
+      Refuse("a frame to send is no hex text");
+    }
+    AddSent(*bytes, reader);
+  });
+  AddRequest(reader.Request());
+  steps->readChildTexts("r", "c", [this](const ChildText& expected) {
+    plan_.wire_time += WireTime(exchange_, SizeOfReply(expected.text, exchange_.form), speed_);
+  });
+  AddPauses(*steps, "w");
+  AddPauses(*steps, "bk");
+}
+
+void WirePlan::AddSent(ByteView frame, RequestReader& reader) {
+  if (reader.BeginsRequest(frame)) {
+    AddRequest(reader.Request());
+  }
+  reader.OnSent(frame);
+  plan_.wire_time += WireTime(exchange_, frame.size(), speed_);
+}
+
+void WirePlan::AddPauses(const IXMLDOMNode& steps, std::string_view name) {
+  const auto pauses = steps.selectNodes(name);
+  for (std::size_t i = 0; i < pauses->length(); ++i) {
+    plan_.wire_time += std::chrono::milliseconds(std::stol(pauses->item(i)->text()));
+  }
+}
+
+void WirePlan::AddRequest(ByteView request) {
+  if (const std::optional<AddressRange> memory = DownloadIn(request)) {
+    plan_.blocks.push_back(*memory);
+    plan_.sent_bytes += memory->count;
+  }
+}
 
 Exchange ExchangeOf(const ProgrammerConfig& config) {
   return {config.form, static_cast<std::uint32_t>(config.receive_id),

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/calls/json.h"
+#include "host/calls/json_value.h"
 #include "quillmark/host/decode.h"
 #include "quillmark/host/report.h"
 

@@ -13,7 +13,6 @@
 #include "host/tool/interrupt.h"
 #include "host/tool/key_command.h"
 #include "host/tool/paced_bus.h"
-#include "host/tool/simulated_ecu_options.h"
 #include "quillmark/host/open_bus.h"
 #include "quillmark/host/simulated_bus.h"
 #include "quillmark/host/text.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "base/com/apartment.h"
-#include "host/calls/json.h"
+#include "host/calls/json_value.h"
 #include "host/windows/client/com_component.h"
 #include "platform/windows/windows_platform.h"
 #include "quillmark/host/console.h"

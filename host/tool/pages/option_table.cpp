@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "host/tool/pages/option_table.h"
-
 #include <algorithm>
 #include <sstream>
+
+#include "host/tool/pages/pages.h"
 
 namespace quillmark::host {
 namespace {

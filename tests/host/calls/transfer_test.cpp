@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // ComputeDownload and ComputeUpload, from the first event to the last.
-#include "host/calls/json.h"
+#include "host/calls/json_value.h"
 #include "tests/host/calls/console_test.h"
 
 namespace quillmark::host::testing {
