@@ -2,14 +2,17 @@
 #include "host/station/http_server.h"
 
 #include <fmt/format.h>
+#include <openssl/crypto.h>
+#include <openssl/sha.h>
+#include <openssl/sslerr.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
-#include <charconv>
 #include <limits>
 #include <list>
 #include <nlohmann/json.hpp>
@@ -30,20 +33,15 @@ using std::chrono::milliseconds;
 /// A body of more than this counts as an upload, of which only few are in memory at once.
 constexpr std::size_t kUpload = std::size_t{64} * 1024;
 constexpr int kMostUploads = 4;
-constexpr std::size_t kMostTarget = 2048;
+/// A token, or a password.
+constexpr std::size_t kMostSecret = 1024;
 
 /// How long a refused client may go on sending, so that it sees the answer and not a reset.
 constexpr milliseconds kLinger{1000};
 constexpr int kMostLingeringReads = 1024;
 
-/// Text that is compared with a secret: the time tells nothing about it.
-bool AreEqual(std::string_view left, std::string_view right) {
-  unsigned difference = left.size() == right.size() ? 0 : 1;
-  for (std::size_t i = 0; i < left.size() && i < right.size(); ++i) {
-    difference |= static_cast<unsigned char>(left[i]) ^ static_cast<unsigned char>(right[i]);
-  }
-  return difference == 0;
-}
+/// What is read at once before a request has begun.
+constexpr std::size_t kFirstRead = 4096;
 
 std::string_view View(boost::string_view text) { return {text.data(), text.size()}; }
 
@@ -55,81 +53,91 @@ HttpResponse Refusal(unsigned status, const std::string& text) {
   return response;
 }
 
-std::string WithoutPort(const tcp::endpoint& endpoint) {
-  const std::string address = endpoint.address().to_string();
-  return endpoint.address().is_v6() ? '[' + address + ']' : address;
+HttpHead HeadOf(const http::request_header<>& header) {
+  const auto lines = [&header](http::field field) {
+    std::vector<std::string_view> values;
+    const auto [first, last] = header.equal_range(field);
+    std::transform(first, last, std::back_inserter(values),
+                   [](const auto& line) { return View(line.value()); });
+    return values;
+  };
+  return {View(header.method_string()), View(header.target()),      lines(http::field::host),
+          lines(http::field::origin),   lines(http::field::cookie), View(header["Sec-Fetch-Site"])};
+}
+
+/// As it stands in a URL.
+std::string TextOf(const asio::ip::address& address) {
+  return address.is_v6() ? '[' + address.to_string() + ']' : address.to_string();
+}
+
+/// Secrets are compared by their digests, all bytes of them: the time tells nothing.
+using SecretDigest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
+
+SecretDigest DigestOf(const std::string& secret) {
+  SecretDigest digest{};
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): bytes
+  ::SHA256(reinterpret_cast<const unsigned char*>(secret.data()), secret.size(), digest.data());
+  return digest;
+}
+
+/// The bytes of a connection: as they are, or through TLS.
+class Stream {
+ public:
+  using executor_type = tcp::socket::executor_type;
+
+  /// Without `tls`, bytes as they are.
+  Stream(tcp::socket socket, std::optional<asio::ssl::context>& tls) : socket_(std::move(socket)) {
+    if (tls) {
+      tls_.emplace(socket_, *tls);
+      is_secure_ = true;
+    }
+  }
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  Stream(Stream&&) = delete;
+  Stream& operator=(Stream&&) = delete;
+  ~Stream() = default;
+
+  [[nodiscard]] executor_type get_executor() { return socket_.get_executor(); }
+  [[nodiscard]] tcp::socket& socket() { return socket_; }
+  [[nodiscard]] bool is_secure() const { return is_secure_; }
+  /// For a client that does not speak TLS.
+  void SpeakPlainly() { is_secure_ = false; }
+
+  template <typename Handler>
+  void Handshake(Handler&& handler) {
+    tls_->async_handshake(asio::ssl::stream_base::server, std::forward<Handler>(handler));
+  }
+  /// Says that nothing more follows, and waits for the client to say so, too.
+  template <typename Handler>
+  void Shutdown(Handler&& handler) {
+    tls_->async_shutdown(std::forward<Handler>(handler));
+  }
+
+  // These names are those of Boost.Asio's streams.
+  template <typename Buffers, typename Handler>
+  void async_read_some(const Buffers& buffers, Handler&& handler) {
+    is_secure_ ? tls_->async_read_some(buffers, std::forward<Handler>(handler))
+               : socket_.async_read_some(buffers, std::forward<Handler>(handler));
+  }
+  template <typename Buffers, typename Handler>
+  void async_write_some(const Buffers& buffers, Handler&& handler) {
+    is_secure_ ? tls_->async_write_some(buffers, std::forward<Handler>(handler))
+               : socket_.async_write_some(buffers, std::forward<Handler>(handler));
+  }
+
+ private:
+  tcp::socket socket_;
+  std::optional<asio::ssl::stream<tcp::socket&>> tls_;
+  bool is_secure_ = false;
+};
+
+bool IsPlainHttp(error_code error) {
+  return error.category() == asio::error::get_ssl_category() &&
+         ERR_GET_REASON(static_cast<unsigned long>(error.value())) == SSL_R_HTTP_REQUEST;
 }
 
 }  // namespace
-
-std::string_view CookieIn(std::string_view header, std::string_view name) {
-  while (!header.empty()) {
-    const std::size_t end = std::min(header.find(';'), header.size());
-    std::string_view pair = header.substr(0, end);
-    header.remove_prefix(std::min(end + 1, header.size()));
-    pair.remove_prefix(std::min(pair.find_first_not_of(' '), pair.size()));
-    if (pair.size() > name.size() && pair.starts_with(name) && pair[name.size()] == '=') {
-      return pair.substr(name.size() + 1);
-    }
-  }
-  return {};
-}
-
-namespace {
-
-std::string Decoded(std::string_view text) {
-  std::string decoded;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    unsigned value = static_cast<unsigned char>(text[i]);
-    if (text[i] == '+') {
-      value = ' ';
-    } else if (text[i] == '%') {
-      const std::string_view digits = text.substr(i + 1, 2);
-      const char* const end = digits.data() + digits.size();
-      const auto read = std::from_chars(digits.data(), end, value, 16);
-      if (digits.size() != 2 || read.ptr != end) {
-        throw HttpError(400, "expected two hexadecimal digits after % in the address");
-      }
-      i += 2;
-    }
-    if (value < 0x20 || value == 0x7F) {
-      throw HttpError(400, "the address contains a control character");
-    }
-    decoded += static_cast<char>(value);
-  }
-  return decoded;
-}
-
-}  // namespace
-
-std::map<std::string, std::string> ParseQuery(std::string_view query) {
-  std::map<std::string, std::string> values;
-  while (!query.empty()) {
-    const std::size_t end = std::min(query.find('&'), query.size());
-    const std::string_view pair = query.substr(0, end);
-    query.remove_prefix(std::min(end + 1, query.size()));
-    const std::size_t sign = std::min(pair.find('='), pair.size());
-    values[Decoded(pair.substr(0, sign))] = Decoded(pair.substr(std::min(sign + 1, pair.size())));
-  }
-  return values;
-}
-
-bool Fits(std::string_view path, std::string_view pattern, std::vector<std::string>& parts) {
-  parts.clear();
-  while (!path.empty() && !pattern.empty()) {
-    const std::size_t path_end = std::min(path.find('/', 1), path.size());
-    const std::size_t pattern_end = std::min(pattern.find('/', 1), pattern.size());
-    const std::string_view part = path.substr(0, path_end);
-    if (pattern.substr(0, pattern_end) == "/*") {
-      parts.emplace_back(part.substr(std::min<std::size_t>(1, part.size())));
-    } else if (part != pattern.substr(0, pattern_end)) {
-      return false;
-    }
-    path.remove_prefix(path_end);
-    pattern.remove_prefix(pattern_end);
-  }
-  return path.empty() && pattern.empty();
-}
 
 class HttpServer::Core {
  public:
@@ -142,9 +150,7 @@ class HttpServer::Core {
 
   void Close();
   [[nodiscard]] std::uint16_t port() const { return endpoint_.port(); }
-  [[nodiscard]] std::string Url() const {
-    return fmt::format("http://{}:{}/#token={}", WithoutPort(endpoint_), port(), token_);
-  }
+  [[nodiscard]] std::string Url() const;
   [[nodiscard]] std::size_t connections() const { return open_; }
   void Tell(std::size_t event);
 
@@ -156,22 +162,23 @@ class HttpServer::Core {
   void Remove(const Connection* connection);
   /// Closes the oldest connection of a stranger; false if there is none.
   bool MakeRoom();
-  [[nodiscard]] bool IsOwnHost(std::string_view host) const;
-  /// The route of a request that may be made, before its body is read. Raises HttpError.
-  [[nodiscard]] const HttpRoute& RouteOf(const http::request_header<>& header, bool& has_cookie,
-                                         HttpRequest& request) const;
-  [[nodiscard]] bool HasCookie(const http::request_header<>& header) const;
-  [[nodiscard]] HttpRoute SessionRoute();
+  void Listen(const Settings& settings);
+  void SetRules(std::vector<HttpRoute>&& routes);
+  [[nodiscard]] HttpResponse BeginSession(const std::string& secret);
+  void RequirePause() const;
 
-  std::vector<HttpRoute> routes_;
   HttpEvents events_;
   HttpLimits limits_;
-  /// Browsers send cookies to every port of a host: the name tells servers apart.
-  std::string cookie_name_;
-  const std::string token_ = NewRunId();
-  const std::string cookie_ = NewRunId();
+  std::shared_ptr<const TlsIdentity> identity_;
+  HttpRules rules_;
+  /// Empty if a password is asked for.
+  std::string token_;
+  SecretDigest secret_;
+  /// When the last wrong password is forgotten; each takes a pause to forget.
+  std::chrono::steady_clock::time_point forgotten_;
 
   asio::io_context context_{1};
+  std::optional<asio::ssl::context> tls_;
   asio::executor_work_guard<asio::io_context::executor_type> work_ =
       asio::make_work_guard(context_);
   asio::thread_pool slow_{2};
@@ -190,16 +197,16 @@ class HttpServer::Connection : public std::enable_shared_from_this<Connection> {
  public:
   Connection(Core& core, tcp::socket socket)
       : core_(core),
-        socket_(std::move(socket)),
-        timer_(socket_.get_executor()),
-        pause_(socket_.get_executor()) {}
+        stream_(std::move(socket), core.tls_),
+        timer_(stream_.get_executor()),
+        pause_(stream_.get_executor()) {}
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   Connection(Connection&&) = delete;
   Connection& operator=(Connection&&) = delete;
   ~Connection() = default;
 
-  void WaitForRequest();
+  void Begin();
   void Close();
   void OnEvent(std::size_t event);
   [[nodiscard]] bool is_known() const { return is_known_; }
@@ -207,6 +214,8 @@ class HttpServer::Connection : public std::enable_shared_from_this<Connection> {
  private:
   using Parser = http::request_parser<http::string_body>;
 
+  void OnHandshake(error_code error);
+  void WaitForRequest();
   void ReadHeader();
   void OnHeader(error_code error);
   void ReadBody();
@@ -214,6 +223,8 @@ class HttpServer::Connection : public std::enable_shared_from_this<Connection> {
   void Send(const HttpResponse& response, bool keeps_alive);
   void Refuse(unsigned status, const std::string& text) { Send(Refusal(status, text), false); }
   void RefuseWrong(error_code error);
+  void End();
+  void EndSending();
   void Linger(int reads);
   void EndUpload();
 
@@ -228,7 +239,7 @@ class HttpServer::Connection : public std::enable_shared_from_this<Connection> {
   bool Disarm();
 
   Core& core_;
-  tcp::socket socket_;
+  Stream stream_;
   asio::steady_timer timer_;
   std::uint64_t armed_ = 0;
   bool is_late_ = false;
@@ -251,17 +262,36 @@ class HttpServer::Connection : public std::enable_shared_from_this<Connection> {
 };
 
 HttpServer::Core::Core(Settings settings)
-    : routes_(std::move(settings.routes)),
-      events_(std::move(settings.events)),
-      limits_(settings.limits) {
+    : events_(std::move(settings.events)),
+      limits_(settings.limits),
+      identity_(std::move(settings.identity)),
+      token_(settings.password.empty() ? NewRunId() : ""),
+      secret_(DigestOf(settings.password.empty() ? token_ : settings.password)) {
+  if (identity_) {
+    tls_.emplace(identity_->Share());
+  }
+  Listen(settings);
+  SetRules(std::move(settings.routes));
+  Accept();
+  thread_ = std::thread([this] { context_.run(); });
+}
+
+void HttpServer::Core::Listen(const Settings& settings) {
   error_code error;
   const auto address = asio::ip::make_address(settings.address, error);
-  if (error || !address.is_loopback()) {
-    throw CannotListen(fmt::format(
-        "expected a loopback address such as 127.0.0.1, found \"{}\": what is sent is not "
-        "encrypted, so only this machine may be listened to; from another one use a tunnel, "
-        "such as ssh -L",
-        settings.address));
+  if (error) {
+    throw CannotListen(fmt::format("expected an IP address of this machine to listen on, such as "
+                                   "127.0.0.1, found \"{}\"",
+                                   settings.address),
+                       "name one of those that \"ip address\" lists");
+  }
+  if (!address.is_loopback() && (!identity_ || !token_.empty())) {
+    throw CannotListen(
+        fmt::format("expected a certificate, its key and a password for {}, which other machines "
+                    "reach; found no {}",
+                    settings.address, identity_ ? "password" : "certificate"),
+        "name them with --certificate, --key and --password-file; or listen on 127.0.0.1 and use a "
+        "tunnel from another machine, such as ssh -L");
   }
   try {
     acceptor_.open(tcp::endpoint(address, 0).protocol());
@@ -270,14 +300,59 @@ HttpServer::Core::Core(Settings settings)
     acceptor_.listen();
     endpoint_ = acceptor_.local_endpoint();
   } catch (const boost::system::system_error& failure) {
-    throw CannotListen(fmt::format("cannot listen on port {} of {}: {}", settings.port,
-                                   settings.address, failure.code().message()));
+    const bool is_elsewhere = failure.code() == boost::system::errc::address_not_available;
+    throw CannotListen(
+        fmt::format(
+            "cannot listen on port {} of {}: {}", settings.port, settings.address,
+            is_elsewhere ? "this machine does not have this address" : failure.code().message()),
+        is_elsewhere ? "name one of those that \"ip address\" lists"
+                     : "name another with --port, or 0 for any that is free");
   }
-  cookie_name_ = fmt::format("quillmark-{}", port());
-  routes_.push_back(SessionRoute());
-  routes_.push_back({"GET", "/api/events", 0, false, false, {}});
-  Accept();
-  thread_ = std::thread([this] { context_.run(); });
+}
+
+void HttpServer::Core::SetRules(std::vector<HttpRoute>&& routes) {
+  rules_.scheme = identity_ ? "https" : "http";
+  rules_.port = port();
+  if (!endpoint_.address().is_unspecified()) {
+    rules_.names.push_back(TextOf(endpoint_.address()));
+  }
+  if (endpoint_.address().is_loopback()) {
+    rules_.names.emplace_back("localhost");
+  }
+  if (identity_) {
+    const auto& names = identity_->names();
+    rules_.names.insert(rules_.names.end(), names.begin(), names.end());
+  }
+  // Browsers send cookies to every port of a host: the name tells servers apart. With the prefix
+  // they take it from a page with TLS alone, and from no other host.
+  rules_.cookie_name = fmt::format("{}quillmark-{}", identity_ ? "__Host-" : "", port());
+  rules_.cookie = NewRunId();
+  rules_.routes = std::move(routes);
+  rules_.routes.push_back({"GET", "/api/session", 0, true, false, [this](const HttpRequest&) {
+                             HttpResponse response;
+                             response.body =
+                                 token_.empty() ? R"({"asks":"password"})" : R"({"asks":"token"})";
+                             return response;
+                           }});
+  rules_.routes.push_back(
+      {"POST", "/api/session", kMostSecret, true, false,
+       [this](const HttpRequest& request) { return BeginSession(request.body); }});
+  rules_.routes.push_back({"GET", "/api/events", 0, false, false, {}});
+}
+
+/// By the name that its certificate has, which browsers compare.
+std::string HttpServer::Core::Url() const {
+  std::string name = TextOf(endpoint_.address());
+  if (identity_) {
+    const auto& names = identity_->names();
+    const auto named = std::find_if(names.begin(), names.end(),
+                                    [](const std::string& each) { return each.front() != '*'; });
+    if (named != names.end() && std::find(names.begin(), names.end(), name) == names.end()) {
+      name = *named;
+    }
+  }
+  const std::string page = fmt::format("{}://{}:{}/", rules_.scheme, name, port());
+  return token_.empty() ? page : fmt::format("{}#token={}", page, token_);
 }
 
 void HttpServer::Core::Close() {
@@ -325,7 +400,7 @@ void HttpServer::Core::Admit(tcp::socket socket) {
   socket.set_option(tcp::no_delay(true), ignored);
   connections_.push_back(std::make_shared<Connection>(*this, std::move(socket)));
   open_ = connections_.size();
-  connections_.back()->WaitForRequest();
+  connections_.back()->Begin();
 }
 
 bool HttpServer::Core::MakeRoom() {
@@ -352,75 +427,55 @@ void HttpServer::Core::Tell(std::size_t event) {
   });
 }
 
-/// Another name may be another page's, which has let its name stand for this machine.
-bool HttpServer::Core::IsOwnHost(std::string_view host) const {
-  return host == fmt::format("{}:{}", WithoutPort(endpoint_), port()) ||
-         host == fmt::format("localhost:{}", port());
+/// Raises HttpError while the last wrong passwords are too many.
+void HttpServer::Core::RequirePause() const {
+  const auto most = (limits_.wrong_passwords - 1) * limits_.password_pause;
+  const auto left = forgotten_ - std::chrono::steady_clock::now() - most;
+  if (left > left.zero()) {
+    throw HttpError(429, fmt::format("too many wrong passwords; try again in {} s",
+                                     std::chrono::ceil<std::chrono::seconds>(left).count()));
+  }
 }
 
-bool HttpServer::Core::HasCookie(const http::request_header<>& header) const {
-  const auto [first, last] = header.equal_range(http::field::cookie);
-  return std::any_of(first, last, [this](const auto& field) {
-    return AreEqual(CookieIn(View(field.value()), cookie_name_), cookie_);
-  });
+HttpResponse HttpServer::Core::BeginSession(const std::string& secret) {
+  if (token_.empty()) {
+    RequirePause();
+  }
+  const SecretDigest digest = DigestOf(secret);
+  if (::CRYPTO_memcmp(digest.data(), secret_.data(), digest.size()) == 0) {
+    return {204, "", "", std::string(kOwnPagePolicy)};
+  }
+  if (!token_.empty()) {
+    throw HttpError(401,
+                    "this is not the token of this station, which it prints anew with each start");
+  }
+  forgotten_ = std::max(forgotten_, std::chrono::steady_clock::now()) + limits_.password_pause;
+  throw HttpError(401, "this is not the password of this station");
 }
 
-const HttpRoute& HttpServer::Core::RouteOf(const http::request_header<>& header, bool& has_cookie,
-                                           HttpRequest& request) const {
-  if (header.count(http::field::host) != 1 || !IsOwnHost(View(header[http::field::host]))) {
-    throw HttpError(header.count(http::field::host) == 1 ? 403 : 400,
-                    "expected the address of this station in the header Host");
+/// Up to the first byte of a request.
+void HttpServer::Connection::Begin() {
+  if (!stream_.is_secure()) {
+    WaitForRequest();
+    return;
   }
-  if (header.count(http::field::origin) > 0 &&
-      View(header[http::field::origin]) !=
-          fmt::format("http://{}", View(header[http::field::host]))) {
-    throw HttpError(403, "this request comes from another page");
-  }
-  const std::string_view target = View(header.target());
-  if (target.size() > kMostTarget) {
-    throw HttpError(414, fmt::format("expected an address of at most {} bytes", kMostTarget));
-  }
-  const std::size_t path_end = std::min(target.find('?'), target.size());
-  const HttpRoute* found = nullptr;
-  std::vector<std::string> parts;
-  bool exists = false;
-  for (const HttpRoute& route : routes_) {
-    if (Fits(target.substr(0, path_end), route.path, parts)) {
-      exists = true;
-      if (View(header.method_string()) == route.method) {
-        found = &route;
-        request.parts = parts;
-      }
-    }
-  }
-  has_cookie = HasCookie(header);
-  if (found == nullptr || !found->is_open) {
-    // Also for what there is not: a stranger is told nothing.
-    if (!has_cookie) {
-      throw HttpError(401, "open the station with the address that it has printed");
-    }
-    const std::string_view site = View(header["Sec-Fetch-Site"]);
-    if (!site.empty() && site != "same-origin" && site != "none") {
-      throw HttpError(403, "this request comes from another page");
-    }
-  }
-  if (found == nullptr) {
-    throw exists ? HttpError(405, "this address does not take this method")
-                 : HttpError(404, "there is nothing at this address");
-  }
-  request.query = ParseQuery(target.substr(std::min(path_end + 1, target.size())));
-  return *found;
+  Arm(core_.limits_.header_time);
+  stream_.Handshake([self = shared_from_this()](error_code error) { self->OnHandshake(error); });
 }
 
-HttpRoute HttpServer::Core::SessionRoute() {
-  return {"POST", "/api/session", 64, true, false, [this](const HttpRequest& request) {
-            if (!AreEqual(request.body, token_)) {
-              throw HttpError(401,
-                              "this is not the token of this station, which it prints anew "
-                              "with each start");
-            }
-            return HttpResponse{204, "", "", std::string(kOwnPagePolicy)};
-          }};
+void HttpServer::Connection::OnHandshake(error_code error) {
+  const bool is_late = Disarm();
+  if (is_closed_) {
+    return;
+  }
+  if (IsPlainHttp(error)) {
+    stream_.SpeakPlainly();
+    Refuse(400, "this station speaks TLS; open the address with https:// in front");
+  } else if (error || is_late) {
+    Close();
+  } else {
+    WaitForRequest();
+  }
 }
 
 void HttpServer::Connection::Arm(milliseconds time) {
@@ -432,7 +487,7 @@ void HttpServer::Connection::Arm(milliseconds time) {
     }
     self->is_late_ = true;
     error_code ignored;
-    self->socket_.cancel(ignored);
+    self->stream_.socket().cancel(ignored);
   });
 }
 
@@ -454,7 +509,7 @@ void HttpServer::Connection::Close() {
     --core_.streams_;
   }
   error_code ignored;
-  socket_.close(ignored);
+  stream_.socket().close(ignored);
   core_.Remove(this);
 }
 
@@ -475,14 +530,16 @@ void HttpServer::Connection::WaitForRequest() {
     return;
   }
   Arm(core_.limits_.idle_time);
-  socket_.async_wait(tcp::socket::wait_read, [self = shared_from_this()](error_code error) {
-    const bool is_late = self->Disarm();
-    if (error || is_late) {
-      self->Close();
-      return;
-    }
-    self->ReadHeader();
-  });
+  stream_.async_read_some(buffer_.prepare(kFirstRead),
+                          [self = shared_from_this()](error_code error, std::size_t bytes) {
+                            const bool is_late = self->Disarm();
+                            if (error || is_late) {
+                              self->Close();
+                              return;
+                            }
+                            self->buffer_.commit(bytes);
+                            self->ReadHeader();
+                          });
 }
 
 void HttpServer::Connection::ReadHeader() {
@@ -491,7 +548,7 @@ void HttpServer::Connection::ReadHeader() {
   // Which body is allowed depends on the header.
   parser_->body_limit(std::numeric_limits<std::uint64_t>::max());
   Arm(core_.limits_.header_time);
-  http::async_read_header(socket_, buffer_, *parser_,
+  http::async_read_header(stream_, buffer_, *parser_,
                           [self = shared_from_this()](error_code error, std::size_t /*bytes*/) {
                             self->OnHeader(error);
                           });
@@ -525,7 +582,7 @@ void HttpServer::Connection::OnHeader(error_code error) {
   }
   const auto& header = parser_->get();
   try {
-    route_ = &core_.RouteOf(header, is_known_, request_);
+    route_ = &core_.rules_.RouteOf(HeadOf(header), request_, is_known_);
     const auto length = parser_->content_length();
     if (length && *length > route_->most_body) {
       throw HttpError(
@@ -548,7 +605,7 @@ void HttpServer::Connection::OnHeader(error_code error) {
     return;
   }
   text_ = "HTTP/1.1 100 Continue\r\n\r\n";
-  asio::async_write(socket_, asio::buffer(text_),
+  asio::async_write(stream_, asio::buffer(text_),
                     [self = shared_from_this()](error_code failure, std::size_t /*bytes*/) {
                       if (failure) {
                         self->Close();
@@ -563,7 +620,7 @@ void HttpServer::Connection::ReadBody() {
     return;
   }
   Arm(core_.limits_.body_time);
-  http::async_read(socket_, buffer_, *parser_,
+  http::async_read(stream_, buffer_, *parser_,
                    [self = shared_from_this()](error_code error, std::size_t /*bytes*/) {
                      if (self->is_closed_) {
                        return;
@@ -627,8 +684,10 @@ void HttpServer::Connection::Send(const HttpResponse& response, bool keeps_alive
     response_->set(http::field::allow, "GET, POST");
   }
   if (route_ != nullptr && route_->path == "/api/session" && response.status == 204) {
-    response_->set(http::field::set_cookie, fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict",
-                                                        core_.cookie_name_, core_.cookie_));
+    response_->set(
+        http::field::set_cookie,
+        fmt::format("{}={}; Path=/; {}HttpOnly; SameSite=Strict", core_.rules_.cookie_name,
+                    core_.rules_.cookie, stream_.is_secure() ? "Secure; " : ""));
     is_known_ = true;
   }
   route_ = nullptr;
@@ -636,7 +695,7 @@ void HttpServer::Connection::Send(const HttpResponse& response, bool keeps_alive
   response_->keep_alive(keeps_alive);
   response_->prepare_payload();
   Arm(core_.limits_.write_time);
-  http::async_write(socket_, *response_,
+  http::async_write(stream_, *response_,
                     [self = shared_from_this(), keeps_alive](error_code error, std::size_t /*n*/) {
                       const bool is_late = self->Disarm();
                       self->response_.reset();
@@ -645,22 +704,42 @@ void HttpServer::Connection::Send(const HttpResponse& response, bool keeps_alive
                       } else if (keeps_alive) {
                         self->WaitForRequest();
                       } else {
-                        self->socket_.shutdown(tcp::socket::shutdown_send, error);
-                        self->Arm(kLinger);
-                        self->Linger(0);
+                        self->End();
                       }
                     });
 }
 
+/// The last answer is sent.
+void HttpServer::Connection::End() {
+  Arm(kLinger);
+  if (!stream_.is_secure()) {
+    EndSending();
+    return;
+  }
+  // What it fails with does not matter: what a client goes on sending is no longer looked at.
+  stream_.Shutdown([self = shared_from_this()](error_code /*error*/) { self->EndSending(); });
+}
+
+void HttpServer::Connection::EndSending() {
+  if (is_closed_ || is_late_) {
+    Close();
+    return;
+  }
+  error_code ignored;
+  stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+  Linger(0);
+}
+
 void HttpServer::Connection::Linger(int reads) {
-  socket_.async_read_some(asio::buffer(ignored_),
-                          [self = shared_from_this(), reads](error_code error, std::size_t /*n*/) {
-                            if (error || self->is_late_ || reads == kMostLingeringReads) {
-                              self->Close();
-                            } else {
-                              self->Linger(reads + 1);
-                            }
-                          });
+  stream_.socket().async_read_some(
+      asio::buffer(ignored_),
+      [self = shared_from_this(), reads](error_code error, std::size_t /*n*/) {
+        if (error || self->is_late_ || reads == kMostLingeringReads) {
+          self->Close();
+        } else {
+          self->Linger(reads + 1);
+        }
+      });
 }
 
 void HttpServer::Connection::BeginStream() {
@@ -673,7 +752,7 @@ void HttpServer::Connection::BeginStream() {
   changed_.assign(core_.events_.count, true);
   // What the system keeps for a client that does not read.
   error_code ignored;
-  socket_.set_option(tcp::socket::send_buffer_size(64 * 1024), ignored);
+  stream_.socket().set_option(tcp::socket::send_buffer_size(64 * 1024), ignored);
   WatchStream();
   Write(
       fmt::format("HTTP/1.1 200 OK\r\nServer: quillmark\r\nContent-Type: text/event-stream\r\n"
@@ -686,7 +765,7 @@ void HttpServer::Connection::BeginStream() {
 
 /// Nothing more is expected of the client but its end.
 void HttpServer::Connection::WatchStream() {
-  socket_.async_read_some(asio::buffer(ignored_),
+  stream_.async_read_some(asio::buffer(ignored_),
                           [self = shared_from_this()](error_code error, std::size_t /*bytes*/) {
                             if (error || self->is_closed_) {
                               self->Close();
@@ -724,7 +803,7 @@ void HttpServer::Connection::Write(std::string text) {
   is_writing_ = true;
   text_ = std::move(text);
   Arm(core_.limits_.write_time);
-  asio::async_write(socket_, asio::buffer(text_),
+  asio::async_write(stream_, asio::buffer(text_),
                     [self = shared_from_this()](error_code error, std::size_t /*bytes*/) {
                       const bool is_late = self->Disarm();
                       if (error || is_late) {

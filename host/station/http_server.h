@@ -5,60 +5,26 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "host/station/http_rules.h"
+#include "host/station/tls_identity.h"
+
 namespace quillmark::host {
 
-/// What the own page may load and do: its own files and requests, nothing else, in no frame.
-inline constexpr std::string_view kOwnPagePolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
-    "img-src 'self' data:; frame-ancestors 'none'; form-action 'none'; base-uri 'none'";
-
-/// A request that the rules of the server let through.
-struct HttpRequest {
-  std::vector<std::string> parts{};            ///< what the stars of its route stand for
-  std::map<std::string, std::string> query{};  ///< decoded; of a repeated name the last value
-  std::string body{};
-};
-
-struct HttpResponse {
-  unsigned status = 200;
-  std::string type = "application/json";
-  std::string body = "{}";
-  std::string policy{kOwnPagePolicy};  ///< its Content-Security-Policy
-};
-
-/// A request that cannot be answered; what() says why, for people.
-class HttpError : public std::runtime_error {
- public:
-  HttpError(unsigned status, const std::string& text) : std::runtime_error(text), status_(status) {}
-  [[nodiscard]] unsigned status() const { return status_; }
-
- private:
-  unsigned status_;
-};
-
-/// Where the server cannot listen; what() says why and what to do.
+/// Where the server cannot listen; what() says why, next() what to do.
 class CannotListen : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
-};
+  CannotListen(const std::string& text, std::string next)
+      : std::runtime_error(text), next_(std::move(next)) {}
+  [[nodiscard]] const std::string& next() const noexcept { return next_; }
 
-/// What the server answers.
-struct HttpRoute {
-  std::string method{};        ///< "GET" or "POST"
-  std::string path{};          ///< "/api/bays/*/image"; a star is one part
-  std::size_t most_body = 0;   ///< the largest body in bytes
-  bool is_open = false;        ///< answered without the cookie
-  bool may_take_long = false;  ///< answered beside the server's thread
-  /// Raises HttpError. Called on the server's thread, or on several others where it may take long.
-  std::function<HttpResponse(const HttpRequest&)> answer{};
+ private:
+  std::string next_;
 };
 
 /// How much the server takes from strangers. Who is over a limit gets an answer that says so, or is
@@ -68,7 +34,7 @@ struct HttpLimits {
   std::size_t connections = 64;
   std::size_t event_streams = 24;
   std::size_t header_bytes = std::size_t{16} * 1024;
-  /// For the whole header, from its first byte on.
+  /// For the handshake of TLS, and for the whole header, from its first byte on.
   std::chrono::milliseconds header_time{10'000};
   std::chrono::milliseconds body_time{60'000};
   /// Before the first byte of a request.
@@ -79,6 +45,10 @@ struct HttpLimits {
   std::chrono::milliseconds event_pause{50};
   /// Something is sent at least this often, so that a lost connection is noticed.
   std::chrono::milliseconds event_silence{5'000};
+  /// So many wrong passwords of all clients together, and then one in each pause: until it is over,
+  /// nobody else is let in. Who has the cookie is not held up.
+  int wrong_passwords = 5;
+  std::chrono::milliseconds password_pause{2'000};
 };
 
 /// Texts that change, for the streams of server-sent events: each stream begins with all of them,
@@ -90,12 +60,15 @@ struct HttpEvents {
   std::function<std::string(std::size_t)> text{};
 };
 
-/// An HTTP/1.1 server for one user of this machine. It listens on a loopback address alone.
+/// An HTTP/1.1 server for one user. On a loopback address it serves this machine; on another one it
+/// needs a TLS identity and a password.
 ///
-/// The user's browser opens `url()`, whose fragment, which browsers do not send, is a random token.
-/// The page posts it to /api/session and gets a cookie for it; without the cookie only open routes
-/// are answered. GET /api/events is the stream of events. Requests with the Host or Origin of
-/// another page are refused, so that no page from elsewhere reaches the server through the browser.
+/// A client posts a secret to /api/session and gets a cookie for it; without the cookie only open
+/// routes are answered. The secret is the password, which the page asks for, or, without one, a
+/// random token in the fragment of `url()`, which browsers do not send; GET /api/session says
+/// which, as {"asks": "password"} or "token". GET /api/events is the stream of events. Requests
+/// with the Host or Origin of another page are refused, so that no page from elsewhere reaches the
+/// server through the browser.
 ///
 /// It has threads of its own and may be used from any.
 class HttpServer {
@@ -103,6 +76,9 @@ class HttpServer {
   struct Settings {
     std::string address = "127.0.0.1";
     std::uint16_t port = 0;  ///< 0: any that is free
+    /// With one, the server speaks TLS alone, and its certificate's names are its own.
+    std::shared_ptr<const TlsIdentity> identity{};
+    std::string password{};  ///< empty: a token instead
     std::vector<HttpRoute> routes{};
     HttpEvents events{};
     HttpLimits limits{};
@@ -121,7 +97,7 @@ class HttpServer {
   void Close();
 
   [[nodiscard]] std::uint16_t port() const;
-  /// "http://127.0.0.1:8017/#token=…".
+  /// "http://127.0.0.1:8017/#token=…", or "https://bench.example:8017/", which has no secret.
   [[nodiscard]] std::string url() const;
   /// How many connections are open.
   [[nodiscard]] std::size_t connections() const;
@@ -135,16 +111,5 @@ class HttpServer {
 
   std::unique_ptr<Core> core_;
 };
-
-/// The value of a cookie in the header Cookie; empty if it is not there.
-[[nodiscard]] std::string_view CookieIn(std::string_view header, std::string_view name);
-
-/// The names and values of a query, such as "name=a%20b&base=0". Raises HttpError for an invalid
-/// escape, and for control characters.
-[[nodiscard]] std::map<std::string, std::string> ParseQuery(std::string_view query);
-
-/// What the stars of `pattern` stand for in `path`. False if it does not fit.
-[[nodiscard]] bool Fits(std::string_view path, std::string_view pattern,
-                        std::vector<std::string>& parts);
 
 }  // namespace quillmark::host

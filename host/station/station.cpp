@@ -437,11 +437,13 @@ Station::Station(Settings settings, std::vector<StationBay> bays) : settings_(st
   const auto state_of = [this](std::size_t number) {
     return AnswerOf(places_[number]->ToJson()).body;
   };
-  server_ =
-      std::make_unique<HttpServer>(HttpServer::Settings{.address = settings_.address,
-                                                        .port = settings_.port,
-                                                        .routes = Routes(),
-                                                        .events = {places_.size(), state_of}});
+  server_ = std::make_unique<HttpServer>(
+      HttpServer::Settings{.address = settings_.address,
+                           .port = settings_.port,
+                           .identity = settings_.identity,
+                           .password = std::exchange(settings_.password, ""),
+                           .routes = Routes(),
+                           .events = {places_.size(), state_of}});
 }
 
 Station::~Station() {

@@ -25,17 +25,20 @@ struct StationBay {
   FlashSettings settings;
 };
 
-/// Bays and their page in the browser, served on this machine to one user. Who has `url()` can do
-/// all that the page can; nobody else can, and no page from elsewhere. Buses, key commands and
-/// folders are those of the settings: no request names one.
+/// Bays and their page in the browser, served to one user. Who has `url()` with its token, or the
+/// password, can do all that the page can; nobody else can, and no page from elsewhere. Buses, key
+/// commands and folders are those of the settings: no request names one.
 class Station {
  public:
   struct Settings {
-    std::string address = "127.0.0.1";  ///< one of this machine's loopback addresses
+    std::string address = "127.0.0.1";  ///< one of this machine's
     std::uint16_t port = 0;             ///< 0: any that is free
-    std::string records;                ///< the file that the page shows; empty: none
-    std::string server;                 ///< the URL of that with all stations' runs; empty: none
-    std::filesystem::path artifacts;    ///< each flash leaves a folder in it; empty: none does
+    /// Both are needed for an address that other machines reach; see HttpServer.
+    std::shared_ptr<const TlsIdentity> identity{};
+    std::string password{};
+    std::string records;              ///< the file that the page shows; empty: none
+    std::string server;               ///< the URL of that with all stations' runs; empty: none
+    std::filesystem::path artifacts;  ///< each flash leaves a folder in it; empty: none does
     /// Opens a bus that is not `sim:`; empty: OpenBus.
     std::function<std::unique_ptr<Bus>(const BusUri&)> open_bus{};
   };
@@ -49,7 +52,7 @@ class Station {
   /// As `Stop`, and closes all connections.
   ~Station();
 
-  /// What to open in a browser. It has a secret that is another each time.
+  /// What to open in a browser. Without a password it has a secret that is another each time.
   [[nodiscard]] std::string url() const { return server_->url(); }
 
   /// Begins nothing more, and ends what the bays do at the next safe points. Returns at once; what

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <map>
@@ -16,6 +21,7 @@
 
 #include "host/station/job.h"
 #include "host/station/station.h"
+#include "host/station/tls_identity.h"
 #include "host/tool/child_process.h"
 #include "host/tool/command.h"
 #include "host/tool/exit_code.h"
@@ -35,11 +41,18 @@ using namespace std::chrono_literals;
 
 constexpr std::uint64_t kLargestFile = 1 << 20;
 
+constexpr const char* kPasswordVariable = "QUILLMARK_STATION_PASSWORD";
+constexpr std::uint64_t kLongestPassword = 1000;
+constexpr std::ptrdiff_t kShortestPassword = 12;
+
 struct StationOptions {
   std::string bays;
   std::vector<std::string> profiles;
   std::string listen = "127.0.0.1";
   std::uint16_t port = 0;
+  std::string certificate;
+  std::string key;
+  std::string password_file;
   bool open = false;
   bool no_open = false;
   std::string artifacts;
@@ -89,6 +102,75 @@ fs::path ArtifactsOf(const StationOptions& options) {
   }
   const fs::path state = UserFolder("XDG_STATE_HOME", ".local/state");
   return state.empty() ? state : state / "quillmark" / "runs";
+}
+
+/// As ssh and PostgreSQL have it: a group may read a file that is root's.
+void RequirePrivate(const std::string& file, const char* option) {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) != 0) {
+    return;  // reading it says why
+  }
+  const bool is_open_to_group = (status.st_mode & S_IRWXG) != 0 && status.st_uid != 0;
+  if ((status.st_mode & S_IRWXO) == 0 && !is_open_to_group) {
+    return;
+  }
+  throw ToolError(ExitCode::kData,
+                  fmt::format("{} {}: expected a file that only you can read, found one with the "
+                              "mode {:03o}",
+                              option, file, status.st_mode & 0777U),
+                  fmt::format("take the rights of others away: chmod 600 {}", file));
+}
+
+std::string PasswordOf(const StationOptions& options) {
+  if (!options.password_file.empty()) {
+    RequirePrivate(options.password_file, "--password-file");
+    std::string line = ReadFile(Utf8Path(options.password_file), kLongestPassword);
+    for (const char end : {'\n', '\r'}) {
+      if (line.ends_with(end)) {
+        line.pop_back();
+      }
+    }
+    return line;
+  }
+  const char* const value = ::getenv(kPasswordVariable);  // NOLINT(concurrency-mt-unsafe)
+  std::string password = value == nullptr ? "" : value;
+  // What the station starts, such as key commands and the browser, does not inherit it.
+  ::unsetenv(kPasswordVariable);  // NOLINT(concurrency-mt-unsafe)
+  return password;
+}
+
+/// Raises ToolError for what nobody could type, and for what can be guessed.
+void RequireGood(const std::string& password) {
+  const auto characters = std::count_if(password.begin(), password.end(), [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+  });
+  const bool is_line = std::none_of(password.begin(), password.end(), [](char byte) {
+    return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F;
+  });
+  if (is_line && characters >= kShortestPassword && password.size() <= kLongestPassword) {
+    return;
+  }
+  throw ToolError(ExitCode::kData,
+                  fmt::format("expected a password of {} to {} characters on one line, found {}",
+                              kShortestPassword, kLongestPassword,
+                              is_line ? fmt::format("{} characters", characters)
+                                      : "one with a control character"),
+                  "choose four words, or let \"openssl rand -base64 15\" make one");
+}
+
+/// With what the station meets other machines. Without a certificate there is no password, and it
+/// listens to this machine alone.
+void Secure(Station::Settings& settings, const StationOptions& options) {
+  if (options.certificate.empty()) {
+    return;
+  }
+  settings.identity =
+      std::make_shared<const TlsIdentity>(Utf8Path(options.certificate), Utf8Path(options.key));
+  RequirePrivate(options.key, "--key");
+  settings.password = PasswordOf(options);
+  if (!settings.password.empty() || !options.password_file.empty()) {
+    RequireGood(settings.password);
+  }
 }
 
 /// A page that leads to the station, for the browser: as an argument of a program, the address and
@@ -159,21 +241,28 @@ void Run(const StationOptions& options, Reporter& reporter) {
   std::vector<StationBay> bays = BaysOf(options);
   const std::size_t count = bays.size();
   CatchInterrupts();
+  Station::Settings settings{.address = options.listen,
+                             .port = options.port,
+                             .records = FileOf(options.records),
+                             .server = options.records.server,
+                             .artifacts = ArtifactsOf(options)};
+  Secure(settings, options);
+  const auto identity = settings.identity;
+  const bool asks = !settings.password.empty();
   std::optional<Station> station;
   try {
-    station.emplace(Station::Settings{.address = options.listen,
-                                      .port = options.port,
-                                      .records = FileOf(options.records),
-                                      .server = options.records.server,
-                                      .artifacts = ArtifactsOf(options)},
-                    std::move(bays));
+    station.emplace(std::move(settings), std::move(bays));
   } catch (const CannotListen& error) {
-    throw ToolError(ExitCode::kUnavailable, error.what(),
-                    "name another with --port, or 0 for any that is free");
+    throw ToolError(ExitCode::kUnavailable, error.what(), error.next());
   }
   reporter.Line(fmt::format("station   {}", station->url()));
+  if (identity) {
+    reporter.Line(fmt::format("names     {}; the certificate is valid until {}",
+                              fmt::join(identity->names(), ", "), identity->last_day()));
+  }
   reporter.Line(fmt::format("bays      {}", count));
-  reporter.Line("try       open the address in a browser on this machine; Ctrl-C ends the station");
+  reporter.Line(fmt::format("try       open the address in a browser{}; Ctrl-C ends the station",
+                            asks ? ", which asks for the password" : " on this machine"));
   reporter.Event(EventKind::kReady, {{"url", station->url()}, {"bays", count}});
   Doorway doorway(station->url());
   if (options.open || (!options.no_open && IsTerminal(StandardStream::kOutput))) {
@@ -186,8 +275,8 @@ void Run(const StationOptions& options, Reporter& reporter) {
 }  // namespace
 
 void AddStationCommand(CLI::App& app, Command& command) {
-  CLI::App& station = *app.add_subcommand(
-      "station", "serve a page for the browser of this machine, to flash several ECUs from");
+  CLI::App& station =
+      *app.add_subcommand("station", "serve a page for the browser, to flash several ECUs from");
   const auto options = std::make_shared<StationOptions>();
   CLI::Option* const bays =
       station
@@ -199,9 +288,30 @@ void AddStationCommand(CLI::App& app, Command& command) {
       ->excludes(bays);
   station
       .add_option("--listen", options->listen,
-                  "a loopback address; default 127.0.0.1. No other machine can be let in")
+                  "an address of this machine; default 127.0.0.1. One that other machines reach "
+                  "needs a certificate and a password")
       ->type_name("ADDRESS");
   AddNumber(station, "--port", options->port, {0, 65535}, "default 0, any that is free");
+  CLI::Option* const certificate =
+      station
+          .add_option("--certificate", options->certificate,
+                      "serve with TLS, with this certificate and those of its issuers, in PEM form")
+          ->type_name("FILE");
+  CLI::Option* const key =
+      station
+          .add_option("--key", options->key,
+                      "the private key of the certificate, in PEM form, not encrypted; a file that "
+                      "only you can read")
+          ->type_name("FILE")
+          ->needs(certificate);
+  certificate->needs(key);
+  station
+      .add_option("--password-file", options->password_file,
+                  fmt::format("the password that the page asks for, on one line, {} characters or "
+                              "more; a file that only you can read. Default: ${}",
+                              kShortestPassword, kPasswordVariable))
+      ->type_name("FILE")
+      ->needs(certificate);
   CLI::Option* const open =
       station.add_flag("--open", options->open, "open the page in the browser");
   station

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The way to the station: the token of the address, requests and events.
+// The way to the station: the token of the address or a password, requests and events.
 
 /** What the station refuses; the message is for people. */
 export class Refusal extends Error {
@@ -48,6 +48,16 @@ export async function openSession() {
     history.replaceState(null, "", location.pathname);
     await post("/api/session", {}, token);
   }
+}
+
+/** Whether the station asks strangers for a password, and not for the token of its address. */
+export async function asksForPassword() {
+  return (await get("/api/session")).asks === "password";
+}
+
+/** Exchanges the password for a cookie. */
+export function logIn(password) {
+  return post("/api/session", {}, password);
 }
 
 const AGAIN_MILLISECONDS = 1000;

@@ -2,15 +2,40 @@
 // Puts the page together.
 
 import { Bay } from "./bay.js";
-import { get, listen, openSession } from "./connection.js";
+import { asksForPassword, get, listen, logIn, openSession } from "./connection.js";
 import { RunHistory } from "./history.js";
 
 const LINKS = {
   there: "",
+  locked: "",
   lost: "The station does not answer. What its bays do goes on without this page; it tries to reach the station again.",
   stranger: "This page was opened without the token of the station, or the station was started again. Open the address "
     + "that it has printed.",
 };
+
+/** What a stranger needs: the password, or the address of the station. */
+async function showWayIn() {
+  const form = document.getElementById("login");
+  form.hidden = !await asksForPassword().catch(() => false);
+  showLink(form.hidden ? "stranger" : "locked");
+  if (form.hidden) {
+    return;
+  }
+  const password = document.getElementById("password");
+  const problem = document.getElementById("login-problem");
+  password.focus();
+  form.onsubmit = async (event) => {
+    event.preventDefault();
+    problem.textContent = "";
+    try {
+      await logIn(password.value);
+      location.reload();
+    } catch (error) {
+      problem.textContent = error.message;
+      password.select();
+    }
+  };
+}
 
 function showLink(link) {
   const problem = document.getElementById("problem");
@@ -47,8 +72,10 @@ async function main() {
     }
     showTitle(bays);
   } catch (error) {
-    showLink(error.status === 401 ? "stranger" : "lost");
-    if (error.status !== 401) {
+    if (error.status === 401) {
+      await showWayIn();
+    } else {
+      showLink("lost");
       setTimeout(() => location.reload(), 2000);
     }
     return;
@@ -62,7 +89,7 @@ async function main() {
     if (runs !== null && state.outcome !== null && had === null) {
       runs.load();
     }
-  }, showLink);
+  }, (link) => link === "stranger" ? showWayIn() : showLink(link));
   matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => {
     bays.forEach((bay) => bay.draw());
     runs?.draw();

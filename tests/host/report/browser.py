@@ -30,7 +30,8 @@ class Browser:
             self.base = f"http://127.0.0.1:{self._port()}"
             options = {"binary": shutil.which("chromium"),
                        "args": FLAGS + [f"--user-data-dir={self.profile}"]}
-            capabilities = {"goog:chromeOptions": options, "goog:loggingPrefs": {"browser": "ALL"}}
+            # Tests make their own certificates.
+            capabilities = {"goog:chromeOptions": options, "acceptInsecureCerts": True, "goog:loggingPrefs": {"browser": "ALL"}}
             answer = self._call("POST", "/session", {"capabilities": {"alwaysMatch": capabilities}})
             self.session = f"/session/{answer['sessionId']}"
         except Exception:

@@ -78,14 +78,14 @@ class Forger:
 
 
 class Station:
-    def __init__(self, folder, bays):
+    def __init__(self, folder, bays, *options):
         self.folder = pathlib.Path(folder)
         file = self.folder / "bays.json"
         file.write_text(json.dumps({"bays": bays}))
         self.records = self.folder / "records.sqlite"
         self.process = subprocess.Popen(
             [TOOL, "station", "--bays", file, "--records", self.records, "--artifacts", self.folder / "runs", "--json",
-             "--no-open"], stdout=subprocess.PIPE, text=True)
+             "--no-open", *options], stdout=subprocess.PIPE, text=True)
         self.url = json.loads(self.process.stdout.readline())["url"]
 
     def end(self):
@@ -115,9 +115,13 @@ class Page(unittest.TestCase):
         self.browser.resize(1280, 1000)
 
     def start(self, *bays):
-        station = Station(self.path, bays)
-        self.addCleanup(lambda: station.process.poll() is None and station.end())
+        station = self.serve(bays)
         self.open_page(station.url)
+        return station
+
+    def serve(self, bays, *options):
+        station = Station(self.path, bays, *options)
+        self.addCleanup(lambda: station.process.poll() is None and station.end())
         return station
 
     def open_page(self, url):
@@ -343,6 +347,36 @@ class StationTest(Page):
         self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 0)
         self.assertIsNone(self.browser.run("return document.cookie || null"))
 
+    def test_asks_for_the_password_over_tls_on_another_address(self):
+        folders.run_tool("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                         "-subj", "/CN=station", "-addext", "subjectAltName=IP:127.0.0.1", "-days", "2",
+                         "-keyout", self.path / "station.key", "-out", self.path / "station.crt")
+        password = self.path / "password"
+        password.touch(mode=0o600)
+        password.write_text("correct horse battery\n")
+        # Every address of this machine; the browser uses one that needs no network.
+        station = self.serve([{"bay": "left", "bus": "sim:"}], "--listen", "0.0.0.0", "--password-file", password,
+                             "--certificate", self.path / "station.crt", "--key", self.path / "station.key")
+        self.assertRegex(station.url, r"^https://127\.0\.0\.1:\d+/$")
+        self.browser.open(station.url)
+        self.wait("document.activeElement.id === 'password'")
+        self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 0)
+        self.assertEqual(self.nameless(), [])
+        self.browser.press(*"wrong horse", "enter")
+        self.wait("document.querySelector('#login-problem').innerText === 'this is not the password of this station'")
+        # What was typed is selected, so that typing replaces it.
+        self.browser.press(*"correct horse battery", "enter")
+        self.wait("document.body.dataset.link === 'there'")
+        self.assertIsNone(self.browser.run("return document.cookie || null"))
+        self.begin(0, self.small)
+        self.click("#bay-0-yes")
+        self.wait_for(0, "done")
+        # Who asked for the password once is asked again by a station that knows nobody yet.
+        self.browser.command("Network.clearBrowserCookies", {})
+        self.browser.reload()
+        self.wait("document.activeElement.id === 'password'")
+        self.assertEqual(station.end(), 0)
+
     def test_says_that_the_station_is_lost(self):
         station = self.start({"bay": "left", "bus": "sim:"})
         station.process.kill()
@@ -471,14 +505,17 @@ class StationTest(Page):
             return window.struck === undefined;""")
         self.assertTrue(blocked)
 
+    def nameless(self):
+        """What can be used and has no name for a screen reader."""
+        nodes = self.browser.command("Accessibility.getFullAXTree", {})["nodes"]
+        usable = {"button", "textbox", "searchbox", "combobox", "link", "progressbar", "alertdialog", "article", "region"}
+        return [node for node in nodes if not node.get("ignored")
+                and node.get("role", {}).get("value") in usable and not node.get("name", {}).get("value")]
+
     def test_names_all_that_can_be_used(self):
         self.start({"bay": "left", "bus": "sim:"})
         self.choose(0, self.small)
-        nodes = self.browser.command("Accessibility.getFullAXTree", {})["nodes"]
-        usable = {"button", "textbox", "searchbox", "combobox", "link", "progressbar", "alertdialog", "article", "region"}
-        nameless = [node for node in nodes if not node.get("ignored")
-                    and node.get("role", {}).get("value") in usable and not node.get("name", {}).get("value")]
-        self.assertEqual(nameless, [])
+        self.assertEqual(self.nameless(), [])
         ids = self.browser.run("return [...document.querySelectorAll('[id]')].map((each) => each.id)")
         self.assertEqual(len(ids), len(set(ids)))
 

@@ -30,9 +30,9 @@ HttpResponse Echo(const HttpRequest& request) {
           std::string(kOwnPagePolicy)};
 }
 
-class HttpServerTest : public ::testing::Test {
+class ServerFixture : public ::testing::Test {
  protected:
-  HttpServerTest() {
+  ServerFixture() {
     settings.routes = {
         {"GET", "/", 0, true, false, [](const HttpRequest&) { return HttpResponse{}; }},
         {"GET", "/api/state", 0, false, false, [](const HttpRequest&) { return HttpResponse{}; }},
@@ -58,26 +58,64 @@ class HttpServerTest : public ::testing::Test {
   std::optional<HttpClient> client;
 };
 
-TEST_F(HttpServerTest, ListensOnLoopbackAlone) {
+/// What holds for a server with TLS as for one without.
+class HttpServerTest : public ServerFixture, public ::testing::WithParamInterface<const char*> {
+ protected:
+  HttpServerTest() {
+    if (GetParam() == kTls) {
+      settings.identity = TestIdentity();
+    }
+  }
+
+  static constexpr std::string_view kTls = "Tls";
+};
+
+INSTANTIATE_TEST_SUITE_P(Forms, HttpServerTest, ::testing::Values("Plain", "Tls"),
+                         [](const auto& test) { return test.param; });
+
+using PlainServerTest = ServerFixture;
+
+TEST_F(PlainServerTest, ListensToOtherMachinesOnlyWithTlsAndAPassword) {
   for (const char* const address : {"0.0.0.0", "192.0.2.1", "::", "example.org", ""}) {
     settings.address = address;
     EXPECT_THROW(HttpServer{settings}, CannotListen) << address;
   }
+  settings.address = "0.0.0.0";
+  settings.password = "correct horse battery";
+  EXPECT_THROW(HttpServer{settings}, CannotListen);
+  settings.password = "";
+  settings.identity = TestIdentity();
+  EXPECT_THROW(HttpServer{settings}, CannotListen);
+  settings.identity = nullptr;
   settings.address = "127.0.0.2";
   EXPECT_THAT(HttpServer(settings).url(), StartsWith("http://127.0.0.2:"));
 }
 
-TEST_F(HttpServerTest, SaysThatAPortIsTaken) {
+TEST_F(PlainServerTest, SaysThatAPortIsTaken) {
   settings.port = Start().port();
   try {
     const HttpServer second(settings);
     FAIL();
   } catch (const CannotListen& error) {
     EXPECT_THAT(error.what(), HasSubstr(fmt::format("cannot listen on port {}", settings.port)));
+    EXPECT_THAT(error.next(), HasSubstr("--port"));
   }
 }
 
-TEST_F(HttpServerTest, HasATokenOf128BitsThatIsNeverTheSame) {
+TEST_F(PlainServerTest, SaysThatAnAddressIsAnotherMachines) {
+  settings.address = "192.0.2.1";  // of nobody
+  settings.identity = TestIdentity();
+  settings.password = "correct horse battery";
+  try {
+    const HttpServer elsewhere(settings);
+    FAIL();
+  } catch (const CannotListen& error) {
+    EXPECT_THAT(error.what(), HasSubstr("this machine does not have this address"));
+    EXPECT_THAT(error.next(), HasSubstr("ip address"));
+  }
+}
+
+TEST_P(HttpServerTest, HasATokenOf128BitsThatIsNeverTheSame) {
   Start();
   const std::string first = client->token();
   EXPECT_EQ(first.size(), 32U);
@@ -86,15 +124,18 @@ TEST_F(HttpServerTest, HasATokenOf128BitsThatIsNeverTheSame) {
   EXPECT_NE(client->token(), first);
 }
 
-TEST_F(HttpServerTest, GivesACookieForTheTokenThatNoScriptAndNoOtherPageGets) {
+TEST_P(HttpServerTest, GivesACookieForTheTokenThatNoScriptAndNoOtherPageGets) {
   Start();
   const std::string answer = client->Ask(client->Post("/api/session", client->token(), ""));
   EXPECT_THAT(answer, AllOf(StartsWith("HTTP/1.1 204"), HasSubstr("; HttpOnly; SameSite=Strict")));
+  EXPECT_THAT(answer,
+              HasSubstr(GetParam() == kTls ? "Cookie: __Host-quillmark-" : "Cookie: quillmark-"));
+  EXPECT_EQ(answer.find("; Secure;") != std::string::npos, GetParam() == kTls);
   EXPECT_THAT(answer, Not(HasSubstr(client->token())));
   EXPECT_THAT(client->Ask(client->Get("/api/state", client->cookie())), StartsWith("HTTP/1.1 200"));
 }
 
-TEST_F(HttpServerTest, GivesNothingWithoutTheTokenOrTheCookie) {
+TEST_P(HttpServerTest, GivesNothingWithoutTheTokenOrTheCookie) {
   Start();
   std::string wrong = client->token();
   wrong.back() = wrong.back() == '0' ? '1' : '0';
@@ -103,7 +144,7 @@ TEST_F(HttpServerTest, GivesNothingWithoutTheTokenOrTheCookie) {
     EXPECT_THAT(client->Ask(client->Post("/api/session", token, "")),
                 AllOf(StartsWith("HTTP/1.1 401"), Not(HasSubstr("Set-Cookie"))));
   }
-  const std::string name = fmt::format("quillmark-{}", server->port());
+  const std::string name = client->cookie().substr(8, client->cookie().find('=') - 8);
   for (const std::string& cookie :
        {std::string(), "Cookie: " + name + "=\r\n",
         "Cookie: " + name + "=" + client->token() + "\r\n",
@@ -116,7 +157,7 @@ TEST_F(HttpServerTest, GivesNothingWithoutTheTokenOrTheCookie) {
   }
 }
 
-TEST_F(HttpServerTest, RefusesAnotherHost) {
+TEST_P(HttpServerTest, RefusesAnotherHost) {
   Start();
   for (const std::string& host :
        {std::string("evil.example"), fmt::format("evil.example:{}", server->port()),
@@ -137,13 +178,14 @@ TEST_F(HttpServerTest, RefusesAnotherHost) {
       StartsWith("HTTP/1.1 200"));
 }
 
-TEST_F(HttpServerTest, RefusesAnotherOrigin) {
+TEST_P(HttpServerTest, RefusesAnotherOrigin) {
   Start();
   const std::string cookie = client->cookie();
   for (const std::string& origin :
        {std::string("http://evil.example"), std::string("null"), std::string(),
-        std::string("http://127.0.0.1:1"), "https://" + client->host(),
-        "http://" + client->host() + ".evil"}) {
+        client->scheme() + "://127.0.0.1:1", client->scheme() + "x://" + client->host(),
+        (client->scheme() == "http" ? "https://" : "http://") + client->host(),
+        client->scheme() + "://" + client->host() + ".evil"}) {
     const std::string header = cookie + "Origin: " + origin + "\r\n";
     EXPECT_THAT(client->Ask(client->Get("/", header)), StartsWith("HTTP/1.1 403")) << origin;
     EXPECT_THAT(client->Ask(client->Get("/api/state", header)), StartsWith("HTTP/1.1 403"))
@@ -151,13 +193,13 @@ TEST_F(HttpServerTest, RefusesAnotherOrigin) {
     EXPECT_THAT(client->Ask(client->Post("/api/bays/0/image", "", header)),
                 StartsWith("HTTP/1.1 403"));
   }
-  EXPECT_THAT(
-      client->Ask(client->Get("/api/state", cookie + "Origin: http://" + client->host() + "\r\n")),
-      StartsWith("HTTP/1.1 200"));
+  EXPECT_THAT(client->Ask(client->Get("/api/state", fmt::format("{}Origin: {}://{}\r\n", cookie,
+                                                                client->scheme(), client->host()))),
+              StartsWith("HTTP/1.1 200"));
 }
 
 /// A page on another port of this machine is the same site: its pictures come with the cookie.
-TEST_F(HttpServerTest, RefusesWhatTheBrowserSaysComesFromAnotherPage) {
+TEST_P(HttpServerTest, RefusesWhatTheBrowserSaysComesFromAnotherPage) {
   Start();
   const std::string cookie = client->cookie();
   for (const char* const site : {"cross-site", "same-site"}) {
@@ -172,10 +214,10 @@ TEST_F(HttpServerTest, RefusesWhatTheBrowserSaysComesFromAnotherPage) {
   }
 }
 
-TEST_F(HttpServerTest, LetsNoOtherPageReadAnAnswerAndNothingIsKept) {
+TEST_P(HttpServerTest, LetsNoOtherPageReadAnAnswerAndNothingIsKept) {
   Start();
   const std::string cookie = client->cookie();
-  const RawClient stream(server->port());
+  const RawClient stream = client->Raw();
   stream.Send(client->Get("/api/events", cookie));
   for (const std::string& answer :
        {client->Ask(client->Get("/", "")), client->Ask(client->Get("/api/state", cookie)),
@@ -196,7 +238,7 @@ TEST_F(HttpServerTest, LetsNoOtherPageReadAnAnswerAndNothingIsKept) {
   }
 }
 
-TEST_F(HttpServerTest, KnowsItsAddressesAndTheirMethods) {
+TEST_P(HttpServerTest, KnowsItsAddressesAndTheirMethods) {
   Start();
   const std::string cookie = client->cookie();
   EXPECT_THAT(client->Ask(client->Get("/api/bays/0/none", cookie)), StartsWith("HTTP/1.1 404"));
@@ -210,7 +252,7 @@ TEST_F(HttpServerTest, KnowsItsAddressesAndTheirMethods) {
               StartsWith("HTTP/1.1 414"));
 }
 
-TEST_F(HttpServerTest, RefusesWhatIsNoRequest) {
+TEST_P(HttpServerTest, RefusesWhatIsNoRequest) {
   Start();
   for (const char* const text :
        {"\r\n\r\n\r\n", "hello\r\n\r\n", "GET / HTTP/9.9\r\n\r\n", "\x16\x03\x01\x02\r\n\r\n",
@@ -221,19 +263,19 @@ TEST_F(HttpServerTest, RefusesWhatIsNoRequest) {
   }
 }
 
-TEST_F(HttpServerTest, AnErrorIsTextWhateverItSays) {
+TEST_P(HttpServerTest, AnErrorIsTextWhateverItSays) {
   Start();
   EXPECT_THAT(client->Ask(client->Get("/api/fails", client->cookie())),
               AllOf(StartsWith("HTTP/1.1 500"), HasSubstr(R"({"error":"\"\u001b]0;)")));
 }
 
-TEST_F(HttpServerTest, BoundsTheHeader) {
+TEST_P(HttpServerTest, BoundsTheHeader) {
   Start();
   EXPECT_THAT(client->Ask(client->Get("/", "X: " + std::string(20'000, 'x') + "\r\n")),
               StartsWith("HTTP/1.1 431"));
 }
 
-TEST_F(HttpServerTest, BoundsTheBodyWhateverItsLengthIsSaidToBe) {
+TEST_P(HttpServerTest, BoundsTheBodyWhateverItsLengthIsSaidToBe) {
   Start();
   const std::string cookie = client->cookie();
   EXPECT_THAT(client->Ask(client->Post("/api/bays/0/image", std::string(1000, 'x'), cookie)),
@@ -256,15 +298,15 @@ TEST_F(HttpServerTest, BoundsTheBodyWhateverItsLengthIsSaidToBe) {
               StartsWith("HTTP/1.1 400"));
 }
 
-TEST_F(HttpServerTest, TakesNoBodyFromAStranger) {
+TEST_P(HttpServerTest, TakesNoBodyFromAStranger) {
   Start();
-  const RawClient raw(server->port());
+  const RawClient raw = client->Raw();
   raw.Send(fmt::format("POST /api/bays/0/image HTTP/1.1\r\nHost: {}\r\nContent-Length: 900\r\n\r\n",
                        client->host()));
   EXPECT_THAT(raw.Read(), StartsWith("HTTP/1.1 401"));
 }
 
-TEST_F(HttpServerTest, BoundsTheTimeOfEachPart) {
+TEST_F(PlainServerTest, BoundsTheTimeOfEachPart) {
   settings.limits.header_time = 50ms;
   settings.limits.body_time = 50ms;
   settings.limits.idle_time = 50ms;
@@ -281,7 +323,7 @@ TEST_F(HttpServerTest, BoundsTheTimeOfEachPart) {
 }
 
 /// A byte now and then does not keep a header alive.
-TEST_F(HttpServerTest, BoundsTheTimeOfAHeaderThatGoesOnForEver) {
+TEST_F(PlainServerTest, BoundsTheTimeOfAHeaderThatGoesOnForEver) {
   settings.limits.header_time = 100ms;
   Start();
   const RawClient raw(server->port());
@@ -297,30 +339,195 @@ TEST_F(HttpServerTest, BoundsTheTimeOfAHeaderThatGoesOnForEver) {
   is_over = true;
 }
 
-TEST_F(HttpServerTest, AnswersSeveralRequestsOnOneConnection) {
+TEST_P(HttpServerTest, AnswersSeveralRequestsOnOneConnection) {
   Start();
-  const RawClient raw(server->port());
+  const RawClient raw = client->Raw();
   raw.Send(fmt::format("GET / HTTP/1.1\r\nHost: {}\r\n\r\n", client->host()) +
            client->Get("/api/state", client->cookie()));
   EXPECT_THAT(raw.Read("{}"), StartsWith("HTTP/1.1 200"));
   EXPECT_THAT(raw.Read(), StartsWith("HTTP/1.1 200"));
 }
 
-TEST_F(HttpServerTest, TwoHundredIdleConnectionsDisturbNobody) {
+TEST_P(HttpServerTest, TwoHundredIdleConnectionsDisturbNobody) {
   Start();
   const std::string cookie = client->cookie();
-  const RawClient page(server->port());
+  const RawClient page = client->Raw();
   page.Send(fmt::format("GET /api/state HTTP/1.1\r\nHost: {}\r\n{}\r\n", client->host(), cookie));
   EXPECT_THAT(page.Read("{}"), StartsWith("HTTP/1.1 200"));
   std::vector<RawClient> idle;
   for (int i = 0; i < 200; ++i) {
-    idle.emplace_back(server->port());
+    // With TLS, some of them stop before their handshake.
+    idle.push_back(i % 3 == 0 ? RawClient(server->port()) : client->Raw());
     idle.back().Send(i % 2 == 0 ? "" : "GET /");
     EXPECT_LE(server->connections(), settings.limits.connections);
   }
   EXPECT_THAT(client->Ask(client->Get("/api/state", cookie)), StartsWith("HTTP/1.1 200"));
   page.Send(client->Get("/api/state", cookie));
   EXPECT_THAT(page.Read(), StartsWith("HTTP/1.1 200"));
+}
+
+class TlsServerTest : public ServerFixture {
+ protected:
+  TlsServerTest() { settings.identity = TestIdentity(); }
+
+  [[nodiscard]] RawClient Connect(int newest_tls) const {
+    return RawClient(server->port(), RawClient::Speaks::kTls, newest_tls);
+  }
+  /// What a client begins its handshake with.
+  [[nodiscard]] static std::string ClientHello() {
+    const TlsSession session = NewTlsSession();
+    BIO* const sent = ::BIO_new(::BIO_s_mem());
+    ::SSL_set_bio(session.get(), ::BIO_new(::BIO_s_mem()), sent);
+    ::SSL_connect(session.get());
+    char* text = nullptr;
+    const auto count = static_cast<std::size_t>(::BIO_get_mem_data(sent, &text));
+    return {text, count};
+  }
+};
+
+TEST_F(TlsServerTest, TakesTls12AndNewer) {
+  Start();
+  EXPECT_TRUE(Connect(TLS1_3_VERSION).is_connected());
+  EXPECT_TRUE(Connect(TLS1_2_VERSION).is_connected());
+  EXPECT_FALSE(Connect(TLS1_1_VERSION).is_connected());
+  EXPECT_FALSE(Connect(TLS1_VERSION).is_connected());
+}
+
+TEST_F(TlsServerTest, TellsAClientWithoutTlsWhatToDo) {
+  Start();
+  const RawClient raw(server->port());
+  raw.Send(client->Get("/", client->cookie()));
+  EXPECT_THAT(raw.Read(), AllOf(StartsWith("HTTP/1.1 400"), HasSubstr("https://")));
+  const RawClient noise(server->port());
+  noise.Send("\x01\x02 something else entirely, which is no handshake");
+  EXPECT_THAT(noise.Read(), Not(HasSubstr("HTTP")));
+}
+
+TEST_F(TlsServerTest, SaysThatNothingMoreFollows) {
+  Start();
+  const RawClient raw = client->Raw();
+  raw.Send(client->Get("/", ""));
+  EXPECT_THAT(raw.Read(), StartsWith("HTTP/1.1 200"));
+  EXPECT_TRUE(raw.HasSeenTheEnd());
+}
+
+TEST_F(TlsServerTest, BoundsTheTimeOfAHandshake) {
+  settings.limits.header_time = 50ms;
+  server = std::make_unique<HttpServer>(settings);
+  const RawClient silent(server->port());
+  const RawClient half(server->port());
+  half.Send(ClientHello().substr(0, 40));
+  EXPECT_THAT(silent.Read(), IsEmpty());
+  EXPECT_THAT(half.Read(), IsEmpty());
+  WaitForConnections(0);
+}
+
+TEST_F(TlsServerTest, AClientThatStopsInTheMiddleOfTheHandshakeDisturbsNobody) {
+  Start();
+  const std::string hello = ClientHello();
+  for (std::size_t count = 1; count <= hello.size(); count += 40) {
+    const RawClient gone(server->port());
+    gone.Send(hello.substr(0, count));
+  }
+  const RawClient waiting(server->port());
+  waiting.Send(hello);
+  EXPECT_THAT(client->Get("/api/state"), StartsWith("HTTP/1.1 200"));
+}
+
+TEST_F(TlsServerTest, HasTheNamesOfItsCertificate) {
+  Start();
+  const auto answer_to = [this](const std::string& host) {
+    return client->Ask(fmt::format("GET / HTTP/1.1\r\nHost: {}:{}\r\nConnection: close\r\n\r\n",
+                                   host, server->port()));
+  };
+  for (const char* const host : {"bench.example", "Bench.Example", "a.line.example", "localhost"}) {
+    EXPECT_THAT(answer_to(host), StartsWith("HTTP/1.1 200")) << host;
+  }
+  for (const char* const host : {"x.bench.example", "line.example", ".line.example",
+                                 "a.b.line.example", "*.example", "example", "bench.example."}) {
+    EXPECT_THAT(answer_to(host), StartsWith("HTTP/1.1 403")) << host;
+  }
+}
+
+class PasswordTest : public TlsServerTest {
+ protected:
+  PasswordTest() {
+    settings.address = "0.0.0.0";
+    settings.password = kPassword;
+    // A wrong password is not forgotten before the test ends.
+    settings.limits.password_pause = 3600s;
+  }
+
+  void Start() {
+    server = std::make_unique<HttpServer>(settings);
+    client.emplace(server->url(), kPassword);
+  }
+
+  [[nodiscard]] std::string LogIn(std::string_view password) const {
+    return client->Ask(client->Post("/api/session", password, ""));
+  }
+
+  static constexpr const char* kPassword = "correct horse battery";
+};
+
+TEST_F(PasswordTest, TheAddressHasACertifiedNameAndNoSecret) {
+  Start();
+  EXPECT_EQ(server->url(), fmt::format("https://127.0.0.1:{}/", server->port()));
+  EXPECT_THAT(client->Ask(fmt::format("GET / HTTP/1.1\r\nHost: 0.0.0.0:{}\r\n"
+                                      "Connection: close\r\n\r\n",
+                                      server->port())),
+              StartsWith("HTTP/1.1 403"));
+}
+
+TEST_F(PasswordTest, ThePageIsToldWhatToAskFor) {
+  Start();
+  EXPECT_THAT(client->GetAsStranger("/api/session"), HasSubstr(R"({"asks":"password"})"));
+  settings.address = "127.0.0.1";
+  settings.password = "";
+  server = std::make_unique<HttpServer>(settings);
+  EXPECT_THAT(HttpClient(server->url()).GetAsStranger("/api/session"),
+              HasSubstr(R"({"asks":"token"})"));
+}
+
+TEST_F(PasswordTest, LetsInWithThePasswordAlone) {
+  Start();
+  EXPECT_THAT(client->Get("/api/state"), StartsWith("HTTP/1.1 200"));
+  EXPECT_THAT(client->GetAsStranger("/api/state"), StartsWith("HTTP/1.1 401"));
+  for (const std::string_view wrong :
+       {"", "correct horse", "correct horse batterY", "correct horse battery "}) {
+    EXPECT_THAT(LogIn(wrong), AllOf(StartsWith("HTTP/1.1 401"), Not(HasSubstr("Set-Cookie")),
+                                    HasSubstr("not the password")));
+  }
+  EXPECT_THAT(LogIn(kPassword), StartsWith("HTTP/1.1 204"));
+}
+
+TEST_F(PasswordTest, ManyWrongPasswordsKeepOutEverybodyWhoIsNotIn) {
+  Start();
+  for (int i = 0; i < settings.limits.wrong_passwords; ++i) {
+    EXPECT_THAT(LogIn("wrong"), StartsWith("HTTP/1.1 401"));
+  }
+  EXPECT_THAT(LogIn("wrong"), AllOf(StartsWith("HTTP/1.1 429"), HasSubstr("try again in 3600 s")));
+  EXPECT_THAT(LogIn(kPassword), StartsWith("HTTP/1.1 429"));
+  EXPECT_THAT(client->Get("/api/state"), StartsWith("HTTP/1.1 200"));
+}
+
+TEST_F(PasswordTest, IsTakenAgainAfterAPause) {
+  settings.limits.wrong_passwords = 1;
+  settings.limits.password_pause = 20ms;
+  Start();
+  (void)LogIn("wrong");
+  std::string answer = LogIn(kPassword);
+  while (answer.starts_with("HTTP/1.1 429")) {
+    answer = LogIn(kPassword);
+  }
+  EXPECT_THAT(answer, StartsWith("HTTP/1.1 204"));
+}
+
+TEST_F(PasswordTest, RefusesOneFromAnotherPage) {
+  Start();
+  EXPECT_THAT(
+      client->Ask(client->Post("/api/session", kPassword, "Origin: https://evil.example\r\n")),
+      StartsWith("HTTP/1.1 403"));
 }
 
 class EventTest : public HttpServerTest {
@@ -353,33 +560,36 @@ class EventTest : public HttpServerTest {
   int asked = 0;
 };
 
-TEST_F(EventTest, AStreamBeginsWithEverythingAndGoesOnWithWhatChanges) {
+INSTANTIATE_TEST_SUITE_P(Forms, EventTest, ::testing::Values("Plain", "Tls"),
+                         [](const auto& test) { return test.param; });
+
+TEST_P(EventTest, AStreamBeginsWithEverythingAndGoesOnWithWhatChanges) {
   Start();
-  const RawClient raw(server->port());
+  const RawClient raw = client->Raw();
   raw.Send(client->Get("/api/events", client->cookie()));
   EXPECT_THAT(raw.Read("data: two\n\n"),
               AllOf(HasSubstr("text/event-stream"), HasSubstr("\n\ndata: one\n\n")));
   Change(1, "2");
   EXPECT_EQ(raw.Read("data: 2\n\n"), "data: 2\n\n");
-  const RawClient second(server->port());
+  const RawClient second = client->Raw();
   second.Send(client->Get("/api/events", client->cookie()));
   EXPECT_THAT(second.Read("data: 2\n\n"), HasSubstr("data: one\n\n"));
 }
 
-TEST_F(EventTest, ASilentStreamShowsThatItIsAlive) {
+TEST_P(EventTest, ASilentStreamShowsThatItIsAlive) {
   settings.limits.event_silence = 5ms;
   Start();
-  const RawClient raw(server->port());
+  const RawClient raw = client->Raw();
   raw.Send(client->Get("/api/events", client->cookie()));
   EXPECT_THAT(raw.Read("\n: \n\n: \n\n"), HasSubstr("data: two"));
 }
 
-TEST_F(EventTest, AStreamThatIsNotReadIsDroppedAndDisturbsNobody) {
+TEST_P(EventTest, AStreamThatIsNotReadIsDroppedAndDisturbsNobody) {
   settings.limits.write_time = 200ms;
   Start();
   const std::string cookie = client->cookie();
-  const RawClient reader(server->port());
-  const RawClient sleeper(server->port());
+  const RawClient reader = client->Raw();
+  const RawClient sleeper = client->Raw();
   sleeper.Send(client->Get("/api/events", cookie));
   (void)sleeper.Read("data: two\n\n");
   WaitForConnections(2);
@@ -396,29 +606,29 @@ TEST_F(EventTest, AStreamThatIsNotReadIsDroppedAndDisturbsNobody) {
   EXPECT_EQ(Asked(), asked_before);
 }
 
-TEST_F(EventTest, TheNumberOfStreamsIsBounded) {
+TEST_P(EventTest, TheNumberOfStreamsIsBounded) {
   settings.limits.event_streams = 2;
   Start();
   const std::string cookie = client->cookie();
   std::vector<RawClient> streams;
   for (int i = 0; i < 2; ++i) {
-    streams.emplace_back(server->port());
+    streams.push_back(client->Raw());
     streams.back().Send(client->Get("/api/events", cookie));
     (void)streams.back().Read("data: two\n\n");
   }
   EXPECT_THAT(client->Ask(client->Get("/api/events", cookie)), StartsWith("HTTP/1.1 503"));
   streams.pop_back();
   WaitForConnections(1);
-  const RawClient next(server->port());
+  const RawClient next = client->Raw();
   next.Send(client->Get("/api/events", cookie));
   EXPECT_THAT(next.Read("data: two\n\n"), StartsWith("HTTP/1.1 200"));
 }
 
-TEST_F(EventTest, ItEndsWhileClientsAreAtWork) {
+TEST_P(EventTest, ItEndsWhileClientsAreAtWork) {
   Start();
-  const RawClient stream(server->port());
+  const RawClient stream = client->Raw();
   stream.Send(client->Get("/api/events", client->cookie()));
-  const RawClient half(server->port());
+  const RawClient half = client->Raw();
   half.Send("GET / HT");
   WaitForConnections(2);
   server.reset();
