@@ -21,6 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::uint64_t kLargestJob = 1 << 20;
 constexpr std::size_t kMostBays = 256;
 constexpr std::size_t kMostImages = 64;
 constexpr std::size_t kMostFaults = 64;
@@ -437,6 +438,25 @@ FlashSettings SettingsOf(const JobBay& bay, const fs::path& folder) {
     RefuseOption(bay, error.what());
   }
   return settings;
+}
+
+std::vector<std::pair<JobBay, FlashSettings>> ReadJob(const std::string& file, JobFor use) {
+  const fs::path path = Utf8Path(file);
+  const std::string text = ReadFile(path, kLargestJob);
+  std::vector<std::pair<JobBay, FlashSettings>> bays;
+  try {
+    for (JobBay& bay : ParseJob(text, use)) {
+      FlashSettings settings = SettingsOf(bay, path.parent_path());
+      bays.emplace_back(std::move(bay), std::move(settings));
+    }
+  } catch (const ToolError& error) {
+    // A profile names itself.
+    if (!std::string_view(error.what()).starts_with('$')) {
+      throw;
+    }
+    throw ToolError(error.code(), fmt::format("{}: {}", file, error.what()), error.next());
+  }
+  return bays;
 }
 
 }  // namespace quillmark::host

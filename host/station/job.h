@@ -47,6 +47,11 @@ enum class JobFor : std::uint8_t {
 /// not take, and for a profile that cannot be used.
 [[nodiscard]] FlashSettings SettingsOf(const JobBay& bay, const std::filesystem::path& folder);
 
+/// The bays of a file, in which relative names are looked up beside it. Raises what the two above
+/// raise, with the name of the file in front, and CannotReadFile.
+[[nodiscard]] std::vector<std::pair<JobBay, FlashSettings>> ReadJob(const std::string& file,
+                                                                    JobFor use);
+
 /// Flashes several ECUs at once.
 struct JobOptions {
   std::string file;

@@ -31,7 +31,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::uint64_t kLargestJob = 1 << 20;
 /// How often signals and the terminal are looked at.
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::size_t kUsualRows = 24;
@@ -168,10 +167,9 @@ class CheckedJob {
  public:
   /// Creates and sends nothing. Raises what is wrong with the job.
   explicit CheckedJob(const JobOptions& options) : options_(options) {
-    const fs::path file = Utf8Path(options.file);
-    const fs::path folder = file.parent_path();
-    for (const JobBay& bay : ReadJob(file)) {
-      Add(bay, SettingsWithFile(bay, folder), folder);
+    const fs::path folder = Utf8Path(options.file).parent_path();
+    for (auto& [bay, settings] : ReadJob(options.file, JobFor::kFlash)) {
+      Add(bay, std::move(settings), folder);
     }
     CheckBuses();
     CheckFiles();
@@ -185,29 +183,6 @@ class CheckedJob {
   [[nodiscard]] const std::vector<Part>& parts() const { return parts_; }
 
  private:
-  template <typename Work>
-  auto WithFile(Work work) const {
-    try {
-      return work();
-    } catch (const ToolError& error) {
-      // A profile names itself.
-      if (!std::string_view(error.what()).starts_with('$')) {
-        throw;
-      }
-      throw ToolError(error.code(), fmt::format("{}: {}", options_.file, error.what()),
-                      error.next());
-    }
-  }
-
-  [[nodiscard]] std::vector<JobBay> ReadJob(const fs::path& file) const {
-    const std::string text = ReadFile(file, kLargestJob);
-    return WithFile([&] { return ParseJob(text); });
-  }
-
-  [[nodiscard]] FlashSettings SettingsWithFile(const JobBay& bay, const fs::path& folder) const {
-    return WithFile([&] { return SettingsOf(bay, folder); });
-  }
-
   void Add(const JobBay& bay, FlashSettings settings, const fs::path& folder) {
     settings.flash.yes = options_.yes;
     settings.recording = options_.recording;

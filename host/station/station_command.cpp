@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <future>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <optional>
@@ -39,8 +40,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-constexpr std::uint64_t kLargestFile = 1 << 20;
-
 constexpr const char* kPasswordVariable = "QUILLMARK_STATION_PASSWORD";
 constexpr std::uint64_t kLongestPassword = 1000;
 constexpr std::ptrdiff_t kShortestPassword = 12;
@@ -59,8 +58,9 @@ struct StationOptions {
   RecordsOptions records;
 };
 
-std::vector<JobBay> BaysOfProfiles(const std::vector<std::string>& profiles) {
-  std::vector<JobBay> bays;
+std::vector<std::pair<JobBay, FlashSettings>> BaysOfProfiles(
+    const std::vector<std::string>& profiles) {
+  std::vector<std::pair<JobBay, FlashSettings>> bays;
   std::map<std::string, int> names;
   for (const std::string& profile : profiles) {
     JobBay bay;
@@ -70,7 +70,8 @@ std::vector<JobBay> BaysOfProfiles(const std::vector<std::string>& profiles) {
       bay.name += fmt::format(" {}", count);
     }
     bay.options.push_back({"profile", {profile}, "--profile"});
-    bays.push_back(std::move(bay));
+    FlashSettings settings = SettingsOf(bay, "");
+    bays.emplace_back(std::move(bay), std::move(settings));
   }
   return bays;
 }
@@ -80,13 +81,11 @@ std::vector<StationBay> BaysOf(const StationOptions& options) {
     throw CLI::ValidationError(
         "--bays", "expected a file of bays, or profiles with --profile, found neither");
   }
-  const fs::path file = Utf8Path(options.bays);
-  const std::vector<JobBay> described =
-      options.bays.empty() ? BaysOfProfiles(options.profiles)
-                           : ParseJob(ReadFile(file, kLargestFile), JobFor::kStation);
+  auto described = options.bays.empty() ? BaysOfProfiles(options.profiles)
+                                        : ReadJob(options.bays, JobFor::kStation);
   std::vector<StationBay> bays;
-  for (const JobBay& each : described) {
-    StationBay bay{each.name, SettingsOf(each, file.parent_path())};
+  for (auto& [job, settings] : described) {
+    StationBay bay{job.name, std::move(settings)};
     bay.settings.transfer.files.clear();
     bay.settings.transfer.bases.clear();
     bay.settings.recording.records = options.records;
@@ -264,6 +263,11 @@ void Run(const StationOptions& options, Reporter& reporter) {
   reporter.Line(fmt::format("try       open the address in a browser{}; Ctrl-C ends the station",
                             asks ? ", which asks for the password" : " on this machine"));
   reporter.Event(EventKind::kReady, {{"url", station->url()}, {"bays", count}});
+  if (!std::cout.flush()) {
+    throw ToolError(
+        ExitCode::kInputOutput,
+        "cannot write to standard output, so nobody would know the address of the page");
+  }
   Doorway doorway(station->url());
   if (options.open || (!options.no_open && IsTerminal(StandardStream::kOutput))) {
     doorway.Open();
