@@ -124,6 +124,17 @@ class Page(unittest.TestCase):
         self.addCleanup(lambda: station.process.poll() is None and station.end())
         return station
 
+    def serve_to_all(self):
+        """A station on every address of this machine; the browser uses one that needs no network."""
+        folders.run_tool("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                         "-subj", "/CN=station", "-addext", "subjectAltName=IP:127.0.0.1", "-days", "2",
+                         "-keyout", self.path / "station.key", "-out", self.path / "station.crt")
+        password = self.path / "password"
+        password.touch(mode=0o600)
+        password.write_text("correct horse battery\n")
+        return self.serve([{"bay": "left", "bus": "sim:"}], "--listen", "0.0.0.0", "--password-file", password,
+                          "--certificate", self.path / "station.crt", "--key", self.path / "station.key")
+
     def open_page(self, url):
         self.browser.open("about:blank")
         self.browser.errors()
@@ -348,20 +359,11 @@ class StationTest(Page):
         self.assertIsNone(self.browser.run("return document.cookie || null"))
 
     def test_asks_for_the_password_over_tls_on_another_address(self):
-        folders.run_tool("openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                         "-subj", "/CN=station", "-addext", "subjectAltName=IP:127.0.0.1", "-days", "2",
-                         "-keyout", self.path / "station.key", "-out", self.path / "station.crt")
-        password = self.path / "password"
-        password.touch(mode=0o600)
-        password.write_text("correct horse battery\n")
-        # Every address of this machine; the browser uses one that needs no network.
-        station = self.serve([{"bay": "left", "bus": "sim:"}], "--listen", "0.0.0.0", "--password-file", password,
-                             "--certificate", self.path / "station.crt", "--key", self.path / "station.key")
+        station = self.serve_to_all()
         self.assertRegex(station.url, r"^https://127\.0\.0\.1:\d+/$")
         self.browser.open(station.url)
         self.wait("document.activeElement.id === 'password'")
         self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 0)
-        self.assertEqual(self.nameless(), [])
         self.browser.press(*"wrong horse", "enter")
         self.wait("document.querySelector('#login-problem').innerText === 'this is not the password of this station'")
         # What was typed is selected, so that typing replaces it.
@@ -505,17 +507,14 @@ class StationTest(Page):
             return window.struck === undefined;""")
         self.assertTrue(blocked)
 
-    def nameless(self):
-        """What can be used and has no name for a screen reader."""
-        nodes = self.browser.command("Accessibility.getFullAXTree", {})["nodes"]
-        usable = {"button", "textbox", "searchbox", "combobox", "link", "progressbar", "alertdialog", "article", "region"}
-        return [node for node in nodes if not node.get("ignored")
-                and node.get("role", {}).get("value") in usable and not node.get("name", {}).get("value")]
-
     def test_names_all_that_can_be_used(self):
         self.start({"bay": "left", "bus": "sim:"})
         self.choose(0, self.small)
-        self.assertEqual(self.nameless(), [])
+        nodes = self.browser.command("Accessibility.getFullAXTree", {})["nodes"]
+        usable = {"button", "textbox", "searchbox", "combobox", "link", "progressbar", "alertdialog", "article", "region"}
+        nameless = [node for node in nodes if not node.get("ignored")
+                    and node.get("role", {}).get("value") in usable and not node.get("name", {}).get("value")]
+        self.assertEqual(nameless, [])
         ids = self.browser.run("return [...document.querySelectorAll('[id]')].map((each) => each.id)")
         self.assertEqual(len(ids), len(set(ids)))
 
@@ -584,6 +583,14 @@ class AccessibilityTest(Page):
         self.wait("!document.querySelector('#problem').hidden")
         self.check("lost")
         station.process.stdout.close()
+
+    def test_a_wrong_password(self):
+        self.browser.open(self.serve_to_all().url)
+        self.wait("document.activeElement.id === 'password'")
+        self.check("password")
+        self.browser.press(*"wrong horse", "enter")
+        self.wait("document.querySelector('#login-problem').innerText !== ''")
+        self.check("a wrong password")
 
     def test_the_report(self):
         for options in (["--verify"], ["--fault", PHASES["download"], "--repeat", "0"]):

@@ -195,8 +195,8 @@ inline void MakeCertificate(const testing::TemporaryFolder& folder, const std::s
                               name, hosts.empty() ? "" : "-addext 'subjectAltName=" + hosts + "'"));
 }
 
-/// For 127.0.0.1, bench.example, and whatever is called *.line.example. Its folder is that of a test
-/// that has no other.
+/// For 127.0.0.1, bench.example, and whatever is called *.line.example. Its folder is that of a
+/// test that has no other.
 inline std::shared_ptr<const TlsIdentity> TestIdentity() {
   const testing::TemporaryFolder folder;
   MakeCertificate(folder, "test", "IP:127.0.0.1,DNS:bench.example,DNS:*.line.example");
