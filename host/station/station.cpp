@@ -352,6 +352,8 @@ void Station::Place::Load(const HttpRequest& request) {
                      {"name", name},
                      {"sha256", Sha256Of(segments)},
                      {"segments", segments.size()},
+                     {"first", segments.front().address},
+                     {"last", segments.back().address + segments.back().bytes.size() - 1},
                      {"blocks", plan.blocks.size()},
                      {"image_bytes", plan.image_bytes},
                      {"sent_bytes", plan.sent_bytes},

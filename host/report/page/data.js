@@ -171,7 +171,7 @@ function gatherExchanges(columns, messages, frames) {
 
 async function loadModel() {
   const reader = new PackedReader(await inflate("data"));
-  const data = JSON.parse(new TextDecoder().decode(reader.take(reader.number())));
+  const data = shown(JSON.parse(new TextDecoder().decode(reader.take(reader.number()))));
   const frames = unpackFrames(reader, data.frames);
   const messages = gatherMessages(data.messages, frames);
   const exchanges = gatherExchanges(data.exchanges, messages, frames);

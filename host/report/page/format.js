@@ -43,6 +43,22 @@ function rateText(bytes, seconds) {
   return rate < 1000 ? `${rate.toFixed(0)} B/s` : `${(rate / 1000).toFixed(1)} kB/s`;
 }
 
+// Control characters, and what would reorder the text around it: as on the terminal.
+const OBEYED = /[\u0000-\u0009\u000b-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]/g;
+
+/** A value of JSON with the texts in it made such that every character is seen. */
+function shown(value) {
+  if (typeof value === "string") {
+    return value.replace(OBEYED, (one) => `\\u${one.charCodeAt(0).toString(16).padStart(4, "0")}`);
+  }
+  if (Array.isArray(value)) {
+    // Columns of numbers are long.
+    return typeof value[0] === "number" ? value : value.map(shown);
+  }
+  return value instanceof Object
+    ? Object.fromEntries(Object.entries(value).map(([name, inner]) => [name, shown(inner)])) : value;
+}
+
 /** A new element with text and attributes. */
 function element(name, attributes = {}, text = "") {
   const made = document.createElement(name);

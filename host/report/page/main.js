@@ -135,6 +135,8 @@ function show(model) {
 }
 
 async function main() {
+  const outcome = document.querySelector("#outcome > :last-child");
+  outcome.textContent = shown(outcome.textContent);
   try {
     show(await loadModel());
   } catch (error) {

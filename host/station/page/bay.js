@@ -29,8 +29,16 @@ function painted(ranges, bytes, state) {
   return result;
 }
 
+/** A line such as "next      look at the cable", as the terminal has it. */
+function labelled(line) {
+  const [, label, text] = /^(\S*)\s\s+(.*)$/s.exec(line) ?? [null, "", line];
+  const row = element("span");
+  row.append(element("span", { class: "label" }, label), " ", text);
+  return row;
+}
+
 function leftText(seconds) {
-  return seconds < 60 ? countText(Math.ceil(seconds), "second") : countText(Math.ceil(seconds / 60), "minute");
+  return seconds < 120 ? countText(Math.ceil(seconds), "second") : countText(Math.ceil(seconds / 60), "minute");
 }
 
 export class Bay {
@@ -103,11 +111,11 @@ export class Bay {
     });
   }
 
-  /** Asks the station for something; what comes back is also in the events. */
+  /** Asks the station for something. What becomes of it is in the events, in their order; the answer may be older. */
   async ask(what, query = {}, body = undefined) {
     this.showProblem("");
     try {
-      this.show(await post(`${this.path}/${what}`, query, body));
+      await post(`${this.path}/${what}`, query, body);
       return 0;
     } catch (error) {
       this.showProblem(error.message);
@@ -125,7 +133,7 @@ export class Bay {
     }
     this.file = file;
     this.parts.choose.textContent = "reading the file …";
-    const status = await this.ask("image", { name: file.name, ...(base ? { base } : {}) }, file);
+    const status = await this.ask("image", { name: file.name.replace(/\p{Cc}/gu, "_"), ...(base ? { base } : {}) }, file);
     const needsBase = status === NEEDS_BASE && base === "";
     if (needsBase) {
       this.showProblem("");
@@ -185,11 +193,10 @@ export class Bay {
     parts.state.dataset.state = kind;
     parts.line.textContent = line;
     const outcome = state.work === "nothing" ? state.outcome : null;
-    const more = outcome === null ? "" : outcome.more.join("\n");
-    parts.more.replaceChildren(more);
+    parts.more.replaceChildren(...(outcome?.more ?? []).map(labelled));
     if (outcome?.has_report) {
-      const link = element("a", { href: `${this.path}/report`, target: "_blank", rel: "noopener" }, "Report of this run");
-      parts.more.append(more ? "\n" : "", link);
+      parts.more.append(element("a", { href: `${this.path}/report`, target: "_blank", rel: "noopener" },
+        "Report of this run"));
     }
     parts.more.hidden = parts.more.textContent === "";
   }
@@ -231,13 +238,14 @@ export class Bay {
     const { progress } = state;
     parts.bar.value = progress.share;
     const percent = `${Math.floor(progress.share * 100)} %`;
+    const left = progress.seconds_left === null ? "" : `about ${leftText(progress.seconds_left)} left`;
     const bytes = progress.bytes_total > 0
-      ? `, ${progress.bytes_done.toLocaleString("en-US")} of ${countText(progress.bytes_total, "byte")}`
-        + `, ${rateText(progress.bytes_a_second, 1)}` : "";
-    const again = progress.repeated > 0 ? `, ${countText(progress.repeated, "request")} asked again` : "";
-    const left = progress.seconds_left === null ? "" : ` · about ${leftText(progress.seconds_left)} left`;
-    parts.numbers.textContent =
-      `${percent} · ${progress.phase}${bytes}${again}${left}`;
+      ? `${progress.bytes_done.toLocaleString("en-US")} of ${countText(progress.bytes_total, "byte")}` : "";
+    const rate = bytes && rateText(progress.bytes_a_second, 1);
+    const again = progress.repeated > 0 ? `${countText(progress.repeated, "request")} asked again` : "";
+    // Two lines, whatever the numbers: what is below stays where it is.
+    parts.numbers.textContent = [[percent, progress.phase, left], [bytes, rate, again]]
+      .map((line) => line.filter(Boolean).join(" · ")).join("\n");
   }
 
   showImage() {
@@ -259,6 +267,7 @@ export class Bay {
   showFacts(image) {
     const facts = [["Image", image.name], ["Size", `${countText(image.image_bytes, "byte")} in `
       + countText(image.segments, "segment")],
+    ["Addresses", `${addressText(image.first)} to ${addressText(image.last)}`],
     ["To send", `${countText(image.sent_bytes, "byte")} in ${countText(image.blocks, "block")}`],
     ["Left out as fill", countText(image.image_bytes - image.sent_bytes, "byte")],
     ["Time on the wire", timeText(image.wire_seconds)], ["SHA-256", image.sha256]];
@@ -287,6 +296,9 @@ export class Bay {
     if (progress !== null) {
       const isWritten = AFTER_DOWNLOAD.has(progress.phase);
       ranges = painted(ranges, isWritten ? Infinity : progress.phase === "download" ? progress.bytes_done : 0, "written");
+      if (outcome !== null && outcome.state !== "done" && progress.phase === "download") {
+        ranges = ranges.map(([start, count, was]) => [start, count, was === "planned" ? "erased" : was]);
+      }
       if (outcome?.state === "done" && this.state.verifies) {
         ranges = painted(ranges, Infinity, "verified");
       }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The way to the station: the token of the address or a password, requests and events.
 
+/* global shown */
+
 /** What the station refuses; the message is for people. */
 export class Refusal extends Error {
   constructor(status, message) {
@@ -17,11 +19,11 @@ async function send(path, options) {
     throw new Refusal(0, "The station does not answer.");
   }
   if (answer.ok) {
-    return answer.status === 204 ? {} : answer.json();
+    return answer.status === 204 ? {} : shown(await answer.json());
   }
   let text = `The station answered with ${answer.status}.`;
   try {
-    text = (await answer.json()).error;
+    text = shown(await answer.json()).error;
   } catch {
     // Whatever it was, the status says enough.
   }
@@ -66,7 +68,7 @@ const AGAIN_MILLISECONDS = 1000;
 export function listen(onBay, onLink) {
   const source = new EventSource("/api/events");
   source.onopen = () => onLink("there");
-  source.onmessage = (event) => onBay(JSON.parse(event.data));
+  source.onmessage = (event) => onBay(shown(JSON.parse(event.data)));
   source.onerror = async () => {
     source.close();
     let link = "lost";

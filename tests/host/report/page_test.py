@@ -278,6 +278,15 @@ class ReportTest(unittest.TestCase):
         self.assertIn(MARKUP, self.text("#grid-rows"))
         self.assertIsNone(self.browser.run("return window.struck ?? null"))
 
+    def test_shows_every_character_and_obeys_none(self):
+        folder = folders.flash(TOOL, self.path / "obeyed", "--fault", "negative@0x34:0x72", "--repeat", "0", status=76)
+        result = json.loads((folder / "result.json").read_text())
+        result["message"] = result["next"] = "a\x1b[31m\u202eb\u2066\x9b"
+        (folder / "result.json").write_text(json.dumps(result))
+        self.open(folders.report(TOOL, folder))
+        for place in ("h1", "#advice"):
+            self.assertIn("a\\u001b[31m\\u202eb\\u2066\\u009b", self.text(place))
+
     def test_runs_no_script_but_its_own(self):
         text = self.good.read_text()
         page = self.path / "forged.html"

@@ -32,6 +32,10 @@ MOST_SECONDS = 120
 
 MARKUP = "<img src=x onerror='window.struck=1'><b>\"&amp;"
 
+# What a terminal would obey, and what would turn the text behind it around.
+OBEYED = "\x1b[31m\u202e\u2066\x9b"
+SHOWN = "\\u001b[31m\\u202e\\u2066\\u009b"
+
 PHASES = {"identify": "silent", "unlock": "refuse-key", "erase": "negative@0x31:0x22",
           "download": "negative@0x34:0x72", "check": "bad-cell@0x8010", "verify": "negative@0x35:0x22"}
 
@@ -180,7 +184,7 @@ class Page(unittest.TestCase):
         self.wait(f"document.querySelector('#bay-{bay}-state').dataset.state === '{state}'")
 
     def wait_for_download(self, bay):
-        self.wait(f"/download, [1-9]/.test(document.querySelector('#bay-{bay}-numbers').innerText)")
+        self.wait(f"/download[^]*\\n[1-9]/.test(document.querySelector('#bay-{bay}-numbers').innerText)")
 
     def picture(self, name):
         if "QUILLMARK_SCREENSHOTS" in os.environ:
@@ -200,7 +204,7 @@ class StationTest(Page):
         for bay in (0, 1):
             self.choose(bay, self.image)
             plan = self.text(f"#bay-{bay}-plan")
-            for part in ("image.bin", "34,096 bytes in 1 segment", "30,064 bytes in 235 blocks", "4,032 bytes",
+            for part in ("image.bin", "34,096 bytes in 1 segment", "0x008000 to 0x01052F", "30,064 bytes in 235 blocks", "4,032 bytes",
                          "4,032 bytes left out as fill, 30,064 bytes to be written"):
                 self.assertIn(part, plan)
         for bay in (0, 1):
@@ -216,7 +220,7 @@ class StationTest(Page):
         for bay in (0, 1):
             self.wait_for_download(bay)
             self.assertRegex(self.text(f"#bay-{bay}-numbers"),
-                             r"^\d+ % · download, [\d,]+ of 34,096 bytes, .*B/s.* · about \d+ (second|minute)s? left$")
+                             r"^\d+ % · download · about \d+ (second|minute)s? left\n[\d,]+ of 34,096 bytes · .*B/s")
             self.assertGreater(self.browser.run(f"return document.querySelector('#bay-{bay}-bar').value"), 0)
         self.picture("station.png")
         for bay in (0, 1):
@@ -319,13 +323,39 @@ class StationTest(Page):
                 self.wait_for(bay, "failed")
                 self.assertTrue(self.text(f"#bay-{bay}-line").startswith(phase), self.text(f"#bay-{bay}-line"))
                 self.assertIn("next", self.text(f"#bay-{bay}-more"))
+                self.assertIn("1,500 bytes " + {"download": "erased, not written", "check": "written",
+                                                "verify": "written"}.get(phase, "to be written"),
+                              self.text(f"#bay-{bay}-readout"))
         self.assert_quiet()
+
+    def test_says_that_an_adapter_is_not_there(self):
+        self.start({"bay": "left", "bus": f"slcan:{self.path}/none"}, {"bay": "right", "bus": "sim:"})
+        self.click("#bay-0-identify")
+        self.wait_for(0, "failed")
+        self.assertIn("none cannot be opened: No such file or directory", self.text("#bay-0-line"))
+        self.assertIn("next look at the adapter", self.text("#bay-0-more"))
+        self.click("#bay-1-identify")
+        self.wait_for(1, "done")
 
     def test_identifies(self):
         self.start({"bay": "left", "bus": "sim:"})
         self.click("#bay-0-identify")
         self.wait_for(0, "done")
         self.assertEqual(self.text("#bay-0-line"), "SIMULATED ECU 001 REV A")
+
+    def test_an_answer_that_comes_late_brings_nothing_old_back(self):
+        self.start({"bay": "left", "bus": "sim:"})
+        self.browser.run("""
+            const directly = window.fetch;
+            window.fetch = async (...request) => {
+              const answer = await directly(...request);
+              await new Promise((resolve) => setTimeout(resolve, 500));
+              setTimeout(() => { window.answered = true; }, 100);
+              return answer;
+            };""")
+        self.click("#bay-0-identify")
+        self.wait("window.answered")
+        self.wait_for(0, "done")
 
     def test_goes_on_without_the_page_and_in_two_windows(self):
         self.start(self.real_bay("left"))
@@ -402,28 +432,28 @@ class StationTest(Page):
         self.assert_not_struck()
 
     def test_shows_what_files_commands_and_records_say_as_text(self):
-        shown = "\\u001b[31m" + MARKUP
-        image = self.path / (MARKUP.replace("/", "") + ".bin")
+        image = self.path / (MARKUP.replace("/", "") + OBEYED + ".bin")
         image.write_bytes(self.small.read_bytes())
         command = self.path / "key"
         command.write_text(f"#!/bin/sh\ncat >&2 <<'END'\n{MARKUP}\nEND\nexit 1\n")
         command.chmod(0o755)
         station = self.start({"bay": "left", "bus": "sim:", "key-command": str(command)})
         self.begin(0, image)
-        self.assertIn(image.name, self.text("#bay-0-facts"))
+        self.assertIn(MARKUP + "_[31m", self.text("#bay-0-facts"))
         self.click("#bay-0-yes")
         self.wait_for(0, "failed")
         self.click("#bay-0-details summary")
         self.wait("document.querySelector('#bay-0-log').innerText.includes('onerror')")
         with sqlite3.connect(station.records) as records:
-            records.execute("UPDATE runs SET ecu = ?, bay = ?, message = ?", (shown, MARKUP, MARKUP))
+            records.execute("UPDATE runs SET ecu = ?, bay = ?, message = ?", (OBEYED + MARKUP, MARKUP, MARKUP))
         records.close()
         self.browser.reload()
         self.wait("document.querySelector('#run-rows tr')")
-        self.assertIn(MARKUP, self.text("#run-rows"))
+        self.assertIn(SHOWN + MARKUP, self.text("#run-rows"))
         self.browser.run("document.querySelector('#run-chart').focus()")
         self.browser.press("right")
         self.wait("document.querySelector('#run-readout').innerText.includes('onerror')")
+        self.assertIn(SHOWN + MARKUP, self.text("#run-readout"))
         self.assert_not_struck()
 
     def test_takes_a_file_that_is_dropped(self):
