@@ -186,11 +186,19 @@ class Page(unittest.TestCase):
     def wait_for_download(self, bay):
         self.wait(f"/download[^]*\\n[1-9]/.test(document.querySelector('#bay-{bay}-numbers').innerText)")
 
-    def picture(self, name):
+    def use_scheme(self, scheme):
+        self.browser.command("Emulation.setEmulatedMedia",
+                             {"features": [{"name": "prefers-color-scheme", "value": scheme},
+                                           {"name": "prefers-reduced-motion", "value": "reduce"}]})
+
+    def picture(self, name, width=1280, height=720, scheme="light"):
         if "QUILLMARK_SCREENSHOTS" in os.environ:
-            self.browser.resize(1280, 700)
+            self.use_scheme(scheme)
+            self.browser.command("Emulation.setScrollbarsHidden", {"hidden": True})
+            self.browser.resize(width, height)
             self.browser.run("document.activeElement.blur(); scrollTo(0, 0)")
             self.browser.screenshot(pathlib.Path(os.environ["QUILLMARK_SCREENSHOTS"]) / name)
+            self.use_scheme("")
             self.browser.resize(1280, 1000)
 
     def assert_quiet(self):
@@ -223,6 +231,7 @@ class StationTest(Page):
                              r"^\d+ % · download · about \d+ (second|minute)s? left\n[\d,]+ of 34,096 bytes · .*B/s")
             self.assertGreater(self.browser.run(f"return document.querySelector('#bay-{bay}-bar').value"), 0)
         self.picture("station.png")
+        self.picture("station-phone.png", 390, 780, "dark")
         for bay in (0, 1):
             self.wait_for(bay, "done")
         self.assertIn("34,096 bytes written into SIMULATED ECU 001 REV A, read back and found equal", self.text("#bay-0-line"))
@@ -503,6 +512,7 @@ class StationTest(Page):
             self.click(f"#bay-{bay}-yes")
             self.wait_for(bay, state)
         self.wait("document.querySelectorAll('#run-rows tr').length === 2")
+        self.picture("station-ended.png", height=1480)
         for selector, value, count in (("#run-outcome", "failed", 1), ("#run-outcome", "", 2), ("#run-search", "RIGHT", 1),
                                        ("#run-search", "nobody", 0), ("#run-search", "", 2),
                                        ("#run-since", "2199-01-01", 0), ("#run-since", "", 2), ("#run-until", "2001-01-01", 0)):
@@ -514,15 +524,14 @@ class StationTest(Page):
         self.start(*({"bay": f"bay-{i}", "bus": "sim:"} for i in range(16)))
         self.choose(0, self.small)
         for scheme in ("light", "dark"):
-            self.browser.command("Emulation.setEmulatedMedia",
-                                 {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
+            self.use_scheme(scheme)
             for width, columns in ((360, 1), (1280, 2), (2560, 4)):
                 self.browser.resize(width, 900)
                 self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), width)
                 self.assertEqual(self.browser.run(
                     "return getComputedStyle(document.querySelector('.bays')).gridTemplateColumns.split(' ').length"), columns)
             self.assertEqual(self.browser.run("return document.querySelectorAll('.bay').length"), 16)
-        self.browser.command("Emulation.setEmulatedMedia", {"features": []})
+        self.use_scheme("")
         self.assert_quiet()
 
     def test_uses_nothing_from_elsewhere(self):
@@ -557,9 +566,7 @@ class AccessibilityTest(Page):
             # By the DevTools: the page itself lets no script in but its own.
             self.browser.command("Runtime.evaluate", {"expression": AXE.read_text()})
         for scheme in ("light", "dark"):
-            self.browser.command("Emulation.setEmulatedMedia",
-                                 {"features": [{"name": "prefers-color-scheme", "value": scheme},
-                                               {"name": "prefers-reduced-motion", "value": "reduce"}]})
+            self.use_scheme(scheme)
             for width in (1280, 360):
                 self.browser.resize(width, 900)
                 found = self.browser.run("return axe.run()")
@@ -568,7 +575,7 @@ class AccessibilityTest(Page):
                     places = [f"{node['html']}: {node['failureSummary']}" for node in problem["nodes"]]
                     with self.subTest(state=state, scheme=scheme, width=width):
                         self.assertNotIn(problem["impact"], ("serious", "critical"), "\n".join([problem["help"], *places]))
-        self.browser.command("Emulation.setEmulatedMedia", {"features": []})
+        self.use_scheme("")
         self.browser.resize(1280, 1000)
 
     def test_a_flash_from_the_first_look_to_the_history(self):

@@ -2,10 +2,13 @@
 // --records of flash, verify and read, and what history shows of it.
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <random>
@@ -14,6 +17,7 @@
 
 #include "quillmark/host/records.h"
 #include "support/file_limit.h"
+#include "tests/host/station/http_client.h"
 #include "tests/host/tool/images.h"
 #include "tests/host/tool/tool_process.h"
 
@@ -336,6 +340,130 @@ TEST_F(KilledAtAnyMoment, AFlashIsRecordedAsUnfinishedUnlessItWasDone) {
   }
   std::cout << CountMoments() << " kills: " << before.size()
             << " runs recorded with the first one, " << unfinished << " unfinished\n";
+}
+
+/// A station with two bays that flash at the same time.
+class StationKilledAtAnyMoment : public KilledAtAnyMoment {
+ protected:
+  using Json = nlohmann::json;
+
+  class Served {
+   public:
+    Served(const std::vector<std::string>& command, const std::string& error_file)
+        : process_(command, "/dev/null", error_file), client_(UrlOf(process_)) {}
+
+    [[nodiscard]] Json Get(const std::string& path) const {
+      const std::string answer = client_.Get(path);
+      return Json::parse(answer.substr(answer.find("\r\n\r\n") + 4));
+    }
+
+    void Post(const std::string& path, const std::string& body = "") const {
+      EXPECT_THAT(client_.Post(path, body), StartsWith("HTTP/1.1 200"));
+    }
+
+    /// Waits until it is so of every bay.
+    template <typename Fits>
+    void Await(Fits fits) const {
+      for (Json bays; bays.empty() || !std::all_of(bays.begin(), bays.end(), fits);) {
+        bays = Get("/api/state").at("bays");
+      }
+    }
+
+    void Kill() {
+      process_.Signal(SIGKILL);
+      EXPECT_EQ(process_.Wait(), 1000 + SIGKILL);
+    }
+
+   private:
+    static std::string UrlOf(ToolProcess& process) {
+      process.ReadUntil("\n");
+      return Json::parse(process.output()).at("url").get<std::string>();
+    }
+
+    ToolProcess process_;
+    HttpClient client_;
+  };
+
+  [[nodiscard]] Served Start() const {
+    return {{"station", "--bays", bays_, "--records", file_, "--artifacts", folder_.Path("runs"),
+             "--json", "--no-open"},
+            folder_.Path("stderr")};
+  }
+
+  /// Up to the questions.
+  void Begin(const Served& station) const {
+    for (const std::string bay : {"/api/bays/0", "/api/bays/1"}) {
+      station.Post(bay + "/image?name=b.bin&base=0", Pattern(20'000));
+      station.Post(bay + "/flash?image=1");
+    }
+    station.Await([](const Json& bay) { return !bay.at("question").is_null(); });
+  }
+
+  static void Answer(const Served& station) {
+    for (const std::string bay : {"/api/bays/0", "/api/bays/1"}) {
+      station.Post(bay + "/answer?question=1&answer=yes");
+    }
+  }
+
+  /// How long both take from the answers on if nothing disturbs them.
+  std::chrono::nanoseconds Whole() {
+    Served station = Start();
+    Begin(station);
+    const auto start = std::chrono::steady_clock::now();
+    Answer(station);
+    station.Await([](const Json& bay) { return bay.at("work") == "nothing"; });
+    const auto whole = std::chrono::steady_clock::now() - start;
+    station.Kill();
+    return whole;
+  }
+
+  static std::string LogOf(const RunRecord& run) {
+    std::ifstream file(run.artifacts / "log.jsonl");
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  const std::string bays_ = folder_.Write(
+      "bays.json",
+      R"({"defaults": {"verify": true}, "bays": [{"bay": "left"}, {"bay": "right"}]})");
+};
+
+TEST_F(StationKilledAtAnyMoment, RecordsEachFlashAsUnfinishedUnlessItWasDone) {
+  const auto whole = Whole();
+  std::mt19937 random(std::random_device{}());
+  std::vector<RunRecord> before = Runs();
+  ASSERT_THAT(before, SizeIs(2));
+  std::size_t unfinished = 0;
+  for (int i = 0; i < CountMoments(); i += 2) {
+    const double moment = std::uniform_real_distribution(-0.1, 1.2)(random);
+    SCOPED_TRACE(moment);
+    Served station = Start();
+    Begin(station);
+    if (moment >= 0) {
+      Answer(station);
+      std::this_thread::sleep_for(whole * moment);
+    }
+    station.Kill();
+    ASSERT_EQ(RunRecords(file_, RunRecords::Use::kWrite).set_aside(), "");
+    std::vector<RunRecord> after = Runs();
+    ASSERT_EQ(after.size(), before.size() + 2);
+    EXPECT_TRUE(std::equal(before.begin(), before.end(), after.begin()));
+    for (std::size_t run = before.size(); run < after.size(); ++run) {
+      ExpectTruth(after[run], LogOf(after[run]));
+      unfinished += after[run].outcome == OutcomeState::kUnfinished ? 1 : 0;
+    }
+    before = std::move(after);
+  }
+  // The next station shows them all.
+  Served station = Start();
+  const Json shown = station.Get("/api/runs").at("runs");
+  EXPECT_EQ(shown.size(), before.size());
+  EXPECT_EQ(static_cast<std::size_t>(
+                std::count_if(shown.begin(), shown.end(),
+                              [](const Json& run) { return run.at("outcome") == "unfinished"; })),
+            unfinished);
+  station.Kill();
+  std::cout << CountMoments() << " flashes in stations that were killed: " << unfinished
+            << " unfinished\n";
 }
 
 TEST_F(RecordsOption, DoesNotStopARunThatTheDiskHasNoRoomFor) {
