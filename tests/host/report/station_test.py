@@ -483,6 +483,12 @@ class StationTest(Page):
         self.browser.choose_file("#bay-0-file", damaged)
         self.wait("!document.querySelector('#bay-0-problem').hidden")
         self.assertIn("damaged.hex:1:", self.text("#bay-0-problem"))
+        with (self.path / "large.bin").open("wb") as large:
+            large.truncate((64 << 20) + 1)
+        self.browser.choose_file("#bay-0-file", self.path / "large.bin")
+        self.wait("document.querySelector('#bay-0-problem').innerText.includes('expected at most 67108864 bytes')")
+        self.choose(0, self.small)
+        self.assertTrue(self.browser.run("return document.querySelector('#bay-0-problem').hidden"))
 
     def focused(self):
         return self.browser.run("return document.activeElement.id")
