@@ -212,6 +212,8 @@ std::optional<std::chrono::system_clock::time_point> TimeIn(const HttpRequest& r
   return std::chrono::system_clock::time_point(milliseconds(*number));
 }
 
+}  // namespace
+
 RunFilter FilterOf(const HttpRequest& request) {
   RunFilter filter;
   filter.station = TextIn(request, "station");
@@ -224,8 +226,6 @@ RunFilter FilterOf(const HttpRequest& request) {
   filter.most = NumberIn(request, "last", kMostRuns).value_or(kMostRuns);
   return filter;
 }
-
-}  // namespace
 
 /// A bay and the image that it is to get. Used by the server's threads; what begins work is called
 /// on one of them alone.

@@ -83,4 +83,7 @@ class Station {
   std::unique_ptr<HttpServer> server_;
 };
 
+/// The runs that a query of the record asks for. Raises HttpError.
+[[nodiscard]] RunFilter FilterOf(const HttpRequest& request);
+
 }  // namespace quillmark::host
