@@ -258,6 +258,24 @@ TEST_F(RecordsOfStationTest, FindsRuns) {
   }
 }
 
+TEST_F(RecordsOfStationTest, FindsItsOwnRunsWhileTheServerIsAway) {
+  constexpr auto kNoRuns = R"("runs":[])";
+  EXPECT_THAT(client->Get("/api/stations/runs"),
+              AllOf(HasSubstr(kNoRuns), HasSubstr(R"("problem":"")")));
+  settings.server = "postgresql:///plant?host=" + folder.Path("none");
+  Start();
+  (void)Write("ECU A", OutcomeState::kDone);
+  // Also where it is not asked again so soon.
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_THAT(
+        client->Get("/api/stations/runs"),
+        AllOf(StartsWith("HTTP/1.1 200"), HasSubstr(kNoRuns), Not(HasSubstr(R"("problem":"")"))));
+  }
+  EXPECT_THAT(client->Get("/api/runs"), HasSubstr("ECU A"));
+  EXPECT_THAT(client->Get("/api/runs?station=elsewhere"), HasSubstr(kNoRuns));
+  EXPECT_THAT(client->Get("/api/state"), HasSubstr(R"("has_server":true)"));
+}
+
 TEST_F(RecordsOfStationTest, ShowsTheReportOfARunAndOfNothingElse) {
   RunRecord run = Write("ECU A", OutcomeState::kDone);
   EXPECT_THAT(client->Get("/api/runs/" + run.id + "/report"), StartsWith("HTTP/1.1 404"));
