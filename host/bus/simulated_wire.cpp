@@ -8,6 +8,8 @@
 namespace quillmark::host {
 namespace {
 
+constexpr std::size_t kFullCanFrame = 8;
+
 /// Counts the frames of one wire.
 class CountingInjector {
  public:
@@ -81,6 +83,30 @@ std::optional<Duration> SimulatedWire::NextEvent() const {
   return due ? std::min(*due, arrival) : arrival;
 }
 
+std::optional<Duration> SimulatedWire::NextArrival() {
+  while (!in_flight_.empty() && NothingComesBefore(in_flight_.begin()->second)) {
+    Arrive(in_flight_.extract(in_flight_.begin()).mapped());
+  }
+  const std::size_t size = exchange_.form == TransportForm::kKLine ? 1 : kFullCanFrame;
+  const Duration frame_time = WireTime(exchange_, size, speed_);
+  std::optional<Duration> next;
+  const auto take = [&next](Duration arrival) { next = std::min(next.value_or(arrival), arrival); };
+  for (const auto& [at, frame] : in_flight_) {
+    take(frame.direction == Direction::kToTester ? at : at + frame_time);
+  }
+  if (const std::optional<Duration> due = node_.NextDue()) {
+    take(std::max({*due, clock_, wire_free_at_}) + frame_time);
+  }
+  return next;
+}
+
+/// What the tester sends from now on needs the wire, which this frame leaves free.
+bool SimulatedWire::NothingComesBefore(const FrameOnWire& frame) const {
+  const std::optional<Duration> due = node_.NextDue();
+  return frame.direction == Direction::kToEcu && frame.at <= wire_free_at_ &&
+         (!due || *due > frame.at);
+}
+
 void SimulatedWire::RunEvent(Duration at) {
   clock_ = std::max(clock_, at);
   if (!in_flight_.empty() && in_flight_.begin()->first <= at) {
@@ -97,7 +123,7 @@ void SimulatedWire::Arrive(const FrameOnWire& frame) {
   if (frame.direction == Direction::kToTester) {
     received_.push_back(frame.data);
   } else if (node_.Hears(exchange_)) {
-    node_.OnFrame(frame.data, clock_);
+    node_.OnFrame(frame.data, std::max(clock_, frame.at));
   }
 }
 

@@ -17,14 +17,14 @@ Duration SteadyNow() {
 
 void EcuServer::Run(const Callbacks& callbacks) {
   wire_.AdvanceTo(SteadyNow());
-  while (!callbacks.stop_requested()) {
+  while (!callbacks.stop_requested || !callbacks.stop_requested()) {
     CatchUp();
     const Duration timeout = TimeToNextEvent(kQuiet);
     const Bytes bytes = line_.Read(timeout);
     if (!bytes.empty()) {
       wire_.AdvanceTo(SteadyNow());
       line_.Write(adapter_.OnBytes(bytes));
-    } else if (timeout == kQuiet) {
+    } else if (timeout == kQuiet && callbacks.on_quiet) {
       callbacks.on_quiet();
     }
   }
@@ -43,7 +43,7 @@ void EcuServer::CatchUp() {
 
 Duration EcuServer::TimeToNextEvent(Duration limit) const {
   Duration left = limit;
-  for (const std::optional<Duration>& event : {wire_.NextEvent(), adapter_.NextDue()}) {
+  for (const std::optional<Duration>& event : {wire_.NextArrival(), adapter_.NextDue()}) {
     if (event) {
       left = std::min(left, std::max(*event - SteadyNow(), Duration::zero()));
     }

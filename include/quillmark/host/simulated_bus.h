@@ -98,6 +98,12 @@ class QUILLMARK_API SimulatedWire {
 
   /// When something happens next; nothing if all is quiet.
   [[nodiscard]] std::optional<Duration> NextEvent() const;
+  /// When the next frame arrives at the tester, as far as that is known; nothing if none is to
+  /// come. A frame that the node has not sent yet counts as a full CAN frame, or as one byte of a K
+  /// line; nobody knows whether it will be one. For a clock in real time, which so wakes up only
+  /// when the tester has something to read: to learn what the node will answer, a frame that
+  /// nothing can overtake is handed to it at once, with the time of its arrival.
+  [[nodiscard]] std::optional<Duration> NextArrival();
   /// Processes everything that happens until `time`.
   void AdvanceTo(Duration time);
   /// The time of the wire, which begins at 0.
@@ -109,6 +115,7 @@ class QUILLMARK_API SimulatedWire {
  private:
   void Transmit(Direction direction, Bytes data);
   void PutOnWire(FrameOnWire frame);
+  [[nodiscard]] bool NothingComesBefore(const FrameOnWire& frame) const;
   void RunEvent(Duration at);
   void Arrive(const FrameOnWire& frame);
 

@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdint>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace quillmark::host {
 namespace {
@@ -138,6 +142,82 @@ TEST_F(SimulatedBusTest, DoublesDamagesAndDelaysFramesOnRequest) {
   EXPECT_EQ(bus_.Receive(100ms), kAnswer);
   EXPECT_EQ(bus_.Receive(100ms), (Bytes{0x42, 0x11, 0xC0, 0, 0, 0, 0, 0}));
   EXPECT_THAT(node_.heard, ElementsAre("0210C00000000000", "0211C00000000000"));
+}
+
+TEST(SimulatedWire, TellsWhenTheAnswerToAFrameArrives) {
+  EchoNode node;
+  SimulatedWire wire(node, {});
+  wire.Select(kCan);
+  EXPECT_EQ(wire.NextArrival(), std::nullopt);
+  wire.Send(kFrame);
+  EXPECT_EQ(wire.NextArrival(), 270us + 10ms + 270us);
+  EXPECT_EQ(wire.Now(), 0us);
+  wire.AdvanceTo(270us + 10ms + 269us);
+  EXPECT_EQ(wire.TakeReceived(), std::nullopt);
+  EXPECT_EQ(wire.NextArrival(), 270us + 10ms + 270us);
+  wire.AdvanceTo(270us + 10ms + 270us);
+  EXPECT_EQ(wire.TakeReceived(), kAnswer);
+  EXPECT_EQ(wire.NextArrival(), std::nullopt);
+}
+
+TEST(SimulatedWire, KeepsAFrameThatAnotherMayOvertake) {
+  EchoNode node;
+  SimulatedWire wire(node, {});
+  wire.Select(kCan);
+  wire.InjectFaults([is_first = true](FrameOnWire frame) mutable {
+    frame.at += std::exchange(is_first, false) ? 5ms : 0ms;
+    return std::vector<FrameOnWire>{frame};
+  });
+  wire.Send(kFrame);
+  EXPECT_EQ(wire.NextArrival(), 5ms + 270us + 270us);
+  EXPECT_THAT(node.heard, ElementsAre());
+  wire.Send(kAnswer);
+  wire.AdvanceTo(20ms);
+  EXPECT_THAT(node.heard, ElementsAre(HexOf(kAnswer), HexOf(kFrame)));
+}
+
+/// Frames of a tester at random times, some of them delayed, lost or doubled. Returns all that
+/// arrives, with its time. `next` says until when the clock of the wire may rest.
+template <typename Next>
+std::vector<std::string> Arrivals(std::uint32_t seed, Next next) {
+  std::minstd_rand random(seed);
+  std::minstd_rand faults(seed + 1);
+  EchoNode node;
+  node.delay = Duration(random() % 1000);
+  SimulatedWire wire(node, {});
+  wire.Select(kCan);
+  std::vector<std::string> to_ecu;
+  std::vector<std::string> to_tester;
+  wire.OnFrame([&](const Exchange& /*exchange*/, const FrameOnWire& frame) {
+    (frame.direction == Direction::kToEcu ? to_ecu : to_tester)
+        .push_back(std::to_string(frame.at.count()) + ' ' + HexOf(frame.data));
+  });
+  wire.InjectFaults([&](FrameOnWire frame) {
+    const auto kind = faults() % 8;
+    frame.at += Duration(kind == 0 ? faults() % 2000 : 0);
+    return std::vector<FrameOnWire>(kind == 1 ? 0 : kind == 2 ? 2 : 1, frame);
+  });
+  for (int sent = 0; sent < 50; ++sent) {
+    const Duration at = wire.Now() + Duration(random() % 1500);
+    for (auto event = next(wire); event && *event <= at; event = next(wire)) {
+      wire.AdvanceTo(*event);
+    }
+    wire.AdvanceTo(at);
+    Bytes frame(1 + random() % 8, static_cast<std::uint8_t>(sent));
+    wire.Send(frame);
+  }
+  wire.AdvanceTo(wire.Now() + 1s);
+  to_ecu.insert(to_ecu.end(), to_tester.begin(), to_tester.end());
+  return to_ecu;
+}
+
+TEST(SimulatedWire, CarriesTheSameWhetherItsClockStopsAtEachEventOrAtArrivalsAlone) {
+  for (std::uint32_t seed = 1; seed <= 200; ++seed) {
+    const auto at_each_event =
+        Arrivals(seed, [](const SimulatedWire& wire) { return wire.NextEvent(); });
+    EXPECT_EQ(Arrivals(seed, [](SimulatedWire& wire) { return wire.NextArrival(); }), at_each_event)
+        << "seed " << seed;
+  }
 }
 
 TEST(SimulatedBus, RefusesAWireThatCarriesNothing) {

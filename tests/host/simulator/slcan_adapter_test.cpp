@@ -3,6 +3,9 @@
 
 #include <gmock/gmock.h>
 
+#include <string>
+#include <thread>
+
 #include "quillmark/host/simulated_ecu.h"
 
 namespace quillmark::host {
@@ -80,6 +83,42 @@ TEST_F(SlcanAdapterTest, IsNotHeardAtAnotherBitRate) {
 TEST_F(SlcanAdapterTest, PassesNothingOnOnceItIsClosed) {
   Say("S6\rO\rt63280210810000000000\rC\r");
   EXPECT_EQ(Later(), "");
+}
+
+/// A tester that opens the adapter and sends one frame, and counts how often its ECU looks for
+/// more.
+class CountingLine : public AdapterLine {
+ public:
+  [[nodiscard]] Bytes Read(Duration timeout) const override {
+    static const std::string kWords = "S6\rO\rt63280210810000000000\r";
+    if (reads_++ == 0) {
+      return {kWords.begin(), kWords.end()};
+    }
+    if (!has_answer()) {
+      std::this_thread::sleep_for(timeout);
+    }
+    return {};
+  }
+  void Write(ByteView bytes) const override { written_.append(bytes.begin(), bytes.end()); }
+
+  [[nodiscard]] bool has_answer() const { return written_.find('t') != std::string::npos; }
+  [[nodiscard]] int reads() const { return reads_; }
+  [[nodiscard]] const std::string& written() const { return written_; }
+
+ private:
+  mutable int reads_ = 0;
+  mutable std::string written_;
+};
+
+TEST(EcuServer, SleepsUntilTheTesterHasAFrameToRead) {
+  const CountingLine line;
+  SimulatedEcu ecu;
+  SimulatedWire wire(ecu, {});
+  wire.Select(ecu.exchange());
+  SlcanAdapter adapter(wire, 500'000);
+  EcuServer(line, wire, adapter).Run({.stop_requested = [&line] { return line.has_answer(); }});
+  EXPECT_EQ(line.written(), "\r\rz\rt73A8025081AAAAAAAAAA\r");
+  EXPECT_LE(line.reads(), 3) << "the words, the time until the answer, and what may follow it";
 }
 
 }  // namespace
