@@ -431,7 +431,7 @@ void HttpServer::Core::Tell(std::size_t event) {
 void HttpServer::Core::RequirePause() const {
   const auto most = (limits_.wrong_passwords - 1) * limits_.password_pause;
   const auto left = forgotten_ - std::chrono::steady_clock::now() - most;
-  if (left > left.zero()) {
+  if (left > milliseconds(0)) {
     throw HttpError(429, fmt::format("too many wrong passwords; try again in {} s",
                                      std::chrono::ceil<std::chrono::seconds>(left).count()));
   }

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -56,7 +57,10 @@ class RawClient {
       std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to a socket as to a file
       tls_ = NewTlsSession(newest_tls);
       ::SSL_set_fd(tls_.get(), socket_);
+      ::ERR_clear_error();
       is_connected_ = ::SSL_connect(tls_.get()) == 1;
+      const char* const reason = ::ERR_reason_error_string(::ERR_peek_error());
+      failure_ = is_connected_ || reason == nullptr ? "" : reason;
     }
   }
   RawClient(const RawClient&) = delete;
@@ -64,7 +68,8 @@ class RawClient {
   RawClient(RawClient&& other) noexcept
       : socket_(std::exchange(other.socket_, -1)),
         tls_(std::move(other.tls_)),
-        is_connected_(other.is_connected_) {}
+        is_connected_(other.is_connected_),
+        failure_(std::move(other.failure_)) {}
   RawClient& operator=(RawClient&&) = delete;
   ~RawClient() {
     if (socket_ >= 0) {
@@ -102,6 +107,8 @@ class RawClient {
 
   /// Whether the handshake of TLS came to its end.
   [[nodiscard]] bool is_connected() const { return is_connected_; }
+  /// Why it did not.
+  [[nodiscard]] const std::string& failure() const { return failure_; }
   /// Whether the server has said that nothing more follows.
   [[nodiscard]] bool HasSeenTheEnd() const {
     return (::SSL_get_shutdown(tls_.get()) & SSL_RECEIVED_SHUTDOWN) != 0;
@@ -111,6 +118,7 @@ class RawClient {
   int socket_;
   TlsSession tls_{nullptr, ::SSL_free};
   bool is_connected_ = false;
+  std::string failure_;
 };
 
 /// A client that keeps the rules: it knows the secret, and gets the cookie for it.
