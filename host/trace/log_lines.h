@@ -16,6 +16,9 @@ namespace quillmark::host {
 /// The first line of a K line trace.
 inline constexpr std::string_view kKLineTraceTitle = "quillmark K line trace 1";
 
+/// Begins a line of an ASC file whose frames are those of a gateway.
+inline constexpr std::string_view kAscGatewayComment = "// quillmark gateway trace 1";
+
 /// The words of a line, separated by blanks.
 [[nodiscard]] std::vector<std::string_view> WordsOf(std::string_view line);
 

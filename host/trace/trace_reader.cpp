@@ -95,12 +95,12 @@ Trace ReadKLineTrace(LineReader& lines) {
 }
 
 /// Which identifier is the tester's and which the ECU's, if this was not given.
-Exchange ExchangeOf(const std::vector<LoggedFrame>& frames) {
+Exchange ExchangeOf(const std::vector<LoggedFrame>& frames, bool is_gateway) {
   Exchange exchange;
   if (frames.empty()) {
     return exchange;
   }
-  if (frames.front().interface == kGatewayInterface) {
+  if (is_gateway) {
     exchange.form = TransportForm::kGateway;
   }
   exchange.send = frames.front().identifier;
@@ -128,10 +128,12 @@ Trace TraceOf(std::vector<LoggedFrame> frames, const Exchange& exchange) {
 Trace ReadCanTrace(LineReader& lines, const std::optional<Exchange>& exchange) {
   const bool is_candump = WordsOf(lines.line()).front().starts_with('(');
   const auto read = is_candump ? ReadCandumpLine : ReadAscLine;
+  bool is_gateway = false;
   std::vector<LoggedFrame> frames;
   std::string damage;
   try {
     do {
+      is_gateway = is_gateway || lines.line().starts_with(kAscGatewayComment);
       if (std::optional<LoggedFrame> frame = lines.Parse(read)) {
         frames.push_back(std::move(*frame));
       }
@@ -139,7 +141,8 @@ Trace ReadCanTrace(LineReader& lines, const std::optional<Exchange>& exchange) {
   } catch (const DamagedTrace& error) {
     damage = error.what();
   }
-  const Exchange used = exchange ? *exchange : ExchangeOf(frames);
+  is_gateway = is_gateway || (!frames.empty() && frames.front().interface == kGatewayInterface);
+  const Exchange used = exchange ? *exchange : ExchangeOf(frames, is_gateway);
   Trace trace = TraceOf(std::move(frames), used);
   trace.damage = std::move(damage);
   return trace;

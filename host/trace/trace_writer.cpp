@@ -4,6 +4,7 @@
 
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "host/trace/log_lines.h"
 #include "quillmark/host/trace.h"
@@ -72,6 +73,9 @@ void TraceWriter::WriteCandump(const TraceEntry& entry) {
 void TraceWriter::WriteAsc(const TraceEntry& entry) {
   if (entry.kind != TraceEntryKind::kFrame) {
     return;
+  }
+  if (entry.exchange.form == TransportForm::kGateway && !std::exchange(names_gateway_, true)) {
+    out_ << kAscGatewayComment << ": numbers of its line and its channel instead of identifiers\n";
   }
   const std::uint32_t identifier = IdentifierOf(entry);
   const std::string name =

@@ -88,7 +88,8 @@ inline constexpr std::uint64_t kLargestTrace = 0x40000000;
                                             std::uint64_t most = kLargestTrace);
 
 /// Writes each entry as a line of a format. Frames of a gateway carry the numbers of its line and
-/// its channel instead of identifiers. CAN formats have no breaks.
+/// its channel instead of identifiers; a candump log names its interface `gateway`, an ASC file has
+/// a comment that says so. CAN formats have no breaks.
 class QUILLMARK_API TraceWriter {
  public:
   using Clock = std::chrono::system_clock;  ///< tells the date of a trace
@@ -108,6 +109,8 @@ class QUILLMARK_API TraceWriter {
 
   std::ostream& out_;
   TraceFormat format_;
+  /// Whether the file says that its frames are those of a gateway.
+  bool names_gateway_ = false;
   Duration began_;
 };
 

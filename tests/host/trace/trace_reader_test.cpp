@@ -149,6 +149,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 Exchange{TransportForm::kPlainCan, 0x18DAF110, 0x18DA10F1}},
                       std::pair{TraceFormat::kCandump, Exchange{TransportForm::kGateway, 3, 13}},
                       std::pair{TraceFormat::kAsc, kPlain},
+                      std::pair{TraceFormat::kAsc, Exchange{TransportForm::kGateway, 3, 13}},
                       std::pair{TraceFormat::kKLine, Exchange{TransportForm::kKLine, 0, 0}}));
 
 }  // namespace
