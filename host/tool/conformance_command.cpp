@@ -288,21 +288,53 @@ std::vector<RuleResult> ResultsOf(ConformanceOptions& options) {
   }
 }
 
+std::uint64_t CountOf(const std::vector<RuleResult>& results, RuleVerdict verdict) {
+  const auto has = [verdict](const RuleResult& result) { return result.verdict == verdict; };
+  return static_cast<std::uint64_t>(std::count_if(results.begin(), results.end(), has));
+}
+
+const char* NameOf(RuleVerdict verdict) {
+  switch (verdict) {
+    case RuleVerdict::kPassed:
+      return "passed";
+    case RuleVerdict::kFailed:
+      return "failed";
+    case RuleVerdict::kNotClaimed:
+      break;
+  }
+  return "not-claimed";
+}
+
+void Report(const RuleResult& result, Reporter& reporter) {
+  Json members = {{"rule", result.rule},
+                  {"name", result.name},
+                  {"form", NameOf(result.form)},
+                  {"verdict", NameOf(result.verdict)}};
+  if (result.verdict == RuleVerdict::kFailed) {
+    members["test"] = result.test;
+    members["expected"] = result.expected;
+    members["found"] = result.found;
+  }
+  reporter.Event(EventKind::kRule, members);
+}
+
 void Run(ConformanceOptions& options, Reporter& reporter) {
   const std::vector<RuleResult> results = ResultsOf(options);
   std::istringstream report(ReportOf(results));
   for (std::string line; std::getline(report, line);) {
     reporter.Line(line);
   }
-  const auto failed = std::count_if(results.begin(), results.end(), [](const RuleResult& result) {
-    return result.verdict == RuleVerdict::kFailed;
-  });
+  for (const RuleResult& result : results) {
+    Report(result, reporter);
+  }
+  const std::uint64_t failed = CountOf(results, RuleVerdict::kFailed);
   if (failed > 0) {
     throw ToolError(
-        ExitCode::kDifference,
-        fmt::format("the runner breaks {}", CountText(static_cast<std::uint64_t>(failed), "rule")),
+        ExitCode::kDifference, fmt::format("the runner breaks {}", CountText(failed, "rule")),
         "read what was expected and found; the rules are on the page \"The documents\"");
   }
+  reporter.Event(EventKind::kDone, {{"passed", CountOf(results, RuleVerdict::kPassed)},
+                                    {"not_claimed", CountOf(results, RuleVerdict::kNotClaimed)}});
 }
 
 void AddClaims(CLI::App& app, RunnerUnderTest& runner) {
@@ -337,6 +369,7 @@ void AddConformanceCommand(CLI::App& app, Command& command) {
                   "the runner and its arguments, behind -- if one begins with a dash")
       ->required();
   AddClaims(conformance, options->runner);
+  AddJsonOption(conformance, command);
   conformance.callback([options, &command] {
     command.run = [options](Reporter& reporter) { Run(*options, reporter); };
   });

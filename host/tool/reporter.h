@@ -33,17 +33,18 @@ enum class EventKind : std::uint8_t {
   kDevice,          ///< something that may be an adapter
   kReady,           ///< where a simulator listens
   kRun,             ///< what is recorded of a run
+  kRule,            ///< what came of the tests of a rule for runners
   kDone,            ///< what the command did
   kError,           ///< the last line of a command that fails
 };
 
 /// The names of all of them, in their order.
-inline constexpr std::array<std::string_view, 19> kEventNames{
+inline constexpr std::array<std::string_view, 20> kEventNames{
     "settings",  "image",    "images",         "plan",
     "progress",  "adapter",  "identification", "key-command",
     "suspended", "battery",  "about-to-erase", "read-back",
     "backup",    "document", "device",         "ready",
-    "run",       "done",     "error"};
+    "run",       "rule",     "done",           "error"};
 
 /// What a command tells about its work, to people or to machines.
 class Reporter {

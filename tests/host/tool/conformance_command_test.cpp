@@ -2,6 +2,9 @@
 // A runner in another process.
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+#include <sstream>
+
 #include "tests/host/tool/tool_process.h"
 
 namespace quillmark::host::testing {
@@ -49,6 +52,44 @@ TEST_F(Conformance, ARunnerThatBreaksRulesIsADifference) {
   EXPECT_THAT(result.out, HasSubstr("   2  In order                              FAILED\n"
                                     "      test      two requests with short answers\n"));
   EXPECT_THAT(result.err, HasSubstr("quillmark: the runner breaks "));
+}
+
+/// A line of JSON for each event.
+std::vector<nlohmann::json> EventsOf(const ToolResult& result) {
+  std::vector<nlohmann::json> events;
+  std::istringstream lines(result.out);
+  for (std::string line; std::getline(lines, line);) {
+    events.push_back(nlohmann::json::parse(line));
+  }
+  return events;
+}
+
+TEST_F(Conformance, TellsMachinesEveryRuleAndTheCountOfEachVerdict) {
+  const ToolResult result =
+      Run({"conformance", "--json", "--form", "kline", QUILLMARK_LINE_RUNNER});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const std::vector<nlohmann::json> events = EventsOf(result);
+  ASSERT_EQ(events.size(), 12U);
+  EXPECT_EQ(events[0], nlohmann::json::parse(R"({"event": "rule", "rule": 1, "name": "Once",
+                                                 "form": "kline", "verdict": "passed"})"));
+  EXPECT_EQ(events.back(),
+            nlohmann::json::parse(R"({"event": "done", "passed": 9, "not_claimed": 2})"));
+}
+
+TEST_F(Conformance, TellsMachinesHowARuleIsBroken) {
+  const ToolResult result = Run({"conformance", "--json", "--form", "can", "--", "sh", "-c",
+                                 "while read line; do echo done ${line#* * * }; done"});
+  EXPECT_EQ(result.status, 1);
+  const std::vector<nlohmann::json> events = EventsOf(result);
+  ASSERT_GE(events.size(), 3U);
+  const nlohmann::json& broken = events[1];
+  EXPECT_EQ(broken["rule"], 2);
+  EXPECT_EQ(broken["verdict"], "failed");
+  EXPECT_EQ(broken["test"], "two requests with short answers");
+  EXPECT_NE(broken["expected"], "");
+  EXPECT_NE(broken["found"], "");
+  EXPECT_EQ(events.back()["event"], "error");
+  EXPECT_EQ(events.back()["exit"], 1);
 }
 
 TEST_F(Conformance, ADocumentOfAnotherFormIsReported) {

@@ -81,8 +81,7 @@ class EventTable : public ToolTest {
  protected:
   /// Runs a command and remembers its events.
   void Observe(const std::string& command, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), command);
-    arguments.emplace_back("--json");
+    arguments.insert(arguments.begin(), {command, "--json"});
     Remember(command, Run(arguments).out);
   }
 
@@ -104,6 +103,33 @@ class EventTable : public ToolTest {
     simulator.Signal(SIGTERM);
     EXPECT_EQ(simulator.Wait(), 0);
     Remember("simulate", simulator.output());
+  }
+
+  /// Two bays, of which one fails. Each event has its bay, but for the last one of the job.
+  void ObserveJob(const std::string& image) {
+    const nlohmann::json images = {{{"file", image}}};
+    const nlohmann::json job = {
+        {"bays",
+         {{{"bay", "a"}, {"images", images}, {"verify", true}},
+          {{"bay", "b"}, {"images", images}, {"expect-ecu", "another ECU"}}}}};
+    const ToolResult result = Run({"flash", "--job", folder_.Write("job.json", job.dump()), "--yes",
+                                   "--artifacts", folder_.Path("bays"), "--json"});
+    std::istringstream lines(result.out);
+    std::map<std::string, std::size_t> events_by_bay;
+    std::string of_a_run;
+    for (std::string line; std::getline(lines, line);) {
+      nlohmann::json event = nlohmann::json::parse(line);
+      ++events_by_bay[event.value("bay", event.value("event", ""))];
+      event.erase("bay");
+      of_a_run += event.dump() + '\n';
+    }
+    EXPECT_GT(events_by_bay["a"], 10U);
+    EXPECT_GT(events_by_bay["b"], 2U);
+    EXPECT_EQ(events_by_bay["error"], 1U);
+    EXPECT_EQ(events_by_bay.size(), 3U);
+    Remember("flash", of_a_run);
+    Remember("flash", folder_.Read("bays/a/log.jsonl"));
+    Remember("flash", folder_.Read("bays/b/log.jsonl"));
   }
 
   /// A station that is ended at once.
@@ -177,6 +203,10 @@ TEST_F(EventTable, HasEveryEventWithItsMembers) {
   Observe("verify", {folder_.Write("same.bin", std::string(4, '\x5A')), "--base", "0"});
   Observe("flash", {image, "--key-command", "echo no key >&2; true"});
   Observe("history", {});
+  Observe("conformance", {"--form", "kline", QUILLMARK_LINE_RUNNER});
+  Observe("conformance", {"--form", "kline", "--", "sh", "-c",
+                          "while read line; do echo done ${line#* * * }; done"});
+  ObserveJob(image);
   ObserveTwoProcesses();
   ObserveStation();
   ObserveAdapters();
