@@ -5,6 +5,7 @@
 #include <array>
 #include <system_error>
 
+#include "host/files/file_system.h"
 #include "quillmark/host/artifacts.h"
 #include "quillmark/host/files.h"
 #include "quillmark/host/programmer.h"
@@ -53,6 +54,10 @@ void RemoveArtifacts(const fs::path& folder) {
 }
 
 fs::path EmptyFolder(const fs::path& path, Existing existing) {
+  if (NamesDevice(path)) {
+    Refuse(path, "expected a new or an empty folder, found the name of a device",
+           "name a folder that does not exist yet");
+  }
   std::error_code ignored;
   const bool exists = fs::exists(path, ignored);
   if (exists && !fs::is_directory(path, ignored)) {

@@ -120,6 +120,11 @@ void OutputFile::CommitToDisk() {
 }
 
 void OutputFile::RaiseCannotCreate(int error) const {
+  if (NamesDevice(path_)) {
+    throw CannotCreateFile(path_, error,
+                           "expected the name of a file, found that of a device that cannot be "
+                           "opened here");
+  }
   throw CannotCreateFile(path_, error, fmt::format("cannot create: {}", std::strerror(error)));
 }
 

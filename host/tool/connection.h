@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "host/tool/interrupt.h"
 #include "host/tool/link_options.h"
 #include "host/tool/session_options.h"
 #include "host/tool/surroundings.h"
@@ -27,7 +28,7 @@ using BusTap = std::function<std::unique_ptr<Bus>(Bus& bus)>;
 /// the ECU is made to fit the configuration.
 ///
 /// Without a key command only a simulated ECU, in this process or in another, gets a key: a guess
-/// would cost a real one an attempt.
+/// would cost a real one an attempt. While it lives, the machine stays awake.
 class Connection {
  public:
   /// Raises BusError if an adapter cannot be opened, and CLI::ValidationError for settings that
@@ -67,6 +68,7 @@ class Connection {
   /// Tells of a suspension since the last look that may have cost the session.
   void LookForSuspension();
 
+  StayAwake awake_;
   Surroundings surroundings_;
   Reporter& reporter_;
   std::shared_ptr<PortablePlatform> platform_;

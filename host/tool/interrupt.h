@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 
 namespace quillmark::host {
 
@@ -29,6 +30,23 @@ void SetLeftBehind(const char* text);
 /// a child process ends with this one. Threads: any.
 void AddGroupToKill(pid_t group);
 void RemoveGroupToKill(pid_t group);
+
+/// While one lives, Windows does not put the machine to sleep because nobody uses it, which would
+/// cut off an ECU in the middle of a flash. Does nothing elsewhere. It ends on the thread that made
+/// it; several may live at once, on one thread the last one ends first.
+class StayAwake {
+ public:
+  StayAwake();
+  StayAwake(const StayAwake&) = delete;
+  StayAwake& operator=(const StayAwake&) = delete;
+  StayAwake(StayAwake&&) = delete;
+  StayAwake& operator=(StayAwake&&) = delete;
+  ~StayAwake();
+
+ private:
+  /// What the thread asked of the system before.
+  std::uint32_t before_ = 0;
+};
 
 /// Makes writing to a pipe that nobody reads, and beyond the largest size that a file may have, an
 /// error instead of the end of the process, which would leave an ECU half written. So is writing to

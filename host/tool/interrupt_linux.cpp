@@ -104,6 +104,9 @@ void AddGroupToKill(pid_t group) { ReplaceGroup(0, group); }
 
 void RemoveGroupToKill(pid_t group) { ReplaceGroup(group, 0); }
 
+StayAwake::StayAwake() = default;
+StayAwake::~StayAwake() = default;
+
 void LetWritingFail() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);

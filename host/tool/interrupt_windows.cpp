@@ -129,6 +129,10 @@ void SetLeftBehind(const char* text) { left_behind = text; }
 void AddGroupToKill(pid_t /*group*/) {}
 void RemoveGroupToKill(pid_t /*group*/) {}
 
+StayAwake::StayAwake() : before_(SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED)) {}
+
+StayAwake::~StayAwake() { SetThreadExecutionState(ES_CONTINUOUS | before_); }
+
 /// It does already.
 void LetWritingFail() {}
 

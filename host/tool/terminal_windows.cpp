@@ -14,7 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <string_view>
-#include <thread>
+#include <system_error>
 
 #include "host/tool/terminal.h"
 
@@ -132,6 +132,28 @@ class PendingRead {
   std::optional<std::string> text_;
 };
 
+DWORD WINAPI RunRead(void* argument) {
+  const std::unique_ptr<std::shared_ptr<PendingRead>> read(
+      static_cast<std::shared_ptr<PendingRead>*>(argument));
+  (*read)->Run();
+  return 0;
+}
+
+/// Begins a read on a thread of its own. That is no detached std::thread: where one ends while it
+/// is being detached, as it does if the read fails at once, the thread library of MinGW was seen to
+/// leave a lock behind on which a later thread spins for ever.
+std::shared_ptr<PendingRead> BeginRead() {
+  auto read = std::make_unique<std::shared_ptr<PendingRead>>(std::make_shared<PendingRead>());
+  std::shared_ptr<PendingRead> pending = *read;
+  const HANDLE thread = CreateThread(nullptr, 0, &RunRead, read.get(), 0, nullptr);
+  if (thread == nullptr) {
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+  }
+  static_cast<void>(read.release());
+  CloseHandle(thread);
+  return pending;
+}
+
 }  // namespace
 
 bool IsTerminal(StandardStream stream) {
@@ -177,8 +199,7 @@ void DropTyped() { FlushConsoleInputBuffer(HandleOf(StandardStream::kInput)); }
 std::optional<std::string> ReadTyped(std::chrono::milliseconds time) {
   static std::shared_ptr<PendingRead> pending;
   if (!pending) {
-    pending = std::make_shared<PendingRead>();
-    std::thread([read = pending] { read->Run(); }).detach();
+    pending = BeginRead();
   }
   std::optional<std::string> text = pending->Wait(time);
   if (text) {

@@ -232,6 +232,17 @@ def paths_of_any_form():
         expect(status == 0, path, out + err)
 
 
+def names_of_devices_that_are_not_there():
+    """The console, of a program that has none."""
+    status, _, err = run("read", "--range", "0x8000:0x20", "-o", "con")
+    why = "quillmark: con: expected the name of a file, found that of a device that cannot be opened here\n"
+    expect(status == 73 and err.decode().startswith(why), "why", err)
+    for name in ("nul", "con"):
+        status, _, err = run("flash", "größe 日.s19", "--yes", "--artifacts", name)
+        why = f"quillmark: {name}: expected a new or an empty folder, found the name of a device\n"
+        expect(status == 73 and err.decode().startswith(why), "why", err)
+
+
 def names_of_devices():
     for name in ("nul", "NUL.hex"):
         status, out, err = run("read", "--range", "0x8000:0x20", "-o", name)
@@ -290,6 +301,7 @@ CASES = [
     a_console_that_is_redirected_gets_bytes,
     paths_of_any_form,
     names_of_devices,
+    names_of_devices_that_are_not_there,
     a_file_that_cannot_be_replaced,
     a_full_disk,
     what_is_not_there,

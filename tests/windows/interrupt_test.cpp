@@ -3,14 +3,42 @@
 // in a process of its own.
 #include "host/tool/interrupt.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <windows.h>
 
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <sstream>
+#include <string>
 #include <thread>
+#include <vector>
+
+#include "host/tool/command_line.h"
+#include "host/tool/terminal.h"
+#include "quillmark/host/files.h"
+
+namespace {
+
+/// What was asked of the system about its sleep since the process began, in turn.
+std::vector<EXECUTION_STATE> asked_states;
+
+EXECUTION_STATE WINAPI NoteState(EXECUTION_STATE state) {
+  const EXECUTION_STATE before = asked_states.empty() ? ES_CONTINUOUS : asked_states.back();
+  asked_states.push_back(state);
+  return before;
+}
+
+}  // namespace
+
+/// In place of the system's own call, for the whole program: this is where the import library has
+/// its address.
+extern "C" {
+extern decltype(&SetThreadExecutionState) const __imp_SetThreadExecutionState;
+decltype(&SetThreadExecutionState) const __imp_SetThreadExecutionState = &NoteState;
+}
 
 namespace quillmark::host {
 namespace {
@@ -135,6 +163,73 @@ TEST(EndOfTheUsersSession, ReachesTheHiddenWindow) {
         Require(Interrupted(), "the main thread sees it");
       }),
       ::testing::ExitedWithCode(0), kAsItShouldBe);
+}
+
+constexpr EXECUTION_STATE kAwake = ES_CONTINUOUS | ES_SYSTEM_REQUIRED;
+
+/// Runs a command on the simulated ECU in this process. Whether it succeeded.
+bool Succeeds(const std::string& command_line) {
+  Command command;
+  const auto app = MakeCommandLine(command);
+  std::ostringstream out;
+  const auto reporter = MakeReporter(ReportStyle::kPlain, out);
+  try {
+    app->parse(command_line);
+    command.run(*reporter);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
+}
+
+class Sleep : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    asked_states.clear();
+    WriteFile("sleep.s19", "S1051000AABB85\r\nS9030000FC\r\n");
+  }
+  void TearDown() override {
+    std::filesystem::remove("sleep.s19");
+    std::filesystem::remove("sleep.hex");
+  }
+};
+
+TEST_F(Sleep, IsKeptOffByAFlash) {
+  EXPECT_TRUE(Succeeds("flash sleep.s19 --yes"));
+  EXPECT_THAT(asked_states, ::testing::ElementsAre(kAwake, ES_CONTINUOUS));
+}
+
+TEST_F(Sleep, IsKeptOffByARead) {
+  EXPECT_TRUE(Succeeds("read --range 0:4 -o sleep.hex"));
+  EXPECT_THAT(asked_states, ::testing::ElementsAre(kAwake, ES_CONTINUOUS));
+}
+
+TEST_F(Sleep, ComesBackAfterAFailure) {
+  EXPECT_FALSE(Succeeds("flash sleep.s19 --yes --fault refuse-key"));
+  EXPECT_THAT(asked_states, ::testing::ElementsAre(kAwake, ES_CONTINUOUS));
+}
+
+TEST_F(Sleep, ComesBackAfterControlC) {
+  EXPECT_EXIT(Try([] {
+                Require(WaitForSingleObject(Announce(CTRL_C_EVENT), INFINITE) == WAIT_OBJECT_0,
+                        "it goes on");
+                Require(!Succeeds("flash sleep.s19 --yes"), "it is cancelled");
+                Require(asked_states == std::vector<EXECUTION_STATE>{kAwake, ES_CONTINUOUS},
+                        "awake, and no longer");
+              }),
+              ::testing::ExitedWithCode(0), kAsItShouldBe);
+}
+
+TEST_F(Sleep, IsNobodysBusinessWhereNothingIsSent) {
+  EXPECT_TRUE(Succeeds("plan sleep.s19"));
+  EXPECT_THAT(asked_states, ::testing::IsEmpty());
+}
+
+/// Each read has a thread of its own, which has ended by the time it would be detached.
+TEST(ReadOfNoConsole, IsTheEndOfInputTimeAndAgain) {
+  for (int read = 0; read < 1000; ++read) {
+    ASSERT_EQ(ReadTyped(60s), "");
+  }
 }
 
 }  // namespace
