@@ -591,25 +591,35 @@ std::vector<RunRecord> Station::RunsOfAll(const RunFilter& filter) {
   if (settings_.server.empty()) {
     return {};
   }
-  const std::unique_lock lock(server_mutex_, milliseconds(1000));
-  if (!lock) {
+  std::unique_lock lock(server_mutex_);
+  if (!server_is_free_.wait_for(lock, kPatience / 2, [this] { return !is_asking_; })) {
     throw RecordsError("no answer yet");
   }
   if (Clock::now() < ask_again_) {
     throw RecordsError(server_problem_);
   }
+  is_asking_ = true;
+  lock.unlock();
+  std::vector<RunRecord> runs;
+  std::string problem;
   try {
-    std::vector<RunRecord> runs = StationRecords(settings_.server, kPatience).Find(filter);
-    for (RunRecord& run : runs) {
-      // A folder of another machine, perhaps.
-      run.artifacts.clear();
-    }
-    return runs;
-  } catch (const RecordsError& error) {
-    server_problem_ = error.what();
-    ask_again_ = Clock::now() + kPause;
-    throw;
+    runs = StationRecords(settings_.server, kPatience).Find(filter);
+  } catch (const std::exception& error) {
+    problem = error.what();
   }
+  lock.lock();
+  is_asking_ = false;
+  server_is_free_.notify_one();
+  if (!problem.empty()) {
+    server_problem_ = problem;
+    ask_again_ = Clock::now() + kPause;
+    throw RecordsError(problem);
+  }
+  for (RunRecord& run : runs) {
+    // A folder of another machine, perhaps.
+    run.artifacts.clear();
+  }
+  return runs;
 }
 
 }  // namespace quillmark::host

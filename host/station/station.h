@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -76,7 +77,9 @@ class Station {
   [[nodiscard]] std::vector<RunRecord> RunsOfAll(const RunFilter& filter);
 
   Settings settings_;
-  std::timed_mutex server_mutex_;
+  std::mutex server_mutex_;
+  std::condition_variable server_is_free_;
+  bool is_asking_ = false;
   std::string server_problem_;
   std::chrono::steady_clock::time_point ask_again_;
   std::vector<std::unique_ptr<Place>> places_;
