@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "bench/memory.h"
 #include "bench/reply_documents.h"
 #include "bench/session.h"
 #include "bench/table.h"

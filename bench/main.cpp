@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "bench/memory.h"
 #include "bench/table.h"
 
 namespace quillmark::bench {

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "bench/measure.h"
-#include "bench/memory.h"
 #include "bench/session.h"
 #include "bench/table.h"
 
