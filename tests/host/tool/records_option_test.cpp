@@ -365,6 +365,7 @@ class StationKilledAtAnyMoment : public KilledAtAnyMoment {
     template <typename Fits>
     void Await(Fits fits) const {
       for (Json bays; bays.empty() || !std::all_of(bays.begin(), bays.end(), fits);) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
         bays = Get("/api/state").at("bays");
       }
     }
