@@ -459,4 +459,28 @@ std::vector<std::pair<JobBay, FlashSettings>> ReadJob(const std::string& file, J
   return bays;
 }
 
+void RequireBusesOfTheirOwn(const std::vector<std::pair<JobBay, FlashSettings>>& bays) {
+  std::map<std::pair<BusKind, fs::path>, std::string> owners;
+  for (const auto& [bay, settings] : bays) {
+    const SessionOptions& session = settings.session;
+    if (session.bus.kind == BusKind::kSimulated) {
+      continue;
+    }
+    // One device under two names is one bus.
+    std::error_code ignored;
+    const fs::path device = Utf8Path(session.bus.device);
+    const fs::path place =
+        device.has_parent_path() ? fs::weakly_canonical(device, ignored) : device;
+    const auto [other, is_first] =
+        owners.emplace(std::pair(session.bus.kind, place.empty() ? device : place), bay.name);
+    if (!is_first) {
+      throw ToolError(ExitCode::kData,
+                      fmt::format("bay {}: expected a bus of its own, found {}, which bay {} has",
+                                  bay.name, session.bus_uri, other->second),
+                      "give each bay another adapter, or flash the ECUs of one bus one after the "
+                      "other; nothing was sent");
+    }
+  }
+}
+
 }  // namespace quillmark::host

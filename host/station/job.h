@@ -52,6 +52,9 @@ enum class JobFor : std::uint8_t {
 [[nodiscard]] std::vector<std::pair<JobBay, FlashSettings>> ReadJob(const std::string& file,
                                                                     JobFor use);
 
+/// Raises ToolError for two bays on one adapter, which could not both open it.
+void RequireBusesOfTheirOwn(const std::vector<std::pair<JobBay, FlashSettings>>& bays);
+
 /// Flashes several ECUs at once.
 struct JobOptions {
   std::string file;

@@ -168,10 +168,11 @@ class CheckedJob {
   /// Creates and sends nothing. Raises what is wrong with the job.
   explicit CheckedJob(const JobOptions& options) : options_(options) {
     const fs::path folder = Utf8Path(options.file).parent_path();
-    for (auto& [bay, settings] : ReadJob(options.file, JobFor::kFlash)) {
+    auto bays = ReadJob(options.file, JobFor::kFlash);
+    RequireBusesOfTheirOwn(bays);
+    for (auto& [bay, settings] : bays) {
       Add(bay, std::move(settings), folder);
     }
-    CheckBuses();
     CheckFiles();
   }
 
@@ -211,30 +212,6 @@ class CheckedJob {
       images = std::make_shared<Images>(ImagesOf(files));
     }
     return images;
-  }
-
-  /// One device under two names is one bus.
-  void CheckBuses() const {
-    std::map<std::pair<BusKind, fs::path>, std::string> owners;
-    for (const Part& part : parts_) {
-      const SessionOptions& session = part.run->settings().session;
-      if (session.bus.kind == BusKind::kSimulated) {
-        continue;
-      }
-      std::error_code ignored;
-      const fs::path device = Utf8Path(session.bus.device);
-      const fs::path place =
-          device.has_parent_path() ? fs::weakly_canonical(device, ignored) : device;
-      const auto [other, is_first] =
-          owners.emplace(std::pair(session.bus.kind, place.empty() ? device : place), part.name);
-      if (!is_first) {
-        throw ToolError(ExitCode::kData,
-                        fmt::format("bay {}: expected a bus of its own, found {}, which bay {} has",
-                                    part.name, session.bus_uri, other->second),
-                        "give each bay another adapter, or flash the ECUs of one bus one after "
-                        "the other; nothing was sent");
-      }
-    }
   }
 
   /// That no bay writes what another one reads or writes.

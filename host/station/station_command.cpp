@@ -83,6 +83,7 @@ std::vector<StationBay> BaysOf(const StationOptions& options) {
   }
   auto described = options.bays.empty() ? BaysOfProfiles(options.profiles)
                                         : ReadJob(options.bays, JobFor::kStation);
+  RequireBusesOfTheirOwn(described);
   std::vector<StationBay> bays;
   for (auto& [job, settings] : described) {
     StationBay bay{job.name, std::move(settings)};

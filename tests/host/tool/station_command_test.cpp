@@ -172,6 +172,15 @@ TEST_F(StationCommand, GoesOnWhenNobodyReadsItsOutputAnyMore) {
   EXPECT_EQ(process->Wait(), 74);
 }
 
+TEST_F(StationCommand, RefusesTwoBaysOnOneAdapter) {
+  const std::string bays =
+      Bays(R"("bus": "slcan:/dev/ttyACM0"}, {"bay": "right", "bus": "slcan:/dev/../dev/ttyACM0")");
+  const ToolResult result = Run(Arguments(bays));
+  EXPECT_EQ(result.status, 65);
+  EXPECT_THAT(result.err, HasSubstr("bay right: expected a bus of its own, found "
+                                    "slcan:/dev/../dev/ttyACM0, which bay left has\n"));
+}
+
 TEST_F(StationCommand, SaysWhatIsWrongWithTheFileOfBays) {
   const auto refusal = [this](const std::string& content) {
     const ToolResult result = Run(Arguments(folder_.Write("bays.json", content)));
