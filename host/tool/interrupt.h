@@ -41,6 +41,7 @@ class StayAwake {
   StayAwake& operator=(const StayAwake&) = delete;
   StayAwake(StayAwake&&) = delete;
   StayAwake& operator=(StayAwake&&) = delete;
+  // NOLINTNEXTLINE(performance-trivially-destructible): on Windows it has something to do
   ~StayAwake();
 
  private:
