@@ -582,6 +582,20 @@ std::vector<RunRecord> Station::RunsOf(const RunFilter& filter) const {
   return RunRecords(file, RunRecords::Use::kRead).Find(filter);
 }
 
+/// What the server could not take when a bay was done with it. Returns how many runs that were;
+/// what it does not take now either is told by the next flash.
+std::size_t Station::SendWhatIsLeft(StationRecords& server) const {
+  std::error_code ignored;
+  const std::filesystem::path file = Utf8Path(settings_.records);
+  try {
+    return std::filesystem::exists(file, ignored)
+               ? RunRecords(file, RunRecords::Use::kRead).ForwardTo(server)
+               : 0;
+  } catch (const RecordsError&) {
+    return 0;
+  }
+}
+
 /// Of the threads that answer, one at a time waits for the server, and none soon after it has not
 /// answered: the others are there for images.
 std::vector<RunRecord> Station::RunsOfAll(const RunFilter& filter) {
@@ -603,7 +617,11 @@ std::vector<RunRecord> Station::RunsOfAll(const RunFilter& filter) {
   std::vector<RunRecord> runs;
   std::string problem;
   try {
-    runs = StationRecords(settings_.server, kPatience).Find(filter);
+    StationRecords server(settings_.server, kPatience);
+    runs = server.Find(filter);
+    if (SendWhatIsLeft(server) > 0) {
+      runs = server.Find(filter);
+    }
   } catch (const std::exception& error) {
     problem = error.what();
   }

@@ -73,7 +73,8 @@ class Station {
                                  std::function<void(Place&, const HttpRequest&)> ask,
                                  std::size_t most_body = 0);
   [[nodiscard]] std::vector<RunRecord> RunsOf(const RunFilter& filter) const;
-  /// Those that the server has. Raises RecordsError.
+  [[nodiscard]] std::size_t SendWhatIsLeft(StationRecords& server) const;
+  /// Those that the server has, with what it has missed. Raises RecordsError.
   [[nodiscard]] std::vector<RunRecord> RunsOfAll(const RunFilter& filter);
 
   Settings settings_;
