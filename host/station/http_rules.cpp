@@ -11,15 +11,6 @@ namespace {
 
 constexpr std::size_t kMostTarget = 2048;
 
-/// Text that is compared with a secret: the time tells nothing about it.
-bool AreEqual(std::string_view left, std::string_view right) {
-  unsigned difference = left.size() == right.size() ? 0 : 1;
-  for (std::size_t i = 0; i < left.size() && i < right.size(); ++i) {
-    difference |= static_cast<unsigned char>(left[i]) ^ static_cast<unsigned char>(right[i]);
-  }
-  return difference == 0;
-}
-
 char Lower(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
@@ -39,6 +30,18 @@ bool Names(std::string_view name, std::string_view host) {
 }
 
 }  // namespace
+
+bool IsSecret(std::string_view given, std::string_view secret) {
+  if (secret.empty()) {
+    return false;
+  }
+  unsigned difference = given.size() == secret.size() ? 0 : 1;
+  for (std::size_t i = 0; i < given.size(); ++i) {
+    difference |= static_cast<unsigned char>(given[i]) ^
+                  static_cast<unsigned char>(secret[i % secret.size()]);
+  }
+  return difference == 0;
+}
 
 std::string_view CookieIn(std::string_view header, std::string_view name) {
   while (!header.empty()) {
@@ -122,7 +125,7 @@ bool HttpRules::IsOwnHost(std::string_view host) const {
 
 bool HttpRules::HasCookie(const HttpHead& head) const {
   return std::any_of(head.cookies.begin(), head.cookies.end(), [this](std::string_view line) {
-    return AreEqual(CookieIn(line, cookie_name), cookie);
+    return IsSecret(CookieIn(line, cookie_name), cookie);
   });
 }
 

@@ -85,6 +85,10 @@ struct HttpRules {
   [[nodiscard]] bool HasCookie(const HttpHead& head) const;
 };
 
+/// Whether what a stranger gave is the secret, which an empty one never is. How long it takes
+/// depends on what was given alone: the time tells nothing about the secret.
+[[nodiscard]] bool IsSecret(std::string_view given, std::string_view secret);
+
 /// The value of a cookie in the header Cookie; empty if it is not there.
 [[nodiscard]] std::string_view CookieIn(std::string_view header, std::string_view name);
 

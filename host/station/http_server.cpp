@@ -2,8 +2,7 @@
 #include "host/station/http_server.h"
 
 #include <fmt/format.h>
-#include <openssl/crypto.h>
-#include <openssl/sha.h>
+#include <openssl/err.h>
 #include <openssl/sslerr.h>
 
 #include <algorithm>
@@ -68,16 +67,6 @@ HttpHead HeadOf(const http::request_header<>& header) {
 /// As it stands in a URL.
 std::string TextOf(const asio::ip::address& address) {
   return address.is_v6() ? '[' + address.to_string() + ']' : address.to_string();
-}
-
-/// Secrets are compared by their digests, all bytes of them: the time tells nothing.
-using SecretDigest = std::array<unsigned char, SHA256_DIGEST_LENGTH>;
-
-SecretDigest DigestOf(const std::string& secret) {
-  SecretDigest digest{};
-  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): bytes
-  ::SHA256(reinterpret_cast<const unsigned char*>(secret.data()), secret.size(), digest.data());
-  return digest;
 }
 
 /// The bytes of a connection: as they are, or through TLS.
@@ -173,7 +162,7 @@ class HttpServer::Core {
   HttpRules rules_;
   /// Empty if a password is asked for.
   std::string token_;
-  SecretDigest secret_;
+  std::string secret_;
   /// When the last wrong password is forgotten; each takes a pause to forget.
   std::chrono::steady_clock::time_point forgotten_;
 
@@ -266,7 +255,7 @@ HttpServer::Core::Core(Settings settings)
       limits_(settings.limits),
       identity_(std::move(settings.identity)),
       token_(settings.password.empty() ? NewRunId() : ""),
-      secret_(DigestOf(settings.password.empty() ? token_ : settings.password)) {
+      secret_(settings.password.empty() ? token_ : settings.password) {
   if (identity_) {
     tls_.emplace(identity_->Share());
   }
@@ -441,8 +430,7 @@ HttpResponse HttpServer::Core::BeginSession(const std::string& secret) {
   if (token_.empty()) {
     RequirePause();
   }
-  const SecretDigest digest = DigestOf(secret);
-  if (::CRYPTO_memcmp(digest.data(), secret_.data(), digest.size()) == 0) {
+  if (IsSecret(secret, secret_)) {
     return {204, "", "", std::string(kOwnPagePolicy)};
   }
   if (!token_.empty()) {

@@ -75,6 +75,18 @@ INSTANTIATE_TEST_SUITE_P(Forms, HttpServerTest, ::testing::Values("Plain", "Tls"
 
 using PlainServerTest = ServerFixture;
 
+TEST(Secret, IsNothingButItself) {
+  EXPECT_TRUE(IsSecret("abc", "abc"));
+  for (const char* const other : {"", "ab", "abd", "bbc", "abcd", "abcabc"}) {
+    EXPECT_FALSE(IsSecret(other, "abc")) << other;
+  }
+}
+
+TEST(Secret, IsNeverEmpty) {
+  EXPECT_FALSE(IsSecret("", ""));
+  EXPECT_FALSE(IsSecret("a", ""));
+}
+
 TEST_F(PlainServerTest, ListensToOtherMachinesOnlyWithTlsAndAPassword) {
   for (const char* const address : {"0.0.0.0", "192.0.2.1", "::", "example.org", ""}) {
     settings.address = address;
